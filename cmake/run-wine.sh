@@ -1,0 +1,16 @@
+#!/bin/sh
+# Runs one Windows program under Wine, in a prefix of its build tree.
+# The output goes through a file: Wine's background processes would keep a pipe of ours open.
+# WINE_TIMEOUT is the limit in seconds (exit code 124 beyond it).
+if [ -z "${WINEPREFIX:-}" ]; then
+  WINEPREFIX=$(cd "$(dirname "$1")" && pwd)/wineprefix
+fi
+export WINEPREFIX WINEDEBUG="${WINEDEBUG:--all}"
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe=}"
+unset DISPLAY WAYLAND_DISPLAY
+out=$(mktemp) || exit 99
+trap 'rm -f "$out"' EXIT
+timeout --kill-after=5 "${WINE_TIMEOUT:-240}" wine "$@" >"$out" 2>&1 </dev/null
+rc=$?
+tr -d '\r' <"$out"
+exit $rc

@@ -1,0 +1,1 @@
+#include "host/code_pages.h"

@@ -1,0 +1,1 @@
+#include "host/critical_sections.h"

@@ -1,0 +1,1 @@
+#include "host/debug_output.h"

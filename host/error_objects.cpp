@@ -1,0 +1,1 @@
+#include "host/error_objects.h"

@@ -1,0 +1,1 @@
+#include "host/free_threaded_marshaler.h"

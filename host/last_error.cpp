@@ -1,0 +1,1 @@
+#include "host/last_error.h"

@@ -1,0 +1,1 @@
+#include "host/memory_streams.h"

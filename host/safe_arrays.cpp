@@ -1,0 +1,1 @@
+#include "host/safe_arrays.h"

@@ -1,0 +1,1 @@
+#include "host/task_memory.h"
