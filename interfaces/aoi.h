@@ -1,0 +1,272 @@
+// Areas of interest (AOIs): rectangles of pixels on a shared image buffer of one or more planes,
+// with a margin around each plane. An AOI object answers one typed interface, which knows the pixel
+// type and hands out raw pointers, and the generic IAoiKLP, which speaks of pixels as double.
+//
+// Coordinates. Interior coordinates count from the first pixel behind the buffer's margin; the
+// rectangle stands in these. Rectangle coordinates count from the rectangle's first pixel. Sizes
+// with margins are those of the stored rows and planes.
+//
+// Results. Every slot gives S_OK on success. 0x8004xxxx comes with an error object on the thread,
+// the plain codes come without. "Needs a buffer" stands for 0x8004045A as long as none is bound. An
+// AOI takes no lock: concurrent use of one object, or of one buffer for writing, is the caller's
+// affair.
+//
+// The slot groups below are put together at the end of the file, eight times for the typed
+// interfaces and once for the generic one, so that a slot that both have is declared once.
+#pragma once
+
+#include <cstdint>
+
+#include "interfaces/enums.h"
+#include "interfaces/identifiers.h"
+#include "platform/interface_id.h"
+
+struct IAttributeMapKLP;
+
+namespace rastel {
+
+// Slots 7 to 32. Self is the interface that slots take and give AOIs as.
+template <class Self>
+struct AoiRectangleSlots : IDispatch {
+  // The rectangle, in pixels, its corner in interior coordinates. Out pointers must not be null.
+  // Getters need a buffer. Setters give 0x80040459 for a value below 0, else what SetRect gives; a
+  // new corner keeps the size.
+  virtual HRESULT STDMETHODCALLTYPE get_Width(LONG* width) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Width(LONG width) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Height(LONG* height) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Height(LONG height) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_X(LONG* x) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_X(LONG x) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Y(LONG* y) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Y(LONG y) = 0;
+
+  // Pixels that must exist on each side of the rectangle. Need a buffer; a null out pointer is
+  // S_OK. A setter gives 0x80040452 for a value below 0, else what SetMargins gives with the other
+  // request unchanged. A request that SetRect had to cut may be read as negative.
+  virtual HRESULT STDMETHODCALLTYPE get_MarginX(LONG* pixels) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_MarginX(LONG pixels) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_MarginY(LONG* pixels) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_MarginY(LONG pixels) = 0;
+
+  // Binds a new buffer of one plane, width * height pixels and BufferMargin on each side; the
+  // pixels are not initialised. 0x8004045B for a size of 0 (the AOI is then without a buffer),
+  // E_INVALIDARG for a margin above a size, E_OUTOFMEMORY. A bind restarts the rectangle, the
+  // margins, the planes and the name, and takes BufferMargin back to 0.
+  virtual HRESULT STDMETHODCALLTYPE CreateImage(LONG width, LONG height) = 0;
+  // out: pixels from the end of one rectangle row to the start of the next. Needs a buffer.
+  virtual HRESULT STDMETHODCALLTYPE get_LineSkip(LONG* pixels) = 0;
+  // out: pixels of a stored row, rows of a stored plane, margins included. Need a buffer.
+  virtual HRESULT STDMETHODCALLTYPE get_BufferWidth(LONG* pixels) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_BufferHeight(LONG* rows) = 0;
+  // Guarantees the margins inside the stored buffer and moves or cuts the rectangle to make it so.
+  // Needs a buffer; 0x80040452 for a value below 0; E_FAIL if nothing would be left.
+  virtual HRESULT STDMETHODCALLTYPE SetMargins(LONG marginX, LONG marginY) = 0;
+  // Fills the buffer's margin, in all planes, in the present margin mode, then SetMargins with the
+  // present requests. Needs a buffer; the first failure is returned.
+  virtual HRESULT STDMETHODCALLTYPE FillMargins() = 0;
+
+  // One pixel of the active plane, in rectangle coordinates; the stored plane is the limit, not the
+  // rectangle. Needs a buffer; E_POINTER without pixels; E_INVALIDARG outside the plane. A value is
+  // clamped to the pixel type's limits and truncated. The out pointer must not be null.
+  virtual HRESULT STDMETHODCALLTYPE GetPixel(LONG x, LONG y, DOUBLE* value) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PutPixel(LONG x, LONG y, DOUBLE value) = 0;
+
+  // out: a new AOI on the same buffer with the same rectangle, margins and planes, without name,
+  // tag and map; the caller owns it. E_FAIL, and null, if it cannot be made.
+  virtual HRESULT STDMETHODCALLTYPE Clone(Self** clone) = 0;
+  // Split the rectangle. out: a new AOI with the upper half of the height, or the right half of the
+  // width; this AOI keeps the rest. Need a buffer; 0x8004045D if the new AOI cannot be made; else
+  // what SetRect gives. On the generic interface a null pointer is E_POINTER.
+  virtual HRESULT STDMETHODCALLTYPE SplitHeight(Self** upper) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SplitWidth(Self** right) = 0;
+  // out: across * down new AOIs that cover the rectangle, row by row; the last ones take what the
+  // division leaves. Needs a buffer; 0x8004045E for counts below 1 or more than 100 tiles;
+  // 0x8004045D, 0x8004045F (no pixel for a tile): tiles made so far stay in a typed caller's array
+  // and are his to release.
+  virtual HRESULT STDMETHODCALLTYPE SplitTiles(LONG across, LONG down, Self** tiles) = 0;
+  // Takes the smallest rectangle that holds both. S_FALSE without a buffer; else what SetRect
+  // gives.
+  virtual HRESULT STDMETHODCALLTYPE Unite(Self* other) = 0;
+  // The rectangle by two opposite corners, both included, in any order, interior coordinates. Needs
+  // a buffer; 0x80040459 for a value below 0; E_INVALIDARG at or beyond the size with margins.
+  // Nothing changes on failure. Margin requests are cut to what the new place leaves.
+  virtual HRESULT STDMETHODCALLTYPE SetRect(LONG left, LONG top, LONG right, LONG bottom) = 0;
+};
+
+// Typed slots 33 to 35. U is the pixel type of pointers. A pointer carries no count: it lives as
+// long as the buffer, and means nothing in another process.
+template <class U, class Base>
+struct AoiPointerSlots : Base {
+  // out: the rectangle's first pixel in the active plane. Needs a buffer; E_INVALIDARG for a plane
+  // or position outside it, E_FAIL without pixels.
+  virtual HRESULT STDMETHODCALLTYPE GetPointer(U** pixels) = 0;
+  // out: sizes in pixels, pixels from row end to row start, and the pointer of GetPointer, with its
+  // results. No pointer may be null.
+  virtual HRESULT STDMETHODCALLTYPE GetAccess(LONG* width, LONG* height, LONG* lineSkip,
+                                              U** pixels) = 0;
+  // Looks at width * height pixels of the caller, one plane without a margin; the memory must
+  // outlive the buffer, which never frees it. 0x8004045B for a size of 0, E_POINTER for null,
+  // E_INVALIDARG for a negative size, E_ABORT if the buffer already has pixels.
+  virtual HRESULT STDMETHODCALLTYPE AttachImage(LONG width, LONG height, U* pixels) = 0;
+};
+
+// Typed slots 36 to 48, generic slots 33 to 45.
+template <class Self, class Base>
+struct AoiDerivedSlots : Base {
+  // out: a new AOI with a buffer of its own, which holds a copy of the pixels, with name, tag and
+  // map; the caller owns it. MarshalFlags tell how much is copied.
+  virtual HRESULT STDMETHODCALLTYPE Duplicate(Self** duplicate) = 0;
+  // out: 1 and S_OK if width and height agree, else 0 and S_FALSE. The generic slot compares AOIs
+  // of different pixel types too.
+  virtual HRESULT STDMETHODCALLTYPE IsSameSize(Self* other, LONG* same) = 0;
+  // Takes the other's rectangle. E_INVALIDARG for null, and on the generic interface for another
+  // pixel type; else what the other's GetRect and SetRect give.
+  virtual HRESULT STDMETHODCALLTYPE CopyRect(Self* other) = 0;
+  // Move with the size kept, and resize with the corner kept, to or by pixels. Need a buffer; what
+  // SetRect gives is dropped: an impossible place is S_OK and changes nothing.
+  virtual HRESULT STDMETHODCALLTYPE MoveTo(LONG x, LONG y) = 0;
+  virtual HRESULT STDMETHODCALLTYPE MoveBy(LONG dx, LONG dy) = 0;
+  virtual HRESULT STDMETHODCALLTYPE ResizeTo(LONG width, LONG height) = 0;
+  virtual HRESULT STDMETHODCALLTYPE ResizeBy(LONG dw, LONG dh) = 0;
+  // Set every pixel of the rectangle in the active plane to 0, or to a value that is clamped and
+  // truncated like PutPixel's.
+  virtual HRESULT STDMETHODCALLTYPE Clear() = 0;
+  virtual HRESULT STDMETHODCALLTYPE Fill(DOUBLE value) = 0;
+  // The rectangle from 0, 0 to the size with margins: what SetRect gives.
+  virtual HRESULT STDMETHODCALLTYPE SelectAll() = 0;
+  // out: the rectangle, interior coordinates; each pointer may be null. Needs a buffer.
+  virtual HRESULT STDMETHODCALLTYPE GetRect(LONG* x, LONG* y, LONG* width, LONG* height) = 0;
+  // Copies this rectangle's pixels into the other's rectangle. E_INVALIDARG for null, and on the
+  // generic interface for another pixel type.
+  virtual HRESULT STDMETHODCALLTYPE CopyTo(Self* other) = 0;
+  // Binds a new buffer like CreateImage, with several planes; a failure leaves an empty buffer
+  // bound.
+  virtual HRESULT STDMETHODCALLTYPE CreatePlanes(LONG planes, LONG width, LONG height) = 0;
+};
+
+// Typed slots 49 and 50. Pixels stand plane behind plane, row behind row, without gaps.
+template <class U, class Base>
+struct AoiPlanePointerSlots : Base {
+  // Looks at the caller's planes like AttachImage, always with a fresh buffer. 0x8004045B for a
+  // size of 0, E_POINTER for null, E_INVALIDARG for no plane or a negative size.
+  virtual HRESULT STDMETHODCALLTYPE AttachPlanes(LONG planes, LONG width, LONG height,
+                                                 U* pixels) = 0;
+  // Binds a new buffer with BufferMargin and copies the pixels in. 0x8004045B for a size of 0,
+  // E_POINTER for null, E_INVALIDARG for no plane or a margin above a size.
+  virtual HRESULT STDMETHODCALLTYPE CreateFromData(LONG planes, LONG width, LONG height,
+                                                   U* pixels) = 0;
+};
+
+// Typed slots 51 to 63, generic slots 46 to 58. No slot here needs a buffer, and no out pointer is
+// tested.
+template <class Base>
+struct AoiPropertySlots : Base {
+  // out: planes of the bound buffer, 0 without one.
+  virtual HRESULT STDMETHODCALLTYPE get_PlaneCount(LONG* planes) = 0;
+  // Whether Save writes the plane when the rectangle travels: 0 or not 0; all planes are selected
+  // by a bind. 0x80040469 for a plane outside 0 .. PlaneCount - 1.
+  virtual HRESULT STDMETHODCALLTYPE get_PlaneSelected(LONG plane, LONG* selected) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_PlaneSelected(LONG plane, LONG selected) = 0;
+  // The plane that pixel and pointer operations address. Setter: 0x80040469 as above.
+  virtual HRESULT STDMETHODCALLTYPE get_ActivePlane(LONG* plane) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_ActivePlane(LONG plane) = 0;
+  // Margin, in pixels, of the next buffer that this AOI allocates; kept as it stands, also
+  // negative.
+  virtual HRESULT STDMETHODCALLTYPE get_BufferMargin(LONG* pixels) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_BufferMargin(LONG pixels) = 0;
+  // What FillMargins fills with; not tested.
+  virtual HRESULT STDMETHODCALLTYPE get_MarginMode(MarginModeKLP* mode) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_MarginMode(MarginModeKLP mode) = 0;
+  // How much travels. Setter: any value but 0 and 1 is reported with 0x80020009.
+  virtual HRESULT STDMETHODCALLTYPE get_MarshalFlags(MarshalFlagsKLP* flags) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_MarshalFlags(MarshalFlagsKLP flags) = 0;
+  // The name, "None" in a new AOI and after a bind. out: a copy that the caller frees, or null for
+  // a null name. E_OUTOFMEMORY.
+  virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* name) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Name(BSTR name) = 0;
+};
+
+// Generic slot 59.
+template <class Base>
+struct AoiElementTypeSlot : Base {
+  // out: the pixel type. A loaded AOI tells what its stream stated. The pointer is not tested.
+  virtual HRESULT STDMETHODCALLTYPE get_ElementType(ElementTypeKLP* type) = 0;
+};
+
+// Typed slots 64 to 67, generic slots 60 to 63. They need no buffer.
+template <class Base>
+struct AoiClientDataSlots : Base {
+  // A value that is the client's own. out: a copy; the VARIANT must be initialised and is cleared
+  // first. E_POINTER for a null pointer, E_OUTOFMEMORY or what the copy gives.
+  virtual HRESULT STDMETHODCALLTYPE get_Tag(VARIANT* tag) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Tag(VARIANT tag) = 0;
+  // The map with the picture's metadata, or null; shared, not copied. out: a counted pointer; it
+  // must come in as null, anything else is released. E_POINTER for a null pointer.
+  virtual HRESULT STDMETHODCALLTYPE get_AttributeMap(IAttributeMapKLP** map) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_AttributeMap(IAttributeMapKLP* map) = 0;
+};
+
+// Typed slot 68.
+template <class U, class Base>
+struct AoiCheckedAccessSlot : Base {
+  // As GetAccess, but tests its pointers, and makes no error object where pixels cannot be reached.
+  virtual HRESULT STDMETHODCALLTYPE GetAccessChecked(LONG* width, LONG* height, LONG* lineSkip,
+                                                     U** pixels) = 0;
+};
+
+// Typed slot 69, generic slot 64.
+template <class Base>
+struct AoiBoundSlot : Base {
+  // out: 1 if pixels can be reached, else 0.
+  virtual HRESULT STDMETHODCALLTYPE get_IsBound(LONG* bound) = 0;
+};
+
+// The slot list of the typed interfaces.
+template <class Self, class U>
+struct TypedAoiSlots
+    : AoiBoundSlot<AoiCheckedAccessSlot<
+          U, AoiClientDataSlots<AoiPropertySlots<AoiPlanePointerSlots<
+                 U, AoiDerivedSlots<Self, AoiPointerSlots<U, AoiRectangleSlots<Self>>>>>>>> {
+  static constexpr int kSlotCount = 70;
+};
+
+// The slot list of the generic interface.
+template <class Self>
+struct GenericAoiSlots
+    : AoiBoundSlot<AoiClientDataSlots<
+          AoiElementTypeSlot<AoiPropertySlots<AoiDerivedSlots<Self, AoiRectangleSlots<Self>>>>>> {
+  static constexpr int kSlotCount = 65;
+};
+
+}  // namespace rastel
+
+// For clients that do not know the pixel type. Slots that take an AOI refuse one of another pixel
+// type with E_INVALIDARG, except IsSameSize.
+struct IAoiKLP : rastel::GenericAoiSlots<IAoiKLP> {};
+RASTEL_INTERFACE_ID(IAoiKLP);
+
+struct IByteAOIKLP : rastel::TypedAoiSlots<IByteAOIKLP, std::uint8_t> {};
+RASTEL_INTERFACE_ID(IByteAOIKLP);
+
+// Pixels are signed 8 bit; the pointers say unsigned all the same, and the client reinterprets
+// them.
+struct ICharAOIKLP : rastel::TypedAoiSlots<ICharAOIKLP, std::uint8_t> {};
+RASTEL_INTERFACE_ID(ICharAOIKLP);
+
+struct IWordAOIKLP : rastel::TypedAoiSlots<IWordAOIKLP, std::uint16_t> {};
+RASTEL_INTERFACE_ID(IWordAOIKLP);
+
+struct IShortAOIKLP : rastel::TypedAoiSlots<IShortAOIKLP, std::int16_t> {};
+RASTEL_INTERFACE_ID(IShortAOIKLP);
+
+struct IDWordAOIKLP : rastel::TypedAoiSlots<IDWordAOIKLP, std::uint32_t> {};
+RASTEL_INTERFACE_ID(IDWordAOIKLP);
+
+struct ILongAOIKLP : rastel::TypedAoiSlots<ILongAOIKLP, std::int32_t> {};
+RASTEL_INTERFACE_ID(ILongAOIKLP);
+
+struct IFloatAOIKLP : rastel::TypedAoiSlots<IFloatAOIKLP, float> {};
+RASTEL_INTERFACE_ID(IFloatAOIKLP);
+
+struct IDoubleAOIKLP : rastel::TypedAoiSlots<IDoubleAOIKLP, double> {};
+RASTEL_INTERFACE_ID(IDoubleAOIKLP);
