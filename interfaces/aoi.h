@@ -81,8 +81,8 @@ struct AoiRectangleSlots : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE SplitWidth(Self** right) = 0;
   // out: across * down new AOIs that cover the rectangle, row by row; the last ones take what the
   // division leaves. Needs a buffer; 0x8004045E for counts below 1 or more than 100 tiles;
-  // 0x8004045D, 0x8004045F (no pixel for a tile): tiles made so far stay in a typed caller's array
-  // and are his to release.
+  // 0x8004045D, 0x8004045F (no pixel for a tile): tiles made so far stay in the array of a typed
+  // call, for the caller to release.
   virtual HRESULT STDMETHODCALLTYPE SplitTiles(LONG across, LONG down, Self** tiles) = 0;
   // Takes the smallest rectangle that holds both. S_FALSE without a buffer; else what SetRect
   // gives.
@@ -113,8 +113,9 @@ struct AoiPointerSlots : Base {
 // Typed slots 36 to 48, generic slots 33 to 45.
 template <class Self, class Base>
 struct AoiDerivedSlots : Base {
-  // out: a new AOI with a buffer of its own, which holds a copy of the pixels, with name, tag and
-  // map; the caller owns it. MarshalFlags tell how much is copied.
+  // out: a new AOI with a one-plane buffer of its own and a copy of the active plane's pixels; the
+  // caller owns it. MarshalFlags tell whether the rectangle is copied, with name, tag and map, or
+  // the whole plane without them.
   virtual HRESULT STDMETHODCALLTYPE Duplicate(Self** duplicate) = 0;
   // out: 1 and S_OK if width and height agree, else 0 and S_FALSE. The generic slot compares AOIs
   // of different pixel types too.
@@ -129,7 +130,8 @@ struct AoiDerivedSlots : Base {
   virtual HRESULT STDMETHODCALLTYPE ResizeTo(LONG width, LONG height) = 0;
   virtual HRESULT STDMETHODCALLTYPE ResizeBy(LONG dw, LONG dh) = 0;
   // Set every pixel of the rectangle in the active plane to 0, or to a value that is clamped and
-  // truncated like PutPixel's.
+  // truncated like PutPixel's. Where pixels cannot be reached Clear gives S_OK, Fill the code of
+  // GetAccess.
   virtual HRESULT STDMETHODCALLTYPE Clear() = 0;
   virtual HRESULT STDMETHODCALLTYPE Fill(DOUBLE value) = 0;
   // The rectangle from 0, 0 to the size with margins: what SetRect gives.
