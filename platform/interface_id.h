@@ -8,9 +8,9 @@ template <class Interface>
 struct InterfaceId;
 
 // Ties IID_<Interface> to the type. The constant must be declared before.
-#define RASTEL_INTERFACE_ID(Interface)               \
-  template <>                                        \
-  struct InterfaceId<Interface> {                    \
+#define RASTEL_INTERFACE_ID(Interface)                    \
+  template <>                                             \
+  struct InterfaceId<Interface> {                         \
     static constexpr const IID* value = &IID_##Interface; \
   }
 

@@ -1,6 +1,6 @@
-// The seam: the one header through which the module and its clients see a host. On Windows it is the
-// system's own component platform, elsewhere the embedded host under the same names. Code above this
-// line is written once, against the platform's names.
+// The seam: the one header through which the module and its clients see a host. On Windows it is
+// the system's own component platform, elsewhere the embedded host under the same names. Code above
+// this line is written once, against the platform's names.
 #pragma once
 
 #ifdef _WIN32
@@ -24,8 +24,8 @@
 
 namespace platform {
 
-// A result code written as its 32 bits, 0x8004045A for instance. Such a constant does not convert to
-// the signed HRESULT by itself.
+// A result code written as its 32 bits, 0x8004045A for instance. Such a constant does not convert
+// to the signed HRESULT by itself.
 constexpr HRESULT ResultCode(std::uint32_t bits) noexcept { return static_cast<HRESULT>(bits); }
 
 }  // namespace platform

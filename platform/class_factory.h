@@ -1,0 +1,75 @@
+// Class objects: the factory that a catalogue row keeps, and what a coclass says of itself.
+#pragma once
+
+#include "platform/com_object.h"
+
+namespace platform {
+
+// Makes an object of one class; outer unknowns choose aggregation. See CreateObject.
+using InstanceCreator = HRESULT (*)(IUnknown* outer, REFIID iid, void** out) noexcept;
+
+// The class object over an instance creator. Any thread may call.
+class CComClassFactory : public CComObjectRootEx<CComMultiThreadModel>, public IClassFactory {
+ public:
+  explicit CComClassFactory(InstanceCreator creator) noexcept : creator_(creator) {}
+
+  static QueryTable GetQueryTable() noexcept {
+    static constexpr QueryRow kRows[] = {DirectRow<CComClassFactory, IClassFactory>()};
+    return kRows;
+  }
+
+  // Null out: E_POINTER; *out is cleared; an outer unknown with any identifier but IID_IUnknown:
+  // CLASS_E_NOAGGREGATION; else what the instance creator says.
+  STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    if (outer && !IsEqualIID(iid, IID_IUnknown)) return CLASS_E_NOAGGREGATION;
+    return creator_(outer, iid, out);
+  }
+
+  // Holds the module loaded, or lets it go. S_OK.
+  STDMETHODIMP LockServer(BOOL lock) override {
+    if (lock) {
+      LockModule();
+    } else {
+      UnlockModule();
+    }
+    return S_OK;
+  }
+
+ protected:
+  ~CComClassFactory() = default;
+
+ private:
+  InstanceCreator creator_;
+};
+
+// The class-object creator that all rows share: a factory over the row's instance creator.
+inline HRESULT CreateClassObject(InstanceCreator creator, REFIID iid, void** out) noexcept {
+  if (!out) return E_POINTER;
+  *out = nullptr;
+  auto* factory = new (std::nothrow) CComObjectCached<CComClassFactory>(creator);
+  if (!factory) return E_OUTOFMEMORY;
+  HRESULT result = factory->InitialConstruct();
+  if (SUCCEEDED(result)) result = factory->QueryInterface(iid, out);
+  if (FAILED(result)) delete factory;
+  return result;
+}
+
+// What a class says of itself to its catalogue row.
+template <class Class, const CLSID* ClassId>
+class CComCoClass {
+ public:
+  static const CLSID& GetObjectCLSID() noexcept { return *ClassId; }
+  // Null: the class has no description beside its registration.
+  static LPCOLESTR GetObjectDescription() noexcept { return nullptr; }
+  // Null: the class enters no categories of its own.
+  static const void* GetCategoryMap() noexcept { return nullptr; }
+  // Told when the module comes (true) and goes (false).
+  static void ObjectMain(bool) noexcept {}
+
+ protected:
+  ~CComCoClass() = default;
+};
+
+}  // namespace platform

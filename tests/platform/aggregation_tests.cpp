@@ -1,0 +1,79 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/com_object.h"
+#include "tests/platform/probe.h"
+
+namespace tests {
+
+// An outer object that answers IPersist itself and hands the rest to what it aggregates.
+struct Outer final : IPersist {
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IPersist)) {
+      AddRef();
+      *out = this;
+      return S_OK;
+    }
+    return inner->QueryInterface(iid, out);
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
+  STDMETHODIMP_(ULONG) Release() override { return --references; }
+  STDMETHODIMP GetClassID(CLSID*) override { return S_OK; }
+
+  ULONG references = 1;
+  IUnknown* inner = nullptr;
+};
+
+TEST(Aggregation, InterfacesBelongToTheOuterAndTheUnknownToItself) {
+  script = ProbeScript{};
+  Outer outer;
+  ASSERT_EQ(
+      platform::CreateObject<Probe>(&outer, IID_IUnknown, reinterpret_cast<void**>(&outer.inner)),
+      S_OK);
+  EXPECT_EQ(script.controllingUnknown, &outer);
+  EXPECT_EQ(outer.references, 1u) << "the inner object keeps no reference on its outer";
+  EXPECT_EQ(platform::moduleLockCount, 1);
+
+  IFirstProbe* first = nullptr;
+  ASSERT_EQ(outer.QueryInterface(IID_IFirstProbe, reinterpret_cast<void**>(&first)), S_OK);
+  EXPECT_EQ(outer.references, 2u);
+  void* identity = nullptr;
+  ASSERT_EQ(first->QueryInterface(IID_IUnknown, &identity), S_OK);
+  EXPECT_EQ(identity, &outer);
+  void* persist = nullptr;
+  EXPECT_EQ(first->QueryInterface(IID_IPersist, &persist), S_OK);
+  EXPECT_EQ(persist, &outer);
+  IMarshal* marshal = nullptr;
+  ASSERT_EQ(first->QueryInterface(IID_IMarshal, reinterpret_cast<void**>(&marshal)), S_OK);
+  EXPECT_EQ(outer.references, 5u);
+  marshal->Release();
+  EXPECT_EQ(first->Release(), 3u);
+
+  void* again = nullptr;
+  ASSERT_EQ(outer.inner->QueryInterface(IID_IUnknown, &again), S_OK);
+  EXPECT_EQ(again, outer.inner);
+  EXPECT_EQ(outer.inner->Release(), 1u);
+  EXPECT_EQ(outer.inner->QueryInterface(kUnknownToProbe, &again), E_NOINTERFACE);
+  EXPECT_EQ(again, nullptr);
+  EXPECT_EQ(outer.inner->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+  EXPECT_EQ(outer.inner->Release(), 0u);
+  EXPECT_EQ(platform::moduleLockCount, 0);
+  EXPECT_EQ(script.log.back(), "section deleted");
+}
+
+TEST(Aggregation, FailuresLeaveNothing) {
+  Outer outer;
+  for (const HRESULT failure : {E_ABORT, E_OUTOFMEMORY}) {
+    for (const bool inSection : {true, false}) {
+      script = ProbeScript{};
+      (inSection ? script.sectionResult : script.finalConstructResult) = failure;
+      void* out = &outer;
+      EXPECT_EQ(platform::CreateObject<Probe>(&outer, IID_IUnknown, &out), failure);
+      EXPECT_EQ(out, nullptr);
+      EXPECT_EQ(platform::moduleLockCount, 0);
+      EXPECT_EQ(outer.references, 1u);
+    }
+  }
+}
+
+}  // namespace tests
