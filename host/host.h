@@ -12,6 +12,7 @@
 #include "host/last_error.h"
 #include "host/marshalling.h"
 #include "host/memory_streams.h"
+#include "host/modules.h"
 #include "host/persistence.h"
 #include "host/registry.h"
 #include "host/resources.h"
