@@ -9,7 +9,7 @@
 #include "interfaces/attribute.h"
 #include "interfaces/marshal_behaviour.h"
 #include "interfaces/vector.h"
-#include "tests/interfaces/slots.h"
+#include "tests/support/slots.h"
 
 namespace tests {
 namespace {
