@@ -30,7 +30,7 @@ RASTEL_HOST_API void CoUninitialize() noexcept;
 RASTEL_HOST_API HRESULT CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD context,
                                          REFIID iid, LPVOID* out) noexcept;
 
-// The factory of a class, found as above. The server is ignored.
+// The factory of a class, found as above, but E_INVALIDARG for a null out. The server is ignored.
 RASTEL_HOST_API HRESULT CoGetClassObject(REFCLSID classId, DWORD context, LPVOID server, REFIID iid,
                                          LPVOID* out) noexcept;
 

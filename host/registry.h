@@ -114,7 +114,8 @@ RASTEL_HOST_API LSTATUS RegFlushKey(HKEY key) noexcept;
 
 // Takes another registry file from now on, or none (memory only) when path is null, and drops the
 // tree in memory. Handles to keys of the old tree are ERROR_KEY_DELETED afterwards, the predefined
-// one goes on. An empty path is none as well. E_OUTOFMEMORY; S_OK says nothing about the file.
+// one goes on. An empty path is none as well. E_UNEXPECTED: the calling
+// thread is in the middle of a batch of changes. E_OUTOFMEMORY. S_OK says nothing about the file.
 RASTEL_HOST_API HRESULT HostUseRegistryFile(const char* path) noexcept;
 
 namespace host {
