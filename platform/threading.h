@@ -11,7 +11,7 @@ namespace platform {
 // A critical section that may not exist: initialising it can fail, and then it is not deleted.
 class CComCriticalSection {
  public:
-  CComCriticalSection() = default;
+  constexpr CComCriticalSection() = default;
   CComCriticalSection(const CComCriticalSection&) = delete;
   CComCriticalSection& operator=(const CComCriticalSection&) = delete;
   ~CComCriticalSection() { Term(); }
@@ -33,7 +33,7 @@ class CComCriticalSection {
   void Unlock() noexcept { LeaveCriticalSection(&section_); }
 
  private:
-  CRITICAL_SECTION section_;
+  CRITICAL_SECTION section_{};
   bool initialised_ = false;
 };
 

@@ -1,0 +1,30 @@
+#include "frame/boundary.h"
+
+#include <exception>
+#include <new>
+#include <stdexcept>
+
+#include "frame/exceptions.h"
+#include "frame/reports.h"
+
+namespace rastel {
+
+HRESULT ResultOfException(REFCLSID classId) noexcept {
+  try {
+    throw;
+  } catch (const _com_error& error) {
+    return error.Error();
+  } catch (const CAtlException& error) {
+    return error;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (const std::length_error&) {
+    return E_OUTOFMEMORY;
+  } catch (const std::exception& error) {
+    return ReportErrorText(classId, error.what());
+  } catch (...) {
+    return E_UNEXPECTED;
+  }
+}
+
+}  // namespace rastel

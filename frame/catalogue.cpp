@@ -1,0 +1,133 @@
+#include "frame/catalogue.h"
+
+#include "frame/registration.h"
+#include "frame/reports.h"
+#include "image/aoi_classes.h"
+#include "interfaces/identifiers.h"
+#include "platform/threading.h"
+
+namespace rastel {
+namespace {
+
+LPCOLESTR NoDescription() noexcept { return nullptr; }
+const void* NoCategories() noexcept { return nullptr; }
+void NoObjectMain(bool) noexcept {}
+
+constexpr CatalogueRow LiveRow(const CLSID& classId, const char* name, WORD script,
+                               platform::InstanceCreator instanceCreator) noexcept {
+  return {&classId,        name,    script, &UpdateRegistration, &platform::CreateClassObject,
+          instanceCreator, nullptr, 0,      &NoDescription,      &NoCategories,
+          &NoObjectMain};
+}
+
+// The row of a class that is not there yet.
+constexpr CatalogueRow EmptyRow(const CLSID& classId, const char* name, WORD script) noexcept {
+  return {&classId, name, script,         &UpdateRegistration, nullptr,      nullptr,
+          nullptr,  0,    &NoDescription, &NoCategories,       &NoObjectMain};
+}
+
+// Complete before any code of the module runs: the module's entry walks it.
+constinit CatalogueRow rows[] = {
+    LiveRow(CLSID_ByteAOIKLP, "ByteAOIKLP", 101, &CreateAoi<ElementByte>),
+    LiveRow(CLSID_WordAOIKLP, "WordAOIKLP", 102, &CreateAoi<ElementWord>),
+    LiveRow(CLSID_DWordAOIKLP, "DWordAOIKLP", 119, &CreateAoi<ElementDWord>),
+    LiveRow(CLSID_FloatAOIKLP, "FloatAOIKLP", 120, &CreateAoi<ElementFloat>),
+    LiveRow(CLSID_DoubleAOIKLP, "DoubleAOIKLP", 121, &CreateAoi<ElementDouble>),
+    LiveRow(CLSID_CharAOIKLP, "CharAOIKLP", 117, &CreateAoi<ElementChar>),
+    LiveRow(CLSID_ShortAOIKLP, "ShortAOIKLP", 118, &CreateAoi<ElementShort>),
+    LiveRow(CLSID_LongAOIKLP, "LongAOIKLP", 123, &CreateAoi<ElementLong>),
+    EmptyRow(CLSID_ByteVectorKLP, "ByteVectorKLP", 110),
+    EmptyRow(CLSID_ShortVectorKLP, "ShortVectorKLP", 109),
+    EmptyRow(CLSID_LongVectorKLP, "LongVectorKLP", 111),
+    EmptyRow(CLSID_FloatVectorKLP, "FloatVectorKLP", 107),
+    EmptyRow(CLSID_DoubleVectorKLP, "DoubleVectorKLP", 104),
+    EmptyRow(CLSID_CharVectorKLP, "CharVectorKLP", 124),
+    EmptyRow(CLSID_WordVectorKLP, "WordVectorKLP", 125),
+    EmptyRow(CLSID_DWordVectorKLP, "DWordVectorKLP", 126),
+    EmptyRow(CLSID_VariantVectorKLP, "VariantVectorKLP", 106),
+    EmptyRow(CLSID_AttributeBstrMapKLP, "AttributeBstrMapKLP", 127),
+    EmptyRow(CLSID_AttributeLongMapKLP, "AttributeLongMapKLP", 128),
+    EmptyRow(CLSID_AttributeDoubleMapKLP, "AttributeDoubleMapKLP", 129),
+    EmptyRow(CLSID_AttributeEntryKLP, "AttributeEntryKLP", 130),
+    {nullptr, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr},
+};
+
+// Guards the first creation of a class object and nothing else.
+struct ModuleState {
+  std::atomic<HINSTANCE> handle{nullptr};
+  std::atomic<bool> attached{false};
+  platform::CComCriticalSection lock;
+  bool lockFailed = false;
+};
+constinit ModuleState module;
+
+HRESULT MakeClassObject(CatalogueRow& row) noexcept {
+  if (module.lockFailed) return E_UNEXPECTED;
+  const platform::ScopedLock locked(module.lock);
+  if (row.classObject.load(std::memory_order_relaxed)) return S_OK;
+  void* made = nullptr;
+  const HRESULT result = row.classObjectCreator(row.instanceCreator, IID_IUnknown, &made);
+  if (SUCCEEDED(result)) {
+    row.classObject.store(static_cast<IUnknown*>(made), std::memory_order_release);
+  }
+  return result;
+}
+
+}  // namespace
+
+CatalogueRow* Catalogue() noexcept { return rows; }
+
+void AttachModule(HINSTANCE handle) noexcept {
+  module.handle = handle;
+  SetReportModule(handle);
+  module.lockFailed = FAILED(module.lock.Init());
+  for (CatalogueRow* row = rows; row->classId; ++row) row->objectMain(true);
+  module.attached = true;
+}
+
+void DetachModule() noexcept {
+  module.attached = false;
+  for (CatalogueRow* row = rows; row->classId; ++row) {
+    if (IUnknown* classObject = row->classObject.exchange(nullptr)) classObject->Release();
+    row->objectMain(false);
+  }
+  module.lock.Term();
+  SetReportModule(nullptr);
+  module.handle = nullptr;
+}
+
+HINSTANCE ModuleHandle() noexcept { return module.handle; }
+
+HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** out) noexcept {
+  if (!out) return E_POINTER;
+  *out = nullptr;
+  if (!module.attached) return E_UNEXPECTED;
+  for (CatalogueRow* row = rows; row->classId; ++row) {
+    if (!row->classObjectCreator || !IsEqualCLSID(*row->classId, classId)) continue;
+    if (!row->classObject.load(std::memory_order_acquire)) {
+      const HRESULT result = MakeClassObject(*row);
+      if (FAILED(result)) return result;
+    }
+    return row->classObject.load(std::memory_order_acquire)->QueryInterface(iid, out);
+  }
+  return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+HRESULT CanUnloadNow() noexcept { return platform::moduleLockCount == 0 ? S_OK : S_FALSE; }
+
+HRESULT RegisterServer() noexcept {
+  for (const CatalogueRow* row = rows; row->classId; ++row) {
+    const HRESULT result = row->registration(*row, true);
+    if (FAILED(result)) return result;
+  }
+  return S_OK;
+}
+
+HRESULT UnregisterServer() noexcept {
+  for (const CatalogueRow* row = rows; row->classId; ++row) {
+    if (FAILED(row->registration(*row, false))) break;
+  }
+  return S_OK;
+}
+
+}  // namespace rastel

@@ -1,0 +1,112 @@
+// Walks over the pixels of rectangles. Each row is a run; runs are clipped to what the buffer's
+// memory holds, since geometry may be stale or have wrapped, and runs below 1 do nothing.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "image/com_image.h"
+#include "image/pixel_type.h"
+
+namespace rastel {
+
+// Geometry and address of a rectangle, as an AOI's typed interface tells them.
+template <class U>
+struct Access {
+  LONG width = 0;
+  LONG height = 0;
+  LONG lineSkip = 0;
+  U* pixels = nullptr;
+
+  template <class ITyped>
+  HRESULT Get(ITyped& aoi) {
+    return aoi.GetAccess(&width, &height, &lineSkip, &pixels);
+  }
+  // Elements from row to row.
+  std::int64_t Step() const noexcept { return WrapAdd(width, lineSkip); }
+};
+
+namespace pixels_detail {
+
+// How many rows of a walk begin inside the memory; the walk steps forwards.
+inline std::int64_t ReachableRows(std::int64_t elements, std::int64_t first, std::int64_t step,
+                                  std::int64_t height) noexcept {
+  if (height < 1 || first >= elements) return 0;
+  if (step < 1) return height;
+  return std::min(height, (elements - 1 - first) / step + 1);
+}
+
+template <class T>
+bool HasEqualBytes(const T& value) noexcept {
+  unsigned char bytes[sizeof(T)];
+  std::memcpy(bytes, &value, sizeof(T));
+  return std::all_of(bytes, bytes + sizeof(T), [&](unsigned char b) { return b == bytes[0]; });
+}
+
+}  // namespace pixels_detail
+
+// Sets `height` rows of `width` elements, from the element `first` on and `step` elements apart.
+template <class Image, class T>
+void FillRows(Image& image, std::int64_t first, std::int64_t width, std::int64_t height,
+              std::int64_t step, T value) noexcept {
+  const std::int64_t rows =
+      pixels_detail::ReachableRows(image.reachableElements(), first, step, height);
+  if (rows < 1) return;
+  if (width == step) {
+    // Rows without a gap are one run.
+    width *= rows;
+    height = 1;
+  } else {
+    height = rows;
+  }
+  if (pixels_detail::HasEqualBytes(value)) {
+    unsigned char byte = 0;
+    std::memcpy(&byte, &value, 1);
+    for (std::int64_t row = 0; row < height; ++row) {
+      const ElementRange run = image.ClipRun(first + row * step, width);
+      std::memset(static_cast<void*>(image.At(run.first)), byte,
+                  static_cast<std::size_t>(run.count) * sizeof(T));
+    }
+    return;
+  }
+  // The first row is the longest that clipping leaves; the others are copies of it.
+  const ElementRange pattern = image.ClipRun(first, width);
+  std::fill_n(image.At(pattern.first), pattern.count, value);
+  for (std::int64_t row = 1; row < height; ++row) {
+    const ElementRange run = image.ClipRun(first + row * step, width);
+    std::memmove(image.At(run.first), image.At(pattern.first),
+                 static_cast<std::size_t>(std::min(run.count, pattern.count)) * sizeof(T));
+  }
+}
+
+// Copies the overlap of two rectangles from their first pixels on, top row first; the columns of a
+// row may overlap. `targetImage` is the memory behind the target, or null if it is not known.
+template <class U, class Image>
+void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& to,
+              const Image* targetImage) noexcept {
+  const std::int64_t height = std::min(from.height, to.height);
+  const std::int64_t width = std::min(from.width, to.width);
+  if (height < 1 || width < 1) return;
+  const auto indexIn = [](const Image& image, const U* address) -> std::int64_t {
+    return address - reinterpret_cast<const U*>(image.data());
+  };
+  const std::int64_t sourceFirst = indexIn(sourceImage, from.pixels);
+  const std::int64_t targetFirst = targetImage ? indexIn(*targetImage, to.pixels) : 0;
+  std::int64_t rows = pixels_detail::ReachableRows(sourceImage.reachableElements(), sourceFirst,
+                                                   from.Step(), height);
+  if (targetImage) {
+    rows = pixels_detail::ReachableRows(targetImage->reachableElements(), targetFirst, to.Step(),
+                                        rows);
+  }
+  for (std::int64_t row = 0; row < rows; ++row) {
+    std::int64_t count = sourceImage.ClipRun(sourceFirst + row * from.Step(), width).count;
+    if (targetImage) {
+      count = std::min(count, targetImage->ClipRun(targetFirst + row * to.Step(), width).count);
+    }
+    std::memmove(to.pixels + row * to.Step(), from.pixels + row * from.Step(),
+                 static_cast<std::size_t>(count) * sizeof(U));
+  }
+}
+
+}  // namespace rastel

@@ -1,0 +1,40 @@
+// The pixel types: their limits and how they convert to and from double, the common language of the
+// generic interface.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+namespace rastel {
+
+// Values outside the limits of T become the limit; limits are inclusive. NaN stays NaN.
+template <class T>
+constexpr double ClampToPixel(double value) noexcept {
+  constexpr auto kLow = static_cast<double>(std::numeric_limits<T>::lowest());
+  constexpr auto kHigh = static_cast<double>(std::numeric_limits<T>::max());
+  if (0.0 > value) return kLow > value ? kLow : value;
+  return kHigh < value ? kHigh : value;
+}
+
+// Clamped, and truncated toward zero for integers. NaN becomes the lowest 32-bit value in signed
+// 32 bits and 0 in the other integers, whose width cuts the indefinite value's low bits off.
+template <class T>
+constexpr T PixelFromDouble(double value) noexcept {
+  const double clamped = ClampToPixel<T>(value);
+  if constexpr (std::is_integral_v<T>) {
+    if (clamped != clamped) {
+      return std::is_same_v<T, std::int32_t> ? std::numeric_limits<T>::lowest() : T{0};
+    }
+    return static_cast<T>(static_cast<std::int64_t>(clamped));
+  } else {
+    return static_cast<T>(clamped);
+  }
+}
+
+template <class T>
+constexpr double DoubleFromPixel(T pixel) noexcept {
+  return static_cast<double>(pixel);
+}
+
+}  // namespace rastel

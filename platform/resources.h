@@ -1,0 +1,39 @@
+// Resources of a module. On Windows they lie in the DLL, put there by the resource compiler; the
+// embedded host is handed a table of rows when the module is loaded, and gives it back before the
+// module goes. The rows and what they point to stay where they are in between.
+#pragma once
+
+#include <cstddef>
+
+#include "platform/platform.h"
+
+namespace platform {
+
+#ifdef _WIN32
+
+struct Resource {
+  LPCOLESTR type;  // null: the type is a number
+  UINT typeNumber;
+  UINT number;
+  WORD language;
+  const void* bytes;
+  DWORD size;
+};
+inline void OfferResources(HINSTANCE, const Resource*, std::size_t) noexcept {}
+inline void WithdrawResources(HINSTANCE) noexcept {}
+
+#else
+
+using Resource = HostResource;
+inline void OfferResources(HINSTANCE module, const Resource* rows, std::size_t count) noexcept {
+  HostAddResources(module, rows, count);
+}
+inline void WithdrawResources(HINSTANCE module) noexcept { HostRemoveResources(module); }
+
+#endif
+
+// The type number of strings: each row is one string under its own number, UTF-16 units without a
+// terminator.
+inline constexpr UINT kStringResource = 6;
+
+}  // namespace platform
