@@ -1,0 +1,27 @@
+// Runs programs as children of a test.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+struct ChildResult {
+  bool hasStarted = false;
+  // The child had to be ended because its time was over.
+  bool hasTimedOut = false;
+  // Of a child that ended by itself; below 0 when it did not (a signal).
+  int exitCode = -1;
+  // Standard output and standard error together.
+  std::string output;
+};
+
+// Starts a program with arguments, without the program's own name, and waits for its end.
+ChildResult RunProgram(const std::string& path, const std::vector<std::string>& arguments,
+                       std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+// The path of the program that is running.
+std::string ThisProgram();
+
+}  // namespace tests
