@@ -1,0 +1,103 @@
+#include "examples/picture_file.h"
+
+#include <stb_image.h>
+#include <stb_image_write.h>
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+namespace examples {
+namespace {
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+File Open(const std::string& path, const char* mode) {
+  File file(std::fopen(path.c_str(), mode), &std::fclose);
+  if (!file) {
+    const char* what =
+        *mode == 'r' ? ": no such file, or it cannot be read" : ": cannot be written";
+    throw std::runtime_error(path + what);
+  }
+  return file;
+}
+
+std::runtime_error NotAPicture(const std::string& path) {
+  const char* reason = stbi_failure_reason();
+  return std::runtime_error(path + ": not a whole picture (" + (reason ? reason : "unknown") + ")");
+}
+
+unsigned char* Load(std::FILE* file, int* width, int* height, int* channels, unsigned char*) {
+  return stbi_load_from_file(file, width, height, channels, 0);
+}
+unsigned short* Load(std::FILE* file, int* width, int* height, int* channels, unsigned short*) {
+  return stbi_load_from_file_16(file, width, height, channels, 0);
+}
+
+}  // namespace
+
+bool HasSixteenBits(const std::string& path) {
+  const File file = Open(path, "rb");
+  int width = 0;
+  int height = 0;
+  int channels = 0;
+  if (!stbi_info_from_file(file.get(), &width, &height, &channels)) throw NotAPicture(path);
+  return stbi_is_16_bit_from_file(file.get()) != 0;
+}
+
+template <class Sample>
+Picture<Sample> ReadPicture(const std::string& path) {
+  const File file = Open(path, "rb");
+  Picture<Sample> picture;
+  Sample* pixelType = nullptr;
+  const std::unique_ptr<Sample, void (*)(void*)> samples(
+      Load(file.get(), &picture.width, &picture.height, &picture.channels, pixelType),
+      &stbi_image_free);
+  if (!samples) throw NotAPicture(path);
+  const std::size_t count = static_cast<std::size_t>(picture.width) *
+                            static_cast<std::size_t>(picture.height) *
+                            static_cast<std::size_t>(picture.channels);
+  picture.samples.assign(samples.get(), samples.get() + count);
+  return picture;
+}
+
+template Picture<std::uint8_t> ReadPicture(const std::string& path);
+template Picture<std::uint16_t> ReadPicture(const std::string& path);
+
+std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture) {
+  const std::string path = stem + ".png";
+  if (!stbi_write_png(path.c_str(), picture.width, picture.height, picture.channels,
+                      picture.samples.data(), picture.width * picture.channels)) {
+    throw std::runtime_error(path + ": cannot be written");
+  }
+  return path;
+}
+
+std::string WritePicture(const std::string& stem, const Picture<std::uint16_t>& picture) {
+  static constexpr const char* kEndings[] = {".pgm", ".pam", ".ppm", ".pam"};
+  const std::string path = stem + kEndings[picture.channels - 1];
+  const File file = Open(path, "wb");
+  if (picture.channels % 2 == 1) {
+    std::fprintf(file.get(), "P%d\n%d %d\n65535\n", picture.channels == 1 ? 5 : 6, picture.width,
+                 picture.height);
+  } else {
+    std::fprintf(file.get(),
+                 "P7\nWIDTH %d\nHEIGHT %d\nDEPTH %d\nMAXVAL 65535\nTUPLTYPE %s\nENDHDR\n",
+                 picture.width, picture.height, picture.channels,
+                 picture.channels == 2 ? "GRAYSCALE_ALPHA" : "RGB_ALPHA");
+  }
+  // The formats store the high byte first.
+  std::vector<unsigned char> bytes;
+  bytes.reserve(picture.samples.size() * 2);
+  for (const std::uint16_t sample : picture.samples) {
+    bytes.push_back(static_cast<unsigned char>(sample >> 8));
+    bytes.push_back(static_cast<unsigned char>(sample & 0xFF));
+  }
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+  if (!written || std::fflush(file.get()) != 0) {
+    throw std::runtime_error(path + ": cannot be written");
+  }
+  return path;
+}
+
+}  // namespace examples

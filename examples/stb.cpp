@@ -1,0 +1,6 @@
+// The bodies of the picture library's headers, compiled once and with its own warnings left to it.
+#define STBI_ONLY_PNG
+#define STB_IMAGE_IMPLEMENTATION
+#include <stb_image.h>
+#define STB_IMAGE_WRITE_IMPLEMENTATION
+#include <stb_image_write.h>
