@@ -39,16 +39,8 @@ HRESULT ReadHeader(IStream* stream, ReferenceHeader& header) {
 // An object of the class that reads the data behind a header.
 HRESULT MakeReader(REFCLSID classId, Reference<IMarshal>& out) {
   void* made = nullptr;
-  HRESULT result = S_OK;
-  if (IsEqualCLSID(classId, kFreeThreadedMarshalerClass)) {
-    Reference<IUnknown> marshaler;
-    IUnknown* inner = nullptr;
-    result = CoCreateFreeThreadedMarshaler(nullptr, &inner);
-    if (FAILED(result)) return result;
-    marshaler.Adopt(inner);
-    return AskFor(marshaler.Get(), IID_IMarshal, out);
-  }
-  result = CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IMarshal, &made);
+  const HRESULT result =
+      CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IMarshal, &made);
   if (FAILED(result)) return result;
   if (!made) return E_NOINTERFACE;
   out.Adopt(static_cast<IMarshal*>(made));

@@ -1,0 +1,201 @@
+// An object that saves, loads and marshals as a test tells it, and its class. One Script is shared
+// by a test and all objects of the class; it writes down every call in order.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "platform/com_ptr.h"
+#include "tests/support/streams.h"
+
+namespace tests {
+
+inline constexpr CLSID kScriptedClass{
+    0x1F0A7C51, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x01}};
+// An interface without slots of its own and without a proxy.
+inline constexpr IID kScriptedInterface{
+    0x1F0A7C54, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x04}};
+inline constexpr IID kMissingInterface{
+    0x1F0A7C5F, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x0F}};
+
+struct Script {
+  // Results of the calls.
+  HRESULT create = S_OK, getClassId = S_OK, load = S_OK, save = S_OK;
+  HRESULT getUnmarshalClass = S_OK, getMarshalSizeMax = S_OK, marshal = S_OK;
+  HRESULT unmarshal = S_OK, releaseData = S_OK;
+  CLSID classId = kScriptedClass;
+  bool hasPersistStream = true, hasMarshal = true;
+  // Save and MarshalInterface write these bytes, their readers read as many.
+  const char* data = "A1 A2 A3 A4 A5 A6";
+  DWORD claimedBytes = 6;
+  // UnmarshalInterface says S_OK without an object, or hands out a pointer along with its failure.
+  bool liesWithNull = false, liesWithPointer = false;
+
+  // What happened.
+  std::string calls;
+  int objects = 0;
+  IID iid{};
+  void *object = nullptr, *contextData = nullptr;
+  DWORD context = 0, flags = 0;
+
+  HRESULT Log(const char* call, HRESULT result) {
+    if (!calls.empty()) calls += ' ';
+    calls += call;
+    return result;
+  }
+};
+
+class ScriptedObject final : public IPersistStream, public IMarshal {
+ public:
+  explicit ScriptedObject(Script& script) : script_(script) { ++script_.objects; }
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    *out = nullptr;
+    if (IsEqualIID(iid, IID_IMarshal) && script_.hasMarshal) {
+      *out = static_cast<IMarshal*>(this);
+    } else if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, kScriptedInterface) ||
+               (IsEqualIID(iid, IID_IPersistStream) && script_.hasPersistStream)) {
+      *out = static_cast<IPersistStream*>(this);
+    } else {
+      return E_NOINTERFACE;
+    }
+    AddRef();
+    return S_OK;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  STDMETHODIMP GetClassID(CLSID* classId) override {
+    *classId = script_.classId;
+    return script_.Log("GetClassID", script_.getClassId);
+  }
+  STDMETHODIMP IsDirty() override { return script_.Log("IsDirty", S_OK); }
+  STDMETHODIMP Load(IStream* stream) override {
+    ReadData(stream);
+    return script_.Log("Load", script_.load);
+  }
+  STDMETHODIMP Save(IStream* stream, BOOL clearDirty) override {
+    WriteData(stream);
+    return script_.Log(clearDirty == TRUE ? "Save(TRUE)" : "Save(FALSE)", script_.save);
+  }
+  STDMETHODIMP GetSizeMax(ULARGE_INTEGER*) override { return script_.Log("GetSizeMax", S_OK); }
+
+  STDMETHODIMP GetUnmarshalClass(REFIID iid, void* object, DWORD context, void* contextData,
+                                 DWORD flags, CLSID* classId) override {
+    *classId = script_.classId;
+    Note(iid, object, context, contextData, flags);
+    return script_.Log("GetUnmarshalClass", script_.getUnmarshalClass);
+  }
+  STDMETHODIMP GetMarshalSizeMax(REFIID iid, void* object, DWORD context, void* contextData,
+                                 DWORD flags, DWORD* bytes) override {
+    *bytes = script_.claimedBytes;
+    Note(iid, object, context, contextData, flags);
+    return script_.Log("GetMarshalSizeMax", script_.getMarshalSizeMax);
+  }
+  STDMETHODIMP MarshalInterface(IStream* stream, REFIID iid, void* object, DWORD context,
+                                void* contextData, DWORD flags) override {
+    Note(iid, object, context, contextData, flags);
+    if (SUCCEEDED(script_.marshal)) WriteData(stream);
+    return script_.Log("MarshalInterface", script_.marshal);
+  }
+  STDMETHODIMP UnmarshalInterface(IStream* stream, REFIID iid, void** out) override {
+    *out = nullptr;
+    script_.iid = iid;
+    script_.Log("UnmarshalInterface", S_OK);
+    if (script_.liesWithPointer) *out = this;
+    if (FAILED(script_.unmarshal) || script_.liesWithNull) return script_.unmarshal;
+    ReadData(stream);
+    return QueryInterface(iid, out);
+  }
+  STDMETHODIMP ReleaseMarshalData(IStream* stream) override {
+    ReadData(stream);
+    return script_.Log("ReleaseMarshalData", script_.releaseData);
+  }
+  STDMETHODIMP DisconnectObject(DWORD) override { return script_.Log("DisconnectObject", S_OK); }
+
+ private:
+  ~ScriptedObject() { --script_.objects; }
+
+  void Note(REFIID iid, void* object, DWORD context, void* contextData, DWORD flags) {
+    script_.iid = iid;
+    script_.object = object;
+    script_.context = context;
+    script_.contextData = contextData;
+    script_.flags = flags;
+  }
+  void WriteData(IStream* stream) {
+    const std::vector<BYTE> data = BytesOf(script_.data);
+    stream->Write(data.data(), static_cast<ULONG>(data.size()), nullptr);
+  }
+  void ReadData(IStream* stream) {
+    std::vector<BYTE> data(BytesOf(script_.data).size());
+    stream->Read(data.data(), static_cast<ULONG>(data.size()), nullptr);
+  }
+
+  Script& script_;
+  std::atomic<ULONG> references_{1};
+};
+
+class ScriptedFactory final : public IClassFactory {
+ public:
+  explicit ScriptedFactory(Script& script) : script_(script) {}
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    const bool isKnown = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory);
+    *out = isKnown ? static_cast<IClassFactory*>(this) : nullptr;
+    return isKnown ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override {
+    *out = nullptr;
+    script_.Log("CreateInstance", S_OK);
+    if (FAILED(script_.create)) return script_.create;
+    platform::ComPtr<IPersistStream> object;
+    object.Attach(new ScriptedObject(script_));
+    return object->QueryInterface(iid, out);
+  }
+  STDMETHODIMP LockServer(BOOL) override { return S_OK; }
+
+ private:
+  Script& script_;
+};
+
+// Registers the class for the time of one test.
+class ScriptedTest : public testing::Test {
+ protected:
+  ScriptedTest() {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    EXPECT_EQ(CoRegisterClassObject(kScriptedClass, &factory_, CLSCTX_INPROC_SERVER,
+                                    REGCLS_MULTIPLEUSE, &cookie_),
+              S_OK);
+  }
+  ~ScriptedTest() override {
+    CoRevokeClassObject(cookie_);
+    CoUninitialize();
+  }
+
+  platform::ComPtr<IPersistStream> NewObject() {
+    platform::ComPtr<IPersistStream> object;
+    object.Attach(new ScriptedObject(script_));
+    return object;
+  }
+
+  // Before the next row of a table.
+  void Restart() { script_ = Script{}; }
+
+  Script script_;
+
+ private:
+  ScriptedFactory factory_{script_};
+  DWORD cookie_ = 0;
+};
+
+}  // namespace tests

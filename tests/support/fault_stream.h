@@ -1,0 +1,137 @@
+// A stream that passes everything on to another one, counts the calls and goes wrong on command:
+// the n-th call of a kind fails with a code, or moves fewer bytes and says S_OK.
+//
+// It lives where it is declared, usually on the stack: Release does not destroy it, and References
+// tells a test whether everybody let go.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+
+#include "platform/com_ptr.h"
+#include "platform/platform.h"
+
+namespace tests {
+
+// kEvery counts the calls of all kinds together, those without a name here among them.
+enum class StreamCall { kRead, kWrite, kSeek, kEvery };
+
+class FaultStream final : public IStream {
+ public:
+  explicit FaultStream(IStream* inner) : inner_(inner) {}
+  FaultStream(const FaultStream&) = delete;
+  FaultStream& operator=(const FaultStream&) = delete;
+
+  // The n-th call of the kind, from 1, fails with the code and does nothing else.
+  void FailAt(StreamCall kind, ULONG number, HRESULT code) {
+    fault_ = {Action::kFail, kind, number, number, code, 0};
+  }
+  // That one and all that follow.
+  void FailFrom(StreamCall kind, ULONG number, HRESULT code) {
+    fault_ = {Action::kFail, kind, number, 0xFFFFFFFF, code, 0};
+  }
+  // The n-th call of the kind moves at most so many bytes; the result stays the inner stream's.
+  void ShortenAt(StreamCall kind, ULONG number, ULONG bytes) {
+    fault_ = {Action::kShorten, kind, number, number, S_OK, bytes};
+  }
+  // Takes the fault back and counts from 0 again.
+  void Reset() {
+    fault_ = {};
+    calls_ = {};
+  }
+
+  ULONG Calls(StreamCall kind) const { return calls_[static_cast<std::size_t>(kind)]; }
+  // References that others hold.
+  ULONG References() const { return references_; }
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    if (!out) return E_POINTER;
+    const bool isKnown = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_ISequentialStream) ||
+                         IsEqualIID(iid, IID_IStream);
+    *out = isKnown ? static_cast<IStream*>(this) : nullptr;
+    if (isKnown) AddRef();
+    return isKnown ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override { return --references_; }
+
+  STDMETHODIMP Read(void* data, ULONG bytes, ULONG* bytesRead) override {
+    if (bytesRead) *bytesRead = 0;
+    const HRESULT result = Enter(StreamCall::kRead, &bytes);
+    return FAILED(result) ? result : inner_->Read(data, bytes, bytesRead);
+  }
+  STDMETHODIMP Write(const void* data, ULONG bytes, ULONG* bytesWritten) override {
+    if (bytesWritten) *bytesWritten = 0;
+    const HRESULT result = Enter(StreamCall::kWrite, &bytes);
+    return FAILED(result) ? result : inner_->Write(data, bytes, bytesWritten);
+  }
+  STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override {
+    const HRESULT result = Enter(StreamCall::kSeek);
+    return FAILED(result) ? result : inner_->Seek(move, origin, newPosition);
+  }
+  STDMETHODIMP SetSize(ULARGE_INTEGER newSize) override {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->SetSize(newSize);
+  }
+  STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER bytes, ULARGE_INTEGER* bytesRead,
+                      ULARGE_INTEGER* bytesWritten) override {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->CopyTo(target, bytes, bytesRead, bytesWritten);
+  }
+  STDMETHODIMP Commit(DWORD flags) override {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->Commit(flags);
+  }
+  STDMETHODIMP Revert() override {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->Revert();
+  }
+  STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER bytes, DWORD type) override {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->LockRegion(offset, bytes, type);
+  }
+  STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER bytes, DWORD type) override {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->UnlockRegion(offset, bytes, type);
+  }
+  STDMETHODIMP Stat(STATSTG* stat, DWORD flags) override {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->Stat(stat, flags);
+  }
+  STDMETHODIMP Clone(IStream** out) override {
+    if (out) *out = nullptr;
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : inner_->Clone(out);
+  }
+
+ private:
+  enum class Action { kNone, kFail, kShorten };
+  struct Fault {
+    Action action = Action::kNone;
+    StreamCall kind = StreamCall::kEvery;
+    ULONG first = 0;
+    ULONG last = 0;
+    HRESULT code = S_OK;
+    ULONG bytes = 0;
+  };
+
+  HRESULT Enter(StreamCall kind, ULONG* bytes = nullptr) {
+    ++calls_[static_cast<std::size_t>(StreamCall::kEvery)];
+    if (kind != StreamCall::kEvery) ++calls_[static_cast<std::size_t>(kind)];
+    const bool isMeant = fault_.kind == kind || fault_.kind == StreamCall::kEvery;
+    const ULONG number = Calls(fault_.kind);
+    if (!isMeant || number < fault_.first || number > fault_.last) return S_OK;
+    if (fault_.action == Action::kFail) return fault_.code;
+    if (fault_.action == Action::kShorten && bytes) *bytes = (std::min)(*bytes, fault_.bytes);
+    return S_OK;
+  }
+
+  platform::ComPtr<IStream> inner_;
+  Fault fault_;
+  std::array<ULONG, 4> calls_{};
+  std::atomic<ULONG> references_{0};
+};
+
+}  // namespace tests
