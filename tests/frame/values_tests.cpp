@@ -252,6 +252,7 @@ TEST(BstrHolder, OfALiteral_NeitherAllocatesNorFrees) {
     if (holder.Length() != 4 || !copy.SharesRecordWith(holder)) std::abort();
   }
   EXPECT_EQ(faults.Stop(), 0);
+  EXPECT_EQ(noneLiteral.Record()->m_RefCount, 0x80000000u);
   const _bstr_t holder(noneLiteral);
   EXPECT_EQ(TextOf(holder.Wide()), OLESTR("None"));
   EXPECT_STREQ(holder.Narrow(), "None");
@@ -297,6 +298,16 @@ TEST(BstrHolder, WithoutMemory_RaisesAndLosesNothing) {
         });
     EXPECT_GE(refused, row.atLeast);
   }
+}
+
+TEST(BstrHolder, WhenThePlatformRefusesTheCopy_RaisesOutOfMemory) {
+  // No string can have this length; the platform looks at it before it reads a unit.
+  struct {
+    std::uint32_t padding, bytes;
+    OLECHAR units[1];
+  } huge = {0, 0xFFFFFFFF, {}};
+  EXPECT_EQ(Raised<_com_error>([&] { rastel::CopyBytes(huge.units); }), kMemory);
+  EXPECT_EQ(Raised<_com_error>([&] { _bstr_t::CopyOfBytes(huge.units); }), kMemory);
 }
 
 TEST(BstrHolder, OnSeveralThreads_PublishesOneNarrowText) {

@@ -4,7 +4,10 @@
 #include <cstdlib>
 #include <new>
 
-// The linker sends calls of malloc to __wrap_malloc, and those of __real_malloc to malloc.
+// The linker sends calls of malloc to __wrap_malloc, and those of __real_malloc to malloc. It takes
+// the calls in shared libraries for such calls too and wants the symbols visible, but does not
+// divert them.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __real_malloc(std::size_t bytes);
 void* __real_calloc(std::size_t count, std::size_t bytes);
@@ -13,6 +16,7 @@ void* __wrap_malloc(std::size_t bytes);
 void* __wrap_calloc(std::size_t count, std::size_t bytes);
 void* __wrap_realloc(void* block, std::size_t bytes);
 }
+#pragma GCC visibility pop
 
 namespace tests {
 namespace {
