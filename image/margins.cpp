@@ -56,9 +56,10 @@ void WithChunkFor(std::size_t runBytes, const Operation& operation) {
   (std::index_sequence<1, 2, 4, 8, 16, 32, 48, kWidestChunk>{});
 }
 
-// Calls step(offset) for the chunks of a run.
+// Calls step(offset) for the chunks of a run. Step comes and captures by value: what it held by
+// reference would be read again after every byte that it stores.
 template <std::size_t kBytes, class Step>
-void ForEachChunk(std::size_t runBytes, const Step& step) {
+void ForEachChunk(std::size_t runBytes, Step step) {
   const std::size_t last = runBytes - kBytes;
   step(std::size_t{0});
   if constexpr (kBytes == kWidestChunk) {
@@ -72,7 +73,7 @@ void ClearRun(std::byte* to, std::size_t runBytes) {
   if (kBytes == kWidestChunk && runBytes > 2 * kBytes) {
     std::memset(to, 0, runBytes);
   } else {
-    ForEachChunk<kBytes>(runBytes, [&](std::size_t at) { std::memset(to + at, 0, kBytes); });
+    ForEachChunk<kBytes>(runBytes, [=](std::size_t at) { std::memset(to + at, 0, kBytes); });
   }
 }
 
@@ -82,7 +83,7 @@ void CopyRun(std::byte* to, const std::byte* from, std::size_t runBytes) {
     std::memcpy(to, from, runBytes);
   } else {
     ForEachChunk<kBytes>(runBytes,
-                         [&](std::size_t at) { std::memcpy(to + at, from + at, kBytes); });
+                         [=](std::size_t at) { std::memcpy(to + at, from + at, kBytes); });
   }
 }
 
@@ -98,7 +99,7 @@ void RepeatOverRun(std::byte* to, Element element, std::size_t runBytes) {
   using Word = WordOf<kBytes>;
   constexpr std::uint64_t kOnes = ~std::uint64_t{0} / static_cast<Element>(~Element{0});
   const auto word = static_cast<Word>(kOnes * element);
-  ForEachChunk<kBytes>(runBytes, [&](std::size_t at) {
+  ForEachChunk<kBytes>(runBytes, [=](std::size_t at) {
     for (std::size_t i = 0; i < kBytes; i += sizeof(Word)) Store(to + at + i, word);
   });
 }
@@ -121,16 +122,20 @@ template <std::size_t kBytes, class Element>
 void ReverseRun(std::byte* to, const std::byte* from, std::size_t runBytes) {
   using Word = WordOf<kBytes>;
   const std::byte* const end = from + runBytes;
-  ForEachChunk<kBytes>(runBytes, [&](std::size_t at) {
+  ForEachChunk<kBytes>(runBytes, [=](std::size_t at) {
+    std::byte* const target = to + at;
+    const std::byte* const source = end - at - kBytes;
     if constexpr (kBytes <= sizeof(Word)) {
-      Store(to + at, Reverse<Element>(Load<Word>(end - at - kBytes)));
+      Store(target, Reverse<Element>(Load<Word>(source)));
     } else {
       // In pairs, both loaded before one is stored, so that the compiler may use wide registers.
-      for (std::size_t i = at; i < at + kBytes; i += 2 * sizeof(Word)) {
-        const Word first = Reverse<Element>(Load<Word>(end - i - sizeof(Word)));
-        const Word second = Reverse<Element>(Load<Word>(end - i - 2 * sizeof(Word)));
-        Store(to + i, first);
-        Store(to + i + sizeof(Word), second);
+      constexpr std::size_t kPair = 2 * sizeof(Word);
+      for (std::size_t i = 0; i < kBytes; i += kPair) {
+        const std::byte* const pair = source + (kBytes - kPair - i);
+        const Word low = Reverse<Element>(Load<Word>(pair + sizeof(Word)));
+        const Word high = Reverse<Element>(Load<Word>(pair));
+        Store(target + i, low);
+        Store(target + i + sizeof(Word), high);
       }
     }
   });
