@@ -195,9 +195,8 @@ class Road {
         }
       }
       const double count = double{1} * rows.width * rows.height;
-      char plane[16];
-      std::snprintf(plane, sizeof plane, "plane %d mean", channel);
-      Say(plane, "%.4f as double, %.4f through pointers: %s", byPixel / count, byPointer / count,
+      Say(("plane " + std::to_string(channel) + " mean").c_str(),
+          "%.4f as double, %.4f through pointers: %s", byPixel / count, byPointer / count,
           byPixel == byPointer ? "equal" : "DIFFERENT");
     }
     double corner = 0;

@@ -264,7 +264,7 @@ template HRESULT NumberText::ToReal(double*) const noexcept;
 
 template <class Real>
 Real RealOfExact(const ExactNumber& number) noexcept {
-  std::array<char, 40> digits;
+  std::array<char, 40> digits{};
   const int count = WriteDigits(number.digits, digits.data());
   bool overflow;
   const Real magnitude = RealOfDigits<Real>(digits.data(), count, -number.scale, &overflow);

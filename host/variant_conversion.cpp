@@ -104,6 +104,7 @@ HRESULT ReadNumber(const VARIANT& value, NumberText* text, Number* number) noexc
     case VT_DECIMAL:
       return ExactOfDecimal(value.decVal, &number->exact);
     case VT_BSTR: {
+      if (!text) return DISP_E_TYPEMISMATCH;
       const HRESULT hr = text->Parse(TextOf(value.bstrVal));
       if (FAILED(hr)) return hr;
       number->form = Number::Form::kText;
