@@ -8,6 +8,7 @@
 #include <new>
 
 #include "frame/boundary.h"
+#include "frame/element_conversion.h"
 #include "image/aoi.h"
 #include "image/aoi_pixels.h"
 #include "interfaces/aoi.h"
@@ -143,13 +144,13 @@ class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
   STDMETHODIMP GetPixel(LONG x, LONG y, DOUBLE* value) override {
     T* pixel = nullptr;
     const HRESULT result = FindPixel(x, y, &pixel);
-    if (result == S_OK) *value = DoubleFromPixel(*pixel);
+    if (result == S_OK) *value = DoubleFromElement(*pixel);
     return result;
   }
   STDMETHODIMP PutPixel(LONG x, LONG y, DOUBLE value) override {
     T* pixel = nullptr;
     const HRESULT result = FindPixel(x, y, &pixel);
-    if (result == S_OK) *pixel = PixelFromDouble<T>(value);
+    if (result == S_OK) *pixel = ElementFromDouble<T>(value);
     return result;
   }
   STDMETHODIMP GetPointer(U** pixels) override {
@@ -201,7 +202,7 @@ class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
     FillRectangle(T{0});
     return S_OK;
   }
-  STDMETHODIMP Fill(DOUBLE value) override { return FillRectangle(PixelFromDouble<T>(value)); }
+  STDMETHODIMP Fill(DOUBLE value) override { return FillRectangle(ElementFromDouble<T>(value)); }
   STDMETHODIMP CopyTo(ITyped* other) override {
     if (!other) return E_INVALIDARG;
     Access<U> from;

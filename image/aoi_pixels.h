@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "image/com_image.h"
-#include "image/pixel_type.h"
 
 namespace rastel {
 

@@ -1,5 +1,5 @@
-// The pixel types: their limits and how they convert to and from double, the common language of the
-// generic interface.
+// The numeric element types of pictures and vectors: their limits and how they convert to and from
+// double, the common language of the generic interfaces.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace rastel {
 
 // Values outside the limits of T become the limit; limits are inclusive. NaN stays NaN.
 template <class T>
-constexpr double ClampToPixel(double value) noexcept {
+constexpr double ClampToElement(double value) noexcept {
   constexpr auto kLow = static_cast<double>(std::numeric_limits<T>::lowest());
   constexpr auto kHigh = static_cast<double>(std::numeric_limits<T>::max());
   if (0.0 > value) return kLow > value ? kLow : value;
@@ -20,8 +20,8 @@ constexpr double ClampToPixel(double value) noexcept {
 // Clamped, and truncated toward zero for integers. NaN becomes the lowest 32-bit value in signed
 // 32 bits and 0 in the other integers, whose width cuts the indefinite value's low bits off.
 template <class T>
-constexpr T PixelFromDouble(double value) noexcept {
-  const double clamped = ClampToPixel<T>(value);
+constexpr T ElementFromDouble(double value) noexcept {
+  const double clamped = ClampToElement<T>(value);
   if constexpr (std::is_integral_v<T>) {
     if (clamped != clamped) {
       return std::is_same_v<T, std::int32_t> ? std::numeric_limits<T>::lowest() : T{0};
@@ -33,8 +33,8 @@ constexpr T PixelFromDouble(double value) noexcept {
 }
 
 template <class T>
-constexpr double DoubleFromPixel(T pixel) noexcept {
-  return static_cast<double>(pixel);
+constexpr double DoubleFromElement(T element) noexcept {
+  return static_cast<double>(element);
 }
 
 }  // namespace rastel
