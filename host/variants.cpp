@@ -144,12 +144,12 @@ HRESULT STDAPICALLTYPE VariantClear(VARIANTARG* variant) noexcept {
 
 HRESULT STDAPICALLTYPE VariantCopy(VARIANTARG* target, VARIANTARG* source) noexcept {
   if (!target || !source) return E_INVALIDARG;
-  if (target == source) return S_OK;
   if (host::IsPlain(source->vt) && host::IsPlain(target->vt)) {
     *target = *source;
     return S_OK;
   }
   if (!host::IsValidType(source->vt)) return DISP_E_BADVARTYPE;
+  if (target == source) return S_OK;
   HRESULT hr = host::CheckClearable(*target);
   if (FAILED(hr)) return hr;
   VARIANT copy;
