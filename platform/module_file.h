@@ -7,17 +7,22 @@
 
 namespace platform {
 
-// The handle of the module that holds this function.
-inline HINSTANCE ThisModule() noexcept {
+// The module that holds an address of code or static data; null when there is none.
+inline HINSTANCE ModuleOf(const void* address) noexcept {
 #ifdef _WIN32
   HMODULE module = nullptr;
   GetModuleHandleExW(
       GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCWSTR>(&ThisModule), &module);
+      static_cast<LPCWSTR>(address), &module);
   return module;
 #else
-  return HostModuleOf(reinterpret_cast<const void*>(&ThisModule));
+  return HostModuleOf(address);
 #endif
+}
+
+// The handle of the module that holds this function.
+inline HINSTANCE ThisModule() noexcept {
+  return ModuleOf(reinterpret_cast<const void*>(&ThisModule));
 }
 
 // The full path of a module's file; empty when it cannot be told.
