@@ -83,7 +83,8 @@ HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
 }
 
 HRESULT ClassModules::Load(const std::string& path, std::shared_ptr<ClassModule>& module) {
-  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // An empty path would be the program itself.
+  void* library = path.empty() ? nullptr : dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) return CO_E_DLLNOTFOUND;
   try {
     module = std::make_shared<ClassModule>(library);

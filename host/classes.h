@@ -1,9 +1,10 @@
 // Making objects. A class is looked for in three places, in this order: classes registered by this
 // process with CoRegisterClassObject, classes of the host itself, and the registry
 // (HKEY_CLASSES_ROOT\CLSID\{...}\InprocServer32), whose module is loaded once and asked for
-// DllGetClassObject. All classes live in the process and in every thread: apartments are counted
-// but have no effect, and every call here works on threads that never called CoInitializeEx. No
-// lock of the host is held while foreign code runs.
+// DllGetClassObject. Which module a class has is remembered until the registry changes; a change by
+// another process is noticed at the next look-up there. All classes live in the process and in
+// every thread: apartments are counted but have no effect, and every call here works on threads
+// that never called CoInitializeEx. No lock of the host is held while foreign code runs.
 #pragma once
 
 #include "host/interfaces.h"

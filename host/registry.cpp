@@ -59,6 +59,8 @@ class HandleTable {
   std::unordered_map<ULONG_PTR, OpenKey> keys_;
 };
 
+constinit thread_local std::size_t openBatches = 0;
+
 template <class Body>
 LSTATUS RegistryCall(Body&& body) noexcept {
   return Guarded<LSTATUS>(ERROR_NOT_ENOUGH_MEMORY, ERROR_CANTREAD, std::forward<Body>(body));
@@ -179,20 +181,6 @@ RegistryKeyPointer WithoutKey(const RegistryKeyPointer& root, RegistryPath path)
 }
 
 }  // namespace
-
-RegistryBatch::RegistryBatch() noexcept
-    : status_(RegistryCall([] { return RegistryStore::Get().Begin(); })),
-      open_(status_ == ERROR_SUCCESS) {}
-
-RegistryBatch::~RegistryBatch() {
-  if (open_) RegistryStore::Get().Abandon();
-}
-
-LSTATUS RegistryBatch::Commit() noexcept {
-  if (!open_) return status_;
-  open_ = false;
-  return status_ = RegistryStore::Get().Commit();
-}
 
 }  // namespace host
 
@@ -380,4 +368,18 @@ HRESULT HostUseRegistryFile(const char* path) noexcept {
         RegistryStore::Get().UseFile(path != nullptr ? FullRegistryPath(path) : std::string());
     return used ? S_OK : E_UNEXPECTED;
   });
+}
+
+LSTATUS HostBeginRegistryBatch() noexcept {
+  const LSTATUS status = RegistryCall([] { return RegistryStore::Get().Begin(); });
+  if (status == ERROR_SUCCESS) ++openBatches;
+  return status;
+}
+
+LSTATUS HostEndRegistryBatch(BOOL commit) noexcept {
+  if (openBatches == 0) return ERROR_INVALID_PARAMETER;
+  --openBatches;
+  if (commit) return RegistryStore::Get().Commit();
+  RegistryStore::Get().Abandon();
+  return ERROR_SUCCESS;
 }

@@ -118,26 +118,12 @@ RASTEL_HOST_API LSTATUS RegFlushKey(HKEY key) noexcept;
 // thread is in the middle of a batch of changes. E_OUTOFMEMORY. S_OK says nothing about the file.
 RASTEL_HOST_API HRESULT HostUseRegistryFile(const char* path) noexcept;
 
-namespace host {
+// Gathers the changes that the calling thread makes until the end of the batch into one write, all
+// or none of it; other threads and processes wait meanwhile. The calling thread sees its changes at
+// once. Batches may be nested; the outermost one writes. The results are those of a change; without
+// success no batch is open.
+RASTEL_HOST_API LSTATUS HostBeginRegistryBatch() noexcept;
 
-// Gathers the changes that the calling thread makes until Commit into one write, all or none of it;
-// other threads and processes wait meanwhile. Without Commit, the changes are undone at the end.
-// Batches may be nested: the outermost one decides.
-class RegistryBatch final {
- public:
-  RegistryBatch() noexcept;
-  ~RegistryBatch();
-  RegistryBatch(const RegistryBatch&) = delete;
-  RegistryBatch& operator=(const RegistryBatch&) = delete;
-
-  // ERROR_SUCCESS, or why the registry cannot be changed; then the calls inside fail alike.
-  LSTATUS status() const noexcept { return status_; }
-  // Writes the changes. On failure none of them has happened.
-  LSTATUS Commit() noexcept;
-
- private:
-  LSTATUS status_;
-  bool open_ = true;
-};
-
-}  // namespace host
+// Ends the innermost batch of the calling thread, with its changes or without them. On failure none
+// of them has happened. ERROR_INVALID_PARAMETER: the thread has no batch.
+RASTEL_HOST_API LSTATUS HostEndRegistryBatch(BOOL commit) noexcept;

@@ -141,19 +141,18 @@ LSTATUS ReplaceRegistryFile(const std::string& path, const RegistryKey& tree,
   if (content.size() > kMostRegistryTextBytes) return ERROR_CANTWRITE;
   // Only the holder of the lock writes, so one name is enough; what lies there is left over.
   const std::string beside = path + ".new";
+  const Descriptor folder(open(Folder(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   unlink(beside.c_str());
   Descriptor file(open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   if (file.get() < 0) return ERROR_CANTWRITE;
-  struct stat status {};
   if (!WriteAll(file.get(), content) || fsync(file.get()) != 0 || !file.Close() ||
       rename(beside.c_str(), path.c_str()) != 0) {
     unlink(beside.c_str());
     return ERROR_CANTWRITE;
   }
   // From here on the new file is what everybody sees, so a failure is none any more.
-  const Descriptor folder(open(Folder(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() >= 0) fsync(folder.get());
-  state = stat(path.c_str(), &status) == 0 ? StateOf(status) : RegistryFileState{};
+  LookAtRegistryFile(path, state);
   return ERROR_SUCCESS;
 }
 

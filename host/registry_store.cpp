@@ -55,7 +55,7 @@ LSTATUS RegistryStore::Commit() noexcept {
   if (root_ != before && !path_.empty()) {
     try {
       status = ReplaceRegistryFile(path_, *root_, state_);
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
       status = ERROR_NOT_ENOUGH_MEMORY;
     }
     if (status != ERROR_SUCCESS) Become(before);

@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <thread>
+
+#include "platform/com_ptr.h"
+#include "platform/platform.h"
+#include "tests/host/class_registration.h"
+#include "tests/host/counted_class.h"
+#include "tests/support/host_kind.h"
+
+namespace tests {
+namespace {
+
+using platform::ComPtr;
+using platform::ResultCode;
+
+constexpr CLSID kTestClass{
+    0x0A1B53E2, 0x6C1F, 0x4E27, {0x9C, 0x0D, 0x5C, 0x1E, 0x7B, 0x3A, 0x9D, 0x01}};
+constexpr CLSID kUnknownClass{
+    0x0A1B53E3, 0x6C1F, 0x4E27, {0x9C, 0x0D, 0x5C, 0x1E, 0x7B, 0x3A, 0x9D, 0x01}};
+constexpr CLSID kFreeThreadedMarshaler{0x0000033A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+constexpr HRESULT kNotRegistered = ResultCode(0x80040154);
+constexpr HRESULT kOwnCode = ResultCode(0x80041234);
+constexpr char kModule[] = "host_test_class.module";
+
+void* const kGarbage = reinterpret_cast<void*>(std::uintptr_t{0x10});
+
+// The number of a new object of a class, 0 and the result when there is none.
+ULONG NewObjectNumber(REFCLSID classId, HRESULT& hr) {
+  ComPtr<IPersist> object;
+  hr = CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IPersist, object.PutVoid());
+  CLSID number{};
+  if (object) object->GetClassID(&number);
+  return number.Data1;
+}
+
+class Classes : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(CoRegisterClassObject(kTestClass, &factory_, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                                    &cookie_),
+              S_OK);
+    EXPECT_NE(cookie_, 0u);
+  }
+  void TearDown() override {
+    if (cookie_ != 0) {
+      EXPECT_EQ(CoRevokeClassObject(cookie_), S_OK);
+    }
+    EXPECT_EQ(factory_.references, 1u);
+    EXPECT_EQ(factory_.alive, 0);
+  }
+
+  RecordingFactory factory_;
+  DWORD cookie_ = 0;
+};
+
+TEST_F(Classes, Context_NeedsTheBitOfInProcessServers) {
+  const struct {
+    DWORD context;
+    bool isFound;
+  } rows[] = {{0x1, true}, {0x15, true}, {0x17, true}, {0x415, true}, {0x4, false}};
+  for (const auto& [context, isFound] : rows) {
+    SCOPED_TRACE(context);
+    void* out = kGarbage;
+    EXPECT_EQ(CoCreateInstance(kUnknownClass, nullptr, context, IID_IUnknown, &out),
+              kNotRegistered);
+    EXPECT_EQ(out, nullptr);
+    // Others of the platform look for a server of this class in another process.
+    if (!isFound && !kEmbeddedHost) continue;
+    ComPtr<IUnknown> object;
+    const ULONG calls = factory_.calls;
+    EXPECT_EQ(CoCreateInstance(kTestClass, nullptr, context, IID_IUnknown, object.PutVoid()),
+              isFound ? S_OK : kNotRegistered);
+    EXPECT_EQ(static_cast<bool>(object), isFound);
+    EXPECT_EQ(factory_.calls, calls + (isFound ? 1 : 0));
+  }
+  EXPECT_EQ(CoCreateInstance(kTestClass, nullptr, 1, IID_IUnknown, nullptr), E_POINTER);
+}
+
+TEST_F(Classes, FailingFactory_PassesItsCodeOnAndLeavesNoPointer) {
+  void* out = kGarbage;
+  EXPECT_EQ(CoCreateInstance(kTestClass, nullptr, 1, IID_IStream, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  factory_.result = kOwnCode;
+  out = kGarbage;
+  EXPECT_EQ(CoCreateInstance(kTestClass, nullptr, 1, IID_IUnknown, &out), kOwnCode);
+  EXPECT_EQ(out, nullptr);
+  factory_.result = S_OK;
+  EXPECT_EQ(CoCreateInstance(kTestClass, &factory_, 1, IID_IPersist, &out), CLASS_E_NOAGGREGATION);
+  EXPECT_EQ(factory_.lastOuter, &factory_);
+  EXPECT_EQ(factory_.calls, 3u);
+}
+
+TEST_F(Classes, GetClassObject_GivesTheFactory) {
+  ComPtr<IClassFactory> factory;
+  EXPECT_EQ(CoGetClassObject(kTestClass, 1, nullptr, IID_IClassFactory, factory.PutVoid()), S_OK);
+  EXPECT_EQ(factory.Get(), &factory_);
+  void* out = kGarbage;
+  EXPECT_EQ(CoGetClassObject(kTestClass, 1, nullptr, IID_IStream, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(CoGetClassObject(kUnknownClass, 1, nullptr, IID_IClassFactory, &out), kNotRegistered);
+}
+
+TEST_F(Classes, Registration_HoldsOneReferenceUntilRevoked) {
+  EXPECT_EQ(factory_.references, 2u);
+  RecordingFactory second;
+  DWORD cookie = 0;
+  EXPECT_EQ(
+      CoRegisterClassObject(kTestClass, &second, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
+      S_OK);
+  HRESULT hr = S_OK;
+  NewObjectNumber(kTestClass, hr);
+  EXPECT_EQ(factory_.calls, 1u);
+  EXPECT_EQ(CoRevokeClassObject(cookie_), S_OK);
+  EXPECT_EQ(factory_.references, 1u);
+  EXPECT_NE(CoRevokeClassObject(cookie_), S_OK);
+  cookie_ = 0;
+  if (kEmbeddedHost) {
+    NewObjectNumber(kTestClass, hr);
+    EXPECT_EQ(second.calls, 1u);
+    EXPECT_NE(cookie, 0u);
+  }
+  CoRevokeClassObject(cookie);
+  EXPECT_EQ(second.references, 1u);
+  NewObjectNumber(kTestClass, hr);
+  EXPECT_EQ(hr, kNotRegistered);
+  EXPECT_EQ(CoRegisterClassObject(kTestClass, nullptr, 1, REGCLS_MULTIPLEUSE, &cookie),
+            E_INVALIDARG);
+  EXPECT_EQ(CoRegisterClassObject(kTestClass, &second, 1, REGCLS_MULTIPLEUSE, nullptr),
+            E_INVALIDARG);
+  EXPECT_NE(CoRevokeClassObject(0x7FFFFFF1), S_OK);
+}
+
+TEST_F(Classes, Registration_IsSeenByAllThreads) {
+  HRESULT hr = E_FAIL;
+  std::thread([&] {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    EXPECT_EQ(NewObjectNumber(kTestClass, hr), 1u);
+    CoUninitialize();
+  }).join();
+  EXPECT_EQ(hr, S_OK);
+}
+
+TEST(Apartments, EntryIsCountedPerThread) {
+  std::thread([] {
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+    EXPECT_EQ(CoInitialize(nullptr), S_FALSE);
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), ResultCode(0x80010106));
+    CoUninitialize();
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), ResultCode(0x80010106));
+    CoUninitialize();
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+    CoUninitialize();
+  }).join();
+}
+
+TEST(ClassesOfTheHost, FreeThreadedMarshaler_NeedsNoRegistration) {
+  ComPtr<IUnknown> marshaler;
+  EXPECT_EQ(CoCreateInstance(kFreeThreadedMarshaler, nullptr, 1, IID_IMarshal, marshaler.PutVoid()),
+            S_OK);
+  EXPECT_TRUE(marshaler);
+  ComPtr<IClassFactory> factory;
+  EXPECT_EQ(
+      CoGetClassObject(kFreeThreadedMarshaler, 1, nullptr, IID_IClassFactory, factory.PutVoid()),
+      S_OK);
+  ASSERT_TRUE(factory);
+  EXPECT_EQ(factory->CreateInstance(nullptr, IID_IMarshal, marshaler.PutVoid()), S_OK);
+}
+
+TEST(RegisteredModules, Class_IsFoundThroughTheRegistry) {
+  HRESULT hr = S_OK;
+  std::optional<RegisteredClass> entry(std::in_place, kModuleClass, BesideProgram(kModule));
+  EXPECT_EQ(NewObjectNumber(kModuleClass, hr), 1u);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(NewObjectNumber(kModuleClass, hr), 2u);
+  void* out = kGarbage;
+  EXPECT_EQ(CoCreateInstance(kModuleClass, nullptr, 4, IID_IUnknown, &out), kNotRegistered);
+  EXPECT_EQ(CoCreateInstance(kModuleClass, nullptr, 1, IID_IStream, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  // A class that the process registers comes first.
+  RecordingFactory own;
+  DWORD cookie = 0;
+  EXPECT_EQ(
+      CoRegisterClassObject(kModuleClass, &own, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
+      S_OK);
+  NewObjectNumber(kModuleClass, hr);
+  EXPECT_EQ(own.calls, 1u);
+  EXPECT_EQ(CoRevokeClassObject(cookie), S_OK);
+  entry.reset();
+  EXPECT_EQ(NewObjectNumber(kModuleClass, hr), 0u);
+  EXPECT_EQ(hr, kNotRegistered);
+}
+
+TEST(RegisteredModules, ModuleThatDoesNotServe_GivesItsOwnResult) {
+  const RegisteredClass wrong(kTestClass, BesideProgram(kModule));
+  const RegisteredClass missing(kUnknownClass, BesideProgram("no_such.module"));
+  const RegisteredClass empty(kModuleClass, BesideProgram("host_test_empty.module"));
+  HRESULT hr = S_OK;
+  NewObjectNumber(kTestClass, hr);
+  EXPECT_EQ(hr, CLASS_E_CLASSNOTAVAILABLE);
+  NewObjectNumber(kUnknownClass, hr);
+  if (kEmbeddedHost) {
+    EXPECT_EQ(hr, ResultCode(0x800401F8));
+  }
+  EXPECT_LT(hr, 0);
+  NewObjectNumber(kModuleClass, hr);
+  if (kEmbeddedHost) {
+    EXPECT_EQ(hr, ResultCode(0x800401F9));
+  }
+  EXPECT_LT(hr, 0);
+}
+
+TEST(RegisteredModules, FreeUnused_UnloadsWhatSaysSo) {
+  const RegisteredClass entry(kModuleClass, BesideProgram(kModule));
+  HRESULT hr = S_OK;
+  ComPtr<IPersist> alive;
+  CoFreeUnusedLibraries();
+  EXPECT_EQ(CoCreateInstance(kModuleClass, nullptr, 1, IID_IPersist, alive.PutVoid()), S_OK);
+  const ULONG next = NewObjectNumber(kModuleClass, hr) + 1;
+  CoFreeUnusedLibraries();
+  EXPECT_EQ(NewObjectNumber(kModuleClass, hr), next);
+  alive.Reset();
+  CoFreeUnusedLibraries();
+  if (kEmbeddedHost) {
+    // Loaded anew, it begins to count at 1.
+    EXPECT_EQ(NewObjectNumber(kModuleClass, hr), 1u);
+  }
+}
+
+TEST(ProgIds, LeadToTheClassAndBack) {
+  const RegisteredClass entry(kModuleClass, BesideProgram(kModule));
+  const RegisteredKey progId(OLESTR("RastelTest.Class.1"));
+  progId.Set(OLESTR("CLSID"), nullptr, ClassText(kModuleClass));
+  const RegisteredKey broken(OLESTR("RastelTest.Broken"));
+  broken.Set(OLESTR("CLSID"), nullptr, OLESTR("{0A1B53E1}"));
+  CLSID classId{};
+  EXPECT_EQ(CLSIDFromProgID(OLESTR("rasteltest.CLASS.1"), &classId), S_OK);
+  EXPECT_TRUE(IsEqualCLSID(classId, kModuleClass));
+  for (const LPCOLESTR unknown : {OLESTR("RastelTest.None"), OLESTR("RastelTest.Broken")}) {
+    classId = kModuleClass;
+    EXPECT_EQ(CLSIDFromProgID(unknown, &classId), ResultCode(0x800401F3));
+    if (kEmbeddedHost) {
+      EXPECT_TRUE(IsEqualCLSID(classId, CLSID_NULL));
+    }
+  }
+  EXPECT_EQ(CLSIDFromProgID(nullptr, &classId), E_INVALIDARG);
+  EXPECT_EQ(CLSIDFromProgID(OLESTR("x"), nullptr), E_INVALIDARG);
+
+  LPOLESTR text = nullptr;
+  EXPECT_EQ(ProgIDFromCLSID(kModuleClass, &text), kNotRegistered);
+  EXPECT_EQ(text, nullptr);
+  entry.Set(OLESTR("ProgID"), nullptr, OLESTR("RastelTest.Class.1"));
+  EXPECT_EQ(ProgIDFromCLSID(kModuleClass, &text), S_OK);
+  EXPECT_EQ(std::basic_string<OLECHAR>(text), OLESTR("RastelTest.Class.1"));
+  CoTaskMemFree(text);
+  EXPECT_EQ(ProgIDFromCLSID(kUnknownClass, &text), kNotRegistered);
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(ProgIDFromCLSID(kModuleClass, nullptr), E_INVALIDARG);
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <string>
+#include <string_view>
+
+#include "platform/platform.h"
+
+namespace tests {
+namespace {
+
+constexpr WORD kGerman = 0x0407;
+constexpr WORD kEnglish = 0x0409;
+constexpr HRESULT kNoRows = platform::ResultCode(0x80070714);
+constexpr HRESULT kNoType = platform::ResultCode(0x80070715);
+constexpr HRESULT kNoNumber = platform::ResultCode(0x80070716);
+
+template <std::size_t kUnits>
+constexpr HostResource StringRow(UINT number, const OLECHAR (&text)[kUnits]) {
+  return {nullptr, kHostStringResourceType,
+          number,  kEnglish,
+          text,    static_cast<DWORD>((kUnits - 1) * sizeof(OLECHAR))};
+}
+
+constexpr char kScript[] = "HKCR {}";
+const HostResource kRows[] = {
+    {OLESTR("REGISTRY"), 0, 101, kGerman, kScript, sizeof(kScript) - 1},
+    {nullptr, 2, 100, kGerman, kScript, 4},
+    StringRow(100, OLESTR("RastelKLP")),
+    StringRow(7, OLESTR("  \u00FCber\n ")),
+    StringRow(8, OLESTR("\xD800x")),
+    StringRow(9, OLESTR("")),
+};
+
+class Resources : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(HostAddResources(module_, kRows, std::size(kRows)), S_OK); }
+  void TearDown() override { HostRemoveResources(module_); }
+
+  const HINSTANCE module_ = HostModuleOf(kRows);
+};
+
+TEST_F(Resources, Find_ComparesTypeAndNumber) {
+  const struct {
+    LPCOLESTR type;
+    UINT typeNumber;
+    UINT number;
+    HRESULT result;
+    int row;
+  } rows[] = {
+      {OLESTR("REGISTRY"), 0, 101, S_OK, 0},
+      {OLESTR("registry"), 0, 101, S_OK, 0},
+      {OLESTR("REGISTRY"), 0, 100, kNoNumber, 0},
+      {OLESTR("REGISTRYX"), 0, 101, kNoType, 0},
+      {OLESTR("REG"), 0, 101, kNoType, 0},
+      {nullptr, 2, 100, S_OK, 1},
+      {nullptr, 0, 101, kNoType, 0},
+      {nullptr, 6, 100, S_OK, 2},
+      {nullptr, 6, 101, kNoNumber, 0},
+      {nullptr, 3, 100, kNoType, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    HostResource found{OLESTR("?"), 1, 1, 1, this, 1};
+    EXPECT_EQ(HostFindResource(module_, row.type, row.typeNumber, row.number, &found), row.result);
+    const HostResource expected = row.result == S_OK ? kRows[row.row] : HostResource{};
+    EXPECT_EQ(found.bytes, expected.bytes);
+    EXPECT_EQ(found.size, expected.size);
+    EXPECT_EQ(found.language, expected.language);
+  }
+  EXPECT_EQ(HostFindResource(module_, nullptr, 6, 100, nullptr), E_POINTER);
+}
+
+TEST_F(Resources, Strings_AreCutBehindTheLastWholeCharacter) {
+  const struct {
+    UINT number;
+    int room;
+    int result;
+    std::string_view text;
+  } rows[] = {
+      {100, 100, 9, "RastelKLP"},
+      {100, 10, 9, "RastelKLP"},
+      {100, 9, 8, "RastelKL"},
+      {100, 1, 0, ""},
+      {7, 100, 9, "  \u00FCber\n "},
+      {7, 5, 4, "  \u00FC"},
+      {7, 4, 2, "  "},
+      {8, 100, 4, "\uFFFDx"},
+      {9, 100, 0, ""},
+      {10, 100, 0, ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.number << " into " << row.room);
+    std::string buffer(101, '#');
+    EXPECT_EQ(LoadStringA(module_, row.number, buffer.data(), row.room), row.result);
+    EXPECT_EQ(std::string_view(buffer.c_str()), row.text);
+    EXPECT_EQ(buffer[row.text.size() + 1], '#');
+  }
+  char untouched = '#';
+  EXPECT_EQ(LoadStringA(module_, 100, &untouched, 0), -1);
+  EXPECT_EQ(LoadStringA(module_, 100, &untouched, -5), 0);
+  EXPECT_EQ(LoadStringA(module_, 100, nullptr, 5), 0);
+  EXPECT_EQ(untouched, '#');
+}
+
+TEST_F(Resources, Rows_BelongToOneModuleUntilTheyAreRemoved) {
+  EXPECT_EQ(HostAddResources(module_, kRows, 1), E_INVALIDARG);
+  EXPECT_EQ(HostAddResources(nullptr, kRows, 1), E_INVALIDARG);
+  const auto another = reinterpret_cast<HINSTANCE>(this);
+  EXPECT_EQ(HostAddResources(another, nullptr, 1), E_INVALIDARG);
+  EXPECT_EQ(HostAddResources(another, kRows, 0), E_INVALIDARG);
+  HostResource found{};
+  EXPECT_EQ(HostFindResource(another, nullptr, 6, 100, &found), kNoRows);
+  EXPECT_EQ(HostRemoveResources(another), S_FALSE);
+  EXPECT_EQ(HostRemoveResources(module_), S_OK);
+  EXPECT_EQ(HostFindResource(module_, nullptr, 6, 100, &found), kNoRows);
+  char buffer[4] = "###";
+  EXPECT_EQ(LoadStringA(module_, 100, buffer, 4), 0);
+  EXPECT_STREQ(buffer, "");
+}
+
+TEST(Modules, FileNames_AreFullPaths) {
+  OLECHAR program[4096];
+  const DWORD units = GetModuleFileNameW(nullptr, program, 4096);
+  ASSERT_GT(units, 1u);
+  EXPECT_EQ(program[0], '/');
+  EXPECT_EQ(program[units], 0);
+  // The program by its own address, and the host.
+  OLECHAR text[4096];
+  EXPECT_EQ(GetModuleFileNameW(HostModuleOf(kRows), text, 4096), units);
+  const auto host = HostModuleOf(reinterpret_cast<const void*>(&LoadStringA));
+  const DWORD hostUnits = GetModuleFileNameW(host, text, 4096);
+  const std::basic_string_view<OLECHAR> hostPath(text, hostUnits);
+  EXPECT_TRUE(hostPath.ends_with(OLESTR("/libRastelHost.so")));
+  EXPECT_EQ(GetModuleFileNameW(nullptr, text, 3), 3u);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+  EXPECT_EQ(text[2], 0);
+  int local = 0;
+  EXPECT_EQ(HostModuleOf(&local), nullptr);
+  EXPECT_EQ(GetModuleFileNameW(reinterpret_cast<HMODULE>(&local), text, 4096), 0u);
+}
+
+}  // namespace
+}  // namespace tests

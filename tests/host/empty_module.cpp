@@ -1,0 +1,2 @@
+// A library that is no server.
+extern "C" int NotAServer() { return 0; }

@@ -1,0 +1,373 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/platform.h"
+#include "tests/support/child_process.h"
+#include "tests/support/temp_file.h"
+
+namespace tests {
+namespace {
+
+namespace fs = std::filesystem;
+using WideText = std::basic_string<OLECHAR>;
+
+constexpr HRESULT kUnreadable = platform::ResultCode(0x80040150);
+constexpr CLSID kSomeClass{0x0D43FE01, 0, 0, {}};
+
+// All that the format knows.
+constexpr char kFirstLine[] = "rastelhost registry 1\n";
+const std::string kSample =
+    "rastelhost registry 1\n"
+    "value 1 \"\" text \"root\"\n"
+    "key 1 \"Class\"\n"
+    "key 2 \"Below\"\n"
+    "value 1 \"\" text \"A \\\"class\\\" \\\\ \xC3\xBC\xF0\x9F\x98\x80\\u000a\\ud800x\"\n"
+    "value 3 \"bytes\" bytes \"00ff7f\"\n"
+    "value 2 \"Empty\" text \"\"\n"
+    "value 1 \"no end\" bytes \"6100\"\n"
+    "value 4 \"number\" number 4294967295\n"
+    "value 4 \"short\" bytes \"01\"\n"
+    "key 2 \"Later\"\n"
+    "key 1 \"Zz/[x]\"\n"
+    "end 11 4a6d51fd49c419d7\n";
+
+struct SampleValue {
+  LPCOLESTR name;
+  DWORD type;
+  std::string data;
+};
+const SampleValue kSampleValues[] = {
+    {OLESTR(""), REG_SZ,
+     std::string("A\0 \0\"\0c\0l\0a\0s\0s\0\"\0 \0\\\0 \0\xFC\0\x3D\xD8\0\xDE\n\0\0\xD8x\0\0\0",
+                 38)},
+    {OLESTR("bytes"), REG_BINARY, std::string("\0\xFF\x7F", 3)},
+    {OLESTR("Empty"), REG_EXPAND_SZ, std::string("\0\0", 2)},
+    {OLESTR("no end"), REG_SZ, std::string("a\0", 2)},
+    {OLESTR("number"), REG_DWORD, "\xFF\xFF\xFF\xFF"},
+    {OLESTR("short"), REG_DWORD, "\x01"},
+};
+
+LSTATUS SetText(LPCOLESTR path, LPCOLESTR text) {
+  HKEY key = nullptr;
+  LSTATUS status = RegCreateKeyExW(HKEY_CLASSES_ROOT, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                   &key, nullptr);
+  if (status != ERROR_SUCCESS) return status;
+  const auto units = static_cast<DWORD>(std::char_traits<OLECHAR>::length(text) + 1);
+  status = RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
+                          units * static_cast<DWORD>(sizeof(OLECHAR)));
+  RegCloseKey(key);
+  return status;
+}
+
+LSTATUS OpenStatus(LPCOLESTR path) {
+  HKEY key = nullptr;
+  const LSTATUS status = RegOpenKeyExW(HKEY_CLASSES_ROOT, path, 0, KEY_READ, &key);
+  if (status == ERROR_SUCCESS) RegCloseKey(key);
+  return status;
+}
+
+// The lines of a file with a last line that fits them.
+std::string Ended(const std::string& lines) {
+  std::uint64_t sum = 14695981039346656037u;
+  for (const char byte : lines) sum = (sum ^ static_cast<BYTE>(byte)) * 1099511628211u;
+  char end[64];
+  std::snprintf(end, sizeof(end), "end %d %016llx\n",
+                static_cast<int>(std::count(lines.begin(), lines.end(), '\n')) - 1,
+                static_cast<unsigned long long>(sum));
+  return lines + end;
+}
+
+class RegistryFile : public testing::Test {
+ protected:
+  void SetUp() override { Use(file_.path().c_str()); }
+  void TearDown() override { Use(nullptr); }
+  static void Use(const char* path) { ASSERT_EQ(HostUseRegistryFile(path), S_OK); }
+
+  // Takes a file's content as if another process had put it there.
+  void Read(const std::string& content) {
+    file_.Write(content);
+    Use(file_.path().c_str());
+  }
+
+  void ExpectRefused(const std::string& content) {
+    Read(content);
+    void* object = nullptr;
+    EXPECT_EQ(OpenStatus(nullptr), ERROR_BADDB);
+    EXPECT_EQ(CoCreateInstance(kSomeClass, nullptr, 1, IID_IUnknown, &object), kUnreadable);
+    EXPECT_EQ(SetText(OLESTR("New"), OLESTR("x")), ERROR_BADDB);
+    EXPECT_EQ(file_.Content(), content);
+  }
+
+  const TempFile file_{"registry"};
+};
+
+TEST_F(RegistryFile, Text_IsWrittenAndReadInEveryForm) {
+  EXPECT_EQ(SetText(nullptr, OLESTR("root")), ERROR_SUCCESS);
+  for (const LPCOLESTR path : {OLESTR("Zz/[x]"), OLESTR("Class\\Later"), OLESTR("Class\\Below")}) {
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                              nullptr),
+              ERROR_SUCCESS);
+    for (const auto& [name, type, data] : kSampleValues) {
+      if (path != WideText(OLESTR("Class\\Below"))) break;
+      EXPECT_EQ(RegSetValueExW(key, name, 0, type, reinterpret_cast<const BYTE*>(data.data()),
+                               static_cast<DWORD>(data.size())),
+                ERROR_SUCCESS);
+    }
+    RegCloseKey(key);
+  }
+  EXPECT_EQ(file_.Content(), kSample);
+
+  Read(kSample);
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, OLESTR("CLASS\\BELOW"), 0, KEY_READ, &key),
+            ERROR_SUCCESS);
+  for (const auto& [name, type, data] : kSampleValues) {
+    std::string got(100, '#');
+    DWORD gotType = 0;
+    auto bytes = static_cast<DWORD>(data.size());
+    EXPECT_EQ(
+        RegQueryValueExW(key, name, nullptr, &gotType, reinterpret_cast<BYTE*>(got.data()), &bytes),
+        ERROR_SUCCESS);
+    EXPECT_EQ(gotType, type);
+    EXPECT_EQ(got.substr(0, bytes), data);
+  }
+  RegCloseKey(key);
+  EXPECT_EQ(OpenStatus(OLESTR("Zz/[x]")), ERROR_SUCCESS);
+  EXPECT_EQ(OpenStatus(OLESTR("Class\\Later")), ERROR_SUCCESS);
+}
+
+TEST_F(RegistryFile, DamagedFile_IsRefusedAndNeverOverwritten) {
+  ASSERT_EQ(Ended(kSample.substr(0, kSample.find("end 11"))), kSample);
+  for (std::size_t bytes = 0; bytes < kSample.size(); ++bytes) {
+    SCOPED_TRACE(bytes);
+    ExpectRefused(kSample.substr(0, bytes));
+    std::string flipped = kSample;
+    for (const int bit : {0, 5, 7}) {
+      flipped[bytes] = static_cast<char>(kSample[bytes] ^ (1 << bit));
+      ExpectRefused(flipped);
+    }
+  }
+  ExpectRefused(kSample + "x");
+  ExpectRefused(kSample + kSample);
+  Read(kSample);
+  EXPECT_EQ(OpenStatus(OLESTR("Class")), ERROR_SUCCESS);
+}
+
+TEST_F(RegistryFile, HostileContent_IsRefused) {
+  const std::string first = kFirstLine;
+  std::string tooDeep = first;
+  for (int level = 1; level <= 65; ++level) tooDeep += "key " + std::to_string(level) + " \"k\"\n";
+  const std::string rows[] = {
+      "rastelhost registry 2\n",
+      tooDeep,
+      first + "key 1 \"" + std::string(256, 'n') + "\"\n",
+      first + "value 1 \"" + std::string(16384, 'n') + "\" text \"\"\n",
+      first + "value 1 \"\" text \"" + std::string(524288, 't') + "\"\n",
+      first + "value 3 \"\" bytes \"" + std::string(2097154, '0') + "\"\n",
+      first + "key 0 \"a\"\n",
+      first + "key 2 \"a\"\n",
+      first + "key 1 \"a\"\nkey 3 \"b\"\n",
+      first + "key 99999999999999999999 \"a\"\n",
+      first + "key -1 \"a\"\n",
+      first + "key 1 \"\"\n",
+      first + "key 1 \"a\\\\b\"\n",
+      first + "key 1 \"a\\u0000b\"\n",
+      first + "key 1 \"a\"\nkey 1 \"A\"\n",
+      first + "key 1 \"b\"\nkey 1 \"a\"\n",
+      first + "key 1 \"a\n",
+      first + "key 1 \"a\" \n",
+      first + "value 1 \"b\" text \"\"\nvalue 1 \"B\" text \"\"\n",
+      first + "value 4294967296 \"\" bytes \"\"\n",
+      first + "value 4 \"\" number 4294967296\n",
+      first + "value 3 \"\" number 1\n",
+      first + "value 3 \"\" text \"a\"\n",
+      first + "value 3 \"\" bytes \"0\"\n",
+      first + "value 3 \"\" bytes \"0g\"\n",
+      first + "value 1 \"\" text \"\\n\"\n",
+      first + "value 1 \"\" text \"\\u12\"\n",
+      first + "value 1 \"\" text \"\xC3\"\n",
+      first + "value 1 \"\" tex",
+      first + "nothing\n",
+      first + "\n",
+  };
+  for (const std::string& lines : rows) {
+    SCOPED_TRACE(lines.substr(0, 80));
+    ExpectRefused(Ended(lines));
+  }
+  Read(Ended(tooDeep.substr(0, tooDeep.find("key 65"))));
+  EXPECT_EQ(OpenStatus(OLESTR("k\\k\\k")), ERROR_SUCCESS);
+}
+
+TEST_F(RegistryFile, WhatIsNoFileOfSensibleSize_IsRefused) {
+  file_.Write("");
+  ASSERT_EQ(truncate(file_.path().c_str(), (64 << 20) + 1), 0);
+  EXPECT_EQ(OpenStatus(nullptr), ERROR_BADDB);
+  ASSERT_EQ(unlink(file_.path().c_str()), 0);
+  ASSERT_EQ(mkfifo(file_.path().c_str(), 0600), 0);
+  EXPECT_EQ(OpenStatus(nullptr), ERROR_BADDB);
+  ASSERT_EQ(unlink(file_.path().c_str()), 0);
+  EXPECT_EQ(OpenStatus(nullptr), ERROR_SUCCESS);
+  ASSERT_TRUE(fs::create_directory(file_.path()));
+  EXPECT_EQ(OpenStatus(nullptr), ERROR_BADDB);
+}
+
+TEST_F(RegistryFile, ReplacedFile_IsReadAtTheNextLookUp) {
+  EXPECT_EQ(SetText(OLESTR("One"), OLESTR("x")), ERROR_SUCCESS);
+  HKEY one = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, OLESTR("One"), 0, KEY_READ, &one), ERROR_SUCCESS);
+  const TempFile other;
+  other.Write(Ended(std::string(kFirstLine) + "key 1 \"One\"\nkey 1 \"Two\"\n"));
+  fs::rename(other.path(), file_.path());
+  EXPECT_EQ(OpenStatus(OLESTR("Two")), ERROR_SUCCESS);
+  EXPECT_EQ(RegFlushKey(one), ERROR_SUCCESS);
+  DWORD bytes = 0;
+  EXPECT_EQ(RegQueryValueExW(one, nullptr, nullptr, nullptr, nullptr, &bytes),
+            ERROR_FILE_NOT_FOUND);
+  other.Write(Ended(std::string(kFirstLine) + "key 1 \"Three\"\n"));
+  fs::rename(other.path(), file_.path());
+  EXPECT_EQ(RegFlushKey(one), ERROR_KEY_DELETED);
+  RegCloseKey(one);
+  // A change keeps what the other process wrote.
+  other.Write(Ended(std::string(kFirstLine) + "key 1 \"Four\"\n"));
+  fs::rename(other.path(), file_.path());
+  EXPECT_EQ(SetText(OLESTR("Five"), OLESTR("")), ERROR_SUCCESS);
+  EXPECT_EQ(file_.Content(), Ended(std::string(kFirstLine) +
+                                   "key 1 \"Five\"\nvalue 1 \"\" text \"\"\nkey 1 \"Four\"\n"));
+}
+
+TEST_F(RegistryFile, FailedWrite_LeavesFileAndTreeAsTheyWere) {
+  EXPECT_EQ(SetText(OLESTR("One"), OLESTR("x")), ERROR_SUCCESS);
+  const std::string before = file_.Content();
+  ASSERT_TRUE(fs::create_directory(file_.path() + ".new"));
+  EXPECT_EQ(SetText(OLESTR("Two"), OLESTR("x")), ERROR_CANTWRITE);
+  EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, OLESTR("One")), ERROR_CANTWRITE);
+  EXPECT_EQ(OpenStatus(OLESTR("Two")), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(OpenStatus(OLESTR("One")), ERROR_SUCCESS);
+  EXPECT_EQ(file_.Content(), before);
+  fs::remove(file_.path() + ".new");
+  EXPECT_EQ(SetText(OLESTR("Two"), OLESTR("x")), ERROR_SUCCESS);
+
+  Use((file_.path() + "/below a file").c_str());
+  EXPECT_EQ(SetText(OLESTR("One"), OLESTR("x")), ERROR_CANTWRITE);
+  EXPECT_EQ(OpenStatus(OLESTR("One")), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(RegistryFile, Batch_IsOneWriteOrNone) {
+  ASSERT_EQ(HostBeginRegistryBatch(), ERROR_SUCCESS);
+  EXPECT_EQ(SetText(OLESTR("One"), OLESTR("x")), ERROR_SUCCESS);
+  EXPECT_EQ(OpenStatus(OLESTR("One")), ERROR_SUCCESS);
+  ASSERT_EQ(HostBeginRegistryBatch(), ERROR_SUCCESS);
+  EXPECT_EQ(SetText(OLESTR("Two"), OLESTR("x")), ERROR_SUCCESS);
+  EXPECT_EQ(HostEndRegistryBatch(FALSE), ERROR_SUCCESS);
+  EXPECT_EQ(OpenStatus(OLESTR("Two")), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(HostUseRegistryFile(nullptr), E_UNEXPECTED);
+  EXPECT_EQ(file_.Content(), "");
+  EXPECT_EQ(HostEndRegistryBatch(TRUE), ERROR_SUCCESS);
+  EXPECT_EQ(HostEndRegistryBatch(TRUE), ERROR_INVALID_PARAMETER);
+  const std::string written = file_.Content();
+  EXPECT_EQ(written, Ended(std::string(kFirstLine) + "key 1 \"One\"\nvalue 1 \"\" text \"x\"\n"));
+
+  ASSERT_EQ(HostBeginRegistryBatch(), ERROR_SUCCESS);
+  EXPECT_EQ(SetText(OLESTR("Three"), OLESTR("x")), ERROR_SUCCESS);
+  ASSERT_TRUE(fs::create_directory(file_.path() + ".new"));
+  EXPECT_EQ(HostEndRegistryBatch(TRUE), ERROR_CANTWRITE);
+  EXPECT_EQ(OpenStatus(OLESTR("Three")), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(file_.Content(), written);
+}
+
+TEST_F(RegistryFile, WithoutFile_TheTreeLivesInMemory) {
+  Use(nullptr);
+  EXPECT_EQ(SetText(OLESTR("One"), OLESTR("x")), ERROR_SUCCESS);
+  HKEY one = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, OLESTR("One"), 0, KEY_READ, &one), ERROR_SUCCESS);
+  Use("");
+  EXPECT_EQ(OpenStatus(OLESTR("One")), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(RegFlushKey(one), ERROR_KEY_DELETED);
+  RegCloseKey(one);
+  EXPECT_TRUE(fs::is_empty(file_.folder()));
+}
+
+// Not a test: what the children of the tests below do. The environment says where.
+class RegistryChild : public testing::TestWithParam<char> {};
+
+TEST_P(RegistryChild, DISABLED_WritesKeys) {
+  for (const std::string name : {"RASTEL_HOST_REGISTRY", "XDG_DATA_HOME", "HOME"}) {
+    const char* value = std::getenv(("RASTEL_TEST_" + name).c_str());
+    if (value != nullptr) {
+      setenv(name.c_str(), value, 1);
+    } else {
+      unsetenv(name.c_str());
+    }
+  }
+  for (char key = 'a'; key < 'k'; ++key) {
+    const OLECHAR path[] = {static_cast<OLECHAR>(GetParam()), '\\', static_cast<OLECHAR>(key), 0};
+    ASSERT_EQ(SetText(path, path), ERROR_SUCCESS);
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Number, RegistryChild, testing::Values('A', 'B', 'C', 'D'));
+
+void ExpectChildSucceeds(int number) {
+  const ChildResult child = RunProgram(
+      ThisProgram(), {"--gtest_filter=*RegistryChild.DISABLED_WritesKeys/" + std::to_string(number),
+                      "--gtest_also_run_disabled_tests", "--gtest_brief=1"});
+  EXPECT_EQ(child.exitCode, 0) << child.output;
+}
+
+class TestVariable {
+ public:
+  TestVariable(const std::string& name, const std::string& value) : name_("RASTEL_TEST_" + name) {
+    setenv(name_.c_str(), value.c_str(), 1);
+  }
+  ~TestVariable() { unsetenv(name_.c_str()); }
+  TestVariable(const TestVariable&) = delete;
+  TestVariable& operator=(const TestVariable&) = delete;
+
+ private:
+  const std::string name_;
+};
+
+TEST_F(RegistryFile, DefaultPlace_FollowsTheEnvironment) {
+  const TestVariable home("HOME", file_.folder() + "/home");
+  const auto expectFile = [&](const std::string& path) {
+    SCOPED_TRACE(path);
+    ExpectChildSucceeds(0);
+    EXPECT_TRUE(fs::exists(file_.folder() + path));
+    fs::remove_all(file_.folder() + path);
+  };
+  expectFile("/home/.local/share/rastelhost/registry");
+  {
+    const TestVariable relative("XDG_DATA_HOME", "not/absolute");
+    expectFile("/home/.local/share/rastelhost/registry");
+  }
+  const TestVariable data("XDG_DATA_HOME", file_.folder() + "/data");
+  expectFile("/data/rastelhost/registry");
+  const TestVariable named("RASTEL_HOST_REGISTRY", file_.folder() + "/deep/named");
+  expectFile("/deep/named");
+}
+
+TEST_F(RegistryFile, ManyProcesses_LoseNoChange) {
+  const TestVariable named("RASTEL_HOST_REGISTRY", file_.path());
+  std::vector<std::thread> parents;
+  for (int number = 0; number < 4; ++number) parents.emplace_back(ExpectChildSucceeds, number);
+  for (std::thread& parent : parents) parent.join();
+  for (OLECHAR first = 'A'; first <= 'D'; ++first) {
+    for (OLECHAR second = 'a'; second < 'k'; ++second) {
+      const OLECHAR path[] = {first, '\\', second, 0};
+      EXPECT_EQ(OpenStatus(path), ERROR_SUCCESS) << first - 'A' << second - 'a';
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tests
