@@ -298,73 +298,51 @@ TEST_F(RegistryFile, WithoutFile_TheTreeLivesInMemory) {
   EXPECT_TRUE(fs::is_empty(file_.folder()));
 }
 
-// Not a test: what the children of the tests below do. The environment says where.
-class RegistryChild : public testing::TestWithParam<char> {};
-
-TEST_P(RegistryChild, DISABLED_WritesKeys) {
-  for (const std::string name : {"RASTEL_HOST_REGISTRY", "XDG_DATA_HOME", "HOME"}) {
-    const char* value = std::getenv(("RASTEL_TEST_" + name).c_str());
-    if (value != nullptr) {
-      setenv(name.c_str(), value, 1);
-    } else {
-      unsetenv(name.c_str());
-    }
-  }
-  for (char key = 'a'; key < 'k'; ++key) {
-    const OLECHAR path[] = {static_cast<OLECHAR>(GetParam()), '\\', static_cast<OLECHAR>(key), 0};
-    ASSERT_EQ(SetText(path, path), ERROR_SUCCESS);
-  }
-}
-INSTANTIATE_TEST_SUITE_P(Number, RegistryChild, testing::Values('A', 'B', 'C', 'D'));
-
-void ExpectChildSucceeds(int number) {
-  const ChildResult child = RunProgram(
-      ThisProgram(), {"--gtest_filter=*RegistryChild.DISABLED_WritesKeys/" + std::to_string(number),
-                      "--gtest_also_run_disabled_tests", "--gtest_brief=1"});
+void ExpectWriterSucceeds(const std::string& letter, std::vector<std::string> environment) {
+  environment.insert(environment.begin(), letter);
+  const fs::path writer = fs::path(ThisProgram()).replace_filename("registry_writer");
+  const ChildResult child = RunProgram(writer, environment);
   EXPECT_EQ(child.exitCode, 0) << child.output;
 }
 
-class TestVariable {
- public:
-  TestVariable(const std::string& name, const std::string& value) : name_("RASTEL_TEST_" + name) {
-    setenv(name_.c_str(), value.c_str(), 1);
-  }
-  ~TestVariable() { unsetenv(name_.c_str()); }
-  TestVariable(const TestVariable&) = delete;
-  TestVariable& operator=(const TestVariable&) = delete;
-
- private:
-  const std::string name_;
-};
-
 TEST_F(RegistryFile, DefaultPlace_FollowsTheEnvironment) {
-  const TestVariable home("HOME", file_.folder() + "/home");
-  const auto expectFile = [&](const std::string& path) {
-    SCOPED_TRACE(path);
-    ExpectChildSucceeds(0);
-    EXPECT_TRUE(fs::exists(file_.folder() + path));
-    fs::remove_all(file_.folder() + path);
+  const std::string home = "HOME=" + file_.folder() + "/home";
+  const std::string data = "XDG_DATA_HOME=" + file_.folder() + "/data";
+  const std::string named = "RASTEL_HOST_REGISTRY=" + file_.folder() + "/deep/named";
+  const struct {
+    std::vector<std::string> environment;
+    const char* path;
+  } rows[] = {
+      {{home}, "/home/.local/share/rastelhost/registry"},
+      {{home, "XDG_DATA_HOME=not/absolute"}, "/home/.local/share/rastelhost/registry"},
+      {{home, data}, "/data/rastelhost/registry"},
+      {{home, data, named}, "/deep/named"},
+      {{home, data, "RASTEL_HOST_REGISTRY="}, nullptr},
+      {{}, nullptr},
   };
-  expectFile("/home/.local/share/rastelhost/registry");
-  {
-    const TestVariable relative("XDG_DATA_HOME", "not/absolute");
-    expectFile("/home/.local/share/rastelhost/registry");
+  for (const auto& [environment, path] : rows) {
+    SCOPED_TRACE(testing::PrintToString(environment));
+    ExpectWriterSucceeds("A", environment);
+    if (path != nullptr) {
+      EXPECT_TRUE(fs::is_regular_file(file_.folder() + path));
+    } else {
+      EXPECT_TRUE(fs::is_empty(file_.folder()));
+    }
+    for (const auto& entry : fs::directory_iterator(file_.folder())) fs::remove_all(entry);
   }
-  const TestVariable data("XDG_DATA_HOME", file_.folder() + "/data");
-  expectFile("/data/rastelhost/registry");
-  const TestVariable named("RASTEL_HOST_REGISTRY", file_.folder() + "/deep/named");
-  expectFile("/deep/named");
 }
 
 TEST_F(RegistryFile, ManyProcesses_LoseNoChange) {
-  const TestVariable named("RASTEL_HOST_REGISTRY", file_.path());
   std::vector<std::thread> parents;
-  for (int number = 0; number < 4; ++number) parents.emplace_back(ExpectChildSucceeds, number);
+  for (const char* letter : {"A", "B", "C", "D"}) {
+    parents.emplace_back(ExpectWriterSucceeds, letter,
+                         std::vector{"RASTEL_HOST_REGISTRY=" + file_.path()});
+  }
   for (std::thread& parent : parents) parent.join();
-  for (OLECHAR first = 'A'; first <= 'D'; ++first) {
-    for (OLECHAR second = 'a'; second < 'k'; ++second) {
-      const OLECHAR path[] = {first, '\\', second, 0};
-      EXPECT_EQ(OpenStatus(path), ERROR_SUCCESS) << first - 'A' << second - 'a';
+  for (OLECHAR letter = 'A'; letter <= 'D'; ++letter) {
+    for (OLECHAR digit = '0'; digit <= '9'; ++digit) {
+      const OLECHAR path[] = {letter, '\\', digit, 0};
+      EXPECT_EQ(OpenStatus(path), ERROR_SUCCESS) << letter - 'A' << digit - '0';
     }
   }
 }
