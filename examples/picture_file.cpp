@@ -34,6 +34,14 @@ unsigned short* Load(std::FILE* file, int* width, int* height, int* channels, un
   return stbi_load_from_file_16(file, width, height, channels, 0);
 }
 
+void WriteBytes(const std::string& path, const std::string& bytes) {
+  const File file = Open(path, "wb");
+  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+  if (!isWritten || std::fflush(file.get()) != 0) {
+    throw std::runtime_error(path + ": cannot be written");
+  }
+}
+
 }  // namespace
 
 bool HasSixteenBits(const std::string& path) {
@@ -66,37 +74,38 @@ template Picture<std::uint16_t> ReadPicture(const std::string& path);
 
 std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture) {
   const std::string path = stem + ".png";
-  if (!stbi_write_png(path.c_str(), picture.width, picture.height, picture.channels,
-                      picture.samples.data(), picture.width * picture.channels)) {
-    throw std::runtime_error(path + ": cannot be written");
+  std::string bytes;
+  const auto append = [](void* target, void* data, int count) {
+    static_cast<std::string*>(target)->append(static_cast<const char*>(data),
+                                              static_cast<std::size_t>(count));
+  };
+  if (!stbi_write_png_to_func(append, &bytes, picture.width, picture.height, picture.channels,
+                              picture.samples.data(), picture.width * picture.channels)) {
+    throw std::runtime_error(path + ": cannot be encoded");
   }
+  WriteBytes(path, bytes);
   return path;
 }
 
 std::string WritePicture(const std::string& stem, const Picture<std::uint16_t>& picture) {
   static constexpr const char* kEndings[] = {".pgm", ".pam", ".ppm", ".pam"};
   const std::string path = stem + kEndings[picture.channels - 1];
-  const File file = Open(path, "wb");
+  const std::string size[] = {std::to_string(picture.width), std::to_string(picture.height)};
+  std::string bytes;
   if (picture.channels % 2 == 1) {
-    std::fprintf(file.get(), "P%d\n%d %d\n65535\n", picture.channels == 1 ? 5 : 6, picture.width,
-                 picture.height);
+    bytes = (picture.channels == 1 ? "P5\n" : "P6\n") + size[0] + ' ' + size[1] + "\n65535\n";
   } else {
-    std::fprintf(file.get(),
-                 "P7\nWIDTH %d\nHEIGHT %d\nDEPTH %d\nMAXVAL 65535\nTUPLTYPE %s\nENDHDR\n",
-                 picture.width, picture.height, picture.channels,
-                 picture.channels == 2 ? "GRAYSCALE_ALPHA" : "RGB_ALPHA");
+    bytes = "P7\nWIDTH " + size[0] + "\nHEIGHT " + size[1] + "\nDEPTH " +
+            std::to_string(picture.channels) + "\nMAXVAL 65535\nTUPLTYPE " +
+            (picture.channels == 2 ? "GRAYSCALE_ALPHA" : "RGB_ALPHA") + "\nENDHDR\n";
   }
   // The formats store the high byte first.
-  std::vector<unsigned char> bytes;
-  bytes.reserve(picture.samples.size() * 2);
+  bytes.reserve(bytes.size() + picture.samples.size() * 2);
   for (const std::uint16_t sample : picture.samples) {
-    bytes.push_back(static_cast<unsigned char>(sample >> 8));
-    bytes.push_back(static_cast<unsigned char>(sample & 0xFF));
+    bytes += static_cast<char>(sample >> 8);
+    bytes += static_cast<char>(sample & 0xFF);
   }
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
-  if (!written || std::fflush(file.get()) != 0) {
-    throw std::runtime_error(path + ": cannot be written");
-  }
+  WriteBytes(path, bytes);
   return path;
 }
 

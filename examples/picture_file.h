@@ -28,8 +28,8 @@ struct Picture {
 // file is missing or is not a picture.
 bool HasSixteenBits(const std::string& path);
 
-// Reads a whole picture, with its channels as they are in the file. Raises as above; a file that is
-// cut short is refused.
+// Reads a whole picture, with its channels as they are in the file. Raises as above; a file that
+// ends before its last pixel is refused.
 template <class Sample>
 Picture<Sample> ReadPicture(const std::string& path);
 

@@ -41,8 +41,10 @@ std::string Reason(HRESULT result) {
   BSTR description = nullptr;
   if (SUCCEEDED(error->GetDescription(&description)) && description) {
     char narrow[512] = "";
-    WideCharToMultiByte(CP_ACP, 0, description, -1, narrow, sizeof narrow, nullptr, nullptr);
-    text += std::string(" ") + narrow;
+    // A text that is longer than the room is left out: what is there of it need not end.
+    if (WideCharToMultiByte(CP_ACP, 0, description, -1, narrow, sizeof narrow, nullptr, nullptr)) {
+      text += std::string(" ") + narrow;
+    }
     SysFreeString(description);
   }
   return text;

@@ -7,8 +7,8 @@
 #include "platform/module_loader.h"
 
 int main(int argc, char** argv) {
-  const bool remove = argc == 3 && std::strcmp(argv[1], "--remove") == 0;
-  if (argc != 2 && !remove) {
+  const bool remove = argc > 1 && std::strcmp(argv[1], "--remove") == 0;
+  if (argc != (remove ? 3 : 2)) {
     std::fprintf(stderr, "usage: register_module [--remove] MODULE\n");
     return 2;
   }
