@@ -16,8 +16,8 @@ struct HostResource {
   DWORD size;  // in bytes
 };
 
-// The type of strings. Each row is one string under its own number: UTF-16 units without
-// terminator.
+// The type of strings. Each row is one string under its own number: UTF-16 units, aligned as
+// such, without terminator.
 inline constexpr UINT kHostStringResourceType = 6;
 
 // Hands over a module's rows, once per module; HostModuleOf (host/modules.h) gives the module's
