@@ -5,6 +5,7 @@
 #include "image/aoi_classes.h"
 #include "interfaces/identifiers.h"
 #include "platform/threading.h"
+#include "vector/vector_classes.h"
 
 namespace rastel {
 namespace {
@@ -36,15 +37,15 @@ constinit CatalogueRow rows[] = {
     LiveRow(CLSID_CharAOIKLP, "CharAOIKLP", 117, &CreateAoi<ElementChar>),
     LiveRow(CLSID_ShortAOIKLP, "ShortAOIKLP", 118, &CreateAoi<ElementShort>),
     LiveRow(CLSID_LongAOIKLP, "LongAOIKLP", 123, &CreateAoi<ElementLong>),
-    EmptyRow(CLSID_ByteVectorKLP, "ByteVectorKLP", 110),
-    EmptyRow(CLSID_ShortVectorKLP, "ShortVectorKLP", 109),
-    EmptyRow(CLSID_LongVectorKLP, "LongVectorKLP", 111),
-    EmptyRow(CLSID_FloatVectorKLP, "FloatVectorKLP", 107),
-    EmptyRow(CLSID_DoubleVectorKLP, "DoubleVectorKLP", 104),
-    EmptyRow(CLSID_CharVectorKLP, "CharVectorKLP", 124),
-    EmptyRow(CLSID_WordVectorKLP, "WordVectorKLP", 125),
-    EmptyRow(CLSID_DWordVectorKLP, "DWordVectorKLP", 126),
-    EmptyRow(CLSID_VariantVectorKLP, "VariantVectorKLP", 106),
+    LiveRow(CLSID_ByteVectorKLP, "ByteVectorKLP", 110, &CreateVector<ElementByte>),
+    LiveRow(CLSID_ShortVectorKLP, "ShortVectorKLP", 109, &CreateVector<ElementShort>),
+    LiveRow(CLSID_LongVectorKLP, "LongVectorKLP", 111, &CreateVector<ElementLong>),
+    LiveRow(CLSID_FloatVectorKLP, "FloatVectorKLP", 107, &CreateVector<ElementFloat>),
+    LiveRow(CLSID_DoubleVectorKLP, "DoubleVectorKLP", 104, &CreateVector<ElementDouble>),
+    LiveRow(CLSID_CharVectorKLP, "CharVectorKLP", 124, &CreateVector<ElementChar>),
+    LiveRow(CLSID_WordVectorKLP, "WordVectorKLP", 125, &CreateVector<ElementWord>),
+    LiveRow(CLSID_DWordVectorKLP, "DWordVectorKLP", 126, &CreateVector<ElementDWord>),
+    LiveRow(CLSID_VariantVectorKLP, "VariantVectorKLP", 106, &CreateVector<ElementVariant>),
     EmptyRow(CLSID_AttributeBstrMapKLP, "AttributeBstrMapKLP", 127),
     EmptyRow(CLSID_AttributeLongMapKLP, "AttributeLongMapKLP", 128),
     EmptyRow(CLSID_AttributeDoubleMapKLP, "AttributeDoubleMapKLP", 129),

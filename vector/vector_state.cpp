@@ -1,0 +1,84 @@
+#include "vector/vector_state.h"
+
+#include <new>
+
+#include "frame/debug_texts.h"
+#include "frame/variants.h"
+#include "vector/variant_elements.h"
+
+namespace rastel {
+namespace {
+
+HRESULT NoTag() noexcept {
+  OutputDebugStringA(debug_texts::kVectorFail);
+  return E_FAIL;
+}
+
+VARIANT ErrorVariant(HRESULT result) noexcept {
+  VARIANT variant{};
+  variant.vt = VT_ERROR;
+  variant.scode = result;
+  return variant;
+}
+
+}  // namespace
+
+HRESULT ReportText(REFCLSID classId, const std::exception& error) noexcept {
+  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  return ReportErrorText(classId, isMemory ? "bad allocation" : error.what());
+}
+
+HRESULT VectorState::BadIndex() const noexcept {
+  return Report(classId_, Message::BadVectorElement);
+}
+
+HRESULT VectorState::GetTag(LONG index, VARIANT* out) const {
+  if (!HasTag(index)) return NoTag();
+  VARIANT copy;
+  const HRESULT result = CopyElement(m_ElementTags, index, &copy);
+  if (FAILED(result)) AtlThrow(result);
+  // An out VARIANT that cannot be cleared gets nothing.
+  if (out) MoveVariantTo(out, copy);
+  VariantClear(&copy);
+  return S_OK;
+}
+
+HRESULT VectorState::PutTag(LONG index, const VARIANT& tag) {
+  if (!HasTag(index)) return NoTag();
+  if (&tag == &m_ElementTags.At(index)) return S_OK;
+  VARIANT copy{};
+  HRESULT result = VariantCopy(&copy, const_cast<VARIANT*>(&tag));
+  if (FAILED(result)) copy = ErrorVariant(result);
+  // The object in the tag was called and may have taken the place away.
+  if (!HasTag(index)) {
+    VariantClear(&copy);
+    return NoTag();
+  }
+  VARIANT displaced = m_ElementTags.Exchange(index, copy);
+  const HRESULT cleared = VariantClear(&displaced);
+  if (FAILED(cleared) && SUCCEEDED(result)) {
+    // Refused before anything was released, so the place is still there.
+    result = cleared;
+    copy = m_ElementTags.Exchange(index, ErrorVariant(cleared));
+    VariantClear(&copy);
+  }
+  if (FAILED(result)) AtlThrow(result);
+  return S_OK;
+}
+
+HRESULT VectorState::GetTagPointer(LONG* count, VARIANT** tags) noexcept {
+  if (!count || !tags) return E_POINTER;
+  const bool any = HasTags() && m_ElementTags.Count() > 0;
+  *count = any ? m_ElementTags.Count() : 0;
+  *tags = any ? m_ElementTags.Data() : nullptr;
+  return any ? S_OK : S_FALSE;
+}
+
+void VectorState::SwitchTags(VARIANT_BOOL hasTags, LONG elementCount) {
+  if (hasTags == m_HasElementTags) return;
+  DisplacedVariants displaced;
+  m_ElementTags.Resize(hasTags == 0 ? 0 : elementCount, displaced);
+  m_HasElementTags = hasTags;
+}
+
+}  // namespace rastel
