@@ -60,7 +60,16 @@ struct ModuleState {
   platform::CComCriticalSection lock;
   bool lockFailed = false;
 };
-constinit ModuleState module;
+
+// Has no destructor of its own: programs that are ending still ask for classes, and the detach ends
+// the lock.
+union LastingState {
+  constexpr LastingState() noexcept : module() {}
+  ~LastingState() {}
+  ModuleState module;
+};
+constinit LastingState state;
+ModuleState& module = state.module;
 
 HRESULT MakeClassObject(CatalogueRow& row) noexcept {
   if (module.lockFailed) return E_UNEXPECTED;
