@@ -78,6 +78,8 @@ HRESULT ReadVariantArray(IStream* stream, Array&& array,
     // A failing stream leaves elements alone, one that is at its end clears them.
     if (!progress.hasReadType) break;
     for (++i; i < array.size() && i < newFrom; ++i) {
+      const VARIANT& present = array[i];
+      if (present.vt == VT_EMPTY) continue;
       ElementLoan element(array, i);
       VariantClear(&element.Value());
     }

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <functional>
 
 #include "platform/com_ptr.h"
 #include "platform/platform.h"
@@ -41,6 +42,9 @@ class FaultStream final : public IStream {
     fault_ = {};
     calls_ = {};
   }
+
+  // What the stream does first in each call, for streams that call back.
+  std::function<void()> onCall;
 
   ULONG Calls(StreamCall kind) const { return calls_[static_cast<std::size_t>(kind)]; }
   // References that others hold.
@@ -118,6 +122,7 @@ class FaultStream final : public IStream {
   };
 
   HRESULT Enter(StreamCall kind, ULONG* bytes = nullptr) {
+    if (onCall) onCall();
     ++calls_[static_cast<std::size_t>(StreamCall::kEvery)];
     if (kind != StreamCall::kEvery) ++calls_[static_cast<std::size_t>(kind)];
     const bool isMeant = fault_.kind == kind || fault_.kind == StreamCall::kEvery;

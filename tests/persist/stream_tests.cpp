@@ -1,0 +1,302 @@
+// The counting stream, and texts and objects on streams.
+#include "persist/streams.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+#include "tests/persist/test_object.h"
+#include "tests/support/fault_stream.h"
+
+// Sizes that cannot be had end in a null pointer under the sanitizer too.
+#pragma GCC visibility push(default)
+extern "C" const char* __asan_default_options();
+const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+#pragma GCC visibility pop
+
+namespace tests {
+namespace {
+
+using platform::ComPtr;
+using rastel::_bstr_t;
+using rastel::CNullDeviceStream;
+using Text = std::basic_string<OLECHAR>;
+
+constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
+constexpr HRESULT kMemory = platform::ResultCode(0x8007000Eu);
+
+TEST(CountingStream, CountsWritesAndRefusesEverythingElse) {
+  CNullDeviceStream counter;
+  IStream* const stream = &counter;
+  ULONG count = 7;
+  EXPECT_EQ(stream->Write(nullptr, 0, &count), S_OK);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(counter.Count(), 0u);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(stream->Write(nullptr, 0xFFFFFFFF, nullptr), S_OK);
+  EXPECT_EQ(stream->Write("ab", 2, &count), S_OK);
+  EXPECT_EQ(count, 2u);
+  EXPECT_EQ(counter.Count(), 0x2FFFFFFFFull);
+
+  BYTE byte = 7;
+  ULARGE_INTEGER position{};
+  position.QuadPart = 7;
+  STATSTG stat{};
+  IStream* clone = stream;
+  const HRESULT refused[] = {
+      stream->Read(&byte, 1, &count),
+      stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, &position),
+      stream->SetSize(position),
+      stream->CopyTo(stream, position, &position, &position),
+      stream->Commit(0),
+      stream->Revert(),
+      stream->LockRegion(position, position, 0),
+      stream->UnlockRegion(position, position, 0),
+      stream->Stat(&stat, STATFLAG_NONAME),
+      stream->Clone(&clone),
+  };
+  EXPECT_THAT(refused, testing::Each(E_NOTIMPL));
+  EXPECT_TRUE(byte == 7 && count == 2 && position.QuadPart == 7 && clone == stream);
+
+  EXPECT_EQ(stream->AddRef(), 0u);
+  EXPECT_EQ(stream->AddRef(), 1u);
+  EXPECT_EQ(stream->Release(), 1u);
+  EXPECT_EQ(stream->Release(), 0u);
+}
+
+TEST(CountingStream, AnswersItsThreeInterfaces) {
+  CNullDeviceStream counter;
+  const struct {
+    const IID& iid;
+    bool isKnown;
+  } rows[] = {{IID_IUnknown, true},
+              {IID_ISequentialStream, true},
+              {IID_IStream, true},
+              {IID_IPersistStream, false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    void* out = &counter;
+    EXPECT_EQ(counter.QueryInterface(row.iid, &out), row.isKnown ? S_OK : E_NOINTERFACE);
+    EXPECT_EQ(out, row.isKnown ? static_cast<IStream*>(&counter) : nullptr);
+  }
+  EXPECT_EQ(counter.AddRef(), 3u);
+}
+
+TEST(CountingStream, IsToldFromOthersWithoutACall) {
+  CNullDeviceStream counter;
+  FaultStream other(&counter);
+  EXPECT_EQ(CNullDeviceStream::Behind(&counter), &counter);
+  EXPECT_EQ(CNullDeviceStream::Behind(&other), nullptr);
+  EXPECT_EQ(CNullDeviceStream::Behind(NewStream().Get()), nullptr);
+  EXPECT_EQ(CNullDeviceStream::Behind(nullptr), nullptr);
+  EXPECT_EQ(other.References(), 0u);
+}
+
+_bstr_t HolderOf(const OLECHAR* text, UINT chars) {
+  return _bstr_t::Attach(SysAllocStringLen(text, chars));
+}
+
+// What a write puts on a stream, and what becomes of it when each of its writes fails.
+TEST(Texts, AreWrittenAsCountAndCharacters) {
+  const struct {
+    std::function<HRESULT(IStream*)> write;
+    const char* expected;
+    ULONG writes;
+  } rows[] = {
+      {[](IStream* s) { return rastel::WriteWideString(s, OLESTR("")); }, "00 00 00 00", 2},
+      {[](IStream* s) { return rastel::WriteWideString(s, OLESTR("a\u20AC")); },
+       "02 00 00 00 61 00 AC 20", 2},
+      {[](IStream* s) { return Raised([&] { rastel::WriteBstr(s, _bstr_t()); }); }, "00 00 00 00",
+       1},
+      {[](IStream* s) { return Raised([&] { rastel::WriteBstr(s, HolderOf(nullptr, 0)); }); },
+       "00 00 00 00", 1},
+      {[](IStream* s) {
+         return Raised([&] { rastel::WriteBstr(s, HolderOf(OLESTR("a\0b"), 3)); });
+       },
+       "03 00 00 00 61 00 00 00 62 00", 2},
+      {[](IStream* s) { return rastel::WriteScalar(s, 0x01020304); }, "04 03 02 01", 1},
+      {[](IStream* s) { return Raised([&] { rastel::WriteScalarOrRaise(s, 0.5); }); },
+       "00 00 00 00 00 00 E0 3F", 1},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    const ComPtr<IStream> inner = NewStream();
+    FaultStream stream(inner.Get());
+    EXPECT_EQ(row.write(&stream), S_OK);
+    EXPECT_EQ(ContentOf(inner.Get()), row.expected);
+    EXPECT_EQ(stream.Calls(StreamCall::kEvery), row.writes);
+    for (ULONG number = 1; number <= row.writes; ++number) {
+      stream.Reset();
+      stream.FailAt(StreamCall::kWrite, number, kFull);
+      EXPECT_EQ(row.write(&stream), kFull);
+      EXPECT_EQ(stream.Calls(StreamCall::kEvery), number);
+    }
+  }
+}
+
+TEST(Texts, ReadWideChars_NeverPassesTheRoom) {
+  const struct {
+    const char* stream;
+    HRESULT expected;
+    Text text;
+    ULONGLONG position;
+  } rows[] = {
+      {"02 00 00 00 61 00 62 00 63 00", S_OK, OLESTR("ab#"), 8},
+      {"03 00 00 00 61 00 62 00 63 00", S_OK, OLESTR("abc"), 10},
+      {"00 00 00 00 61 00", S_OK, OLESTR("###"), 4},
+      {"03 00 00 00 61 00 62", S_OK, OLESTR("ab#"), 7},
+      {"04 00 00 00 61 00 62 00 63 00 64 00", E_FAIL, OLESTR("###"), 4},
+      {"FF FF FF FF 61 00", E_FAIL, OLESTR("###"), 4},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.stream);
+    const ComPtr<IStream> stream = NewStream(row.stream);
+    OLECHAR text[] = {'#', '#', '#'};
+    if (row.position == 7) text[1] = 0;
+    EXPECT_EQ(rastel::ReadWideChars(stream.Get(), text, 3), row.expected);
+    EXPECT_EQ(Text(text, 3), row.text);
+    EXPECT_EQ(PositionOf(stream.Get()), row.position);
+    FaultStream failing(stream.Get());
+    failing.FailAt(StreamCall::kRead, 1, kFull);
+    EXPECT_EQ(rastel::ReadWideChars(&failing, text, 3), kFull);
+  }
+  // No one call can read as many.
+  const ComPtr<IStream> stream = NewStream("00 00 00 80");
+  EXPECT_EQ(rastel::ReadWideChars(stream.Get(), nullptr, 0xFFFFFFFF), kMemory);
+}
+
+TEST(Texts, ReadBstr_EndsAtTheFirstNullAndShowsZerosForWhatIsMissing) {
+  const ULONGLONG before = ResidentBytes();
+  const struct {
+    const char* stream;
+    HRESULT expected;
+    Text text;
+  } rows[] = {
+      {"00 00 00 00", S_OK, OLESTR("")},
+      {"", S_OK, OLESTR("")},
+      {"02 00 00 00 61 00 62 00 63 00", S_OK, OLESTR("ab")},
+      {"03 00 00 00 61 00 00 00 62 00", S_OK, OLESTR("a")},
+      {"03 00 00 00 61 00 62", S_OK, OLESTR("ab")},
+      {"FF FF 00 00 61 00", S_OK, OLESTR("a")},
+      {"FD FF FF 7F 61 00", kMemory, OLESTR("old")},
+      {"01 00 00 80 61 00", kMemory, OLESTR("old")},
+      {"FF FF FF FF 61 00", kMemory, OLESTR("old")},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.stream);
+    const ComPtr<IStream> stream = NewStream(row.stream);
+    _bstr_t holder(OLESTR("old"));
+    EXPECT_EQ(Raised([&] { rastel::ReadBstr(stream.Get(), holder); }), row.expected);
+    ASSERT_NE(holder.Wide(), nullptr);
+    EXPECT_EQ(Text(holder.Wide(), holder.Length()), row.text);
+    for (ULONG number = 1; number <= 2; ++number) {
+      FaultStream failing(stream.Get());
+      SeekTo(stream.Get(), 0);
+      failing.FailAt(StreamCall::kRead, number, kFull);
+      const HRESULT result = Raised([&] { rastel::ReadBstr(&failing, holder); });
+      if (failing.Calls(StreamCall::kRead) >= number) {
+        EXPECT_EQ(result, kFull);
+      }
+    }
+  }
+  // The longest text that a BSTR can hold, of which one character comes.
+  const ComPtr<IStream> stream = NewStream("FC FF FF 7F 61 00");
+  _bstr_t holder;
+  const HRESULT result = Raised([&] { rastel::ReadBstr(stream.Get(), holder); });
+  EXPECT_THAT(result, testing::AnyOf(S_OK, kMemory));
+  EXPECT_EQ(holder.Length(), result == S_OK ? 1u : 0u);
+  EXPECT_LT(ResidentBytes(), before + (64u << 20));
+}
+
+TEST(Scalars, ReadIntoTheValueItself) {
+  std::uint32_t value = 0xAAAAAAAA;
+  EXPECT_EQ(rastel::ReadScalar(NewStream("01 02").Get(), value), S_OK);
+  EXPECT_EQ(value, 0xAAAA0201u);
+  rastel::ReadScalarOrRaise(NewStream("01 02 03 04").Get(), value);
+  EXPECT_EQ(value, 0x04030201u);
+  CNullDeviceStream counter;
+  EXPECT_EQ(Raised([&] { rastel::ReadScalarOrRaise(&counter, value); }), E_NOTIMPL);
+}
+
+class Objects : public ObjectTest {};
+
+TEST_F(Objects, AreWrittenBehindAPresenceMark) {
+  const std::string whole = std::string("01 ") + kTestClassHex + " A1 A2";
+  const struct {
+    const char* what;
+    std::function<void(Script&)> change;
+    HRESULT written;
+    std::string content;
+    HRESULT sized;
+    ULONGLONG bytes;
+  } rows[] = {
+      {"good", [](Script&) {}, S_OK, whole, S_OK, 117},
+      {"S_FALSE", [](Script& s) { s.save = s.getSizeMax = S_FALSE; }, S_OK, whole, S_OK, 117},
+      {"none", [](Script& s) { s.query = E_NOINTERFACE; }, E_NOINTERFACE, "01", E_NOINTERFACE, 1},
+      {"refuses", [](Script& s) { s.query = kFull; }, E_NOINTERFACE, "01", E_NOINTERFACE, 1},
+      {"class", [](Script& s) { s.getClassId = kFull; }, kFull, "01", S_OK, 117},
+      {"save", [](Script& s) { s.save = s.getSizeMax = kFull; }, kFull, whole, kFull, 1},
+  };
+  const ComPtr<TestObject> object = NewObject();
+  IDispatch* const pointer = object.Get();
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Restart("A1 A2");
+    row.change(script_);
+    const ComPtr<IStream> stream = NewStream();
+    EXPECT_EQ(Raised([&] { rastel::WriteObject(stream.Get(), pointer); }), row.written);
+    EXPECT_EQ(ContentOf(stream.Get()), row.content);
+    ULONGLONG total = 0;
+    EXPECT_EQ(Raised([&] { rastel::AddObjectSize(total, pointer); }), row.sized);
+    EXPECT_EQ(total, row.bytes);
+  }
+  const ComPtr<IStream> stream = NewStream();
+  rastel::WriteObject(stream.Get(), nullptr);
+  EXPECT_EQ(ContentOf(stream.Get()), "00");
+  ULONGLONG total = 5;
+  rastel::AddObjectSize(total, nullptr);
+  EXPECT_EQ(total, 6u);
+  CNullDeviceStream counter;
+  Restart("A1 A2");
+  rastel::WriteObject(&counter, pointer);
+  EXPECT_EQ(counter.Count(), 19u);
+}
+
+TEST_F(Objects, Read_GivesTheOldObjectUpWhateverTheMarkSays) {
+  Register();
+  script_.data = "A1 A2";
+  const std::string object = std::string(kTestClassHex) + "A1 A2";
+  const struct {
+    std::string stream;
+    HRESULT load, expected;
+    bool hasNew, keepsOld;
+  } rows[] = {
+      {"00", S_OK, S_OK, false, false},
+      {"01" + object, S_OK, S_OK, true, false},
+      {"07" + object, S_FALSE, S_OK, true, false},
+      {"01" + object, kFull, kFull, false, false},
+      {"01" + std::string(32, '0'), S_OK, REGDB_E_CLASSNOTREG, false, false},
+      {"01 10 7A", S_OK, platform::ResultCode(0x8003001Eu), false, false},
+      {"", S_OK, S_OK, false, false},
+      {"failing", S_OK, kFull, false, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.stream);
+    script_.load = row.load;
+    const ComPtr<IStream> inner = NewStream(row.keepsOld ? "" : row.stream);
+    FaultStream stream(inner.Get());
+    if (row.keepsOld) stream.FailAt(StreamCall::kRead, 1, kFull);
+    ComPtr<IDispatch> pointer;
+    pointer.Attach(NewObject().Detach());
+    IDispatch* const old = pointer.Get();
+    // The release comes when the pointer has its new value.
+    script_.onRelease = [&] { EXPECT_NE(pointer.Get(), old); };
+    EXPECT_EQ(Raised([&] { rastel::ReadObject(&stream, pointer); }), row.expected);
+    script_.onRelease = nullptr;
+    EXPECT_EQ(script_.objects, row.hasNew || row.keepsOld ? 1 : 0);
+    EXPECT_EQ(static_cast<bool>(pointer), row.hasNew || row.keepsOld);
+    EXPECT_EQ(stream.References(), 0u);
+  }
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,221 @@
+// An object that goes through streams as a test tells it, and its class. One Script is shared by a
+// test and all objects of the class. An object holds one value, which it writes as a tagged record;
+// with data in the script it writes that instead.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "persist/nesting.h"
+#include "persist/streams.h"
+#include "persist/variant_records.h"
+#include "platform/com_ptr.h"
+#include "tests/support/streams.h"
+
+namespace tests {
+
+inline constexpr CLSID kTestClass{
+    0x5D0B7A10, 0x2F64, 0x4C9E, {0x8E, 0x31, 0x6B, 0x0A, 0x94, 0xC7, 0x2D, 0x01}};
+inline constexpr char kTestClassHex[] = "10 7A 0B 5D 64 2F 9E 4C 8E 31 6B 0A 94 C7 2D 01";
+inline constexpr char kTestClassText[] = "{5D0B7A10-2F64-4C9E-8E31-6B0A94C72D01}";
+
+struct Script {
+  // Results; query and queryInit answer for IPersistStream and IPersistStreamInit.
+  HRESULT query = S_OK, queryInit = E_NOINTERFACE, getClassId = S_OK;
+  HRESULT load = S_OK, countingSave = S_OK, save = S_OK, getSizeMax = S_OK;
+  const char* data = nullptr;
+  // Called at the beginning.
+  std::function<void()> onSave, onLoad, onRelease;
+  // Failures of the value inside are passed over, as arrays do.
+  bool passesFailuresOver = false;
+
+  std::string calls;
+  int objects = 0;
+  int saves = 0;
+};
+
+class TestObject final : public IDispatch, public IPersistStream {
+ public:
+  explicit TestObject(Script& script) : script_(script) { ++script_.objects; }
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    *out = nullptr;
+    if (IsEqualIID(iid, IID_IPersistStream) && FAILED(script_.query)) return script_.query;
+    if (IsEqualIID(iid, IID_IPersistStreamInit) && FAILED(script_.queryInit)) {
+      return script_.queryInit;
+    }
+    if (IsEqualIID(iid, IID_IPersistStream) || IsEqualIID(iid, IID_IPersistStreamInit)) {
+      *out = static_cast<IPersistStream*>(this);
+    } else if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch)) {
+      *out = static_cast<IDispatch*>(this);
+    } else {
+      return E_NOINTERFACE;
+    }
+    AddRef();
+    return S_OK;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+  STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+  STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                      UINT*) override {
+    return E_NOTIMPL;
+  }
+
+  STDMETHODIMP GetClassID(CLSID* classId) override {
+    *classId = kTestClass;
+    return script_.getClassId;
+  }
+  STDMETHODIMP IsDirty() override { return S_FALSE; }
+  STDMETHODIMP Load(IStream* stream) override {
+    script_.calls += "L";
+    if (script_.onLoad) script_.onLoad();
+    if (script_.data) {
+      std::vector<BYTE> bytes(BytesOf(script_.data).size());
+      stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
+      return script_.load;
+    }
+    const rastel::OperationLevel level;
+    if (FAILED(level.Result())) return level.Result();
+    return ResultOf(rastel::ReadFromStream(stream, value), script_.load);
+  }
+  STDMETHODIMP Save(IStream* stream, BOOL clearDirty) override {
+    const bool isCounting = rastel::CNullDeviceStream::Behind(stream) != nullptr;
+    const char lower = isCounting ? 'c' : 's';
+    script_.calls += static_cast<char>(clearDirty ? lower - 32 : lower);
+    ++script_.saves;
+    if (script_.onSave) script_.onSave();
+    const HRESULT own = isCounting ? script_.countingSave : script_.save;
+    if (script_.data) {
+      const std::vector<BYTE> bytes = BytesOf(script_.data);
+      stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
+      return own;
+    }
+    const rastel::OperationLevel level;
+    if (FAILED(level.Result())) return level.Result();
+    return ResultOf(rastel::WriteToStream(stream, value), own);
+  }
+  STDMETHODIMP GetSizeMax(ULARGE_INTEGER* size) override {
+    size->QuadPart = 100;
+    if (value.vt == VT_EMPTY) return script_.getSizeMax;
+    const rastel::OperationLevel level;
+    if (FAILED(level.Result())) return level.Result();
+    try {
+      ULONGLONG total = 0;
+      rastel::AddObjectSize(total, value.punkVal);
+      size->QuadPart = total;
+    } catch (const rastel::_com_error& error) {
+      return error.Error();
+    }
+    return script_.getSizeMax;
+  }
+
+  rastel::CComVariant value;
+
+ private:
+  ~TestObject() {
+    --script_.objects;
+    if (script_.onRelease) script_.onRelease();
+  }
+  HRESULT ResultOf(HRESULT inner, HRESULT own) const {
+    return inner != S_OK && !script_.passesFailuresOver ? inner : own;
+  }
+
+  Script& script_;
+  std::atomic<ULONG> references_{1};
+};
+
+class TestFactory final : public IClassFactory {
+ public:
+  explicit TestFactory(Script& script) : script_(script) {}
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    const bool isKnown = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory);
+    *out = isKnown ? static_cast<IClassFactory*>(this) : nullptr;
+    return isKnown ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override {
+    platform::ComPtr<IDispatch> object;
+    object.Attach(new TestObject(script_));
+    return object->QueryInterface(iid, out);
+  }
+  STDMETHODIMP LockServer(BOOL) override { return S_OK; }
+
+ private:
+  Script& script_;
+};
+
+// A test whose class can be registered, and whose objects are all gone at its end.
+class ObjectTest : public testing::Test {
+ protected:
+  ~ObjectTest() override {
+    Unregister();
+    EXPECT_EQ(script_.objects, 0);
+  }
+  void Register() {
+    EXPECT_EQ(CoRegisterClassObject(kTestClass, &factory_, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                                    &cookie_),
+              S_OK);
+  }
+  void Unregister() {
+    if (cookie_ != 0) CoRevokeClassObject(std::exchange(cookie_, DWORD{0}));
+  }
+  // Before the next row of a table.
+  void Restart(const char* data) {
+    const int objects = script_.objects;
+    script_ = Script{};
+    script_.data = data;
+    script_.objects = objects;
+  }
+  platform::ComPtr<TestObject> NewObject() {
+    platform::ComPtr<TestObject> object;
+    object.Attach(new TestObject(script_));
+    return object;
+  }
+  rastel::CComVariant NewValue(VARTYPE vt = VT_UNKNOWN) {
+    rastel::CComVariant value;
+    value.vt = vt;
+    value.pdispVal = NewObject().Detach();
+    return value;
+  }
+
+  Script script_;
+
+ private:
+  TestFactory factory_{script_};
+  DWORD cookie_ = 0;
+};
+
+// The code that a body raises; S_OK if it raises nothing.
+template <class Body>
+HRESULT Raised(Body body) {
+  try {
+    body();
+  } catch (const rastel::_com_error& error) {
+    return error.Error();
+  }
+  return S_OK;
+}
+
+// Bytes of this process that lie in memory; 0 where the system does not tell.
+inline ULONGLONG ResidentBytes() {
+  ULONGLONG pages = 0;
+  std::ifstream("/proc/self/statm") >> pages >> pages;
+  return pages * 4096;
+}
+
+}  // namespace tests

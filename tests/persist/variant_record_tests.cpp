@@ -1,0 +1,463 @@
+// Tagged records, objects of absent classes, and deep copies.
+#include "persist/variant_records.h"
+
+#include <gmock/gmock.h>
+
+#include "persist/class_holder.h"
+#include "tests/persist/record_values.h"
+#include "tests/persist/test_object.h"
+#include "tests/support/allocation_faults.h"
+#include "tests/support/debug_capture.h"
+#include "tests/support/fault_stream.h"
+#include "tests/support/host_kind.h"
+
+namespace tests {
+namespace {
+
+using platform::ComPtr;
+using platform::ResultCode;
+using rastel::CComVariant;
+using rastel::ReadFromStream;
+using rastel::WriteToStream;
+using testing::ElementsAre;
+
+constexpr HRESULT kFull = ResultCode(0x80030070u);
+constexpr HRESULT kMismatch = ResultCode(0x80020005u);
+constexpr HRESULT kBadType = ResultCode(0x80020008u);
+constexpr HRESULT kMemory = ResultCode(0x8007000Eu);
+constexpr char kNotSaved[] =
+    "WriteToStream()->Object cannot be saved. saving CLSID_NULL instead!\n";
+constexpr char kNotCreated[] =
+    "ReadFromStream()->can't read object from stream. create instance failed.!\n";
+constexpr char kGeneric[] = "\nReadFromStream()->using generic class.\n";
+const std::string kClass = kTestClassHex;
+const std::string kNullClass = "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00";
+const std::string kHolderRecord = "0D 00 " + kClass + " 03 00 00 00 00 00 00 00 A1 A2 A3";
+
+template <class Body>
+HRESULT RaisedByCopy(Body body) {
+  try {
+    body();
+  } catch (const rastel::CAtlException& error) {
+    return error;
+  }
+  return S_OK;
+}
+
+TEST(TaggedRecords, HoldValuesBehindASecondType) {
+  for (const RecordRow& row : kFixedRecords) {
+    SCOPED_TRACE(row.plain);
+    const std::string tagged = std::string(row.plain, 5) + " " + row.plain;
+    const ComPtr<IStream> stream = NewStream();
+    EXPECT_EQ(WriteToStream(stream.Get(), FixedValue(row)), S_OK);
+    EXPECT_EQ(ContentOf(stream.Get()), tagged);
+    EXPECT_EQ(rastel::GetVariantStreamSize(FixedValue(row)), BytesOf(tagged).size());
+    SeekTo(stream.Get(), 0);
+    CComVariant value = TextValue(OLESTR("old"), 3);
+    EXPECT_EQ(ReadFromStream(stream.Get(), value), S_OK);
+    EXPECT_EQ(value.vt, row.vt);
+    EXPECT_EQ(value.ullVal, row.bits);
+  }
+}
+
+TEST(TaggedRecords, OfTextsAndOfWhatHasNone) {
+  VARIANT nullText{}, null{}, array{}, invalid{};
+  nullText.vt = VT_BSTR;
+  null.vt = VT_NULL;
+  array.vt = VT_ARRAY | VT_UI1;
+  invalid.vt = 24;
+  const CComVariant text = TextValue(OLESTR("ab"), 2);
+  const struct {
+    const VARIANT& value;
+    HRESULT expected, raised;
+    const char* tagged;
+  } rows[] = {
+      {VARIANT{}, S_OK, S_OK, "00 00 00 00 02 00 00 00 00 00"},
+      {text, S_OK, S_OK, "08 00 08 00 06 00 00 00 61 00 62 00 00 00"},
+      // The copy of a null text is an empty one.
+      {nullText, S_OK, S_OK, "08 00 08 00 02 00 00 00 00 00"},
+      {null, kMismatch, S_OK, "01 00 01 00"},
+      {array, kMismatch, S_OK, "11 20 11 20"},
+      {invalid, S_OK, kBadType, "18 00"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.tagged);
+    const ComPtr<IStream> stream = NewStream();
+    HRESULT result = S_OK;
+    const auto write = [&] { result = WriteToStream(stream.Get(), row.value); };
+    EXPECT_EQ(RaisedByCopy(write), row.raised);
+    EXPECT_EQ(result, row.expected);
+    EXPECT_EQ(ContentOf(stream.Get()), row.tagged);
+  }
+}
+
+class TaggedObjects : public ObjectTest {
+ protected:
+  // Writes a new object, as the script has it, to a memory stream and to a counting stream.
+  void Write(const std::function<void(Script&)>& change, VARTYPE vt = VT_UNKNOWN) {
+    const CComVariant value = NewValue(vt);
+    Restart("A1 A2 A3");
+    change(script_);
+    const ComPtr<IStream> stream = NewStream();
+    raised = Raised([&] { result = WriteToStream(stream.Get(), value); });
+    content = ContentOf(stream.Get());
+    calls = std::exchange(script_.calls, "");
+    rastel::CNullDeviceStream counter;
+    Raised([&] { WriteToStream(&counter, value); });
+    counted = counter.Count();
+    countingCalls = script_.calls;
+  }
+
+  HRESULT result = S_OK, raised = S_OK;
+  std::string content, calls, countingCalls;
+  ULONGLONG counted = 0;
+};
+
+TEST_F(TaggedObjects, AreCountedAndThenSaved) {
+  const std::string head = "0D 00 " + kClass;
+  const std::string size = " 03 00 00 00 00 00 00 00";
+  const struct {
+    const char* what;
+    std::function<void(Script&)> change;
+    HRESULT expected, raised;
+    std::string content;
+    const char* calls;
+    ULONGLONG counted;
+  } rows[] = {
+      {"good", [](Script&) {}, S_OK, S_OK, head + size + " A1 A2 A3", "cS", 29},
+      {"class", [](Script& s) { s.getClassId = kFull; }, S_OK, S_OK, head + size + " A1 A2 A3",
+       "cS", 29},
+      {"count", [](Script& s) { s.countingSave = kFull; }, kFull, S_OK, head, "c", 18},
+      {"count S_FALSE", [](Script& s) { s.countingSave = S_FALSE; }, S_FALSE, S_OK, head, "c", 18},
+      {"save", [](Script& s) { s.save = kFull; }, kFull, S_OK, head + size + " A1 A2 A3", "cS", 29},
+      {"save S_FALSE", [](Script& s) { s.save = S_FALSE; }, S_FALSE, S_OK,
+       head + size + " A1 A2 A3", "cS", 29},
+      {"none", [](Script& s) { s.query = E_NOINTERFACE; }, S_OK, S_OK, "0D 00 " + kNullClass, "",
+       18},
+      {"refuses", [](Script& s) { s.query = kFull; }, S_OK, kFull, "0D 00", "", 2},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    DebugCapture debug;
+    result = S_OK;
+    Write(row.change);
+    EXPECT_EQ(result, row.expected);
+    EXPECT_EQ(raised, row.raised);
+    EXPECT_EQ(content, row.content);
+    EXPECT_EQ(calls, row.calls);
+    EXPECT_EQ(countingCalls, row.calls[0] != 0 ? "C" : "");
+    EXPECT_EQ(counted, row.counted);
+    if (row.what == std::string("none")) {
+      EXPECT_THAT(debug.Texts(), ElementsAre(kNotSaved, kNotSaved));
+    } else {
+      EXPECT_THAT(debug.Texts(), ElementsAre());
+    }
+  }
+  VARIANT null{};
+  null.vt = VT_DISPATCH;
+  const ComPtr<IStream> stream = NewStream();
+  EXPECT_EQ(WriteToStream(stream.Get(), null), S_OK);
+  EXPECT_EQ(ContentOf(stream.Get()), "09 00 " + kNullClass);
+}
+
+TEST_F(TaggedObjects, Write_PassesFailingWritesOn) {
+  script_.data = "A1 A2 A3";
+  const CComVariant value = NewValue();
+  // The writes of the type, the class and the size; what the object makes of its own is up to it.
+  for (ULONG number = 1; number <= 4; ++number) {
+    FaultStream stream(NewStream().Get());
+    stream.FailAt(StreamCall::kWrite, number, kFull);
+    EXPECT_EQ(WriteToStream(&stream, value), number < 4 ? kFull : S_OK);
+    EXPECT_EQ(stream.References(), 0u);
+    // Also where there is no object to write.
+    stream.FailAt(StreamCall::kWrite, stream.Calls(StreamCall::kWrite) + 2, kFull);
+    script_.query = E_NOINTERFACE;
+    EXPECT_EQ(WriteToStream(&stream, value), kFull);
+    script_.query = S_OK;
+  }
+}
+
+TEST_F(TaggedObjects, Read_MakesTheObject) {
+  Register();
+  const struct {
+    const char* what;
+    std::string record;
+    std::function<void(Script&)> change;
+    HRESULT expected, raised;
+    VARTYPE vt;
+    ULONGLONG position;
+  } rows[] = {
+      {"unknown", kHolderRecord, [](Script&) {}, S_OK, S_OK, VT_UNKNOWN, 29},
+      {"dispatch", "09" + kHolderRecord.substr(2), [](Script&) {}, S_OK, S_OK, VT_UNKNOWN, 29},
+      {"null", "0D 00" + kNullClass + "FF", [](Script&) {}, S_OK, S_OK, VT_EMPTY, 18},
+      {"load", kHolderRecord, [](Script& s) { s.load = kFull; }, kFull, S_OK, VT_I4, 29},
+      {"S_FALSE", kHolderRecord, [](Script& s) { s.load = S_FALSE; }, S_FALSE, S_OK, VT_I4, 29},
+      {"none", kHolderRecord, [](Script& s) { s.query = E_NOINTERFACE; }, E_NOINTERFACE, S_OK,
+       VT_I4, 26},
+      {"refuses", kHolderRecord, [](Script& s) { s.query = kFull; }, S_OK, kFull, VT_I4, 26},
+      {"cut class", "0D 00 10", [](Script&) {}, ResultCode(0x8003001Eu), S_OK, VT_I4, 3},
+      {"cut type", "0D", [](Script&) {}, ResultCode(0x8003001Eu), S_OK, VT_I4, 1},
+      {"no type", "", [](Script&) {}, E_FAIL, S_OK, VT_EMPTY, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Restart("A1 A2 A3");
+    row.change(script_);
+    const ComPtr<IStream> stream = NewStream(row.record);
+    CComVariant value;
+    value.vt = VT_I4;
+    HRESULT result = S_OK;
+    EXPECT_EQ(Raised([&] { result = ReadFromStream(stream.Get(), value); }), row.raised);
+    EXPECT_EQ(result, row.expected);
+    EXPECT_EQ(value.vt, row.vt);
+    EXPECT_EQ(PositionOf(stream.Get()), row.position);
+    EXPECT_EQ(script_.objects, row.vt == VT_UNKNOWN ? 1 : 0);
+  }
+}
+
+TEST_F(TaggedObjects, Read_FailsAtEveryStep) {
+  Register();
+  script_.data = "A1 A2 A3";
+  for (const bool isKnown : {true, false}) {
+    if (!isKnown) Unregister();
+    for (ULONG number = 1; number <= 3; ++number) {
+      SCOPED_TRACE(number);
+      const ComPtr<IStream> inner = NewStream(kHolderRecord);
+      FaultStream stream(inner.Get());
+      stream.FailAt(StreamCall::kRead, number, kFull);
+      CComVariant value = TextValue(OLESTR("old"), 3);
+      EXPECT_EQ(ReadFromStream(&stream, value), kFull);
+      EXPECT_EQ(value.vt, VT_BSTR);
+      EXPECT_EQ(script_.objects, 0);
+      EXPECT_EQ(stream.References(), 0u);
+    }
+  }
+}
+
+TEST_F(TaggedObjects, Read_IntoAValueThatCannotBeCleared) {
+  Register();
+  script_.data = "A1 A2 A3";
+  CComVariant array;
+  array.vt = VT_ARRAY | VT_I4;
+  array.parray = SafeArrayCreateVector(VT_I4, 0, 1);
+  SafeArrayLock(array.parray);
+  const ComPtr<IStream> stream = NewStream(kHolderRecord);
+  EXPECT_EQ(RaisedByCopy([&] { ReadFromStream(stream.Get(), array); }), ResultCode(0x8002000Du));
+  EXPECT_EQ(array.vt, kEmbeddedHost ? VT_ARRAY | VT_I4 : VT_EMPTY);
+  EXPECT_EQ(script_.objects, 0);
+  SafeArrayUnlock(array.parray);
+}
+
+TEST_F(TaggedObjects, OfAbsentClasses_SurviveAndComeAlive) {
+  script_.data = "A1 A2 A3";
+  const ComPtr<IStream> stream = NewStream("09" + kHolderRecord.substr(2) + "FF");
+  CComVariant holder;
+  {
+    DebugCapture debug;
+    EXPECT_EQ(ReadFromStream(stream.Get(), holder), S_OK);
+    EXPECT_THAT(debug.Texts(), ElementsAre(kNotCreated, kTestClassText, kGeneric));
+  }
+  EXPECT_EQ(PositionOf(stream.Get()), 29u);
+  ASSERT_EQ(holder.vt, VT_UNKNOWN);
+  const ComPtr<IPersistStream> persist = ComPtr<IUnknown>(holder.punkVal).As<IPersistStream>();
+  ASSERT_TRUE(persist);
+  EXPECT_FALSE(persist.As<IPersist>());
+  EXPECT_FALSE(persist.As<IPersistStreamInit>());
+  ULARGE_INTEGER size{};
+  EXPECT_EQ(persist->GetSizeMax(&size), S_OK);
+  EXPECT_EQ(size.QuadPart, 3u);
+  EXPECT_EQ(persist->IsDirty(), S_FALSE);
+  EXPECT_EQ(persist->Load(stream.Get()), E_NOTIMPL);
+
+  // Written again, and copied, it is the same; with the class there, the object itself loads.
+  CComVariant copy = rastel::GetRealCopyOfVariant(holder);
+  ASSERT_EQ(copy.vt, VT_UNKNOWN);
+  EXPECT_NE(copy.punkVal, holder.punkVal);
+  for (const CComVariant* value : {&holder, &copy}) {
+    const ComPtr<IStream> written = NewStream();
+    EXPECT_EQ(WriteToStream(written.Get(), *value), S_OK);
+    EXPECT_EQ(ContentOf(written.Get()), kHolderRecord);
+    Register();
+    SeekTo(written.Get(), 0);
+    CComVariant alive;
+    EXPECT_EQ(ReadFromStream(written.Get(), alive), S_OK);
+    EXPECT_EQ(script_.objects, 1);
+    Unregister();
+  }
+}
+
+TEST_F(TaggedObjects, InOneAnother_SurviveAndComeAlive) {
+  const std::string inner = "0D 00 " + kClass + " 08 00 00 00 00 00 00 00 03 00 03 00 05 00 00 00";
+  const std::string outer = "0D 00 " + kClass + " 22 00 00 00 00 00 00 00 " + inner;
+  for (const bool isKnown : {false, true}) {
+    SCOPED_TRACE(isKnown);
+    if (isKnown) Register();
+    CComVariant value;
+    EXPECT_EQ(ReadFromStream(NewStream(outer).Get(), value), S_OK);
+    EXPECT_EQ(script_.objects, isKnown ? 2 : 0);
+    const ComPtr<IStream> written = NewStream();
+    EXPECT_EQ(WriteToStream(written.Get(), value), S_OK);
+    EXPECT_EQ(ContentOf(written.Get()), outer);
+  }
+}
+
+TEST_F(TaggedObjects, WithoutData_StayValid) {
+  const std::string record = "0D 00 " + kClass + " 00 00 00 00 00 00 00 00";
+  CComVariant holder;
+  EXPECT_EQ(ReadFromStream(NewStream(record).Get(), holder), S_OK);
+  const ComPtr<IStream> stream = NewStream();
+  DebugCapture debug;
+  EXPECT_EQ(WriteToStream(stream.Get(), holder), S_OK);
+  constexpr char kEmpty[] = "CInternalClassHolder::Save()->save empty object to stream";
+  EXPECT_THAT(debug.Texts(), ElementsAre(kEmpty, kEmpty));
+  EXPECT_EQ(ContentOf(stream.Get()), record);
+}
+
+TEST_F(TaggedObjects, StatedSizes_CostNothing) {
+  const ULONGLONG before = ResidentBytes();
+  const char* const sizes[] = {
+      "00 00 00 00 00 00 00 80", "FF FF FF FF FF FF FF FF", "FF FF FF FF FF FF FF 7F",
+      "00 00 00 00 00 00 00 40", "00 00 00 00 40 00 00 00", "02 00 00 00 02 00 00 00",
+      "FF FF FF FF 00 00 00 00", "00 00 00 40 00 00 00 00",
+  };
+  for (const char* size : sizes) {
+    SCOPED_TRACE(size);
+    const ComPtr<IStream> stream = NewStream("0D 00 " + kClass + size + "A1 A2 A3");
+    CComVariant value;
+    value.vt = VT_I4;
+    const HRESULT result = ReadFromStream(stream.Get(), value);
+    ASSERT_THAT(result, testing::AnyOf(S_OK, kMemory));
+    EXPECT_EQ(value.vt, result == S_OK ? VT_UNKNOWN : VT_I4);
+    if (size[1] == '0' && size[10] == '4' && kEmbeddedHost) {
+      EXPECT_EQ(result, S_OK);
+    }
+    if (ResidentBytes() != 0) {
+      EXPECT_LT(ResidentBytes(), before + (64u << 20));
+    }
+    if (result != S_OK) continue;
+    ULARGE_INTEGER held{};
+    ComPtr<IUnknown>(value.punkVal).As<IPersistStream>()->GetSizeMax(&held);
+    EXPECT_EQ(HexOf(&held.QuadPart, 8), size);
+  }
+  // Missing bytes are zero.
+  const ComPtr<IStream> cut = NewStream(kHolderRecord.substr(0, kHolderRecord.size() - 3));
+  CComVariant holder;
+  EXPECT_EQ(ReadFromStream(cut.Get(), holder), S_OK);
+  const ComPtr<IStream> written = NewStream();
+  EXPECT_EQ(WriteToStream(written.Get(), holder), S_OK);
+  EXPECT_EQ(ContentOf(written.Get()), kHolderRecord.substr(0, kHolderRecord.size() - 2) + "00");
+}
+
+TEST(ClassHolder, IsFilledOnce) {
+  platform::CComObject<rastel::CInternalClassHolder>* made = nullptr;
+  ASSERT_EQ(platform::CComObject<rastel::CInternalClassHolder>::CreateInstance(&made), S_OK);
+  const ComPtr<rastel::CInternalClassHolder> holder(made);
+  CLSID classId = kTestClass;
+  EXPECT_EQ(holder->GetClassID(&classId), S_OK);
+  EXPECT_TRUE(IsEqualGUID(classId, CLSID_NULL));
+  const ComPtr<IStream> stream = NewStream("A1 A2 A3 A4 A5 A6 A7 A8");
+  EXPECT_EQ(holder->LoadWithSize(stream.Get(), 3, kTestClass), S_OK);
+  EXPECT_EQ(holder->LoadWithSize(stream.Get(), 0xFFFFFFFF, CLSID_NULL), S_OK);
+  EXPECT_EQ(holder->ByteCount(), 3u);
+  const ComPtr<IStream> saved = NewStream();
+  EXPECT_EQ(holder->Save(saved.Get(), TRUE), S_OK);
+  EXPECT_EQ(ContentOf(saved.Get()), "A4 A5 A6");
+}
+
+class DeepCopies : public ObjectTest {};
+
+TEST_F(DeepCopies, GoThroughPersistence) {
+  Register();
+  const struct {
+    const char* what;
+    std::function<void(Script&)> change;
+    VARTYPE source, expected;
+    HRESULT raised;
+  } rows[] = {
+      {"unknown", [](Script&) {}, VT_UNKNOWN, VT_UNKNOWN, S_OK},
+      {"dispatch", [](Script&) {}, VT_DISPATCH, VT_UNKNOWN, S_OK},
+      {"none", [](Script& s) { s.query = E_NOINTERFACE; }, VT_UNKNOWN, VT_EMPTY, S_OK},
+      {"load", [](Script& s) { s.load = kFull; }, VT_UNKNOWN, VT_EMPTY, S_OK},
+      {"refuses", [](Script& s) { s.query = kFull; }, VT_UNKNOWN, VT_EMPTY, kFull},
+      // What was written is enough for the object to load.
+      {"save", [](Script& s) { s.save = kFull; }, VT_UNKNOWN, VT_UNKNOWN, S_OK},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Restart("A1 A2 A3");
+    row.change(script_);
+    const CComVariant source = NewValue(row.source);
+    CComVariant copy;
+    EXPECT_EQ(Raised([&] { copy = rastel::GetRealCopyOfVariant(source); }), row.raised);
+    EXPECT_EQ(copy.vt, row.expected);
+    EXPECT_EQ(script_.objects, row.expected == VT_UNKNOWN ? 2 : 1);
+    if (row.expected == VT_UNKNOWN) {
+      EXPECT_NE(copy.punkVal, source.punkVal);
+    }
+  }
+  CComVariant null;
+  null.vt = VT_UNKNOWN;
+  EXPECT_EQ(rastel::GetRealCopyOfVariant(null).vt, VT_EMPTY);
+  VARIANT five{};
+  five.vt = VT_I4;
+  five.lVal = 5;
+  EXPECT_EQ(rastel::GetRealCopyOfVariant(five).lVal, 5);
+  five.vt = 24;
+  EXPECT_EQ(RaisedByCopy([&] { rastel::GetRealCopyOfVariant(five); }), kBadType);
+}
+
+// With each allocation refused once, a record is read or copied, or the failure is told; nothing is
+// left behind, and what is read is valid.
+TEST_F(DeepCopies, WithoutMemory_TellAndLeaveNothing) {
+  enum Outcome { kDone, kCode, kComError, kCopyFailed, kNoStream, kOther };
+  const auto outcomeOf = [](auto body) {
+    try {
+      return body() == S_OK ? kDone : kCode;
+    } catch (const rastel::_com_error&) {
+      return kComError;
+    } catch (const rastel::CAtlException& error) {
+      return error == kMemory ? kCopyFailed : kOther;
+    } catch (const rastel::TextException& error) {
+      return error.what() == std::string("can't create stream on hGlobal") ? kNoStream : kOther;
+    } catch (...) {
+      return kOther;
+    }
+  };
+  const auto check = [](Outcome outcome, long long leaked) {
+    EXPECT_NE(outcome, kOther);
+    EXPECT_EQ(leaked, 0);
+  };
+  const ComPtr<IStream> record = NewStream(kHolderRecord);
+  CComVariant holder;
+  ReadFromStream(record.Get(), holder);
+  const CComVariant text = TextValue(OLESTR("ab"), 2);
+  rastel::CNullDeviceStream counter;
+
+  int refused = FailEachAllocation(
+      [&] {
+        SeekTo(record.Get(), 0);
+        CComVariant value;
+        return outcomeOf([&] { return ReadFromStream(record.Get(), value); });
+      },
+      check);
+  EXPECT_GE(refused, 2);
+  bool sawNoStream = false;
+  refused = FailEachAllocation(
+      [&] {
+        return outcomeOf([&] {
+          const CComVariant copy = rastel::GetRealCopyOfVariant(holder);
+          return S_OK;
+        });
+      },
+      [&](Outcome outcome, long long leaked) {
+        check(outcome, leaked);
+        sawNoStream |= outcome == kNoStream;
+      });
+  EXPECT_EQ(sawNoStream, kEmbeddedHost);
+  EXPECT_GE(refused, 2);
+  FailEachAllocation([&] { return outcomeOf([&] { return WriteToStream(&counter, text); }); },
+                     check);
+}
+
+}  // namespace
+}  // namespace tests
