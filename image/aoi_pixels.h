@@ -45,37 +45,44 @@ bool HasEqualBytes(const T& value) noexcept {
 
 }  // namespace pixels_detail
 
-// Sets `height` rows of `width` elements, from the element `first` on and `step` elements apart.
+// Sets `height` rows of `width` elements, `step` elements apart. The element `first` lies in the
+// block.
 template <class Image, class T>
 void FillRows(Image& image, std::int64_t first, std::int64_t width, std::int64_t height,
               std::int64_t step, T value) noexcept {
-  const std::int64_t rows =
-      pixels_detail::ReachableRows(image.reachableElements(), first, step, height);
-  if (rows < 1) return;
-  if (width == step) {
-    // Rows without a gap are one run.
+  std::int64_t rows = pixels_detail::ReachableRows(image.reachableElements(), first, step, height);
+  if (rows < 1 || width < 1 || step < 1) return;
+  const bool isOneRun = width == step;
+  if (isOneRun) {
     width *= rows;
-    height = 1;
-  } else {
-    height = rows;
+    rows = 1;
   }
   if (pixels_detail::HasEqualBytes(value)) {
     unsigned char byte = 0;
     std::memcpy(&byte, &value, 1);
-    for (std::int64_t row = 0; row < height; ++row) {
+    for (std::int64_t row = 0; row < rows; ++row) {
       const ElementRange run = image.ClipRun(first + row * step, width);
       std::memset(static_cast<void*>(image.At(run.first)), byte,
                   static_cast<std::size_t>(run.count) * sizeof(T));
     }
     return;
   }
-  // The first row is the longest that clipping leaves; the others are copies of it.
-  const ElementRange pattern = image.ClipRun(first, width);
-  std::fill_n(image.At(pattern.first), pattern.count, value);
-  for (std::int64_t row = 1; row < height; ++row) {
-    const ElementRange run = image.ClipRun(first + row * step, width);
-    std::memmove(image.At(run.first), image.At(pattern.first),
-                 static_cast<std::size_t>(std::min(run.count, pattern.count)) * sizeof(T));
+  // The first row is written, the others are copies of it; no row is longer behind clipping. A
+  // single long run is taken as rows that stay in the nearest cache.
+  constexpr std::int64_t kPattern = 8192 / sizeof(T);
+  const ElementRange whole = image.ClipRun(first, width);
+  if (isOneRun && whole.count > kPattern) {
+    width = kPattern;
+    step = kPattern;
+    rows = (whole.count + kPattern - 1) / kPattern;
+  }
+  const std::int64_t end = isOneRun ? whole.first + whole.count : image.reachableElements();
+  T* const pattern = image.At(first);
+  std::fill_n(pattern, std::min(width, whole.count), value);
+  for (std::int64_t row = 1; row < rows; ++row) {
+    const std::int64_t start = first + row * step;
+    std::memmove(pattern + row * step, pattern,
+                 static_cast<std::size_t>(std::min(width, end - start)) * sizeof(T));
   }
 }
 
