@@ -1,11 +1,14 @@
 // The platform interfaces that the host serves or calls, as plain slot tables: the first slot is
-// slot 0 of the table, no destructor stands among them. Each identifier stands behind its interface.
+// slot 0 of the table, no destructor stands among them. Each identifier stands behind its
+// interface.
 #pragma once
 
 #include "host/types.h"
 
 #define DECLARE_HOST_IID(name, d1, d2, d3, ...) \
-  inline constexpr IID IID_##name { d1, d2, d3, { __VA_ARGS__ } }
+  inline constexpr IID IID_##name {             \
+    d1, d2, d3, { __VA_ARGS__ }                 \
+  }
 
 struct IUnknown {
   virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) = 0;
@@ -99,8 +102,8 @@ struct IPersistPropertyBag : IPersist {
   virtual HRESULT STDMETHODCALLTYPE Save(IPropertyBag* bag, BOOL clearDirty,
                                          BOOL saveAllProperties) = 0;
 };
-DECLARE_HOST_IID(IPersistPropertyBag, 0x37D84F60, 0x42CB, 0x11CE, 0x81, 0x35, 0x00, 0xAA, 0x00, 0x4B,
-                 0xB8, 0x51);
+DECLARE_HOST_IID(IPersistPropertyBag, 0x37D84F60, 0x42CB, 0x11CE, 0x81, 0x35, 0x00, 0xAA, 0x00,
+                 0x4B, 0xB8, 0x51);
 
 struct IMarshal : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetUnmarshalClass(REFIID iid, void* object, DWORD context,

@@ -1,6 +1,6 @@
 // The platform's scalar types, identifiers, structures and result codes, as they stand on a 64-bit
-// little-endian system: LONG, ULONG, DWORD, HRESULT and BOOL are 32 bits, OLECHAR is one UTF-16 unit.
-// Layouts are those of the real platform and are pinned at the end of the file.
+// little-endian system: LONG, ULONG, DWORD, HRESULT and BOOL are 32 bits, OLECHAR is one UTF-16
+// unit. Layouts are those of the real platform and are pinned at the end of the file.
 #pragma once
 
 #include <cstddef>
@@ -289,11 +289,7 @@ enum CLSCTX : DWORD {
   CLSCTX_REMOTE_SERVER = 0x10,
   CLSCTX_ALL = 0x17
 };
-enum REGCLS : DWORD {
-  REGCLS_SINGLEUSE = 0,
-  REGCLS_MULTIPLEUSE = 1,
-  REGCLS_MULTI_SEPARATE = 2
-};
+enum REGCLS : DWORD { REGCLS_SINGLEUSE = 0, REGCLS_MULTIPLEUSE = 1, REGCLS_MULTI_SEPARATE = 2 };
 enum COINIT : DWORD { COINIT_MULTITHREADED = 0, COINIT_APARTMENTTHREADED = 2 };
 enum MSHCTX : DWORD {
   MSHCTX_LOCAL = 0,
@@ -301,11 +297,7 @@ enum MSHCTX : DWORD {
   MSHCTX_DIFFERENTMACHINE = 2,
   MSHCTX_INPROC = 3
 };
-enum MSHLFLAGS : DWORD {
-  MSHLFLAGS_NORMAL = 0,
-  MSHLFLAGS_TABLESTRONG = 1,
-  MSHLFLAGS_TABLEWEAK = 2
-};
+enum MSHLFLAGS : DWORD { MSHLFLAGS_NORMAL = 0, MSHLFLAGS_TABLESTRONG = 1, MSHLFLAGS_TABLEWEAK = 2 };
 
 // Flags of VariantChangeType.
 inline constexpr USHORT VARIANT_NOVALUEPROP = 0x01;
@@ -392,7 +384,8 @@ inline constexpr LONG ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
 static_assert(sizeof(OLECHAR) == 2 && sizeof(LONG) == 4 && sizeof(HRESULT) == 4);
 static_assert(sizeof(void*) == 8 && sizeof(GUID) == 16 && sizeof(CY) == 8);
 static_assert(sizeof(VARIANT) == 24 && offsetof(VARIANT, llVal) == 8);
-static_assert(sizeof(DECIMAL) == 16 && offsetof(DECIMAL, scale) == 2 && offsetof(DECIMAL, sign) == 3);
+static_assert(sizeof(DECIMAL) == 16 && offsetof(DECIMAL, scale) == 2 &&
+              offsetof(DECIMAL, sign) == 3);
 static_assert(offsetof(DECIMAL, Hi32) == 4 && offsetof(DECIMAL, Lo64) == 8);
 static_assert(sizeof(SAFEARRAY) == 32 && offsetof(SAFEARRAY, cLocks) == 8);
 static_assert(offsetof(SAFEARRAY, pvData) == 16 && offsetof(SAFEARRAY, rgsabound) == 24);
