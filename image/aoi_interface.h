@@ -208,12 +208,14 @@ class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
     Access<U> from;
     HRESULT result = from.Get(*static_cast<ITyped*>(this));
     if (FAILED(result)) return result;
+    // The other may be foreign code and bind this AOI elsewhere meanwhile.
+    const platform::ComPtr<ComImageBase> source = state_.image;
     Access<U> to;
     result = to.Get(*other);
     if (FAILED(result)) return result;
     // A foreign implementation of the interface vouches for its own geometry.
     const IAOIImpl* own = OwnImplementation(other);
-    CopyRows(from, Image(), to, own ? &own->Image() : nullptr);
+    CopyRows(from, static_cast<const Image_t&>(*source), to, own ? &own->Image() : nullptr);
     return S_OK;
   }
 

@@ -400,6 +400,16 @@ TEST_F(AoiBinding, StaleGeometryOverSixteenElements_ReachesOnlyThose) {
       EXPECT_EQ(stale->CopyTo(large.Get()), S_OK);
       EXPECT_EQ(PixelOf<Type>(*large, 12, 0), 8);
       EXPECT_EQ(PixelOf<Type>(*large, 13, 0), 0);
+      // The last of several rows ends with the memory.
+      const auto narrow = NewAoi<Type>();
+      ASSERT_EQ(narrow->CreateImage(6, 6), S_OK);
+      ASSERT_EQ(narrow->CreatePlanes(1, 0, 0), platform::ResultCode(0x8004045Bu));
+      ASSERT_EQ(narrow->SetRect(1, 0, 5, 5), S_OK);
+      ComPtr<TypeI> owner;
+      ASSERT_EQ(narrow->Clone(owner.Put()), S_OK);
+      ASSERT_EQ(owner->AttachImage(4, 4, memory.Begin()), S_OK);
+      ASSERT_EQ(narrow->Fill(2), S_OK);
+      EXPECT_THAT(memory.Elements(), ElementsAre(5, 2, 2, 2, 2, 2, 8, 2, 2, 2, 2, 2, 8, 2, 2, 2));
       EXPECT_EQ(stale->SetRect(50, 0, 99, 99), S_OK);
       EXPECT_EQ(stale->Fill(1), E_INVALIDARG);
       stale->put_MarginMode(MarginMirror);

@@ -192,6 +192,16 @@ TEST_F(AoiClientData, AttributeMap_IsShared) {
       EXPECT_EQ(generic->put_AttributeMap(&second), S_OK);
       EXPECT_EQ(second.references, 2u);
 
+      // What leaves the pointer goes last too: by then the held map has been handed out.
+      first.onRelease = [&] { aoi->put_AttributeMap(nullptr); };
+      map = &first;
+      first.AddRef();
+      EXPECT_EQ(aoi->get_AttributeMap(&map), S_OK);
+      EXPECT_EQ(map, &second);
+      first.onRelease = {};
+      map->Release();
+      EXPECT_EQ(aoi->put_AttributeMap(&second), S_OK);
+
       // A map that refuses its dispatch interface is not handed out, and that is no failure.
       second.dispatchResult = E_NOINTERFACE;
       map = &first;

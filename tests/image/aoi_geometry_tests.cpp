@@ -213,6 +213,11 @@ TEST_F(AoiGeometry, FreshAoi_TellsItsDefaults) {
     EXPECT_EQ(Get(*generic, &IAoiKLP::get_MarshalFlags), MarshalRectangle);
     EXPECT_EQ(Get(*generic, &IAoiKLP::get_ElementType), Type::kCode);
     EXPECT_EQ(Get(*generic, &IAoiKLP::get_IsBound), 0);
+    // These two take whatever comes.
+    EXPECT_EQ(generic->put_MarginMode(static_cast<MarginModeKLP>(9)), S_OK);
+    EXPECT_EQ(Get(*aoi, &Type::I::get_MarginMode), 9);
+    EXPECT_EQ(generic->put_BufferMargin(-7), S_OK);
+    EXPECT_EQ(Get(*aoi, &Type::I::get_BufferMargin), -7);
   });
 }
 
@@ -324,6 +329,10 @@ TEST_F(AoiGeometry, RectanglesAndMargins_FollowTheirRules) {
       {"behind counts too", Buffer(20, 20, 1),
        [](I& a) { return a.SetMargins(3, 3), a.SetRect(5, 5, 18, 19); },
        After(S_OK, 5, 5, 14, 15, 2, 1)},
+      // Below a margin of less than 0 the corners lie outside; that SetRect refuses them is
+      // dropped.
+      {"margins without a place", Buffer(20, 20, -5), [](I& a) { return a.SetMargins(2, 2); },
+       After(S_OK, 0, 0, 20, 20, 2, 2)},
       // The margin is filled, then the request that SelectAll left is refused.
       {"fill past the row", Buffer(10, 8, 2),
        [](I& a) { return a.put_MarginMode(MarginZero), a.SelectAll(), a.FillMargins(); },

@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 
 #include "tests/image/aoi_types.h"
@@ -28,6 +29,7 @@ struct ForeignAoi {
   LONG x = 0, y = 0, width = 0, height = 0, lineSkip = 0;
   U* pixels = nullptr;
   HRESULT result = S_OK;
+  std::function<void()> onAccess;
   int calls = 0;
   int mistakes = 0;
 
@@ -51,6 +53,7 @@ struct ForeignAoi {
   }
   static HRESULT STDMETHODCALLTYPE Access(ForeignAoi* self, LONG* w, LONG* h, LONG* skip, U** p) {
     ++self->calls;
+    if (self->onAccess) self->onAccess();
     *w = self->width;
     *h = self->height;
     *skip = self->lineSkip;
@@ -382,6 +385,11 @@ TEST_F(AoiPixels, ForeignAoi_IsAskedThroughItsInterface) {
     foreign.width = 3;
     EXPECT_EQ(aoi->IsSameSize(foreign.Interface(), &same), S_FALSE);
     EXPECT_EQ(same, 0);
+    // The other lets the source's pixels go while it is asked: they stay until they are copied.
+    foreign.width = 4;
+    foreign.onAccess = [&] { EXPECT_EQ(aoi->CreateImage(1, 1), S_OK); };
+    EXPECT_EQ(aoi->CopyTo(foreign.Interface()), S_OK);
+    EXPECT_THAT(memory, ElementsAre(90, 65, 66, 67, 68, 90, 75, 76, 77, 78, 90, 90));
     EXPECT_EQ(foreign.mistakes, 0);
   });
 }
