@@ -133,6 +133,15 @@ TEST(Texts, AreWrittenAsCountAndCharacters) {
   }
 }
 
+TEST(Texts, WriteBstr_KeepsTheTextThatTheStreamTakesAway) {
+  const ComPtr<IStream> inner = NewStream();
+  FaultStream stream(inner.Get());
+  _bstr_t holder(OLESTR("ab"));
+  stream.onCall = [&] { holder.Release(); };
+  rastel::WriteBstr(&stream, holder);
+  EXPECT_EQ(ContentOf(inner.Get()), "02 00 00 00 61 00 62 00");
+}
+
 TEST(Texts, ReadWideChars_NeverPassesTheRoom) {
   const struct {
     const char* stream;
@@ -289,7 +298,10 @@ TEST_F(Objects, Read_GivesTheOldObjectUpWhateverTheMarkSays) {
     pointer.Attach(NewObject().Detach());
     IDispatch* const old = pointer.Get();
     // The release comes when the pointer has its new value.
-    script_.onRelease = [&] { EXPECT_NE(pointer.Get(), old); };
+    script_.onRelease = [&] {
+      EXPECT_NE(pointer.Get(), old);
+      EXPECT_EQ(static_cast<bool>(pointer), row.hasNew);
+    };
     EXPECT_EQ(Raised([&] { rastel::ReadObject(&stream, pointer); }), row.expected);
     script_.onRelease = nullptr;
     EXPECT_EQ(script_.objects, row.hasNew || row.keepsOld ? 1 : 0);

@@ -109,28 +109,33 @@ TEST_F(VariantArrays, MayBeChangedByWhatTheyCall) {
   };
   for (const auto& change : changes) {
     SCOPED_TRACE(&change - changes);
-    for (const bool onRelease : {false, true}) {
-      int left = 2;
+    for (int call = 1; call <= 6; ++call) {
+      // The first calls of Save and Load, then the first releases.
+      const bool onRelease = call > 3;
+      int left = 0;
       const auto once = [&] {
         if (--left == 0) change();
       };
-      fill();
-      (onRelease ? script_.onRelease : script_.onSave) = once;
+      const auto start = [&] {
+        script_.onSave = script_.onLoad = script_.onRelease = nullptr;
+        left = onRelease ? call - 3 : call;
+        fill();
+        if (onRelease) {
+          script_.onRelease = once;
+        } else {
+          script_.onSave = script_.onLoad = once;
+        }
+      };
+      start();
       rastel::WriteVariantArray(NewStream().Get(), values);
-      script_.onSave = script_.onRelease = nullptr;
-      left = 2;
-      fill();
+      start();
       SeekTo(records.Get(), 0);
-      (onRelease ? script_.onRelease : script_.onLoad) = once;
       rastel::ReadVariantArray(records.Get(), values);
-      script_.onLoad = script_.onRelease = nullptr;
-      left = 2;
-      fill();
       std::vector<CComVariant> copies = Numbers(4);
-      (onRelease ? script_.onRelease : script_.onSave) = once;
+      start();
       rastel::GetRealCopyOfVariants(copies, values, 4);
       rastel::GetRealCopyOfVariants(values, copies, 4);
-      script_.onSave = script_.onRelease = nullptr;
+      script_.onSave = script_.onLoad = script_.onRelease = nullptr;
       values.clear();
       copies.clear();
       EXPECT_EQ(script_.objects, 0);
@@ -143,8 +148,13 @@ TEST_F(VariantArrays, MayBeChangedByTheStream) {
   std::vector<CComVariant> values;
   const auto fill = [&] {
     values.clear();
-    for (int i = 0; i < 4; ++i) values.push_back(TextValue(OLESTR("text"), 4));
+    for (int i = 0; i < 2; ++i) {
+      values.push_back(TextValue(OLESTR("text"), 4));
+      values.push_back(NewValue());
+    }
   };
+  Register();
+  script_.data = "A1";
   fill();
   rastel::WriteVariantArray(records.Get(), values);
   for (ULONG number = 1; number <= 24; ++number) {

@@ -25,7 +25,8 @@ class FaultStream final : public IStream {
   FaultStream(const FaultStream&) = delete;
   FaultStream& operator=(const FaultStream&) = delete;
 
-  // The n-th call of the kind, from 1, fails with the code and does nothing else.
+  // The n-th call of the kind, from 1, fails with the code and does nothing else. A Read or Write
+  // is carried out if the code is no failure, and then gives it.
   void FailAt(StreamCall kind, ULONG number, HRESULT code) {
     fault_ = {Action::kFail, kind, number, number, code, 0};
   }
@@ -64,12 +65,16 @@ class FaultStream final : public IStream {
   STDMETHODIMP Read(void* data, ULONG bytes, ULONG* bytesRead) override {
     if (bytesRead) *bytesRead = 0;
     const HRESULT result = Enter(StreamCall::kRead, &bytes);
-    return FAILED(result) ? result : inner_->Read(data, bytes, bytesRead);
+    if (FAILED(result)) return result;
+    const HRESULT done = inner_->Read(data, bytes, bytesRead);
+    return result == S_OK ? done : result;
   }
   STDMETHODIMP Write(const void* data, ULONG bytes, ULONG* bytesWritten) override {
     if (bytesWritten) *bytesWritten = 0;
     const HRESULT result = Enter(StreamCall::kWrite, &bytes);
-    return FAILED(result) ? result : inner_->Write(data, bytes, bytesWritten);
+    if (FAILED(result)) return result;
+    const HRESULT done = inner_->Write(data, bytes, bytesWritten);
+    return result == S_OK ? done : result;
   }
   STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override {
     const HRESULT result = Enter(StreamCall::kSeek);
