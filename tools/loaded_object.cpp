@@ -1,0 +1,130 @@
+#include "tools/loaded_object.h"
+
+#include <algorithm>
+
+namespace tools {
+namespace {
+
+using platform::ComPtr;
+
+#ifdef _WIN32
+constexpr const char* kModuleFile = "RastelKLP.dll";
+#else
+constexpr const char* kModuleFile = "libRastelKLP.so";
+#endif
+
+// What plain codes mean, which come without an error object.
+constexpr struct {
+  std::uint32_t code;
+  const char* words;
+} kPlainCodes[] = {
+    {0x80004001, "not implemented"},       {0x80004002, "no such interface"},
+    {0x80004005, "unspecified failure"},   {0x8007000E, "out of memory"},
+    {0x80070005, "access denied"},         {0x80070057, "invalid argument"},
+    {0x80040111, "class not available"},   {0x80040154, "class not registered"},
+    {0x8003001E, "the stream ends early"},
+};
+
+std::string Narrow(BSTR wide) {
+  const int units = static_cast<int>(SysStringLen(wide));
+  std::string text(3 * static_cast<std::size_t>(units), '\0');
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, wide, units, text.data(),
+                                        static_cast<int>(text.size()), nullptr, nullptr);
+  text.resize(static_cast<std::size_t>(std::max(bytes, 0)));
+  return text;
+}
+
+// Empties the thread's slot.
+std::string ErrorObjectText() {
+  ComPtr<IErrorInfo> error;
+  if (GetErrorInfo(0, error.Put()) != S_OK) return "";
+  BSTR description = nullptr;
+  if (FAILED(error->GetDescription(&description)) || !description) return "";
+  std::string text = Narrow(description);
+  SysFreeString(description);
+  return text;
+}
+
+std::string Reason(HRESULT result) {
+  std::string text = ErrorObjectText();
+  const auto code = static_cast<std::uint32_t>(result);
+  for (const auto& plain : kPlainCodes) {
+    if (text.empty() && plain.code == code) text = plain.words;
+  }
+  return HexText(code, 8) + (text.empty() ? "" : ", " + text);
+}
+
+// What was said before does not belong to the call that follows.
+void ForgetErrors() { SetErrorInfo(0, nullptr); }
+
+ComPtr<IStream> MemoryStream() {
+  ComPtr<IStream> stream;
+  Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
+  return stream;
+}
+
+std::uint64_t SeekTo(IStream& stream, LONGLONG distance, DWORD origin) {
+  LARGE_INTEGER move;
+  move.QuadPart = distance;
+  ULARGE_INTEGER position{};
+  Check(stream.Seek(move, origin, &position), "Seek");
+  return position.QuadPart;
+}
+
+ComPtr<IPersistStream> Make(const KnownClass& known) {
+  ForgetErrors();
+  ComPtr<IPersistStream> persist;
+  const HRESULT result = CoCreateInstance(known.classId, nullptr, CLSCTX_INPROC_SERVER,
+                                          IID_IPersistStream, persist.PutVoid());
+  if (result == REGDB_E_CLASSNOTREG) {
+    throw ComFailure(std::string(known.name) + " is not registered here (register_module PATH/" +
+                         kModuleFile + " registers it; dump works without): CoCreateInstance",
+                     result);
+  }
+  Check(result, std::string("CoCreateInstance of ") + known.name);
+  return persist;
+}
+
+}  // namespace
+
+ComFailure::ComFailure(const std::string& call, HRESULT result)
+    : std::runtime_error(call + ": " + Reason(result)) {}
+
+void Check(HRESULT result, const std::string& call) {
+  if (FAILED(result)) throw ComFailure(call, result);
+}
+
+LoadedObject::LoadedObject(const KnownClass& known, Bytes stream) : persist_(Make(known)) {
+  const ComPtr<IStream> memory = MemoryStream();
+  ULONG written = 0;
+  Check(memory->Write(stream.data(), static_cast<ULONG>(stream.size()), &written), "Write");
+  SeekTo(*memory, 0, STREAM_SEEK_SET);
+  ForgetErrors();
+  Check(persist_->Load(memory.Get()), "Load");
+  bytesLeft_ = stream.size() - SeekTo(*memory, 0, STREAM_SEEK_CUR);
+}
+
+std::uint64_t LoadedObject::SavedBytes() const {
+  ULARGE_INTEGER bytes{};
+  ForgetErrors();
+  Check(persist_->GetSizeMax(&bytes), "GetSizeMax");
+  return bytes.QuadPart;
+}
+
+std::vector<std::uint8_t> LoadedObject::Saved(bool hasClassId) const {
+  const ComPtr<IStream> memory = MemoryStream();
+  ForgetErrors();
+  if (hasClassId) {
+    Check(OleSaveToStream(persist_.Get(), memory.Get()), "OleSaveToStream");
+  } else {
+    Check(persist_->Save(memory.Get(), TRUE), "Save");
+  }
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(SeekTo(*memory, 0, STREAM_SEEK_CUR)));
+  SeekTo(*memory, 0, STREAM_SEEK_SET);
+  ULONG count = 0;
+  Check(memory->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &count), "Read");
+  bytes.resize(count);
+  return bytes;
+}
+
+}  // namespace tools

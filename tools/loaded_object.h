@@ -1,0 +1,46 @@
+// Objects that are made by class identifier, loaded and saved through their interfaces. A failing
+// call raises ComFailure.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/com_ptr.h"
+#include "tools/class_names.h"
+#include "tools/text_forms.h"
+
+namespace tools {
+
+// The text names the call, the code, and what the thread's error object says.
+class ComFailure : public std::runtime_error {
+ public:
+  ComFailure(const std::string& call, HRESULT result);
+};
+
+// Raises the failure of a call that was made on the calling thread just now.
+void Check(HRESULT result, const std::string& call);
+
+class LoadedObject {
+ public:
+  // Makes an object of the class and loads it from the stream, which starts behind the class
+  // identifier.
+  LoadedObject(const KnownClass& known, Bytes stream);
+
+  // How much of the stream Load left over.
+  std::uint64_t BytesLeft() const noexcept { return bytesLeft_; }
+  template <class Interface>
+  platform::ComPtr<Interface> As() const {
+    return persist_.As<Interface>();
+  }
+  std::uint64_t SavedBytes() const;
+  // What Save writes; behind the class identifier, as OleSaveToStream does, if so.
+  std::vector<std::uint8_t> Saved(bool hasClassId) const;
+
+ private:
+  platform::ComPtr<IPersistStream> persist_;
+  std::uint64_t bytesLeft_ = 0;
+};
+
+}  // namespace tools

@@ -1,0 +1,159 @@
+#include "tools/vector_format.h"
+
+#include <algorithm>
+
+#include "tools/element_types.h"
+#include "tools/variant_records.h"
+
+namespace tools {
+namespace {
+
+struct RecordForm {
+  const char* words;
+  void (*walk)(StreamWalk& walk, std::string_view name);
+  // Whether readers go on behind a record that they cannot read.
+  bool isPassedOver;
+};
+constexpr RecordForm kPlain{"plain record", &WalkPlainRecord, false};
+constexpr RecordForm kTagged{"tagged record", &WalkTaggedRecord, true};
+constexpr RecordForm kImages{"VARIANT image", &WalkVariantImage, false};
+
+// How the versions differ. Numeric elements lie as one block in each.
+struct Version {
+  std::uint16_t number;
+  // Without a flag there are always tags, which readers keep out of sight.
+  bool hasFlag;
+  RecordForm variantElements;
+  RecordForm tags;
+};
+constexpr Version kVersions[] = {
+    {0x0100, false, kPlain, kPlain},
+    {0x0101, true, kImages, kPlain},
+    {0x0102, true, kTagged, kPlain},
+    {0x0103, true, kTagged, kTagged},
+};
+
+constexpr std::int16_t kTagsOn = -1;
+constexpr std::int32_t kShortRecords = 32;
+constexpr std::size_t kShortRows = 4;
+
+const Version* FindVersion(std::uint16_t number) {
+  for (const Version& version : kVersions) {
+    if (version.number == number) return &version;
+  }
+  return nullptr;
+}
+
+std::int32_t TakeCount(StreamWalk& walk, const char* name) {
+  const std::uint64_t start = walk.Offset();
+  const auto count = walk.TakeNumber<std::int32_t>("the " + std::string(name));
+  walk.Lines().Field(start, sizeof(count), name, NumberText(count));
+  if (count < 0) throw BrokenStream(start, "the " + std::string(name) + " is negative");
+  return count;
+}
+
+std::int16_t TakeFlag(StreamWalk& walk) {
+  const std::uint64_t start = walk.Offset();
+  const auto flag = walk.TakeNumber<std::int16_t>("the tag flag");
+  walk.Lines().Field(start, sizeof(flag), "tag flag",
+                     HexText(static_cast<std::uint16_t>(flag), 4) +
+                         (flag == kTagsOn ? ", tags on" : ", tags off"));
+  return flag;
+}
+
+std::string IndexText(std::uint64_t index) {
+  std::string text = "[";
+  return text.append(NumberText(index)).append("]");
+}
+
+// Numbers in rows, right-aligned under each other.
+void ListElements(Listing& lines, const ElementKind& kind, std::uint64_t start, Bytes block) {
+  const std::size_t count = block.size() / kind.bytes;
+  const std::size_t shown = lines.Shown(count, kShortRows * kind.perRow);
+  const Listing::Indent indent(lines);
+  std::size_t column = 0;
+  for (std::size_t i = 0; i < shown; ++i) {
+    column = std::max(column, kind.text(block.data() + i * kind.bytes).size());
+  }
+  for (std::size_t first = 0; first < shown; first += kind.perRow) {
+    const std::size_t inRow = std::min(kind.perRow, shown - first);
+    std::string row;
+    for (std::size_t i = first; i < first + inRow; ++i) {
+      const std::string number = kind.text(block.data() + i * kind.bytes);
+      row.append(column - number.size() + (i > first ? 1 : 0), ' ');
+      row += number;
+    }
+    lines.Field(start + first * kind.bytes, inRow * kind.bytes, IndexText(first), row);
+  }
+  if (shown < count) lines.Remark("... " + NumberText(count - shown) + " more");
+}
+
+void WalkBlock(StreamWalk& walk, const ElementKind& kind, std::int32_t count) {
+  Listing& lines = walk.Lines();
+  const std::uint64_t start = walk.Offset();
+  const std::uint64_t stated = static_cast<std::uint64_t>(count) * kind.bytes;
+  const std::uint64_t there = std::min(stated, walk.Remaining());
+  if (lines.IsShown()) {
+    lines.Field(start, there, "elements",
+                count == 0 ? "none" : NumberText(count) + " x " + kind.words);
+  }
+  const Bytes block = walk.Take(there - there % kind.bytes, "the elements");
+  if (lines.IsShown()) ListElements(lines, kind, start, block);
+  if (there < stated) {
+    walk.Fail("ends inside the elements: " + CountText(stated, "byte") + " stated, " +
+              NumberText(there) + " there");
+  }
+}
+
+void WalkRecords(StreamWalk& walk, const char* name, std::int32_t count, const RecordForm& form) {
+  Listing& lines = walk.Lines();
+  lines.Group(walk.Offset(), name,
+              count == 0 ? "none" : CountText(static_cast<std::uint64_t>(count), form.words));
+  const Listing::Indent indent(lines);
+  Findings& found = walk.Found();
+  if (static_cast<std::uint64_t>(count) > walk.Remaining()) found.isMisleading = true;
+  const std::uint64_t problemsBefore = found.problemCount;
+  const std::int32_t shown = lines.Shown(count, kShortRecords);
+  try {
+    // A record takes bytes, so the stream's end bounds the loop whatever the count says.
+    for (std::int32_t i = 0; i < count; ++i) {
+      const Listing::Hidden hidden(lines, i >= shown);
+      form.walk(walk, lines.IsShown() ? IndexText(static_cast<std::uint64_t>(i)) : std::string());
+    }
+  } catch (const BrokenStream&) {
+    if (form.isPassedOver) found.isMisleading = true;
+    throw;
+  }
+  if (form.isPassedOver && found.problemCount > problemsBefore) found.isMisleading = true;
+  if (shown < count) lines.Remark("... " + NumberText(count - shown) + " more");
+}
+
+}  // namespace
+
+bool IsVectorVersion(std::uint16_t version) { return FindVersion(version) != nullptr; }
+
+void WalkVector(StreamWalk& walk, const KnownClass& known) {
+  const ElementKind& kind = *FindElementKind(*known.elementType);
+  const std::uint64_t start = walk.Offset();
+  VectorHead head;
+  head.version = walk.TakeNumber<std::uint16_t>("the version");
+  walk.Lines().Field(start, sizeof(head.version), "version", HexText(head.version, 4));
+  const Version* version = FindVersion(head.version);
+  if (!version) throw BrokenStream(start, "no vector has the version " + HexText(head.version, 4));
+  head.count = TakeCount(walk, "element count");
+  if (version->hasFlag) head.flag = TakeFlag(walk);
+  // What is known of the outermost vector stays known where the rest is broken.
+  if (walk.Level() == 1) walk.Found().vector = head;
+
+  if (kind.text) {
+    WalkBlock(walk, kind, head.count);
+  } else {
+    WalkRecords(walk, "elements", head.count, version->variantElements);
+  }
+  if (head.flag.value_or(kTagsOn) != kTagsOn) return;
+  head.tagCount = TakeCount(walk, "tag count");
+  if (walk.Level() == 1) walk.Found().vector = head;
+  WalkRecords(walk, "tags", *head.tagCount, version->tags);
+}
+
+}  // namespace tools
