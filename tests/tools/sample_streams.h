@@ -1,0 +1,152 @@
+// Streams of vectors, one at least of each version, as bytes; what the tool lists for them; and
+// what it makes of them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "tests/support/streams.h"
+
+namespace tests {
+
+// Class identifiers as they lie in a stream.
+inline const std::string kByteVector = "03 73 E6 BD 2C 83 FF 49 85 5C 2B 01 FF A7 92 5A ";
+inline const std::string kLongVector = "AB 5A 74 5B 4D 6C 04 42 B8 64 75 79 70 54 48 8A ";
+inline const std::string kVariantVector = "8E 0B 3F F1 59 F1 F5 43 92 22 92 D7 59 E8 40 C2 ";
+inline const std::string kByteAoi = "85 15 6B 48 BF D4 FE 42 A8 33 61 90 76 A4 53 0C ";
+inline const std::string kBstrMap = "21 BE 24 96 80 99 D2 49 99 8B 95 F2 17 17 93 24 ";
+inline const std::string kNobodysClass = "51 7C 0A 1F 11 3C 1E 4B 9A 01 52 7D 10 44 6E 01 ";
+
+struct SampleStream {
+  const char* name;
+  // Empty: the class identifier stands in front.
+  std::string bareClass;
+  std::string hex;
+  const char* listing;
+  std::string upgraded;
+};
+
+inline const SampleStream kSamples[] = {
+    {"numbers, 0x0103", "", kByteVector + "03 01  03 00 00 00  00 00  01 02 FF",
+     R"(offset     bytes  field                     value
+00000000      16  class                     ByteVectorKLP {BDE67303-832C-49FF-855C-2B01FFA7925A}
+00000010       2  version                   0x0103
+00000012       4  element count             3
+00000016       2  tag flag                  0x0000, tags off
+00000018       3  elements                  3 x unsigned 8 bit
+00000018       3    [0]                       1   2 255
+27 bytes, whole
+)",
+     kByteVector + "03 01  03 00 00 00  00 00  01 02 FF"},
+
+    {"hidden tags, 0x0100", "LongVectorKLP",
+     "00 01  02 00 00 00  07 00 00 00 F8 FF FF FF"
+     "02 00 00 00  08 00 06 00 00 00 E4 00 62 00 00 00  03 00 09 00 00 00",
+     R"(offset     bytes  field                     value
+00000000          class                     LongVectorKLP, as stated
+00000000       2  version                   0x0100
+00000002       4  element count             2
+00000006       8  elements                  2 x signed 32 bit
+00000006       8    [0]                      7 -8
+0000000E       4  tag count                 2
+00000012          tags                      2 plain records
+00000012      12    [0]                     VT_BSTR  "äb"
+0000001E       6    [1]                     VT_I4  9
+36 bytes, whole
+)",
+     "03 01  02 00 00 00  FF FF  07 00 00 00 F8 FF FF FF"
+     "02 00 00 00  08 00 08 00 06 00 00 00 E4 00 62 00 00 00  03 00 03 00 09 00 00 00"},
+
+    {"images, 0x0101", "",
+     kVariantVector + "01 01  02 00 00 00  01 00"
+                      "03 00 00 00 00 00 00 00 2A 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
+                      "08 00 00 00 00 00 00 00 34 12 FF 7F 00 00 00 00 00 00 00 00 00 00 00 00",
+     R"(offset     bytes  field                     value
+00000000      16  class                     VariantVectorKLP {F13F0B8E-F159-43F5-9222-92D759E840C2}
+00000010       2  version                   0x0101
+00000012       4  element count             2
+00000016       2  tag flag                  0x0001, tags off
+00000018          elements                  2 VARIANT images
+00000018      24    [0]                     VT_I4  42
+00000030      24    [1]                     VT_BSTR  a pointer of its time, lost
+72 bytes, whole
+)",
+     kVariantVector +
+         "03 01  02 00 00 00  01 00  03 00 03 00 2A 00 00 00  00 00 00 00 02 00 00 00 00 00"},
+
+    {"an object without byte count, 0x0102", "",
+     kVariantVector + "02 01  01 00 00 00  FF FF  0B 00 0B 00 FF FF  01 00 00 00  09 00" +
+         kLongVector + "02 01  01 00 00 00  00 00  05 00 00 00",
+     R"(offset     bytes  field                     value
+00000000      16  class                     VariantVectorKLP {F13F0B8E-F159-43F5-9222-92D759E840C2}
+00000010       2  version                   0x0102
+00000012       4  element count             1
+00000016       2  tag flag                  0xFFFF, tags on
+00000018          elements                  1 tagged record
+00000018       6    [0]                     VT_BOOL  true
+0000001E       4  tag count                 1
+00000022          tags                      1 plain record
+00000022       2    [0]                     VT_DISPATCH
+00000024      16      class                 LongVectorKLP {5B745AAB-6C4D-4204-B864-75797054488A}, level 2
+00000034       2        version             0x0102
+00000036       4        element count       1
+0000003A       2        tag flag            0x0000, tags off
+0000003C       4        elements            1 x signed 32 bit
+0000003C       4          [0]               5
+64 bytes, whole
+)",
+     kVariantVector + "03 01  01 00 00 00  FF FF  0B 00 0B 00 FF FF  01 00 00 00  09 00" +
+         kLongVector + "0C 00 00 00 00 00 00 00  03 01  01 00 00 00  00 00  05 00 00 00"},
+
+    {"objects of known and unknown classes, 0x0103", "",
+     kVariantVector + "03 01  03 00 00 00  FF FF  0D 00" + kLongVector +
+         "0A 00 00 00 00 00 00 00  00 01 00 00 00 00  00 00 00 00  0D 00" + kNobodysClass +
+         "05 00 00 00 00 00 00 00  A1 A2 A3 A4 A5  08 00 08 00 06 00 00 00 A9 03 0A 00 00 00"
+         "01 00 00 00  00 00 00 00 02 00 00 00 00 00",
+     R"(offset     bytes  field                     value
+00000000      16  class                     VariantVectorKLP {F13F0B8E-F159-43F5-9222-92D759E840C2}
+00000010       2  version                   0x0103
+00000012       4  element count             3
+00000016       2  tag flag                  0xFFFF, tags on
+00000018          elements                  3 tagged records
+00000018       2    [0]                     VT_UNKNOWN
+0000001A      16      class                 LongVectorKLP {5B745AAB-6C4D-4204-B864-75797054488A}, level 2
+0000002A       8      byte count            10
+00000032       2        version             0x0100
+00000034       4        element count       0
+00000038       0        elements            none
+00000038       4        tag count           0
+0000003C                tags                none
+0000003C       2    [1]                     VT_UNKNOWN
+0000003E      16      class                 {1F0A7C51-3C11-4B1E-9A01-527D10446E01}, not known
+0000004E       8      byte count            5
+00000056       5      bytes                 A1 A2 A3 A4 A5
+0000005B      14    [2]                     VT_BSTR  "Ω\n"
+00000069       4  tag count                 1
+0000006D          tags                      1 tagged record
+0000006D      10    [0]                     VT_EMPTY
+119 bytes, whole
+)",
+     kVariantVector + "03 01  03 00 00 00  FF FF  0D 00" + kLongVector +
+         "08 00 00 00 00 00 00 00  03 01 00 00 00 00  00 00  0D 00" + kNobodysClass +
+         "05 00 00 00 00 00 00 00  A1 A2 A3 A4 A5  08 00 08 00 06 00 00 00 A9 03 0A 00 00 00"
+         "01 00 00 00  00 00 00 00 02 00 00 00 00 00"},
+};
+
+// Variant vectors in each other, so many levels with the outermost, with the class identifier.
+inline std::vector<BYTE> NestedVectors(unsigned levels) {
+  std::vector<BYTE> stream = BytesOf("03 01  00 00 00 00  00 00");
+  for (unsigned level = 1; level < levels; ++level) {
+    std::vector<BYTE> outer = BytesOf("03 01  01 00 00 00  00 00  0D 00" + kVariantVector);
+    for (unsigned i = 0; i < 8; ++i)
+      outer.push_back(static_cast<BYTE>(i < 4 ? stream.size() >> 8 * i : 0));
+    outer.insert(outer.end(), stream.begin(), stream.end());
+    stream = outer;
+  }
+  const std::vector<BYTE> classId = BytesOf(kVariantVector);
+  stream.insert(stream.begin(), classId.begin(), classId.end());
+  return stream;
+}
+
+}  // namespace tests
