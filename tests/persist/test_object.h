@@ -31,7 +31,7 @@ struct Script {
   HRESULT load = S_OK, countingSave = S_OK, save = S_OK, getSizeMax = S_OK;
   const char* data = nullptr;
   // Called at the beginning.
-  std::function<void()> onSave, onLoad, onRelease;
+  std::function<void()> onSave, onLoad, onRelease, onAddRef;
   // Failures of the value inside are passed over, as arrays do.
   bool passesFailuresOver = false;
 
@@ -60,7 +60,11 @@ class TestObject final : public IDispatch, public IPersistStream {
     AddRef();
     return S_OK;
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) AddRef() override {
+    const ULONG references = ++references_;
+    if (script_.onAddRef) script_.onAddRef();
+    return references;
+  }
   STDMETHODIMP_(ULONG) Release() override {
     const ULONG left = --references_;
     if (left == 0) delete this;
