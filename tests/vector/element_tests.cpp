@@ -322,15 +322,20 @@ TEST_F(VectorElements, Copies_ShareObjectsOrDuplicateThem) {
   EXPECT_NE(objectsOf(copy.Get()).second, objectsOf(vector.Get()).second);
   EXPECT_EQ(SavedBy(copy), SavedBy(vector));
 
-  // An element that cannot be copied ends both; nothing is handed out.
+  // An element that cannot be copied ends both. The clone was handed out before, with the code in
+  // the element's place; of the deep copy nothing is.
   LONG count = 0;
   VARIANT* data = nullptr;
   vector->GetPointer(&count, &data);
   SysFreeString(data[1].bstrVal);
   data[1].vt = 15;
+  ComPtr<IVariantVectorKLP> marked;
+  EXPECT_EQ(vector->Clone(marked.Put()), kBadType);
+  ASSERT_TRUE(marked);
+  VARIANT* markedData = nullptr;
+  marked->GetPointer(&count, &markedData);
+  EXPECT_TRUE(markedData[1].vt == VT_ERROR && markedData[1].scode == kBadType);
   IVariantVectorKLP* none = vector.Get();
-  EXPECT_EQ(vector->Clone(&none), kBadType);
-  EXPECT_EQ(none, nullptr);
   EXPECT_EQ(vector->DeepCopy(&none), kBadType);
   EXPECT_EQ(none, nullptr);
   data[1].vt = VT_EMPTY;

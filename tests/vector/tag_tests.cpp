@@ -123,7 +123,10 @@ TEST_F(VectorTags, AreCopiedInAndOut) {
   EXPECT_EQ(out.vt, VT_BSTR);
   ComPtr<IByteVectorKLP> copy;
   EXPECT_EQ(vector->Clone(copy.Put()), kBadType);
-  EXPECT_EQ(copy.Get(), nullptr);
+  LONG copied = 0;
+  VARIANT* copiedTags = nullptr;
+  ASSERT_EQ(copy->GetTagPointer(&copied, &copiedTags), S_OK);
+  EXPECT_TRUE(copiedTags[1].vt == VT_ERROR && copiedTags[1].scode == kBadType);
   // One that cannot be cleared gives way to the error.
   EXPECT_EQ(vector->put_ElementTag(1, text), kBadType);
   EXPECT_TRUE(tags[1].vt == VT_ERROR && tags[1].scode == kBadType);

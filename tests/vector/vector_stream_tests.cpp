@@ -106,39 +106,48 @@ TEST_F(VectorStreams, Load_TellsWhatIsWrongWithAStream) {
     std::optional<Text> text;
     ULONGLONG position;
     LONG count;
+    VARIANT_BOOL hasTags = 0;
+    int firstTag = VT_I4;  // as it was before
   } rows[] = {
       {"0401 01000000", kBadVersion,
        Text(OLESTR("Rasteldata: Ung\u00FCltige Stream-Versionsnummer beim Lesen eines Vektors")), 2,
-       1},
+       1, kOn},
       {"FF00 01000000", kBadVersion,
        Text(OLESTR("Rasteldata: Ung\u00FCltige Stream-Versionsnummer beim Lesen eines Vektors")), 2,
-       1},
+       1, kOn},
       {"0301 03000000 0000 0102", kReported, kShort, 10, 3},
       {"0201 03000000 0000 0102", kReported, kShort, 10, 3},
       {"0101 03000000 0000 0102", kReported, kShortRaw, 10, 3},
-      {"0301 FFFFFFFF 0000", kMemory, {}, 8, 1},
+      {"0301 FFFFFFFF 0200", kMemory, {}, 8, 1, 2},
       {"0201 FFFFFFFF 0000", kMemory, {}, 8, 1},
       {"0101 00000080 0000", kMemory, {}, 8, 1},
-      {"0001 FFFFFFFF 0000", kMemory, {}, 6, 1},
-      {"0301 01000000 FFFF 05 FFFFFFFF", kReported, Text(OLESTR("vector too long")), 13, 1},
-      {"0201 01000000 FFFF 05 FFFFFFFF", kMemory, {}, 13, 1},
-      {"0101 01000000 FFFF 05 FFFFFFFF", kMemory, {}, 13, 1},
-      {"0001 01000000 05 FFFFFFFF", kMemory, {}, 11, 1},
+      {"0001 FFFFFFFF 0000", kMemory, {}, 6, 1, kOn},
+      {"0301 01000000 FFFF 05 FFFFFFFF", kReported, Text(OLESTR("vector too long")), 13, 1, kOn},
+      {"0201 01000000 FFFF 05 FFFFFFFF", kMemory, {}, 13, 1, kOn},
+      {"0101 01000000 FFFF 05 FFFFFFFF", kMemory, {}, 13, 1, kOn},
+      {"0001 01000000 05 FFFFFFFF", kMemory, {}, 11, 1, kOn},
       // A flag of 1 clears the tags; what follows is not read.
-      {"0301 01000000 0100 05 01000000", S_OK, {}, 9, 1},
+      {"0301 01000000 0100 05 01000000", S_OK, {}, 9, 1, 1, VT_EMPTY},
+      {"0201 01000000 0000 05 01000000", S_OK, {}, 9, 1, 0, VT_EMPTY},
       // A failing tag ends the load in the older versions only.
-      {"0201 00000000 FFFF 01000000 03", E_FAIL, {}, 13, 0},
-      {"0301 00000000 FFFF 01000000 03", S_OK, {}, 13, 0},
+      {"0201 00000000 FFFF 01000000 03", E_FAIL, {}, 13, 0, kOn, VT_EMPTY},
+      {"0301 00000000 FFFF 01000000 03", S_OK, {}, 13, 0, kOn, VT_EMPTY},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.hex);
     const auto vector = NewVector<IByteVectorKLP>(CLSID_ByteVectorKLP, 1, kOn);
+    vector->put_ElementTag(0, Bits(VT_I4, 1));
     const auto stream = NewStream(row.hex);
     TakeErrorText();
     EXPECT_EQ(vector.As<IPersistStream>()->Load(stream.Get()), row.result);
     EXPECT_EQ(TakeErrorText(), row.text);
     EXPECT_EQ(PositionOf(stream.Get()), row.position);
     EXPECT_EQ(CountOf(vector), row.count);
+    VARIANT_BOOL hasTags = 9;
+    vector->get_HasElementTags(&hasTags);
+    EXPECT_EQ(hasTags, row.hasTags);
+    vector->put_HasElementTags(kOn);
+    EXPECT_EQ(TagTypesOf(vector).front(), row.firstTag);
     EXPECT_EQ(vector->put_Count(2), S_OK);
     EXPECT_EQ(vector->put_Value(1, 3), S_OK);
   }
@@ -157,6 +166,17 @@ TEST_F(VectorStreams, Load_SurvivesHugeCounts) {
       EXPECT_EQ(vector->put_Count(1), S_OK);
       EXPECT_EQ(vector->put_Value(0, 1), S_OK);
     }
+  }
+}
+
+TEST_F(VectorStreams, Load_StopsReadingWhereNothingComesAnyMore) {
+  for (const char* hex :
+       {"0001 00000002 01", "0001 00000000 00000002 0300", "0301 00000000 FFFF 00000002 0300"}) {
+    const auto vector = NewVector<ILongVectorKLP>(CLSID_LongVectorKLP);
+    const auto memory = NewStream(hex);
+    FaultStream stream(memory.Get());
+    EXPECT_THAT(vector.As<IPersistStream>()->Load(&stream), AnyOf(S_OK, E_FAIL));
+    EXPECT_LE(stream.Calls(StreamCall::kEvery), 70u * 3);
   }
 }
 
@@ -289,6 +309,9 @@ TEST_F(VectorStreams, Load_ShortReadsGoUnnoticedOrAreTold) {
   vector->Fill(9);
   EXPECT_EQ(LoadFrom(vector, "0301 03000000 0000 01000000"), kReported);
   EXPECT_THAT(ValuesOf(vector), ElementsAre(1, 9, 0));
+  vector->Fill(0x01010101);
+  EXPECT_EQ(LoadFrom(vector, "0001 03000000 05"), S_OK);
+  EXPECT_THAT(ValuesOf(vector), ElementsAre(0x01010105, 0x01010101, 0x01010101));
 }
 
 TEST_F(VectorStreams, RawImages_AreTakenOnlyWithoutPointers) {
