@@ -18,7 +18,7 @@ void ExpectNothingResident(LONG count) {
   const ULONGLONG before = ResidentBytes();
   ElementArray<T> array;
   DisplacedVariants displaced;
-  for (const LONG resize : {count / 2, count / 2 + 5, 3, count / 2, count, 0, count}) {
+  for (const LONG resize : {count / 2, count / 2 + 5, LONG{3}, count / 2, count, LONG{0}, count}) {
     array.Resize(resize, displaced);
     EXPECT_LT(ResidentBytes(), before + (60u << 20)) << resize;
   }
