@@ -173,11 +173,14 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
       if (FAILED(platform::CComObject<Class>::CreateInstance(&copy))) {
         return Report(*ClassId, failure);
       }
-      platform::ComPtr<ITyped> owner;
       copy->AddUnsharedReference();
+      platform::ComPtr<ITyped> owner;
       owner.Attach(copy);
+      // A clone is the client's before it is filled, also when an element fails; a deep copy only
+      // when it is whole.
+      if (depth == CopyDepth::kShared) *out = platform::ComPtr<ITyped>(owner).Detach();
       static_cast<ComVector*>(copy)->CopyFrom(*this, depth);
-      *out = owner.Detach();
+      if (depth == CopyDepth::kDeep) *out = owner.Detach();
       return S_OK;
     });
   }

@@ -28,7 +28,13 @@ void CopyElements(ElementArray<VARIANT>& target, const ElementArray<VARIANT>& so
   for (LONG i = 0; i < target.Count() && i < source.Touched(); ++i) {
     VARIANT copy;
     const HRESULT result = CopyElement(source, i, &copy);
-    if (FAILED(result)) AtlThrow(result);
+    if (FAILED(result)) {
+      VARIANT mark{};
+      mark.vt = VT_ERROR;
+      mark.scode = result;
+      static_cast<void>(target.Exchange(i, mark));
+      AtlThrow(result);
+    }
     if (depth == CopyDepth::kDeep && IsObjectType(copy.vt)) copy = DeepCopyOf(copy);
     static_cast<void>(target.Exchange(i, copy));
   }
