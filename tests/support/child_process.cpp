@@ -52,8 +52,15 @@ ChildResult RunProgram(const std::string& path, const std::vector<std::string>& 
   std::string command = Quoted(path);
   for (const std::string& argument : arguments) command += ' ' + Quoted(argument);
   PROCESS_INFORMATION child{};
-  result.hasStarted = CreateProcessA(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0,
-                                     nullptr, nullptr, &start, &child) != FALSE;
+  // Wine now and then refuses to start a program while many come and go.
+  for (int attempt = 0; attempt < 5 && !result.hasStarted; ++attempt) {
+    if (attempt > 0) Sleep(300);
+    result.hasStarted = CreateProcessA(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0,
+                                       nullptr, nullptr, &start, &child) != FALSE;
+  }
+  if (!result.hasStarted) {
+    result.output = "not started: error " + std::to_string(GetLastError());
+  }
   CloseHandle(file);
   if (!result.hasStarted) return result;
   if (WaitForSingleObject(child.hProcess, static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) {
