@@ -80,6 +80,7 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
     return Copy(CopyDepth::kShared, Message::VectorNotCloned, clone);
   }
   STDMETHODIMP DeepCopy(ITyped** copy) override {
+    *copy = nullptr;
     const OperationLevel level;
     if (FAILED(level.Result())) return level.Result();
     return Copy(CopyDepth::kDeep, Message::VectorNotCreated, copy);
