@@ -1,8 +1,10 @@
 #include "frame/catalogue.h"
 #include "frame/string_table.h"
 #include "platform/module_entry.h"
+#include "platform/proxies.h"
 
 void platform::ModuleAttached(HINSTANCE module) noexcept {
+  platform::AttachProxies(module);
   rastel::AttachModule(module);
   rastel::OfferStringTable(module);
 }
@@ -14,13 +16,22 @@ void platform::ModuleDetached() noexcept {
 
 RASTEL_MODULE_EXPORT HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID classId, REFIID iid,
                                                               LPVOID* out) {
+  if (platform::GetProxyClassObject(classId, iid, out) == S_OK) return S_OK;
   return rastel::GetClassObject(classId, iid, out);
 }
 
-RASTEL_MODULE_EXPORT HRESULT STDAPICALLTYPE DllCanUnloadNow() { return rastel::CanUnloadNow(); }
+RASTEL_MODULE_EXPORT HRESULT STDAPICALLTYPE DllCanUnloadNow() {
+  if (platform::CanUnloadProxies() != S_OK) return S_FALSE;
+  return rastel::CanUnloadNow();
+}
 
-RASTEL_MODULE_EXPORT HRESULT STDAPICALLTYPE DllRegisterServer() { return rastel::RegisterServer(); }
+RASTEL_MODULE_EXPORT HRESULT STDAPICALLTYPE DllRegisterServer() {
+  const HRESULT result = platform::RegisterProxies();
+  return FAILED(result) ? result : rastel::RegisterServer();
+}
 
 RASTEL_MODULE_EXPORT HRESULT STDAPICALLTYPE DllUnregisterServer() {
+  // Installers rely on S_OK, so what this gives is not looked at.
+  platform::UnregisterProxies();
   return rastel::UnregisterServer();
 }
