@@ -52,21 +52,21 @@ AoiState::~AoiState() {
   VariantClear(&value);
 }
 
-HRESULT AoiState::CreateImage(LONG width, LONG height) {
+HRESULT AoiState::CreateImage(LONG width, LONG height, Contents contents) {
   image.Reset();
   if (width == 0 || height == 0) return Report(Message::AoiNotCreated);
   BindEmptyImage();
-  const HRESULT allocated = image->Allocate(1, width, height, bufferMargin);
+  const HRESULT allocated = image->Allocate(1, width, height, bufferMargin, contents);
   if (FAILED(allocated)) return allocated;
   const HRESULT reset = Reset();
   ResetName();
   return reset;
 }
 
-HRESULT AoiState::CreatePlanes(LONG planes, LONG width, LONG height) {
+HRESULT AoiState::CreatePlanes(LONG planes, LONG width, LONG height, Contents contents) {
   BindEmptyImage();
   if (width == 0 || height == 0) return Report(Message::AoiNotCreated);
-  const HRESULT allocated = image->Allocate(planes, width, height, bufferMargin);
+  const HRESULT allocated = image->Allocate(planes, width, height, bufferMargin, contents);
   return FAILED(allocated) ? allocated : Reset();
 }
 

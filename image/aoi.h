@@ -43,8 +43,9 @@ class AoiState {
 
   // Binding. `pixels` is a buffer's or a client's memory of the pixel type. Raise std::bad_alloc
   // when memory cannot be had, std::length_error for a negative number of planes.
-  HRESULT CreateImage(LONG width, LONG height);
-  HRESULT CreatePlanes(LONG planes, LONG width, LONG height);
+  HRESULT CreateImage(LONG width, LONG height, Contents contents = Contents::Undefined);
+  HRESULT CreatePlanes(LONG planes, LONG width, LONG height,
+                       Contents contents = Contents::Undefined);
   HRESULT CreateFromData(LONG planes, LONG width, LONG height, const void* pixels);
   HRESULT AttachImage(LONG width, LONG height, void* pixels);
   HRESULT AttachPlanes(LONG planes, LONG width, LONG height, void* pixels);

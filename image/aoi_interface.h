@@ -11,6 +11,7 @@
 #include "frame/element_conversion.h"
 #include "image/aoi.h"
 #include "image/aoi_pixels.h"
+#include "image/derived_aois.h"
 #include "interfaces/aoi.h"
 #include "interfaces/identifiers.h"
 #include "persist/marshal_by_value.h"
@@ -237,29 +238,34 @@ class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
     return other ? CompareSizes(*other, same) : E_INVALIDARG;
   }
 
-  STDMETHODIMP Clone(ITyped** clone) override {
-    Class* sibling = CreateSibling();
-    *clone = sibling;
-    return sibling ? S_OK : E_FAIL;
+  STDMETHODIMP Clone(ITyped** clone) override { return Derived::Clone(*this, clone); }
+  STDMETHODIMP SplitHeight(ITyped** upper) override {
+    return Derived::Split(*this, Cut::kHeight, upper);
   }
-  STDMETHODIMP SplitHeight(ITyped**) override { return E_NOTIMPL; }
-  STDMETHODIMP SplitWidth(ITyped**) override { return E_NOTIMPL; }
-  STDMETHODIMP SplitTiles(LONG, LONG, ITyped**) override { return E_NOTIMPL; }
-  STDMETHODIMP Duplicate(ITyped**) override { return E_NOTIMPL; }
+  STDMETHODIMP SplitWidth(ITyped** right) override {
+    return Derived::Split(*this, Cut::kWidth, right);
+  }
+  STDMETHODIMP SplitTiles(LONG columns, LONG rows, ITyped** tiles) override {
+    return Derived::SplitTiles(*this, columns, rows, tiles);
+  }
+  STDMETHODIMP Duplicate(ITyped** duplicate) override {
+    return Guard([&] { return Derived::Duplicate(*this, duplicate); });
+  }
 
   // The generic slots that take or give AOIs.
-  STDMETHODIMP Clone(IAoiKLP** clone) override {
-    ITyped* typed = nullptr;
-    const HRESULT result = Clone(&typed);
-    if (FAILED(result)) return result;
-    platform::ComPtr<ITyped> owner;
-    owner.Attach(typed);
-    return owner->QueryInterface(IID_IAoiKLP, reinterpret_cast<void**>(clone));
+  STDMETHODIMP Clone(IAoiKLP** clone) override { return Derived::Clone(*this, clone); }
+  STDMETHODIMP SplitHeight(IAoiKLP** upper) override {
+    return Derived::Split(*this, Cut::kHeight, upper);
   }
-  STDMETHODIMP SplitHeight(IAoiKLP**) override { return E_NOTIMPL; }
-  STDMETHODIMP SplitWidth(IAoiKLP**) override { return E_NOTIMPL; }
-  STDMETHODIMP SplitTiles(LONG, LONG, IAoiKLP**) override { return E_NOTIMPL; }
-  STDMETHODIMP Duplicate(IAoiKLP**) override { return E_NOTIMPL; }
+  STDMETHODIMP SplitWidth(IAoiKLP** right) override {
+    return Derived::Split(*this, Cut::kWidth, right);
+  }
+  STDMETHODIMP SplitTiles(LONG columns, LONG rows, IAoiKLP** tiles) override {
+    return Derived::SplitTiles(*this, columns, rows, tiles);
+  }
+  STDMETHODIMP Duplicate(IAoiKLP** duplicate) override {
+    return Guard([&] { return Derived::Duplicate(*this, duplicate); });
+  }
   STDMETHODIMP Unite(IAoiKLP* other) override {
     const auto typed = TypedOf(other);
     return typed ? Unite(typed.Get()) : E_INVALIDARG;
@@ -360,22 +366,11 @@ class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
     return *same ? S_OK : S_FALSE;
   }
 
+  using Derived = DerivedAois<Class, ITyped, Image_t>;
+  friend Derived;
+
   static platform::ComPtr<ITyped> TypedOf(IAoiKLP* other) noexcept {
     return platform::ComPtr<IAoiKLP>(other).template As<ITyped>();
-  }
-
-  // A new AOI on the same buffer, with its first reference; null when it cannot be made.
-  Class* CreateSibling() noexcept {
-    platform::CComObject<Class>* sibling = nullptr;
-    if (FAILED(platform::CComObject<Class>::CreateInstance(&sibling))) return nullptr;
-    sibling->AddUnsharedReference();
-    const HRESULT copied = Guard([&] {
-      sibling->state_.CopyForSibling(state_);
-      return S_OK;
-    });
-    if (SUCCEEDED(copied)) return sibling;
-    sibling->Release();
-    return nullptr;
   }
 
   static inline std::atomic<const void*> ownTables_[2];

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -112,6 +113,31 @@ void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& 
     }
     std::memmove(to.pixels + row * to.Step(), from.pixels + row * from.Step(),
                  static_cast<std::size_t>(count) * sizeof(U));
+  }
+}
+
+// Copies `rows` runs of `runBytes` bytes. Run k begins at the element sourceFirst + k * sourceStep
+// and goes to targetFirst + k * targetStep; runs may lie outside the memory at either end, and may
+// reach into each other. The steps are at least 1.
+template <class Image>
+void CopyByteRuns(const Image& source, std::int64_t sourceFirst, std::int64_t sourceStep,
+                  const Image& target, std::int64_t targetFirst, std::int64_t targetStep,
+                  std::int64_t runBytes, std::int64_t rows) noexcept {
+  constexpr std::int64_t kElementBytes = sizeof(*source.data());
+  const std::int64_t sourceBytes = source.reachableElements() * kElementBytes;
+  const std::int64_t targetBytes = target.reachableElements() * kElementBytes;
+  using pixels_detail::ReachableRows;
+  rows = ReachableRows(source.reachableElements(), sourceFirst, sourceStep, rows);
+  rows = ReachableRows(target.reachableElements(), targetFirst, targetStep, rows);
+  for (std::int64_t row = 0; row < rows; ++row) {
+    const std::int64_t from = (sourceFirst + row * sourceStep) * kElementBytes;
+    const std::int64_t to = (targetFirst + row * targetStep) * kElementBytes;
+    const std::int64_t skipped = std::max({std::int64_t{0}, -from, -to});
+    const std::int64_t end = std::min({runBytes, sourceBytes - from, targetBytes - to});
+    if (skipped >= end) continue;
+    std::memcpy(reinterpret_cast<std::byte*>(target.data()) + to + skipped,
+                reinterpret_cast<const std::byte*>(source.data()) + from + skipped,
+                static_cast<std::size_t>(end - skipped));
   }
 }
 
