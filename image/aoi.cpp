@@ -44,6 +44,11 @@ AoiState::AoiState(const CLSID& classId, ElementTypeKLP type, ImageMaker makeIma
   Reset();
 }
 
+AoiState::AoiState(SiblingOf sibling)
+    : AoiState(sibling.source.classId_, sibling.source.elementType, sibling.source.makeImage_) {
+  CopyForSibling(sibling.source);
+}
+
 AoiState::~AoiState() {
   // Each member is empty before what it held goes: a release may call back.
   image.Reset();

@@ -37,6 +37,11 @@ class AoiState {
   using ImageMaker = ComImageBase* (*)();
 
   AoiState(const CLSID& classId, ElementTypeKLP elementType, ImageMaker makeImage);
+  // The state of a sibling that is no object; may raise std::bad_alloc.
+  struct SiblingOf {
+    const AoiState& source;
+  };
+  explicit AoiState(SiblingOf sibling);
   AoiState(const AoiState&) = delete;
   AoiState& operator=(const AoiState&) = delete;
   ~AoiState();
@@ -116,6 +121,7 @@ class AoiState {
   // Raises a numbered report under the AOI's class and gives its result.
   HRESULT Report(Message message) const noexcept { return rastel::Report(classId_, message); }
 
+  const std::uint16_t streamVersion = 514;
   MarshalFlagsKLP marshalFlags = MarshalRectangle;
   LONG activePlane = 0;
   LONG planeCount = 0;

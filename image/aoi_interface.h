@@ -11,10 +11,13 @@
 #include "frame/element_conversion.h"
 #include "image/aoi.h"
 #include "image/aoi_pixels.h"
+#include "image/aoi_private_slots.h"
+#include "image/aoi_stream.h"
 #include "image/derived_aois.h"
 #include "interfaces/aoi.h"
 #include "interfaces/identifiers.h"
 #include "persist/marshal_by_value.h"
+#include "persist/streams.h"
 #include "platform/class_factory.h"
 #include "platform/dispatch_impl.h"
 
@@ -23,7 +26,7 @@ namespace rastel {
 // Class: the coclass on top. T: the pixel type. U: the pixel type of pointer parameters.
 template <class Class, class T, class U, class ITyped, const CLSID* ClassId, const GUID* LibraryId,
           ElementTypeKLP Code>
-class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
+class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryId>>,
                  public IPersistStreamInit,
                  public IPersistStream,
                  public platform::IDispatchImpl<IAoiKLP, LibraryId> {
@@ -293,9 +296,62 @@ class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
   // An AOI counts as changed at all times.
   STDMETHODIMP IsDirty() override { return S_OK; }
   STDMETHODIMP InitNew() override { return S_OK; }
-  STDMETHODIMP Load(IStream*) override { return E_NOTIMPL; }
-  STDMETHODIMP Save(IStream*, BOOL) override { return E_NOTIMPL; }
-  STDMETHODIMP GetSizeMax(ULARGE_INTEGER*) override { return E_NOTIMPL; }
+  STDMETHODIMP Load(IStream* stream) override {
+    const OperationLevel level;
+    if (FAILED(level.Result())) return level.Result();
+    AoiStreamVersion version{};
+    const HRESULT result = ReadScalar(stream, version);
+    if (FAILED(result)) return result;
+    switch (version) {
+      case AoiStreamVersion::k256:
+        return this->LoadVersion256(stream);
+      case AoiStreamVersion::k257:
+        return this->LoadVersion257(stream);
+      case AoiStreamVersion::k258:
+        return this->LoadVersion258(stream);
+      case AoiStreamVersion::k259:
+        return this->LoadVersion259(stream);
+      case AoiStreamVersion::k512:
+        return this->LoadVersion512(stream);
+      case AoiStreamVersion::k513:
+        return this->LoadVersion513(stream);
+      case AoiStreamVersion::k514:
+        return this->LoadVersion514(stream);
+    }
+    return state_.Report(Message::AoiNotLoaded);
+  }
+  STDMETHODIMP Save(IStream* stream, BOOL) override {
+    return Guard([&] { return SaveAoi(state_, stream); });
+  }
+  STDMETHODIMP GetSizeMax(ULARGE_INTEGER* bytes) override {
+    return Guard([&] { return EstimateAoi(state_, &bytes->QuadPart); });
+  }
+
+  // The slots behind the typed interface.
+  STDMETHODIMP GetRectInternal(LONG* x, LONG* y, LONG* width, LONG* height) override {
+    return state_.GetRect(x, y, width, height);
+  }
+  STDMETHODIMP LoadVersion256(IStream* stream) override {
+    return LoadAs(AoiStreamVersion::k256, stream);
+  }
+  STDMETHODIMP LoadVersion257(IStream* stream) override {
+    return LoadAs(AoiStreamVersion::k257, stream);
+  }
+  STDMETHODIMP LoadVersion258(IStream* stream) override {
+    return LoadAs(AoiStreamVersion::k258, stream);
+  }
+  STDMETHODIMP LoadVersion259(IStream* stream) override {
+    return LoadAs(AoiStreamVersion::k259, stream);
+  }
+  STDMETHODIMP LoadVersion512(IStream* stream) override {
+    return LoadAs(AoiStreamVersion::k512, stream);
+  }
+  STDMETHODIMP LoadVersion513(IStream* stream) override {
+    return LoadAs(AoiStreamVersion::k513, stream);
+  }
+  STDMETHODIMP LoadVersion514(IStream* stream) override {
+    return LoadAs(AoiStreamVersion::k514, stream);
+  }
 
  protected:
   using Image_t = ComImage<Class, T>;
@@ -313,6 +369,10 @@ class IAOIImpl : public platform::IDispatchImpl<ITyped, LibraryId>,
   template <class Body>
   static HRESULT Guard(Body&& body) noexcept {
     return Guarded(*ClassId, std::forward<Body>(body));
+  }
+
+  HRESULT LoadAs(AoiStreamVersion version, IStream* stream) noexcept {
+    return Guard([&] { return LoadAoi(state_, stream, version); });
   }
 
   static const void* TableOf(const ITyped* aoi) noexcept {

@@ -80,6 +80,11 @@ class ComImageBase : public IUnknown {
   LONG stride() const noexcept { return geometry_.stride; }
   LONG rows() const noexcept { return geometry_.rows; }
   bool ownsData() const noexcept { return ownsData_; }
+  std::size_t elementBytes() const noexcept { return elementBytes_; }
+  // The address of an element by index; the caller has clipped or tested it.
+  std::byte* Address(std::int64_t index) const noexcept {
+    return static_cast<std::byte*>(data_) + static_cast<std::size_t>(index) * elementBytes_;
+  }
 
   // Wrapped index of the first element of a plane.
   LONG PlaneStart(LONG plane) const noexcept { return geometry_.PlaneStart(plane); }
