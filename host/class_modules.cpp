@@ -17,16 +17,7 @@ std::string ModulePath(RegistryTextView text) {
   if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
     text = text.substr(1, text.size() - 2);
   }
-  std::string path;
-  const OLECHAR* at = text.data();
-  const OLECHAR* const end = at + text.size();
-  while (at != end) {
-    const char32_t character = TakeUtf16(at, end);
-    char bytes[4];
-    const int count = PutUtf8(character != kIllFormed ? character : kReplacementCharacter, bytes);
-    path.append(bytes, static_cast<std::size_t>(count));
-  }
-  return path;
+  return ToUtf8(text);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "host/memory_streams.h"
 #include "host/modules.h"
 #include "host/persistence.h"
+#include "host/registrar_interface.h"
 #include "host/registry.h"
 #include "host/resources.h"
 #include "host/safe_arrays.h"

@@ -2,6 +2,7 @@
 
 #include "host/free_threaded_marshaler.h"
 #include "host/references.h"
+#include "host/registrar.h"
 
 namespace host {
 namespace {
@@ -23,6 +24,7 @@ HRESULT CreateUnmarshaler(REFIID iid, void** out) {
 
 constexpr HostClass kHostClasses[] = {
     {kFreeThreadedMarshalerClass, CreateUnmarshaler},
+    {CLSID_Registrar, CreateRegistrar},
 };
 
 const HostClass* Find(REFCLSID classId) noexcept {

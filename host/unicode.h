@@ -1,6 +1,9 @@
 // Characters in UTF-8 and UTF-16, one at a time, and the case folding of the host's names.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "host/types.h"
 
 namespace host {
@@ -87,6 +90,32 @@ inline int PutUtf16(char32_t character, OLECHAR (&units)[2]) noexcept {
   units[0] = static_cast<OLECHAR>(0xD800 + ((character - 0x10000) >> 10));
   units[1] = static_cast<OLECHAR>(0xDC00 + ((character - 0x10000) & 0x3FF));
   return 2;
+}
+
+// Whole texts; what is ill-formed becomes U+FFFD.
+inline std::string ToUtf8(std::basic_string_view<OLECHAR> text) {
+  std::string narrow;
+  const OLECHAR* at = text.data();
+  const OLECHAR* const end = at + text.size();
+  while (at != end) {
+    const char32_t character = TakeUtf16(at, end);
+    char bytes[4];
+    const int count = PutUtf8(character != kIllFormed ? character : kReplacementCharacter, bytes);
+    narrow.append(bytes, static_cast<std::size_t>(count));
+  }
+  return narrow;
+}
+inline std::basic_string<OLECHAR> ToUtf16(std::string_view text) {
+  std::basic_string<OLECHAR> wide;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  while (at != end) {
+    const char32_t character = TakeUtf8(at, end);
+    OLECHAR units[2];
+    const int count = PutUtf16(character != kIllFormed ? character : kReplacementCharacter, units);
+    wide.append(units, static_cast<std::size_t>(count));
+  }
+  return wide;
 }
 
 // The upper-case unit of a letter: Latin, Greek and Cyrillic, unit by unit and independent of any

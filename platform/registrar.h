@@ -1,0 +1,9 @@
+// The platform's registrar, which carries out registration scripts: an object of CLSID_Registrar
+// with the interface IRegistrar, on both hosts.
+#pragma once
+
+#include "platform/interface_id.h"
+// Behind the platform's own headers.
+#include "host/registrar_interface.h"
+
+RASTEL_INTERFACE_ID(IRegistrar);
