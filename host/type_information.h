@@ -1,20 +1,23 @@
-// Type information: the interfaces through which a type library is read, and the one operation that
-// finds a registered library. There is no registered library on this host yet.
-// Any thread may call; nothing is kept between calls.
+// Type information: the interfaces through which a type library is read, and the operations that
+// find, register and load one.
+//
+// A type library of this host is a shared library that exports the function of host/type_tables.h.
+// It is loaded by its path, checked, and unloaded with the last reference to the library or one of
+// its types. Every load gives objects of its own.
+//
+// The registry knows a library under TypeLib\{id}\<major>.<minor>: its text as default value, the
+// path under 0\win64, FLAGS and HELPDIR; and every dual or automation interface of it under
+// Interface\{id}: its name, ProxyStubClsid and ProxyStubClsid32 of the automation marshaler, and
+// TypeLib with the library's id and Version. Locales are not told apart.
+//
+// Any thread may call. Texts are given out as BSTR, which the caller frees.
 #pragma once
 
-#include "host/interfaces.h"
+#include "host/type_descriptions.h"
 
-struct TLIBATTR;
-struct TYPEATTR;
-struct FUNCDESC;
-struct VARDESC;
-struct ITypeComp;
 struct ITypeLib;
-enum TYPEKIND : int;
-enum INVOKEKIND : int;
-using HREFTYPE = DWORD;
-using MEMBERID = DISPID;
+// The names of a library for compilers. This host does not make it: E_NOTIMPL.
+struct ITypeComp;
 
 struct ITypeInfo : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetTypeAttr(TYPEATTR** attributes) = 0;
@@ -61,7 +64,31 @@ struct ITypeLib : IUnknown {
 };
 inline constexpr IID IID_ITypeLib{0x00020402, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
-// Finds the registered library of an identifier and version.
-// *out becomes null. Null out: E_INVALIDARG. Library not registered: TYPE_E_LIBNOTREGISTERED.
+// Loads the library at a path; a relative one starts at the current folder. E_INVALIDARG: null
+// argument. TYPE_E_CANTLOADLIBRARY: no such file, not a library of types, or one whose tables do
+// not hold together. REGKIND_REGISTER also registers it under its full path, REGKIND_DEFAULT does
+// so for a relative path; a failure of that is returned, and out is null.
+RASTEL_HOST_API HRESULT STDAPICALLTYPE LoadTypeLibEx(LPCOLESTR path, REGKIND kind,
+                                                     ITypeLib** out) noexcept;
+// The same with REGKIND_DEFAULT.
+RASTEL_HOST_API HRESULT STDAPICALLTYPE LoadTypeLib(LPCOLESTR path, ITypeLib** out) noexcept;
+
+// Finds the registered library of an identifier and version, or one of the same major and the
+// greatest higher minor version, and loads it. Null out: E_INVALIDARG. TYPE_E_LIBNOTREGISTERED: no
+// such entry, or its file holds another library. Else as LoadTypeLibEx.
 RASTEL_HOST_API HRESULT STDAPICALLTYPE LoadRegTypeLib(REFGUID libraryId, WORD major, WORD minor,
                                                       LCID locale, ITypeLib** out) noexcept;
+// The path of that entry. TYPE_E_LIBNOTREGISTERED; E_OUTOFMEMORY.
+RASTEL_HOST_API HRESULT STDAPICALLTYPE QueryPathOfRegTypeLib(REFGUID libraryId, WORD major,
+                                                             WORD minor, LCID locale,
+                                                             BSTR* path) noexcept;
+
+// Enters a library and its interfaces into the registry, all of it or nothing. helpFolder may be
+// null. E_INVALIDARG: null library or path. TYPE_E_REGISTRYACCESS: the registry cannot be written.
+RASTEL_HOST_API HRESULT STDAPICALLTYPE RegisterTypeLib(ITypeLib* library, LPCOLESTR path,
+                                                       LPCOLESTR helpFolder) noexcept;
+// Removes the entries of exactly this version, and of the interfaces that still refer to it. The
+// library itself is not needed. TYPE_E_REGISTRYACCESS: it is not registered, or the registry cannot
+// be written. Only SYS_WIN64 is ever registered.
+RASTEL_HOST_API HRESULT STDAPICALLTYPE UnRegisterTypeLib(REFGUID libraryId, WORD major, WORD minor,
+                                                         LCID locale, SYSKIND system) noexcept;
