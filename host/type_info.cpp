@@ -17,13 +17,9 @@ constexpr HREFTYPE kStandard = 2;
 
 const HostType& Standard(DWORD index) noexcept { return StandardTypes().types[index]; }
 
-// Parameters that a caller names: neither what is returned, nor the value of a put.
+// Parameters that have names in the library: what a put takes has none.
 UINT NamedParameters(const HostTypeMember& member) noexcept {
-  const UINT count = member.parameterCount;
-  if (count == 0) return 0;
-  const bool isLastUnnamed = member.kind == INVOKE_PROPERTYPUT ||
-                             (member.parameters[count - 1].flags & PARAMFLAG_FRETVAL) != 0;
-  return isLastUnnamed ? count - 1 : count;
+  return member.parameterCount - (member.kind == INVOKE_PROPERTYPUT ? 1u : 0u);
 }
 
 }  // namespace
