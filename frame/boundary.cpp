@@ -27,4 +27,9 @@ HRESULT ResultOfException(REFCLSID classId) noexcept {
   }
 }
 
+HRESULT ReportText(REFCLSID classId, const std::exception& error) noexcept {
+  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  return ReportErrorText(classId, isMemory ? "bad allocation" : error.what());
+}
+
 }  // namespace rastel

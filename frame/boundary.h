@@ -3,6 +3,7 @@
 // guard.
 #pragma once
 
+#include <exception>
 #include <utility>
 
 #include "platform/platform.h"
@@ -23,6 +24,20 @@ HRESULT Guarded(REFCLSID classId, Body&& body) noexcept {
     return std::forward<Body>(body)();
   } catch (...) {
     return ResultOfException(classId);
+  }
+}
+
+// Reports the text of an exception under a class, with the same texts on every host, and gives the
+// report's result.
+HRESULT ReportText(REFCLSID classId, const std::exception& error) noexcept;
+
+// Runs a body and reports the std::exception that it raises; all else passes.
+template <class Body>
+HRESULT ReportTexts(REFCLSID classId, Body&& body) {
+  try {
+    return std::forward<Body>(body)();
+  } catch (const std::exception& error) {
+    return ReportText(classId, error);
   }
 }
 

@@ -1,5 +1,6 @@
 #include "frame/catalogue.h"
 
+#include "attribute/attribute_classes.h"
 #include "frame/registration.h"
 #include "frame/reports.h"
 #include "image/aoi_classes.h"
@@ -21,12 +22,6 @@ constexpr CatalogueRow LiveRow(const CLSID& classId, const char* name, WORD scri
           &NoObjectMain};
 }
 
-// The row of a class that is not there yet.
-constexpr CatalogueRow EmptyRow(const CLSID& classId, const char* name, WORD script) noexcept {
-  return {&classId, name, script,         &UpdateRegistration, nullptr,      nullptr,
-          nullptr,  0,    &NoDescription, &NoCategories,       &NoObjectMain};
-}
-
 // Complete before any code of the module runs: the module's entry walks it.
 constinit CatalogueRow rows[] = {
     LiveRow(CLSID_ByteAOIKLP, "ByteAOIKLP", 101, &CreateAoi<ElementByte>),
@@ -46,10 +41,13 @@ constinit CatalogueRow rows[] = {
     LiveRow(CLSID_WordVectorKLP, "WordVectorKLP", 125, &CreateVector<ElementWord>),
     LiveRow(CLSID_DWordVectorKLP, "DWordVectorKLP", 126, &CreateVector<ElementDWord>),
     LiveRow(CLSID_VariantVectorKLP, "VariantVectorKLP", 106, &CreateVector<ElementVariant>),
-    EmptyRow(CLSID_AttributeBstrMapKLP, "AttributeBstrMapKLP", 127),
-    EmptyRow(CLSID_AttributeLongMapKLP, "AttributeLongMapKLP", 128),
-    EmptyRow(CLSID_AttributeDoubleMapKLP, "AttributeDoubleMapKLP", 129),
-    EmptyRow(CLSID_AttributeEntryKLP, "AttributeEntryKLP", 130),
+    LiveRow(CLSID_AttributeBstrMapKLP, "AttributeBstrMapKLP", 127,
+            &CreateAttributeMap<KeyKindBstr>),
+    LiveRow(CLSID_AttributeLongMapKLP, "AttributeLongMapKLP", 128,
+            &CreateAttributeMap<KeyKindLong>),
+    LiveRow(CLSID_AttributeDoubleMapKLP, "AttributeDoubleMapKLP", 129,
+            &CreateAttributeMap<KeyKindDouble>),
+    LiveRow(CLSID_AttributeEntryKLP, "AttributeEntryKLP", 130, &CreateAttributeEntry),
     {nullptr, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr},
 };
 

@@ -8,7 +8,7 @@
 
 namespace rastel {
 
-// One creatable class. A row whose class does not exist yet has no creators and is not found.
+// One creatable class.
 struct CatalogueRow {
   const CLSID* classId;  // null in the row that closes the table
   const char* name;

@@ -1,7 +1,5 @@
 #include "vector/vector_state.h"
 
-#include <new>
-
 #include "frame/debug_texts.h"
 #include "frame/variants.h"
 #include "vector/variant_elements.h"
@@ -22,11 +20,6 @@ VARIANT ErrorVariant(HRESULT result) noexcept {
 }
 
 }  // namespace
-
-HRESULT ReportText(REFCLSID classId, const std::exception& error) noexcept {
-  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
-  return ReportErrorText(classId, isMemory ? "bad allocation" : error.what());
-}
 
 HRESULT VectorState::BadIndex() const noexcept {
   return Report(classId_, Message::BadVectorElement);

@@ -1,28 +1,12 @@
 // What every vector has whatever its elements are: the tags, and what the object says of itself.
 #pragma once
 
-#include <exception>
-
 #include "frame/boundary.h"
 #include "frame/reports.h"
 #include "interfaces/enums.h"
 #include "vector/element_array.h"
 
 namespace rastel {
-
-// Reports the text of an exception under a class, with the same texts on every host, and gives the
-// report's result.
-HRESULT ReportText(REFCLSID classId, const std::exception& error) noexcept;
-
-// Runs a body and reports the std::exception that it raises; all else passes.
-template <class Body>
-HRESULT ReportTexts(REFCLSID classId, Body&& body) {
-  try {
-    return std::forward<Body>(body)();
-  } catch (const std::exception& error) {
-    return ReportText(classId, error);
-  }
-}
 
 class VectorState {
  public:

@@ -1,0 +1,25 @@
+// What makes an object agile: within the process it crosses threads as a plain pointer.
+#pragma once
+
+#include <utility>
+
+#include "platform/platform.h"
+
+namespace rastel {
+
+class AgileObject {
+ protected:
+  // Makes the marshaler on the object's controlling unknown, as the last step of its creation.
+  HRESULT CreateMarshaler(IUnknown* controllingUnknown) noexcept {
+    return CoCreateFreeThreadedMarshaler(controllingUnknown, &m_pFreeThreadedMarshaler);
+  }
+  void ReleaseMarshaler() noexcept {
+    IUnknown* const marshaler = std::exchange(m_pFreeThreadedMarshaler, nullptr);
+    if (marshaler) marshaler->Release();
+  }
+  ~AgileObject() { ReleaseMarshaler(); }
+
+  IUnknown* m_pFreeThreadedMarshaler = nullptr;
+};
+
+}  // namespace rastel

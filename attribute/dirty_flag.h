@@ -1,0 +1,20 @@
+// Whether an object was changed since it was loaded or saved.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace rastel::ORVA {
+
+class DirtyFlagInterface {
+ public:
+  virtual void ClearDirty() = 0;
+  virtual void SetDirty() = 0;
+  virtual bool IsDirtyFlag() = 0;
+  // S_OK if the flag is set, else S_FALSE.
+  virtual HRESULT GetDirtyResult() = 0;
+
+ protected:
+  ~DirtyFlagInterface() = default;
+};
+
+}  // namespace rastel::ORVA

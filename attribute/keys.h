@@ -1,0 +1,137 @@
+// What differs by the type of a map's keys: how a key is handed over, stored, ordered and written.
+//
+//             stored as    generic type   in a VARIANT that the map makes   in a stream
+//   BSTR      _bstr_t      VT_BSTR        VT_BSTR                           4 + 2 per character
+//   LONG      LONG         VT_INT         VT_I4                             4
+//   DOUBLE    DOUBLE       VT_R8          VT_R8                             8
+//
+// The integer kind demands VT_INT and hands out VT_I4; clients know it so. Texts end at their first
+// null character and stand in the order of Compare. Floats are ordered by <, so that -0.0 and 0.0
+// are one key, and NaN stands for the smallest key there is.
+#pragma once
+
+#include "frame/bstr.h"
+#include "frame/exceptions.h"
+#include "interfaces/enums.h"
+#include "platform/platform.h"
+
+namespace rastel {
+
+template <class Key>
+struct KeyKind;
+
+template <class Number>
+struct NumberKeys {
+  using Stored = Number;
+  // What a look-up compares with.
+  using Sought = Number;
+  struct Order {
+    bool operator()(Number a, Number b) const noexcept { return a < b; }
+  };
+
+  // Every number is a key.
+  static void Check(Number) noexcept {}
+  static Sought Seek(Number key) noexcept { return key; }
+  static Stored Form(Number key) noexcept { return key; }
+  // Whether an equal key is stored in the very same form.
+  static bool IsSame(Number stored, Number sought) noexcept;
+  // For the typed array of keys.
+  static Number ToElement(Number stored) noexcept { return stored; }
+
+  // By the exact width; only the number of bytes moved is looked at, not the result. Another number
+  // raises std::exception "can't write the key!!", in reading as well.
+  static void Write(IStream* stream, Number stored);
+  // hasDelivered becomes true if a byte came out of the stream.
+  static Number Read(IStream* stream, bool& hasDelivered);
+  // What GetSizeMax counts for a key, in bytes.
+  static ULONGLONG CountedBytes(Number) noexcept { return sizeof(Number); }
+};
+
+extern template struct NumberKeys<LONG>;
+extern template struct NumberKeys<DOUBLE>;
+
+template <>
+struct KeyKind<LONG> : NumberKeys<LONG> {
+  static constexpr KeyKindKLP kCode = KeyKindLong;
+  static constexpr VARTYPE kGivenType = VT_I4;
+
+  // The content of a generic key. Another type raises std::exception with the words for clients.
+  static LONG FromVariant(const VARIANT& key) {
+    if (key.vt != VT_INT) throw TextException("invalid key type. expected VT_INT");
+    return key.intVal;
+  }
+  static VARIANT ToVariant(LONG stored) noexcept {
+    VARIANT key{};
+    key.vt = kGivenType;
+    key.lVal = stored;
+    return key;
+  }
+};
+
+template <>
+struct KeyKind<DOUBLE> : NumberKeys<DOUBLE> {
+  static constexpr KeyKindKLP kCode = KeyKindDouble;
+  static constexpr VARTYPE kGivenType = VT_R8;
+
+  static DOUBLE FromVariant(const VARIANT& key) {
+    if (key.vt != VT_R8) throw TextException("invalid key type. expected VT_R8");
+    return key.dblVal;
+  }
+  static VARIANT ToVariant(DOUBLE stored) noexcept {
+    VARIANT key{};
+    key.vt = kGivenType;
+    key.dblVal = stored;
+    return key;
+  }
+};
+
+template <>
+struct KeyKind<BSTR> {
+  static constexpr KeyKindKLP kCode = KeyKindBstr;
+  static constexpr VARTYPE kGivenType = VT_BSTR;
+
+  using Stored = _bstr_t;
+  // A client's text up to its first null character: a look-up copies nothing.
+  struct Sought {
+    const OLECHAR* text;
+    UINT length;
+  };
+  struct Order {
+    using is_transparent = void;
+    bool operator()(const _bstr_t& a, const _bstr_t& b) const noexcept { return a < b; }
+    bool operator()(const _bstr_t& a, const Sought& b) const noexcept {
+      return CompareText(a.Wide(), a.Length(), b.text, b.length) < 0;
+    }
+    bool operator()(const Sought& a, const _bstr_t& b) const noexcept {
+      return CompareText(a.text, a.length, b.Wide(), b.Length()) < 0;
+    }
+  };
+
+  // Raises std::exception "invalid key" for null. An empty text is a key.
+  static void Check(BSTR key) {
+    if (!key) throw TextException("invalid key");
+  }
+  static Sought Seek(BSTR key) noexcept;
+  static Stored Form(BSTR key) { return _bstr_t(static_cast<const OLECHAR*>(key)); }
+  static bool IsSame(const _bstr_t&, const Sought&) noexcept { return true; }
+  static BSTR FromVariant(const VARIANT& key) {
+    if (key.vt != VT_BSTR) throw TextException("invalid key type");
+    return key.bstrVal;
+  }
+  // These two give a new text. Raise _com_error.
+  static VARIANT ToVariant(const _bstr_t& stored) {
+    VARIANT key{};
+    key.bstrVal = stored.Copy();
+    key.vt = kGivenType;
+    return key;
+  }
+  static BSTR ToElement(const _bstr_t& stored);
+
+  // As WriteBstr and ReadBstr. A failing call raises _com_error.
+  static void Write(IStream* stream, const _bstr_t& stored);
+  static Stored Read(IStream* stream, bool& hasDelivered);
+  // A bound for common texts, not the size: 4 for the count and 4 per character of the narrow text.
+  static ULONGLONG CountedBytes(const _bstr_t& stored);
+};
+
+}  // namespace rastel
