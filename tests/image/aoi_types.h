@@ -86,6 +86,12 @@ inline const char* WordsOf(int number) {
       return "Rasteldata: Dem AOI ist kein Bildpuffer zugeordnet.";
     case 1115:
       return "Rasteldata: AOI kann nicht erzeugt werden.";
+    case 1117:
+      return "Rasteldata: Clone kann nicht erzeugt werden.";
+    case 1118:
+      return "Rasteldata: SplitTiles nicht moeglich";
+    case 1119:
+      return "Rasteldata: AOI-Flaeche ist null.";
     case 1129:
       return "Rasteldata: Plane liegt ausserhalb des Bildpuffers";
     default:
