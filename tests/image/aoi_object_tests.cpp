@@ -4,6 +4,7 @@
 #include "tests/image/aoi_types.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/host_kind.h"
+#include "tests/support/slots.h"
 #include "tests/support/streams.h"
 
 namespace tests {
@@ -114,14 +115,6 @@ TEST_F(AoiObjects, Aggregate_CountsAndAsksTheOuter) {
     }
     EXPECT_EQ(outer.references, 1u);
   });
-}
-
-// A client in C has nothing but the table.
-template <class... Arguments>
-HRESULT CallSlot(void* object, int slot, Arguments... arguments) {
-  using Function = HRESULT(STDMETHODCALLTYPE*)(void*, Arguments...);
-  void** const table = *static_cast<void***>(object);
-  return reinterpret_cast<Function>(table[slot])(object, arguments...);
 }
 
 TEST_F(AoiObjects, Slots_AnswerThroughTheBareTable) {
@@ -251,6 +244,33 @@ TEST_F(AoiObjects, Marshalling_SharesInProcessAndGoesByValueElsewhere) {
     ComPtr<typename Type::I> same;
     ASSERT_EQ(CoUnmarshalInterface(stream.Get(), iid, same.PutVoid()), S_OK);
     EXPECT_EQ(same.Get(), aoi.Get());
+
+    // What travels is the object's own stream and nothing around it.
+    ASSERT_EQ(aoi->CreatePlanes(2, 3, 2), S_OK);
+    EXPECT_EQ(aoi->Fill(5), S_OK);
+    const auto byValue = NewStream();
+    const auto saved = NewStream();
+    ASSERT_EQ(marshal->MarshalInterface(byValue.Get(), iid, aoi.Get(), 2, nullptr, 0), S_OK);
+    ASSERT_EQ(aoi.template As<IPersistStream>()->Save(saved.Get(), FALSE), S_OK);
+    EXPECT_EQ(ContentOf(byValue.Get()), ContentOf(saved.Get()));
+    EXPECT_EQ(marshal->GetMarshalSizeMax(iid, aoi.Get(), 2, nullptr, 0, &bytes), S_OK);
+    EXPECT_EQ(bytes, PositionOf(byValue.Get()));
+    const auto receiver = NewAoi<Type>();
+    for (const bool isWhole : {true, false}) {
+      const auto data = isWhole ? byValue : NewStream("0502");
+      SeekTo(data.Get(), 0);
+      ComPtr<IAoiKLP> copy;
+      EXPECT_EQ(receiver.template As<IMarshal>()->UnmarshalInterface(data.Get(), IID_IAoiKLP,
+                                                                     copy.PutVoid()),
+                isWhole ? S_OK : platform::ResultCode(0x80040460u));
+      EXPECT_EQ(copy.Get() != nullptr, isWhole);
+      EXPECT_EQ(PixelOf<Type>(*receiver, 2, 1), 5);
+    }
+    // An estimate beyond 32 bits is cut.
+    typename Type::U pixel = 0;
+    ASSERT_EQ(aoi->AttachPlanes(1, 0x10000, 0x10000, &pixel), S_OK);
+    EXPECT_EQ(marshal->GetMarshalSizeMax(iid, aoi.Get(), 2, nullptr, 0, &bytes), S_OK);
+    EXPECT_EQ(bytes, 71u);
   });
 }
 

@@ -19,6 +19,14 @@ int SlotOf(Member member) {
   return isVirtual ? static_cast<int>(halves[0] / 8) : -1;
 }
 
+// Calls a slot as a client in C does, which has nothing but the table.
+template <class... Arguments>
+HRESULT CallSlot(void* object, int slot, Arguments... arguments) {
+  using Function = HRESULT(STDMETHODCALLTYPE*)(void*, Arguments...);
+  void** const table = *static_cast<void***>(object);
+  return reinterpret_cast<Function>(table[slot])(object, arguments...);
+}
+
 // One slot further, to find where a table ends.
 template <class Interface>
 struct OneMore : Interface {

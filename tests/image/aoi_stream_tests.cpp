@@ -1,0 +1,651 @@
+// The stream of an AOI: its bytes, its seven versions, and streams that fail, end or lie.
+#include <fstream>
+#include <iterator>
+
+#include "frame/variants.h"
+#include "tests/image/aoi_types.h"
+#include "tests/persist/test_object.h"
+#include "tests/support/debug_capture.h"
+#include "tests/support/fault_stream.h"
+#include "tests/support/slots.h"
+
+namespace tests {
+namespace {
+
+using rastel::CComVariant;
+using testing::AnyOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
+constexpr HRESULT kMemory = platform::ResultCode(0x8007000Eu);
+const std::vector<std::string> kNotSaved = {"Aoi::Save()->exception occured [(null)]\r\n",
+                                            "Aoi::Save()->can't save tag -> ignoring\r\n"};
+const std::vector<std::string> kNotRead = {"Aoi::Load()->exception occured [(null)]\r\n",
+                                           "Aoi::Load()->can't read tag variant from stream"};
+
+struct Kind {
+  const char* name;
+  const CLSID* classId;
+  ElementTypeKLP code;
+  int bytes;
+  double first;  // pixel of the files in tests/data/aois
+};
+constexpr Kind kKinds[] = {
+    {"byte", &CLSID_ByteAOIKLP, ElementByte, 1, 7},
+    {"char", &CLSID_CharAOIKLP, ElementChar, 1, -30},
+    {"word", &CLSID_WordAOIKLP, ElementWord, 2, 65000},
+    {"short", &CLSID_ShortAOIKLP, ElementShort, 2, -300},
+    {"dword", &CLSID_DWordAOIKLP, ElementDWord, 4, 4294967000.0},
+    {"long", &CLSID_LongAOIKLP, ElementLong, 4, -70000},
+    {"float", &CLSID_FloatAOIKLP, ElementFloat, 4, -1.5},
+    {"double", &CLSID_DoubleAOIKLP, ElementDouble, 8, -0.25},
+};
+
+ComPtr<IAoiKLP> Make(REFCLSID classId = CLSID_ByteAOIKLP) {
+  return ModuleClient::Get().Create<IAoiKLP>(classId);
+}
+ComPtr<IPersistStream> Persist(const ComPtr<IAoiKLP>& aoi) { return aoi.As<IPersistStream>(); }
+
+HRESULT LoadFrom(const ComPtr<IAoiKLP>& aoi, std::string_view hex) {
+  return Persist(aoi)->Load(NewStream(hex).Get());
+}
+std::string SavedBy(const ComPtr<IAoiKLP>& aoi) {
+  const auto stream = NewStream();
+  EXPECT_EQ(Persist(aoi)->Save(stream.Get(), TRUE), S_OK);
+  return HexOf(BytesOf(ContentOf(stream.Get())).data(),
+               static_cast<std::size_t>(PositionOf(stream.Get())));
+}
+ULONGLONG EstimateOf(const ComPtr<IAoiKLP>& aoi) {
+  ULARGE_INTEGER size{};
+  EXPECT_EQ(Persist(aoi)->GetSizeMax(&size), S_OK);
+  return size.QuadPart;
+}
+double PixelAt(const ComPtr<IAoiKLP>& aoi, LONG x, LONG y) {
+  double value = -99;
+  EXPECT_EQ(aoi->GetPixel(x, y, &value), S_OK) << x << ", " << y;
+  return value;
+}
+// Every pixel of a buffer without margin, plane by plane.
+std::vector<double> PixelsIn(const ComPtr<IAoiKLP>& aoi) {
+  const std::vector<LONG> g = GeometryOf(*aoi);
+  std::vector<double> pixels;
+  for (LONG plane = 0; plane < g[8]; ++plane) {
+    aoi->put_ActivePlane(plane);
+    for (LONG y = 0; y < g[7]; ++y) {
+      for (LONG x = 0; x < g[6]; ++x) pixels.push_back(PixelAt(aoi, x - g[0], y - g[1]));
+    }
+  }
+  return pixels;
+}
+std::vector<double> Ramp(double first, int count) {
+  std::vector<double> values;
+  for (int i = 0; i < count; ++i) values.push_back(first + i);
+  return values;
+}
+
+// Two planes of 4 by 3 words in a margin of 1, each its own index in the buffer; rectangle 2 by 1
+// at 1, 1 with margins 1, 1.
+ComPtr<IAoiKLP> NewWords(MarshalFlagsKLP flags = MarshalRectangle) {
+  const auto aoi = Make(CLSID_WordAOIKLP);
+  aoi->put_BufferMargin(1);
+  EXPECT_EQ(aoi->CreatePlanes(2, 4, 3), S_OK);
+  for (LONG plane = 0; plane < 2; ++plane) {
+    aoi->put_ActivePlane(plane);
+    for (LONG i = 0; i < 30; ++i) {
+      EXPECT_EQ(aoi->PutPixel(i % 6 - 1, i / 6 - 1, 30 * plane + i), S_OK);
+    }
+  }
+  EXPECT_EQ(aoi->SetRect(1, 1, 2, 1), S_OK);
+  EXPECT_EQ(aoi->SetMargins(1, 1), S_OK);
+  PutName(*aoi, OLESTR("w"));
+  aoi->put_MarshalFlags(flags);
+  aoi->put_Tag(Int4(5));
+  return aoi;
+}
+constexpr char kWordsHead[] =
+    "02 02 04 00 00 00 03 00 00 00 01 00 00 00 01 00 00 00 02 00 00 00 01 00 00 00 "
+    "01 00 00 00 01 00 00 00 02 00 00 00 ";
+constexpr char kWordsText[] =
+    " 00 02 00 00 00 01 00 00 00 01 00 00 00 77 00 03 00 03 00 05 00 00 00 00 ";
+constexpr char kFirstPlane[] =
+    "07 00 08 00 09 00 0A 00 0D 00 0E 00 0F 00 10 00 13 00 14 00 15 00 16 00";
+constexpr char kSecondPlane[] =
+    "25 00 26 00 27 00 28 00 2B 00 2C 00 2D 00 2E 00 31 00 32 00 33 00 34 00";
+std::string WordsInRectangle() {
+  return std::string(kWordsHead) + "00" + kWordsText + kFirstPlane + " " + kSecondPlane;
+}
+
+// Foreign objects write AB CD; their class is there once Register is called.
+class AoiStreams : public ObjectTest {
+ protected:
+  AoiStreams() { script_.data = "AB CD"; }
+  ~AoiStreams() override {
+    SetErrorInfo(0, nullptr);
+    EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK) << "objects of the module are left";
+  }
+};
+
+TEST_F(AoiStreams, Save_WithoutABuffer_WritesTheHeaderAndReportsOnTheWay) {
+  const std::string zeros =
+      "02 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+      "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 ";
+  const std::string tag = "00 00 00 00 02 00 00 00 00 00 00";
+  for (const Kind& kind : kKinds) {
+    SCOPED_TRACE(kind.name);
+    const auto aoi = Make(*kind.classId);
+    const std::string code = "0" + std::to_string(kind.code) + " 00 00 00 ";
+    const std::string name = "04 00 00 00 04 00 00 00 4E 00 6F 00 6E 00 65 00 ";
+    std::string saved;
+    EXPECT_EQ(Ask([&] { return saved = SavedBy(aoi), S_OK; }), Swallowed(1114));
+    EXPECT_EQ(saved, zeros + "00 00 " + code + name + tag);
+    EXPECT_EQ(Ask([&] { return EstimateOf(aoi) == 71 ? S_OK : E_FAIL; }), Swallowed(1114));
+    aoi->put_MarshalFlags(MarshalBuffer);
+    EXPECT_EQ(aoi->put_Name(nullptr), S_OK);
+    EXPECT_EQ(SavedBy(aoi), zeros + "01 00 " + code + "00 00 00 00 00 00 00 00 " + tag +
+                                " 00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(EstimateOf(aoi), 75u);
+  }
+}
+
+TEST_F(AoiStreams, Save_WritesTheRectangleWithMarginsOrTheBuffer) {
+  const auto aoi = NewWords();
+  EXPECT_EQ(SavedBy(aoi), WordsInRectangle());
+  EXPECT_EQ(EstimateOf(aoi), 54u + 8 + 1 + 2 * 1 * 2 * 2) << "without the margins";
+  aoi->put_PlaneSelected(0, 0);
+  EXPECT_EQ(SavedBy(aoi), std::string(kWordsHead) + "00" + kWordsText + kSecondPlane);
+  aoi->put_MarshalFlags(MarshalBuffer);
+  const std::vector<LONG> before = GeometryOf(*aoi);
+  // From the first image pixel on; a plane's last margin is the next one's first, and zero behind
+  // the last.
+  std::string planes;
+  for (int start : {7, 37}) {
+    for (int i = start; i < start + 30; ++i) {
+      const BYTE pixel[] = {static_cast<BYTE>(i < 60 ? i : 0), 0};
+      planes += " " + HexOf(pixel, 2);
+    }
+  }
+  EXPECT_EQ(SavedBy(aoi), std::string(kWordsHead) + "01" + kWordsText +
+                              "02 00 00 00 06 00 00 00 05 00 00 00" + planes);
+  EXPECT_EQ(EstimateOf(aoi), 54u + 8 + 1 + 12 + 4 * 3 * 2 * 2) << "the rectangle with margins";
+  EXPECT_EQ(GeometryOf(*aoi), before);
+}
+
+TEST_F(AoiStreams, Load_ReadsEveryVersionOfEveryType) {
+  const struct {
+    const char* file;
+    std::vector<LONG> geometry;
+    int pixels;
+    LONG flags;  // 1: those of before the load
+  } versions[] = {
+      {"256_rect", {1, 0, 4, 2, 1, 0, 8, 3, 1, 0, 0}, 18, 1},
+      {"257_rect", {2, 1, 2, 2, 1, 1, 5, 4, 2, 0, 0}, 40, 1},
+      {"258_rect", {2, 1, 2, 2, 1, 1, 5, 4, 2, 0, 0}, 40, 1},
+      {"259_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
+      {"259_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
+      {"512_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
+      {"512_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
+      {"513_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
+      {"513_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
+      {"514_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
+      {"514_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
+  };
+  for (const Kind& kind : kKinds) {
+    for (const auto& version : versions) {
+      SCOPED_TRACE(testing::Message() << kind.name << " " << version.file);
+      std::ifstream file(
+          std::string(RASTEL_TEST_AOIS "/") + kind.name + "_" + version.file + ".aoi",
+          std::ios::binary);
+      const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+      ASSERT_FALSE(bytes.empty());
+      const std::string_view number = version.file;
+      // Over what it held before.
+      const auto aoi = Make(*kind.classId);
+      ASSERT_EQ(aoi->CreatePlanes(3, 4, 4), S_OK);
+      aoi->put_MarshalFlags(MarshalBuffer);
+      aoi->put_MarginMode(MarginMirror);
+      aoi->put_Tag(Int4(9));
+      PutName(*aoi, OLESTR("before"));
+      const auto stream = NewStream(HexOf(bytes.data(), bytes.size()));
+      ASSERT_EQ(Persist(aoi)->Load(stream.Get()), S_OK);
+      EXPECT_EQ(PositionOf(stream.Get()), bytes.size());
+      EXPECT_EQ(GeometryOf(*aoi), version.geometry);
+      EXPECT_EQ(Get(*aoi, &IAoiKLP::get_MarshalFlags), version.flags);
+      EXPECT_EQ(Get(*aoi, &IAoiKLP::get_MarginMode), MarginMirror);
+      const bool isNamed = number >= "512";
+      EXPECT_EQ(Get(*aoi, &IAoiKLP::get_ElementType), isNamed ? 7 - kind.code : kind.code);
+      EXPECT_TRUE(NameOf(*aoi) == (isNamed ? OLESTR("N\u00E4h") : OLESTR("None")));
+      CComVariant tag;
+      aoi->get_Tag(&tag);
+      EXPECT_EQ(tag.lVal, number >= "513" ? 5 : 9);
+      std::vector<double> expected = Ramp(kind.first, version.pixels);
+      if (number < "257") {
+        // The buffer is rounded up to 8, the rows in the stream are not.
+        for (const int at : {6, 14, 22}) expected.insert(expected.begin() + at, 2, 0);
+      }
+      EXPECT_EQ(PixelsIn(aoi), expected);
+    }
+  }
+}
+
+// Version 512, 5 by 3 bytes without margins, up to the name; no name and the pixels.
+const std::string kHead512 =
+    "0002 05000000 03000000 00000000 00000000 05000000 03000000 00000000 00000000 01000000 0000 "
+    "00000000 ";
+const std::string kPixels = "0102030405 0607080910 1112131415";
+const std::string kPlain512 = kHead512 + "00000000 00000000" + kPixels;
+
+TEST_F(AoiStreams, Load_PassesOverWhatCannotBeBoundOrPlaced) {
+  const struct {
+    const char* what;
+    std::string hex;
+    std::vector<LONG> geometry;
+    Said said;
+  } rows[] = {
+      {"size 0",
+       "0002 00000000 03000000 00000000 00000000 05000000 03000000 00000000 00000000 01000000 0000 "
+       "00000000 00000000 00000000 0102",
+       {0, 0, 2, 2, 0, 0, 2, 2, 1, 0, 0},
+       Swallowed(1115)},
+      {"size 0, 256",
+       "0001 0000 0300 0000 0000 0100 0100 0000 0000",
+       {-99, -99, -99, -99, -99, -99, -99, -99, 1, 0, 0},
+       Swallowed(1114)},
+      {"negative width, 256",
+       "0001 F0FF 0300 0000 0000 0100 0100 0000 0000",
+       {0, 0, 1, 1, 0, 0, 2, 2, 1, 0, 0},
+       Plain(S_OK)},
+      {"no planes, 257",
+       "0101 05000000 03000000 0000 0000 0500 0300 0000 0000 0000" + kPixels,
+       {0, 0, 2, 2, 0, 0, 2, 2, 1, 0, 0},
+       Plain(S_OK)},
+      {"margins that do not fit, 258",
+       "0201 05000000 03000000 01000000 01000000 02000000 01000000 0300 0000 0100" + kPixels,
+       {1, 1, 2, 1, 0, 0, 5, 3, 1, 0, 0},
+       Plain(S_OK)},
+      {"negative X, 258",
+       "0201 05000000 03000000 FFFFFFFF 00000000 02000000 01000000 0100 0000 0100" + kPixels,
+       {1, 0, 3, 3, 1, 0, 5, 3, 1, 0, 0},
+       Swallowed(1113)},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    const auto aoi = Make();
+    ASSERT_EQ(aoi->CreateImage(2, 2), S_OK);
+    EXPECT_EQ(Ask([&] { return LoadFrom(aoi, row.hex); }), row.said);
+    EXPECT_EQ(GeometryOf(*aoi), row.geometry);
+  }
+}
+
+TEST_F(AoiStreams, Load_WithABufferMargin_WrapsThePixelsWhereRowsEnd) {
+  const auto aoi = Make();
+  aoi->put_BufferMargin(1);
+  ASSERT_EQ(LoadFrom(aoi, kPlain512), S_OK);
+  // 15 bytes in a row from the first image pixel on, over rows of 7.
+  std::vector<double> stored;
+  for (LONG i = 0; i < 35; ++i) stored.push_back(PixelAt(aoi, i % 7 - 1, i / 7 - 1));
+  std::vector<double> expected(35, 0);
+  const BYTE pixels[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17, 18, 19, 20, 21};
+  std::copy(std::begin(pixels), std::end(pixels), expected.begin() + 8);
+  EXPECT_EQ(stored, expected);
+}
+
+TEST_F(AoiStreams, Load_UnknownVersion_IsReportedBehindIt) {
+  for (const char* hex : {"0302 FFFF", "0401 FFFF", "0000 FFFF", "FFFF FFFF", "0082 FFFF"}) {
+    SCOPED_TRACE(hex);
+    const auto aoi = Make();
+    const auto stream = NewStream(hex);
+    EXPECT_EQ(
+        Ask([&] { return Persist(aoi)->Load(stream.Get()); }),
+        (Said{platform::ResultCode(0x80040460u), "Rasteldata:  AOI kann nicht geladen werden"}));
+    EXPECT_EQ(PositionOf(stream.Get()), 2u);
+  }
+}
+
+TEST_F(AoiStreams, Names_CarryTheirLengthTwice) {
+  const struct {
+    const char* lengthsAndText;
+    HRESULT result;
+    const OLECHAR* name;
+  } rows[] = {
+      {"03000000 03000000 610062006300", S_OK, OLESTR("abc")},
+      {"03000000 02000000 61006200", S_OK, OLESTR("ab")},
+      {"03000000 03000000 610000006300", S_OK, OLESTR("a")},
+      {"FFFFFF00 01000000 6100", S_OK, OLESTR("a")},
+      {"02000000 03000000 610062006300", E_FAIL, OLESTR("None")},
+      {"00000000 FFFFFFFF", E_FAIL, OLESTR("None")},
+      {"FFFFFFFF FFFFFFFF", kMemory, OLESTR("None")},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.lengthsAndText);
+    const auto aoi = Make();
+    EXPECT_EQ(LoadFrom(aoi, kHead512 + row.lengthsAndText + kPixels), row.result);
+    EXPECT_TRUE(NameOf(*aoi) == row.name);
+    LONG width = 0;
+    EXPECT_EQ(SUCCEEDED(aoi->get_Width(&width)), SUCCEEDED(row.result));
+  }
+}
+
+TEST_F(AoiStreams, Save_StreamFailsAtEveryWrite) {
+  for (const MarshalFlagsKLP flags : {MarshalRectangle, MarshalBuffer}) {
+    const auto aoi = NewWords(flags);
+    const std::string whole = SavedBy(aoi);
+    bool isOver = false;
+    for (ULONG call = 1; !isOver; ++call) {
+      SCOPED_TRACE(testing::Message() << flags << " " << call);
+      const auto memory = NewStream();
+      FaultStream stream(memory.Get());
+      stream.FailAt(StreamCall::kWrite, call, kFull);
+      DebugCapture debug;
+      const Said said = Ask([&] { return Persist(aoi)->Save(&stream, FALSE); });
+      isOver = stream.Calls(StreamCall::kWrite) < call;
+      // 15 for header and name, 3 for the tag, 1 for the map, 3 for the buffer's sizes.
+      const bool isOwnField = call <= 15 || (flags == MarshalBuffer && call > 19 && call <= 22);
+      EXPECT_EQ(said, Plain(isOwnField ? kFull : S_OK));
+      EXPECT_EQ(debug.Texts(), call == 19 ? kNotSaved : std::vector<std::string>());
+      // One call for a row or a plane, whether it fails or not.
+      const ULONG all = flags == MarshalBuffer ? 24 : 25;
+      if (!isOwnField) {
+        EXPECT_EQ(stream.Calls(StreamCall::kWrite), all - (call == 16 ? 2 : call == 17 ? 1 : 0));
+      }
+      EXPECT_EQ(stream.References(), 0u);
+      EXPECT_EQ(SavedBy(aoi), whole);
+    }
+  }
+}
+
+// A whole stream with 15 bytes of 5A as pixels in either form, with tag and map.
+std::string Picture(bool isBuffer) {
+  return std::string(
+             "0202 05000000 03000000 00000000 00000000 05000000 03000000 00000000 00000000 ") +
+         "01000000 " + (isBuffer ? "01" : "00") +
+         "00 00000000 01000000 01000000 6100 0300 0300 05000000 01 " + kTestClassHex + " ABCD " +
+         (isBuffer ? "01000000 05000000 03000000 " : "") + "5A5A5A5A5A 5A5A5A5A5A 5A5A5A5A5A";
+}
+
+TEST_F(AoiStreams, Load_StreamFailsAtEveryRead) {
+  Register();
+  for (const bool isBuffer : {false, true}) {
+    bool isOver = false;
+    for (ULONG call = 1; !isOver; ++call) {
+      SCOPED_TRACE(testing::Message() << isBuffer << " " << call);
+      const auto aoi = Make();
+      const auto memory = NewStream(Picture(isBuffer));
+      FaultStream stream(memory.Get());
+      stream.FailAt(StreamCall::kRead, call, kFull);
+      DebugCapture debug;
+      const Said said = Ask([&] { return Persist(aoi)->Load(&stream); });
+      isOver = stream.Calls(StreamCall::kRead) < call;
+      // 15 for header and name, 3 for the tag, 3 for the map, 3 for the buffer's sizes, 1 for the
+      // plane. A fault in tag or map puts what follows out of step, and no more.
+      const bool isOwnField = call <= 15 || (isBuffer && call > 21 && call <= 24);
+      if (isOwnField) {
+        EXPECT_EQ(said, Plain(kFull));
+      } else if (call <= 21) {
+        EXPECT_THAT(said.result, AnyOf(S_OK, kMemory, E_FAIL));
+      } else {
+        EXPECT_EQ(said, Plain(S_OK));
+      }
+      if (call == 19 || call == 20) {
+        EXPECT_EQ(debug.Texts(), kNotRead);
+      }
+      EXPECT_TRUE(call < 22 || debug.Texts().empty());
+      EXPECT_EQ(stream.References(), 0u);
+      EXPECT_EQ(script_.objects, 0) << "no map is let go";
+      const bool hasPixels = isOver || (!isOwnField && call >= 22);
+      if (hasPixels) {
+        EXPECT_THAT(PixelsIn(aoi), Each(isOver ? 0x5A : 0));
+      }
+      ASSERT_EQ(LoadFrom(aoi, kPlain512), S_OK);
+    }
+  }
+}
+
+TEST_F(AoiStreams, Load_StreamCutAtEveryByte_LeavesZerosForWhatIsMissing) {
+  Register();
+  for (const bool isBuffer : {false, true}) {
+    const std::vector<BYTE> bytes = BytesOf(Picture(isBuffer));
+    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+      SCOPED_TRACE(cut);
+      const auto aoi = Make();
+      const HRESULT result = LoadFrom(aoi, HexOf(bytes.data(), cut));
+      EXPECT_THAT(result, AnyOf(S_OK, platform::ResultCode(0x80040460u)));
+      if (cut < bytes.size() - 15) continue;
+      std::vector<double> expected(15, 0);
+      std::fill_n(expected.begin(), 15 - (bytes.size() - cut), 0x5A);
+      EXPECT_EQ(PixelsIn(aoi), expected);
+    }
+  }
+}
+
+// Touches what the geometry claims to be there, where that is not too much for a test.
+void Exercise(const ComPtr<IAoiKLP>& aoi) {
+  aoi->PutPixel(3, 0, 1);
+  const std::vector<LONG> g = GeometryOf(*aoi);
+  if (std::int64_t{g[6]} * g[7] > 1000000 || g[8] > 1000) return;
+  aoi->put_MarginMode(MarginMirror);
+  aoi->FillMargins();
+  aoi->SelectAll();
+  aoi->Clear();
+}
+
+// Every field that sizes depend on, with what hostile streams would put there.
+TEST_F(AoiStreams, Load_HostileSizes_StayInMemoryAndShowNothingOld) {
+  Register();
+  const auto tryLoad = [&](const ComPtr<IAoiKLP>& aoi, const std::vector<BYTE>& bytes) {
+    const HRESULT result = LoadFrom(aoi, HexOf(bytes.data(), bytes.size()));
+    EXPECT_THAT(result, AnyOf(S_OK, kMemory, E_FAIL));
+    for (const LONG plane : {0, 1, 0x7FFFFFFE}) {
+      if (FAILED(aoi->put_ActivePlane(plane))) continue;
+      for (LONG i = 0; i < 400; ++i) {
+        double value = 0;
+        aoi->GetPixel(i % 20 - 2, i / 20 - 2, &value);
+        EXPECT_THAT(bytes, Contains(value)) << "from elsewhere";
+      }
+    }
+    Exercise(aoi);
+    EXPECT_THAT(LoadFrom(aoi, kPlain512), AnyOf(S_OK, kMemory));
+  };
+  const auto store = [](std::vector<BYTE> bytes, std::size_t at, std::size_t width, LONG value) {
+    std::memcpy(&bytes[at], &value, width);
+    return bytes;
+  };
+  for (const bool isBuffer : {false, true}) {
+    const std::vector<BYTE> newest = BytesOf(Picture(isBuffer));
+    std::vector<std::size_t> fields = {2, 6, 10, 14, 18, 22, 26, 30, 34, 44, 48, 54};
+    for (std::size_t i = 0; isBuffer && i < 3; ++i) fields.push_back(newest.size() - 27 + 4 * i);
+    for (const std::size_t field : fields) {
+      for (const LONG value : {0, 2, 4, 0xFFFF, 0x10001, 0x7FFFFFFF, -0x7FFFFFFF - 1, -2, -1}) {
+        for (const LONG margin : {0, 1, -1, 3}) {
+          SCOPED_TRACE(testing::Message() << field << " " << value << " " << margin);
+          const auto aoi = Make();
+          aoi->put_BufferMargin(margin);
+          tryLoad(aoi, store(newest, field, 4, value));
+        }
+      }
+    }
+  }
+  // Products that wrap to something small, or to nothing; by rows and by planes.
+  const struct {
+    LONG planes, width, height;
+  } products[] = {{1, 0x10000, 0x10000},     {3, 0x55555556, 1},  {2, 0x10001, 0x8000},
+                  {0x7FFFFFFF, 1, 1},        {-1, -1, 1},         {-1, 0x40000001, 2},
+                  {0x4001, 0x40000, 1},      {-5, 0x33333333, 1}, {0x7FFF, 0x20004, 1},
+                  {1, 0x7FFFFFFF, 0x7FFFFFF}};
+  for (const auto& product : products) {
+    for (const char* head : {"0201", "0002"}) {
+      SCOPED_TRACE(testing::Message() << product.planes << " " << product.width << " " << head);
+      const bool isByRow = head[1] == '2';
+      std::vector<BYTE> bytes =
+          BytesOf(isByRow ? head + std::string(68, '0') + std::string(30, '5') : kPlain512);
+      bytes = store(store(bytes, 2, 4, product.width), 6, 4, product.height);
+      bytes = store(bytes, isByRow ? 30 : 34, isByRow ? 2 : 4, product.planes);
+      std::replace_if(
+          bytes.begin() + (isByRow ? 32 : 52), bytes.end(), [](BYTE) { return true; }, BYTE{0x5A});
+      for (const Kind& kind : kKinds) {
+        const auto aoi = Make(*kind.classId);
+        const HRESULT result = LoadFrom(aoi, HexOf(bytes.data(), bytes.size()));
+        EXPECT_THAT(result, AnyOf(S_OK, kMemory));
+        Exercise(aoi);
+      }
+    }
+  }
+}
+
+// What a plane takes beyond the buffer's block is taken out of the stream, so that the next object
+// is found.
+TEST_F(AoiStreams, Load_ClippedRunsAreConsumed) {
+  const auto stream = NewStream(kPlain512 + "EE");
+  // With a margin of -1 the block has 3 by 1 bytes, and the image begins outside it.
+  for (const LONG margin : {1, -1}) {
+    SeekTo(stream.Get(), 0);
+    const auto aoi = Make();
+    aoi->put_BufferMargin(margin);
+    ASSERT_EQ(Persist(aoi)->Load(stream.Get()), S_OK);
+    // A failed look-up ends the reading instead.
+    EXPECT_EQ(PositionOf(stream.Get()), margin > 0 ? 67u : 52u);
+  }
+}
+
+TEST_F(AoiStreams, TagsAndMapsThatRaise_ArePassedOver) {
+  const auto aoi = NewWords();
+  script_.query = E_ACCESSDENIED;
+  CComVariant tag(NewValue());
+  EXPECT_EQ(aoi->put_Tag(tag), S_OK);
+  {
+    DebugCapture debug;
+    // The tag's type has been written, then the pixels follow.
+    EXPECT_EQ(SavedBy(aoi), std::string(kWordsHead) + "00" + std::string(kWordsText).substr(0, 46) +
+                                "0D 00 " + kFirstPlane + " " + kSecondPlane);
+    EXPECT_EQ(debug.Texts(), kNotSaved);
+    debug.Clear();
+    EXPECT_EQ(EstimateOf(aoi), 54u + 8);
+    EXPECT_THAT(debug.Texts(), ElementsAre("Aoi::GetMaxSize()->exception occured [(null)]\r\n"));
+  }
+  script_.query = S_OK;
+  tag = CComVariant();
+  aoi->put_Tag(tag);
+  EXPECT_EQ(script_.objects, 0);
+
+  // A class that nobody knows in the map's place ends the map, not the load.
+  DebugCapture debug;
+  EXPECT_EQ(LoadFrom(aoi, Picture(false)), S_OK);
+  EXPECT_EQ(debug.Texts(), kNotRead);
+  debug.Clear();
+  // A plain record of 513 that cannot be read.
+  EXPECT_EQ(LoadFrom(aoi, "0102 " + kHead512.substr(5) + "00000000 00000000 0800 01000000"), S_OK);
+  EXPECT_EQ(debug.Texts(), kNotRead);
+}
+
+TEST_F(AoiStreams, PixelsMoveWithoutACopy) {
+  const auto aoi = Make(CLSID_LongAOIKLP);
+  const auto memory = NewStream();
+  FaultStream stream(memory.Get());
+  for (const auto& [flags, writes] :
+       {std::pair{MarshalRectangle, 19u + 3 * 200}, std::pair{MarshalBuffer, 22u + 3}}) {
+    ASSERT_EQ(aoi->CreatePlanes(3, 300, 200), S_OK);
+    aoi->put_MarshalFlags(flags);
+    aoi->put_Tag(Int4(5));
+    SeekTo(memory.Get(), 0);
+    stream.Reset();
+    const ULONG firstOfPixels = flags == MarshalBuffer ? 23 : 20;
+    // What changes right before its Write is written.
+    stream.onCall = [&] {
+      if (stream.Calls(StreamCall::kEvery) + 1 == firstOfPixels) aoi->Fill(77);
+    };
+    ASSERT_EQ(Persist(aoi)->Save(&stream, FALSE), S_OK);
+    EXPECT_EQ(stream.Calls(StreamCall::kEvery), writes);
+    // What a Read delivers is in the buffer before the next one.
+    const auto copy = Make(CLSID_LongAOIKLP);
+    SeekTo(memory.Get(), 0);
+    stream.Reset();
+    bool isThere = false;
+    stream.onCall = [&] {
+      double value = 0;
+      isThere |= stream.Calls(StreamCall::kEvery) == firstOfPixels &&
+                 copy->GetPixel(299, 199, &value) == S_OK && value == 77;
+    };
+    ASSERT_EQ(Persist(copy)->Load(&stream), S_OK);
+    EXPECT_TRUE(isThere);
+    EXPECT_EQ(stream.Calls(StreamCall::kEvery), firstOfPixels - 1 + 3) << "one for each plane";
+  }
+}
+
+// Streams that change the AOI in the middle of a call.
+TEST_F(AoiStreams, StreamsMayChangeTheAoiMeanwhile) {
+  const std::vector<std::function<void(IAoiKLP&)>> changes = {
+      [](IAoiKLP& aoi) { aoi.CreateImage(1, 1); }, [](IAoiKLP& aoi) { aoi.CreateImage(0, 0); },
+      [](IAoiKLP& aoi) { aoi.CreatePlanes(9, 200, 200); },
+      [](IAoiKLP& aoi) {
+        PutName(aoi, OLESTR("another name, longer than before"));
+        aoi.put_Tag(VARIANT{});
+        aoi.put_AttributeMap(nullptr);
+        aoi.put_MarshalFlags(MarshalBuffer);
+        aoi.SelectAll();
+      }};
+  for (const auto& change : changes) {
+    bool isOver = false;
+    for (ULONG call = 1; !isOver; ++call) {
+      SCOPED_TRACE(call);
+      isOver = true;
+      for (const bool isBuffer : {false, true}) {
+        const auto aoi = NewWords(isBuffer ? MarshalBuffer : MarshalRectangle);
+        const auto run = [&](const std::string& hex, auto operation) {
+          const auto memory = NewStream(hex);
+          FaultStream stream(memory.Get());
+          stream.onCall = [&] {
+            if (stream.Calls(StreamCall::kEvery) + 1 == call) change(*aoi);
+          };
+          operation(stream);
+          isOver &= stream.Calls(StreamCall::kEvery) < call;
+          EXPECT_EQ(aoi->CreateImage(2, 2), S_OK);
+        };
+        const auto persist = Persist(aoi);
+        run("", [&](IStream& stream) { EXPECT_EQ(persist->Save(&stream, FALSE), S_OK); });
+        for (const std::string& hex :
+             {Picture(isBuffer), kPlain512,
+              "0101 05000000 03000000 0000 0000 0500 0300 0000 0000 0100" + kPixels}) {
+          run(hex, [&](IStream& stream) { persist->Load(&stream); });
+        }
+      }
+    }
+  }
+}
+
+// A long run of planes that are not there ends with the stream.
+TEST_F(AoiStreams, Load_StopsReadingWhereNothingComesAnyMore) {
+  const std::string many =
+      "0201 01000000 01000000 00000000 00000000 01000000 01000000 0000 0000 FF7F";
+  for (const bool fails : {false, true}) {
+    const auto aoi = Make();
+    const auto memory = NewStream(many + "01");
+    FaultStream stream(memory.Get());
+    if (fails) stream.FailFrom(StreamCall::kRead, 12, kFull);
+    EXPECT_EQ(Persist(aoi)->Load(&stream), S_OK);
+    EXPECT_LE(stream.Calls(StreamCall::kRead), fails ? 80u : 14u);
+    EXPECT_EQ(GeometryOf(*aoi)[8], 0x7FFF);
+  }
+}
+
+TEST_F(AoiStreams, PrivateSlots_StandBehindTheTypedInterface) {
+  const auto aoi = NewWords();
+  const auto typed = aoi.As<IWordAOIKLP>();
+  LONG x = 0, y = 0, width = 0, height = 0;
+  EXPECT_EQ(CallSlot(typed.Get(), 70, &x, &y, &width, &height), S_OK);
+  EXPECT_THAT((std::vector<LONG>{x, y, width, height}), ElementsAre(1, 1, 2, 1));
+  int slot = 71;
+  for (const char* version :
+       {"256_rect", "257_rect", "258_rect", "259_rect", "512_rect", "513_rect", "514_rect"}) {
+    std::ifstream file(std::string(RASTEL_TEST_AOIS "/word_") + version + ".aoi", std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    const auto stream = NewStream(HexOf(bytes.data(), bytes.size()));
+    SeekTo(stream.Get(), 2);
+    EXPECT_EQ(CallSlot(typed.Get(), slot++, stream.Get()), S_OK);
+    EXPECT_EQ(PositionOf(stream.Get()), bytes.size());
+  }
+}
+
+}  // namespace
+}  // namespace tests
