@@ -1,0 +1,262 @@
+// The registrar: what its scripts write and remove, and its results.
+#include "platform/registrar.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/com_ptr.h"
+#include "platform/module_file.h"
+#include "tests/support/host_kind.h"
+#include "tests/support/module_client.h"
+#include "tests/support/registered_text.h"
+#include "tests/support/temp_file.h"
+
+namespace tests {
+namespace {
+
+using Text = std::basic_string<OLECHAR>;
+
+const Text kRoot = OLESTR("RastelTest.Registrar");
+constexpr HRESULT kNoFile = platform::ResultCode(0x80070002u);
+constexpr HRESULT kNoType = platform::ResultCode(0x80070715u);
+constexpr HRESULT kNoNumber = platform::ResultCode(0x80070716u);
+
+// Type and content of a value below the test's key: "1 text", "4 01000000".
+std::string Value(const Text& path, LPCOLESTR name) {
+  HKEY key = nullptr;
+  BYTE data[256];
+  DWORD bytes = sizeof(data), type = 0;
+  RegOpenKeyExW(HKEY_CLASSES_ROOT, (kRoot + path).c_str(), 0, KEY_READ, &key);
+  const LSTATUS status = RegQueryValueExW(key, name, nullptr, &type, data, &bytes);
+  if (key) RegCloseKey(key);
+  if (status != ERROR_SUCCESS) return "none";
+  std::string text = std::to_string(type) + ' ';
+  const bool isText = type == REG_SZ || type == REG_MULTI_SZ;
+  for (DWORD i = 0; i < bytes; i += isText ? 2 : 1) {
+    char hex[3];
+    std::snprintf(hex, sizeof(hex), "%02X", unsigned{data[i]});
+    text += !isText ? hex : data[i] ? std::string(1, static_cast<char>(data[i])) : "|";
+  }
+  return text;
+}
+
+class RegistrarTest : public testing::Test {
+ protected:
+  RegistrarTest() {
+    Clear();
+    EXPECT_EQ(CoCreateInstance(CLSID_Registrar, nullptr, CLSCTX_INPROC_SERVER, IID_IRegistrar,
+                               registrar_.PutVoid()),
+              S_OK);
+  }
+  ~RegistrarTest() override { Clear(); }
+  static void Clear() { RegDeleteTreeW(HKEY_CLASSES_ROOT, kRoot.c_str()); }
+
+  // Scripts for the keys below the test's own one.
+  static Text Below(const Text& items) {
+    return OLESTR("HKCR { NoRemove ") + kRoot + OLESTR(" { ") + items + OLESTR(" } }");
+  }
+  HRESULT Register(const Text& items) { return registrar_->StringRegister(Below(items).c_str()); }
+  HRESULT Unregister(const Text& items) {
+    return registrar_->StringUnregister(Below(items).c_str());
+  }
+  static bool Has(const Text& path) { return HasKey(kRoot + OLESTR("\\") + path); }
+
+  platform::ComPtr<IRegistrar> registrar_;
+};
+
+TEST_F(RegistrarTest, Scripts_WriteEveryKindOfKeyAndValue) {
+  EXPECT_EQ(registrar_->AddReplacement(OLESTR("Module"), OLESTR("C:\\it''s {here}")), S_OK);
+  EXPECT_EQ(registrar_->AddReplacement(OLESTR("Name"), OLESTR("Replaced")), S_OK);
+  const Text items =
+      OLESTR("Plain = s 'text'\r\n{\n\t'Two Words' = s word { {0D43FE01-F093-11CF} = s '' }\n")
+          OLESTR("val One = s 'it''s' val 'Two 2' = d '18' val Three = b '00fF10'\n")
+              OLESTR("forceremove 'Empty' }\n%NAME% = s '%MODULE% , 100' { val Rate = s '5%%' }\n")
+                  OLESTR("Number = d 4294967295");
+  for (int round = 0; round < 2; ++round) EXPECT_EQ(Register(items), S_OK);
+  const struct {
+    LPCOLESTR path, name;
+    const char* value;
+  } rows[] = {{OLESTR(""), nullptr, "none"},
+              {OLESTR("\\Plain"), nullptr, "1 text|"},
+              {OLESTR("\\Plain"), OLESTR("One"), "1 it's|"},
+              {OLESTR("\\Plain"), OLESTR("Two 2"), "4 12000000"},
+              {OLESTR("\\Plain"), OLESTR("Three"), "3 00FF10"},
+              {OLESTR("\\Plain\\Two Words"), nullptr, "1 word|"},
+              {OLESTR("\\Plain\\Two Words\\{0D43FE01-F093-11CF}"), nullptr, "1 |"},
+              {OLESTR("\\Replaced"), nullptr, "1 C:\\it's {here} , 100|"},
+              {OLESTR("\\Replaced"), OLESTR("Rate"), "1 5%|"}};
+  for (const auto& row : rows) EXPECT_EQ(Value(row.path, row.name), row.value);
+  EXPECT_TRUE(Has(OLESTR("Plain\\Empty")));
+  if (kEmbeddedHost) {
+    // The other host under test knows fewer types, and only signed numbers.
+    EXPECT_EQ(Value(OLESTR("\\Number"), nullptr), "4 FFFFFFFF");
+    EXPECT_EQ(Register(OLESTR("val Hex = D '&hFf' val Many = m 'a\\0b' val None = M ''")), S_OK);
+    EXPECT_EQ(Value(OLESTR(""), OLESTR("Hex")), "4 FF000000");
+    EXPECT_EQ(Value(OLESTR(""), OLESTR("Many")), "7 a|b||");
+    EXPECT_EQ(Value(OLESTR(""), OLESTR("None")), "7 |");
+  }
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(Unregister(items), S_OK);
+    EXPECT_FALSE(Has(OLESTR("Plain")) || Has(OLESTR("Replaced")) || Has(OLESTR("Number")));
+    EXPECT_TRUE(HasKey(kRoot));
+  }
+}
+
+TEST_F(RegistrarTest, Rules_SayWhatIsRemoved) {
+  ASSERT_EQ(Register(OLESTR("A { Old { Older } val Old = s 'x' } B { Old } C { Old } D { Old }")),
+            S_OK);
+  const Text items =
+      OLESTR("A { New } ForceRemove B { New } NoRemove C { New } Delete D val Own = s 'x'");
+  EXPECT_EQ(Register(items), S_OK);
+  EXPECT_EQ(Value(OLESTR("\\A"), OLESTR("Old")), "1 x|");
+  EXPECT_TRUE(Has(OLESTR("A\\Old\\Older")) && Has(OLESTR("A\\New")));
+  EXPECT_TRUE(!Has(OLESTR("B\\Old")) && Has(OLESTR("B\\New")));
+  EXPECT_TRUE(Has(OLESTR("C\\Old")) && Has(OLESTR("C\\New")));
+  EXPECT_FALSE(Has(OLESTR("D")));
+
+  EXPECT_EQ(Unregister(items), S_OK);
+  EXPECT_TRUE(Has(OLESTR("A\\Old\\Older")) && !Has(OLESTR("A\\New"))) << "others have keys there";
+  EXPECT_FALSE(Has(OLESTR("B")));
+  EXPECT_TRUE(Has(OLESTR("C\\Old")) && !Has(OLESTR("C\\New")));
+  if (kEmbeddedHost) {
+    EXPECT_EQ(Value(OLESTR(""), OLESTR("Own")), "none") << "a value of a key that stays";
+    const Text kept = OLESTR("NoRemove val Own = s 'x'");
+    EXPECT_EQ(Register(kept), S_OK);
+    EXPECT_EQ(Unregister(kept), S_OK);
+    EXPECT_EQ(Value(OLESTR(""), OLESTR("Own")), "1 x|");
+  }
+}
+
+TEST_F(RegistrarTest, Replacements_MayBeMissing) {
+  const Text items = OLESTR("A = s '%Text%'");
+  EXPECT_EQ(Register(items), DISP_E_EXCEPTION);
+  EXPECT_FALSE(Has(OLESTR("A")));
+  EXPECT_EQ(registrar_->AddReplacement(OLESTR("TEXT"), OLESTR("1")), S_OK);
+  EXPECT_EQ(registrar_->AddReplacement(OLESTR("text"), OLESTR("2")), S_OK);
+  EXPECT_EQ(Register(items), S_OK);
+  EXPECT_EQ(Value(OLESTR("\\A"), nullptr), "1 2|") << "the last one of a name counts";
+  EXPECT_EQ(registrar_->ClearReplacements(), S_OK);
+  EXPECT_EQ(Register(items), DISP_E_EXCEPTION);
+}
+
+TEST_F(RegistrarTest, FilesAndResources_AreFoundOrNamedAsMissing) {
+  const TempFile file("script.rgs");
+  const std::string path = file.path();
+  const Text wide(path.begin(), path.end());
+  EXPECT_EQ(registrar_->FileRegister(wide.c_str()), kNoFile);
+  const Text script = Below(OLESTR("A { B }"));
+  file.Write(std::string(script.begin(), script.end()));
+  EXPECT_EQ(registrar_->FileRegister(wide.c_str()), S_OK);
+  EXPECT_TRUE(Has(OLESTR("A\\B")));
+  EXPECT_EQ(registrar_->FileUnregister(wide.c_str()), S_OK);
+  EXPECT_FALSE(Has(OLESTR("A")));
+
+  const Text module = platform::ModuleFileName(ModuleClient::Get().Handle());
+  EXPECT_EQ(registrar_->AddReplacement(OLESTR("Module"), OLESTR("x")), S_OK);
+  const struct {
+    Text module;
+    UINT number;
+    LPCOLESTR numberText, type;
+    HRESULT result;
+  } rows[] = {
+      {module, 101, OLESTR("#101"), OLESTR("REGISTRY"), S_OK},
+      {module, 99, OLESTR("#99"), OLESTR("REGISTRY"), kNoNumber},
+      {module, 101, OLESTR("#101"), OLESTR("SCRIPTS"), kNoType},
+      {OLESTR("/missing/module"), 101, OLESTR("#101"), OLESTR("REGISTRY"), kNoFile},
+  };
+  for (const auto& [name, number, numberText, type, result] : rows) {
+    SCOPED_TRACE(number);
+    const LPCOLESTR file = name.c_str();
+    EXPECT_EQ(registrar_->ResourceRegister(file, number, type), result);
+    EXPECT_EQ(HasKey(OLESTR("AOIKLP.ByteKLP.2")), result == S_OK);
+    EXPECT_EQ(registrar_->ResourceUnregister(file, number, type), result);
+    EXPECT_FALSE(HasKey(OLESTR("AOIKLP.ByteKLP.2")));
+    EXPECT_EQ(registrar_->ResourceRegisterSz(file, numberText, type), result);
+    EXPECT_EQ(registrar_->ResourceUnregisterSz(file, numberText, type), result);
+  }
+}
+
+TEST_F(RegistrarTest, BrokenScripts_EndWithACodeAndChangeNothing) {
+  if (!kEmbeddedHost) GTEST_SKIP() << "the other host under test reads some of them for ever";
+  const Text name = OLESTR("HKCR { ") + kRoot;
+  const LPCOLESTR rows[] = {
+      OLESTR(""),
+      OLESTR(" {"),
+      OLESTR(" { bad"),
+      OLESTR(" { A } "),
+      OLESTR(" } }"),
+      OLESTR(" } HKXX { }"),
+      OLESTR(" } HKCR"),
+      OLESTR(" } HKCR A { }"),
+      OLESTR(" = } "),
+      OLESTR(" = s } "),
+      OLESTR(" = s 'open } "),
+      OLESTR(" = q 'x' }"),
+      OLESTR(" = ss 'x' }"),
+      OLESTR(" = d 'x' }"),
+      OLESTR(" = d '4294967296' }"),
+      OLESTR(" = d '' }"),
+      OLESTR(" = b '123' }"),
+      OLESTR(" = b '1g' }"),
+      OLESTR(" { val A } }"),
+      OLESTR(" { val = s 'x' } }"),
+      OLESTR(" { ForceRemove val A = s 'x' } }"),
+      OLESTR(" { NoRemove } }"),
+      OLESTR(" { A\\B } }"),
+      OLESTR(" { Delete 'A\\B' } }"),
+      OLESTR(" { ForceRemove '' } }"),
+      OLESTR(" { Delete A = s 'x' } }"),
+      OLESTR(" { 50% } }"),
+      OLESTR(" { { } } }"),
+      OLESTR(" { = s 'x' } }"),
+  };
+  for (const LPCOLESTR& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    EXPECT_EQ(registrar_->StringRegister((name + row).c_str()), DISP_E_EXCEPTION);
+    EXPECT_EQ(registrar_->StringUnregister((name + row).c_str()), DISP_E_EXCEPTION);
+    EXPECT_FALSE(HasKey(kRoot));
+  }
+  // Whole ones that ask for what the registry does not have.
+  Text deep = OLESTR("HKCR { "), closed = OLESTR(" }");
+  for (int level = 1; level < 64; ++level) {
+    deep += kRoot + OLESTR(" { ");
+    closed += OLESTR(" }");
+  }
+  const Text longName(256, OLECHAR{'n'});
+  EXPECT_EQ(registrar_->StringRegister((name + OLESTR(" } HKLM { A }")).c_str()), E_HANDLE);
+  EXPECT_EQ(Register(OLESTR("A { ") + longName + OLESTR(" }")), E_INVALIDARG);
+  EXPECT_EQ(registrar_->StringRegister((deep + OLESTR("A { B }") + closed).c_str()),
+            DISP_E_EXCEPTION);
+  EXPECT_FALSE(HasKey(kRoot));
+  EXPECT_EQ(registrar_->StringRegister((deep + OLESTR("A") + closed).c_str()), S_OK);
+}
+
+TEST_F(RegistrarTest, NullsAndOtherFiles_AreRefused) {
+  if (!kEmbeddedHost) GTEST_SKIP() << "the other host under test does not look";
+  const LPCOLESTR some = OLESTR("x");
+  for (const HRESULT result :
+       {registrar_->AddReplacement(nullptr, some), registrar_->AddReplacement(some, nullptr),
+        registrar_->StringRegister(nullptr), registrar_->FileUnregister(nullptr),
+        registrar_->ResourceRegister(nullptr, 101, some),
+        registrar_->ResourceUnregister(some, 101, nullptr),
+        registrar_->ResourceRegisterSz(some, nullptr, some)}) {
+    EXPECT_EQ(result, E_INVALIDARG);
+  }
+  const Text module = platform::ModuleFileName(ModuleClient::Get().Handle());
+  EXPECT_EQ(registrar_->ResourceRegisterSz(module.c_str(), OLESTR("x101"), OLESTR("REGISTRY")),
+            kNoNumber);
+  const TempFile file;
+  file.Write("no module");
+  const std::string path = file.path();
+  EXPECT_EQ(registrar_->ResourceRegister(Text(path.begin(), path.end()).c_str(), 101, some),
+            platform::ResultCode(0x800700C1u));
+  const Text host =
+      platform::ModuleFileName(platform::ModuleOf(reinterpret_cast<const void*>(&CoTaskMemAlloc)));
+  EXPECT_EQ(registrar_->ResourceRegister(host.c_str(), 101, some),
+            platform::ResultCode(0x80070714u));
+  void* out = &out;
+  EXPECT_EQ(registrar_->QueryInterface(IID_IStream, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+}
+
+}  // namespace
+}  // namespace tests
