@@ -81,6 +81,12 @@ HRESULT MakeClassObject(CatalogueRow& row) noexcept {
   return result;
 }
 
+// Enters or removes the categories that a row's map names. No row has a map, since the scripts say
+// which category the classes are of.
+HRESULT UpdateCategories(const CatalogueRow& row) noexcept {
+  return row.categories() ? E_NOTIMPL : S_OK;
+}
+
 }  // namespace
 
 CatalogueRow* Catalogue() noexcept { return rows; }
@@ -125,7 +131,8 @@ HRESULT CanUnloadNow() noexcept { return platform::moduleLockCount == 0 ? S_OK :
 
 HRESULT RegisterServer() noexcept {
   for (const CatalogueRow* row = rows; row->classId; ++row) {
-    const HRESULT result = row->registration(*row, true);
+    HRESULT result = row->registration(*row, true);
+    if (SUCCEEDED(result)) result = UpdateCategories(*row);
     if (FAILED(result)) return result;
   }
   return S_OK;
@@ -133,7 +140,7 @@ HRESULT RegisterServer() noexcept {
 
 HRESULT UnregisterServer() noexcept {
   for (const CatalogueRow* row = rows; row->classId; ++row) {
-    if (FAILED(row->registration(*row, false))) break;
+    if (FAILED(UpdateCategories(*row)) || FAILED(row->registration(*row, false))) break;
   }
   return S_OK;
 }

@@ -43,11 +43,12 @@ HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** out) noexcept;
 // Behind DllCanUnloadNow: S_OK when nothing of the module is in use, else S_FALSE.
 HRESULT CanUnloadNow() noexcept;
 
-// Behind DllRegisterServer: the rows in order, the first failure ends it and is returned.
+// Behind DllRegisterServer: the rows in order, each one's registration and then its categories; the
+// first failure ends it and is returned.
 HRESULT RegisterServer() noexcept;
 
-// Behind DllUnregisterServer: the rows in order, the first failure ends the walk. S_OK all the
-// same: installers rely on it.
+// Behind DllUnregisterServer: the rows in the same order, each one's categories and then its
+// registration; the first failure ends the walk. S_OK all the same: installers rely on it.
 HRESULT UnregisterServer() noexcept;
 
 }  // namespace rastel

@@ -1,16 +1,16 @@
 #include "frame/catalogue.h"
-#include "frame/string_table.h"
+#include "frame/module_resources.h"
 #include "platform/module_entry.h"
 #include "platform/proxies.h"
 
 void platform::ModuleAttached(HINSTANCE module) noexcept {
   platform::AttachProxies(module);
   rastel::AttachModule(module);
-  rastel::OfferStringTable(module);
+  rastel::OfferModuleResources(module);
 }
 
 void platform::ModuleDetached() noexcept {
-  rastel::WithdrawStringTable(rastel::ModuleHandle());
+  rastel::WithdrawModuleResources(rastel::ModuleHandle());
   rastel::DetachModule();
 }
 

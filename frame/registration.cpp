@@ -3,67 +3,44 @@
 #include <string>
 
 #include "frame/boundary.h"
+#include "platform/com_ptr.h"
 #include "platform/module_file.h"
+#include "platform/registrar.h"
 
 namespace rastel {
 namespace {
 
 using Text = std::basic_string<OLECHAR>;
 
-HRESULT ResultOf(LSTATUS status) noexcept { return HRESULT_FROM_WIN32(static_cast<DWORD>(status)); }
-
-// An open registry key.
-class Key {
- public:
-  Key() = default;
-  ~Key() {
-    if (key_) RegCloseKey(key_);
+// As a script holds a text between quotes.
+Text WithQuotesDoubled(const Text& text) {
+  Text doubled;
+  for (const OLECHAR unit : text) {
+    doubled += unit;
+    if (unit == OLECHAR{'\''}) doubled += unit;
   }
-  Key(const Key&) = delete;
-  Key& operator=(const Key&) = delete;
-
-  LSTATUS Create(HKEY parent, const Text& path) noexcept {
-    return RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key_,
-                           nullptr);
-  }
-  // An empty name is the key's own value.
-  LSTATUS Set(const Text& name, const Text& value) noexcept {
-    return RegSetValueExW(key_, name.c_str(), 0, REG_SZ,
-                          reinterpret_cast<const BYTE*>(value.c_str()),
-                          static_cast<DWORD>((value.size() + 1) * sizeof(OLECHAR)));
-  }
-
- private:
-  HKEY key_ = nullptr;
-};
-
-Text ClassPath(REFCLSID classId) {
-  OLECHAR text[39];
-  StringFromGUID2(classId, text, 39);
-  return Text(OLESTR("CLSID\\")) + text;
+  return doubled;
 }
 
-HRESULT Enter(const CatalogueRow& row) {
+HRESULT RunScript(WORD script, bool enter) {
   const Text file = platform::ModuleFileName(ModuleHandle());
   if (file.empty()) return E_UNEXPECTED;
-  Key server;
-  LSTATUS status =
-      server.Create(HKEY_CLASSES_ROOT, ClassPath(*row.classId) + OLESTR("\\InprocServer32"));
-  if (status == ERROR_SUCCESS) status = server.Set({}, file);
-  if (status == ERROR_SUCCESS) status = server.Set(OLESTR("ThreadingModel"), OLESTR("Both"));
-  return ResultOf(status);
-}
-
-HRESULT Remove(const CatalogueRow& row) {
-  const LSTATUS status = RegDeleteTreeW(HKEY_CLASSES_ROOT, ClassPath(*row.classId).c_str());
-  return status == ERROR_FILE_NOT_FOUND ? S_OK : ResultOf(status);
+  platform::ComPtr<IRegistrar> registrar;
+  HRESULT result = CoCreateInstance(CLSID_Registrar, nullptr, CLSCTX_INPROC_SERVER, IID_IRegistrar,
+                                    registrar.PutVoid());
+  if (FAILED(result)) return result;
+  result = registrar->AddReplacement(OLESTR("Module"), WithQuotesDoubled(file).c_str());
+  if (FAILED(result)) return result;
+  result = registrar->AddReplacement(OLESTR("Module_Raw"), file.c_str());
+  if (FAILED(result)) return result;
+  return enter ? registrar->ResourceRegister(file.c_str(), script, OLESTR("REGISTRY"))
+               : registrar->ResourceUnregister(file.c_str(), script, OLESTR("REGISTRY"));
 }
 
 }  // namespace
 
 HRESULT UpdateRegistration(const CatalogueRow& row, bool enter) noexcept {
-  if (!row.instanceCreator) return S_OK;
-  return Guarded(*row.classId, [&] { return enter ? Enter(row) : Remove(row); });
+  return Guarded(*row.classId, [&] { return RunScript(row.script, enter); });
 }
 
 }  // namespace rastel

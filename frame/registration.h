@@ -1,13 +1,14 @@
-// What the module writes about its classes where the host looks for them.
+// What the module writes about its classes where the host looks for them: the registration scripts
+// among its resources (registration/), run by the platform's registrar.
 #pragma once
 
 #include "frame/catalogue.h"
 
 namespace rastel {
 
-// Enters a class under HKCR\CLSID with the module's file as in-process server of threading model
-// "Both", or removes that entry with all below it; a class that is not there is removed already.
-// A row without a class does nothing. Fails with the registry's error as a result code.
+// Runs the script of a row, which enters the class or removes it. Gives the registrar's result:
+// 0x80070716 when the module has no such script, DISP_E_EXCEPTION for one that is not whole, or the
+// registry's error.
 HRESULT UpdateRegistration(const CatalogueRow& row, bool enter) noexcept;
 
 }  // namespace rastel

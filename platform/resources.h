@@ -35,5 +35,7 @@ inline void WithdrawResources(HINSTANCE module) noexcept { HostRemoveResources(m
 // The type number of strings: each row is one string under its own number, UTF-16 units without a
 // terminator.
 inline constexpr UINT kStringResource = 6;
+// The type number of pictures: the bytes of a bitmap file behind the header of the file.
+inline constexpr UINT kBitmapResource = 2;
 
 }  // namespace platform

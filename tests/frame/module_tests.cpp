@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include "interfaces/identifiers.h"
 #include "platform/module_file.h"
@@ -29,7 +28,6 @@ class CountedOuter final : public IUnknown {
 namespace {
 
 using platform::ComPtr;
-using Text = std::basic_string<OLECHAR>;
 
 constexpr struct {
   const CLSID& classId;
@@ -57,33 +55,11 @@ constexpr struct {
     {CLSID_AttributeDoubleMapKLP, IID_IAttributeDoubleMapKLP},
     {CLSID_AttributeEntryKLP, IID_IAttributeEntryKLP},
 };
-// No classes: nothing, a class with another last byte, an interface, the type library.
+// No classes: nothing, a class with another last byte, the type library.
 constexpr GUID kForeign[] = {
     GUID{},
     {0x486B1585, 0xD4BF, 0x42FE, {0xA8, 0x33, 0x61, 0x90, 0x76, 0xA4, 0x53, 0x0D}},
-    IID_IByteAOIKLP,
     LIBID_RASTEL_KLP_Lib};
-
-Text ClassKey(REFCLSID classId) {
-  OLECHAR text[39];
-  StringFromGUID2(classId, text, 39);
-  return Text(OLESTR("CLSID\\")) + text;
-}
-
-// A text in the registry; without a value when there is none.
-std::optional<Text> Registered(const Text& key, LPCOLESTR name) {
-  HKEY handle = nullptr;
-  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_READ, &handle) != ERROR_SUCCESS) {
-    return std::nullopt;
-  }
-  OLECHAR text[1024];
-  DWORD bytes = sizeof(text), type = 0;
-  const LSTATUS status =
-      RegQueryValueExW(handle, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &bytes);
-  RegCloseKey(handle);
-  if (status != ERROR_SUCCESS || type != REG_SZ) return std::nullopt;
-  return Text(text, bytes / sizeof(OLECHAR) - 1);
-}
 
 class Module : public testing::Test {
  protected:
@@ -171,42 +147,6 @@ TEST_F(Module, StaysLoaded_WhileLockedOrInUse) {
   EXPECT_EQ(module_.CanUnloadNow(), S_FALSE) << "a lock";
   EXPECT_EQ(uncounted->LockServer(FALSE), S_OK);
   EXPECT_EQ(module_.CanUnloadNow(), S_OK);
-}
-
-TEST_F(Module, Registered_ServesTheHostUntilItIsRemoved) {
-  const Text file = platform::ModuleFileName(module_.Handle());
-  ASSERT_FALSE(file.empty());
-  EXPECT_EQ(module_.UnregisterServer(), S_OK) << "never entered";
-  for (int round = 0; round < 2; ++round) EXPECT_EQ(module_.RegisterServer(), S_OK);
-  // A thread of its own ends with everything that the host keeps for it.
-  std::thread([&] {
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    for (const auto& row : kClasses) {
-      SCOPED_TRACE(row.classId.Data1);
-      const Text server = ClassKey(row.classId) + OLESTR("\\InprocServer32");
-      EXPECT_EQ(Registered(server, nullptr), file);
-      EXPECT_EQ(Registered(server, OLESTR("ThreadingModel")), OLESTR("Both"));
-      ComPtr<IUnknown> object;
-      EXPECT_EQ(
-          CoCreateInstance(row.classId, nullptr, CLSCTX_INPROC_SERVER, row.typed, object.PutVoid()),
-          S_OK);
-      EXPECT_EQ(module_.CanUnloadNow(), S_FALSE) << "the object is one of this very module";
-    }
-    CoFreeUnusedLibraries();
-    CoUninitialize();
-  }).join();
-  for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(module_.UnregisterServer(), S_OK);
-    for (const auto& row : kClasses) {
-      SCOPED_TRACE(row.classId.Data1);
-      HKEY key = nullptr;
-      EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, ClassKey(row.classId).c_str(), 0, KEY_READ, &key),
-                ERROR_FILE_NOT_FOUND);
-      void* out = &out;
-      EXPECT_EQ(CoCreateInstance(row.classId, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &out),
-                REGDB_E_CLASSNOTREG);
-    }
-  }
 }
 
 // A copy of the module is another one, which nobody else keeps loaded.
