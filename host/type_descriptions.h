@@ -59,6 +59,7 @@ inline constexpr WORD TYPEFLAG_FCANCREATE = 0x0002;
 inline constexpr WORD TYPEFLAG_FDUAL = 0x0040;
 inline constexpr WORD TYPEFLAG_FOLEAUTOMATION = 0x0100;
 inline constexpr WORD TYPEFLAG_FDISPATCHABLE = 0x1000;
+inline constexpr WORD LIBFLAG_FHASDISKIMAGE = 0x8;
 
 struct ARRAYDESC;
 // A type: for VT_PTR and VT_SAFEARRAY what stands behind it, for VT_USERDEFINED a reference.

@@ -102,6 +102,6 @@ HRESULT RegisterTypeLib(ITypeLib* library, LPCOLESTR path, LPCOLESTR helpFolder)
 
 HRESULT UnRegisterTypeLib(REFGUID libraryId, WORD major, WORD minor, LCID,
                           SYSKIND system) noexcept {
-  if (system != SYS_WIN64) return TYPE_E_REGISTRYACCESS;
+  if (system != SYS_WIN64) return E_INVALIDARG;
   return host::TypeCall([&] { return host::RemoveLibrary(libraryId, major, minor); });
 }

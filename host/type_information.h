@@ -88,7 +88,7 @@ RASTEL_HOST_API HRESULT STDAPICALLTYPE QueryPathOfRegTypeLib(REFGUID libraryId, 
 RASTEL_HOST_API HRESULT STDAPICALLTYPE RegisterTypeLib(ITypeLib* library, LPCOLESTR path,
                                                        LPCOLESTR helpFolder) noexcept;
 // Removes the entries of exactly this version, and of the interfaces that still refer to it. The
-// library itself is not needed. TYPE_E_REGISTRYACCESS: it is not registered, or the registry cannot
-// be written. Only SYS_WIN64 is ever registered.
+// library itself is not needed. E_INVALIDARG: it is not registered; only SYS_WIN64 ever is.
+// TYPE_E_REGISTRYACCESS: the registry cannot be written.
 RASTEL_HOST_API HRESULT STDAPICALLTYPE UnRegisterTypeLib(REFGUID libraryId, WORD major, WORD minor,
                                                          LCID locale, SYSKIND system) noexcept;

@@ -109,8 +109,8 @@ HRESULT TypeLibrary::GetTypeInfoOfGuid(REFGUID guid, ITypeInfo** out) {
 
 HRESULT TypeLibrary::GetLibAttr(TLIBATTR** attributes) {
   if (attributes == nullptr) return E_INVALIDARG;
-  *attributes =
-      new (std::nothrow) TLIBATTR{*tables_.id, 0, SYS_WIN64, tables_.major, tables_.minor, 0};
+  *attributes = new (std::nothrow)
+      TLIBATTR{*tables_.id, 0, SYS_WIN64, tables_.major, tables_.minor, LIBFLAG_FHASDISKIMAGE};
   return *attributes != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -6,6 +6,7 @@
 #include "host/references.h"
 #include "host/registry.h"
 #include "host/strings.h"
+#include "host/type_names.h"
 
 namespace host {
 namespace {
@@ -267,7 +268,8 @@ HRESULT EnterLibrary(ITypeLib& library, LPCOLESTR path, LPCOLESTR helpFolder) {
   LSTATUS status = WriteText(key, nullptr, text.string != nullptr ? text.View() : name.View());
   if (status == ERROR_SUCCESS) status = WriteText(file, nullptr, path);
   if (status == ERROR_SUCCESS) {
-    status = WriteText(key + OLESTR("\\FLAGS"), nullptr, HexText(attributes.wLibFlags));
+    status = WriteText(key + OLESTR("\\FLAGS"), nullptr,
+                       WideText(std::to_string(attributes.wLibFlags).c_str()));
   }
   if (status == ERROR_SUCCESS) status = WriteText(key + OLESTR("\\HELPDIR"), nullptr, folder);
   result = WriteResult(status);
@@ -285,9 +287,9 @@ HRESULT RemoveLibrary(REFGUID libraryId, WORD major, WORD minor) {
   const RegistryText version = library + OLESTR("\\") + VersionText(major, minor);
   const RegistryText locale = version + OLESTR("\\") + kNeutralLocale;
   const RegistryText file = locale + OLESTR("\\") + kPlatform;
-  if (RegDeleteTreeW(HKEY_CLASSES_ROOT, file.c_str()) != ERROR_SUCCESS) {
-    return TYPE_E_REGISTRYACCESS;
-  }
+  const LSTATUS removed = RegDeleteTreeW(HKEY_CLASSES_ROOT, file.c_str());
+  if (removed == ERROR_FILE_NOT_FOUND) return E_INVALIDARG;
+  if (removed != ERROR_SUCCESS) return WriteResult(removed);
   RemoveInterfaces(libraryId, VersionText(major, minor));
   // Other locales and platforms, if somebody entered them, keep the version.
   RemoveIfBare(locale);
