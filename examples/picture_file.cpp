@@ -72,8 +72,7 @@ Picture<Sample> ReadPicture(const std::string& path) {
 template Picture<std::uint8_t> ReadPicture(const std::string& path);
 template Picture<std::uint16_t> ReadPicture(const std::string& path);
 
-std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture) {
-  const std::string path = stem + ".png";
+std::string EncodePng(const Picture<std::uint8_t>& picture) {
   std::string bytes;
   const auto append = [](void* target, void* data, int count) {
     static_cast<std::string*>(target)->append(static_cast<const char*>(data),
@@ -81,9 +80,14 @@ std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& p
   };
   if (!stbi_write_png_to_func(append, &bytes, picture.width, picture.height, picture.channels,
                               picture.samples.data(), picture.width * picture.channels)) {
-    throw std::runtime_error(path + ": cannot be encoded");
+    throw std::runtime_error("the picture cannot be encoded");
   }
-  WriteBytes(path, bytes);
+  return bytes;
+}
+
+std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture) {
+  const std::string path = stem + ".png";
+  WriteBytes(path, EncodePng(picture));
   return path;
 }
 

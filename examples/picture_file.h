@@ -33,6 +33,9 @@ bool HasSixteenBits(const std::string& path);
 template <class Sample>
 Picture<Sample> ReadPicture(const std::string& path);
 
+// The bytes of a PNG. Raises std::runtime_error.
+std::string EncodePng(const Picture<std::uint8_t>& picture);
+
 // Writes `stem` with the ending of the format and gives the path. Raises std::runtime_error.
 std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture);
 std::string WritePicture(const std::string& stem, const Picture<std::uint16_t>& picture);

@@ -1,130 +1,77 @@
 // The road of a picture through the module, as a client drives it:
 //   picture_road PICTURE.png OUT_FOLDER
 // reads a picture, makes an AOI by its class identifier, puts the colour channels into planes with
-// a margin, fills the margin in each mode, reads pixels back as double and through pointers, works
-// on a rectangle of the picture, and writes what the buffer holds, margins included.
+// a margin, fills the margin in each mode, works on tiles, gives the picture a name, a tag and
+// attributes, and saves it. Then a second process of this program
+//   picture_road --receive OUT_FOLDER
+// gets the AOI by value through a pipe, tells what came, and changes its own copy.
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
-#include "examples/picture_file.h"
-#include "interfaces/aoi.h"
-#include "interfaces/identifiers.h"
-#include "platform/com_ptr.h"
+#include "examples/aoi_planes.h"
+#include "examples/attributes.h"
+#include "examples/object_reference.h"
+#include "examples/second_process.h"
 
 namespace {
 
+using examples::Check;
 using examples::Picture;
+using examples::Rows;
+using examples::Say;
 using platform::ComPtr;
 
 constexpr LONG kMargin = 40;
-
-// One aligned line of the report.
-template <class... Values>
-void Say(const char* what, const char* format, Values... values) {
-  std::printf("  %-22s ", what);
-  std::printf(format, values...);
-  std::printf("\n");
-}
-
-// The words of the thread's error object, or the bare code when there is none.
-std::string Reason(HRESULT result) {
-  char code[16];
-  std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(result));
-  std::string text = code;
-  IErrorInfo* found = nullptr;
-  if (GetErrorInfo(0, &found) != S_OK) return text;
-  ComPtr<IErrorInfo> error;
-  error.Attach(found);
-  BSTR description = nullptr;
-  if (SUCCEEDED(error->GetDescription(&description)) && description) {
-    char narrow[512] = "";
-    // A text that is longer than the room is left out: what is there of it need not end.
-    if (WideCharToMultiByte(CP_ACP, 0, description, -1, narrow, sizeof narrow, nullptr, nullptr)) {
-      text += std::string(" ") + narrow;
-    }
-    SysFreeString(description);
-  }
-  return text;
-}
-
-void Check(HRESULT result, const char* step) {
-  if (FAILED(result)) throw std::runtime_error(std::string(step) + ": " + Reason(result));
-}
-
-// What the road needs to know about a pixel type.
-template <class Sample>
-struct AoiOf;
-template <>
-struct AoiOf<std::uint8_t> {
-  using Interface = IByteAOIKLP;
-  static constexpr const CLSID& kClass = CLSID_ByteAOIKLP;
-  static constexpr const char* kName = "ByteAOIKLP";
-};
-template <>
-struct AoiOf<std::uint16_t> {
-  using Interface = IWordAOIKLP;
-  static constexpr const CLSID& kClass = CLSID_WordAOIKLP;
-  static constexpr const char* kName = "WordAOIKLP";
-};
+constexpr LONG kColumns = 4;
+constexpr LONG kRows = 3;
+constexpr std::size_t kBins = 8;
 
 template <class Sample>
 class Road {
  public:
-  using IAoi = typename AoiOf<Sample>::Interface;
-
-  Road(const Picture<Sample>& picture, std::string folder)
-      : picture_(picture), folder_(std::move(folder)) {}
+  Road(const Picture<Sample>& picture, const std::string& path, std::string folder)
+      : picture_(picture), path_(path), folder_(std::move(folder)) {}
 
   void Go() {
     MakeAoi();
     PutChannelsIntoPlanes();
     FillMargins();
     ReadBack();
-    WorkOnRectangle();
+    WorkOnTiles();
+    Describe();
+    Save();
+    SendToSecondProcess();
+    ShareInProcess();
   }
 
  private:
+  using IAoi = examples::TypedAoi<Sample>;
+
   void MakeAoi() {
-    Check(CoCreateInstance(AoiOf<Sample>::kClass, nullptr, CLSCTX_INPROC_SERVER,
-                           platform::kIidOf<IAoi>, aoi_.PutVoid()),
-          "CoCreateInstance");
+    aoi_ = examples::Create<IAoi>(examples::AoiOf<Sample>::kClass);
+    const HRESULT early = aoi_->PutPixel(0, 0, 1);
+    Say("object", "%s by class identifier", examples::AoiOf<Sample>::kName);
+    Say("without a buffer", "%s", examples::Reason(early).c_str());
     Check(aoi_->put_BufferMargin(kMargin), "put_BufferMargin");
     Check(aoi_->CreatePlanes(picture_.channels, picture_.width, picture_.height), "CreatePlanes");
-    LONG planes = 0;
     LONG storedWidth = 0;
     LONG storedHeight = 0;
-    Check(aoi_->get_PlaneCount(&planes), "get_PlaneCount");
     Check(aoi_->get_BufferWidth(&storedWidth), "get_BufferWidth");
     Check(aoi_->get_BufferHeight(&storedHeight), "get_BufferHeight");
-    Say("object", "%s by class identifier", AoiOf<Sample>::kName);
-    Say("planes", "%d of %d x %d", int{planes}, picture_.width, picture_.height);
+    Say("planes", "%d of %d x %d", int{examples::PlaneCount(*aoi_)}, picture_.width,
+        picture_.height);
     Say("stored with margin", "%d x %d, margin %d", int{storedWidth}, int{storedHeight},
         int{kMargin});
   }
 
-  // A plane's rectangle as the pointer interface tells it.
-  struct Rows {
-    LONG width = 0;
-    LONG height = 0;
-    LONG lineSkip = 0;
-    Sample* first = nullptr;
-
-    Sample* Row(LONG y) const { return first + std::int64_t{y} * (width + lineSkip); }
-  };
-
-  static Rows RowsOf(IAoi& aoi, LONG plane) {
-    Rows rows;
-    Check(aoi.put_ActivePlane(plane), "put_ActivePlane");
-    Check(aoi.GetAccess(&rows.width, &rows.height, &rows.lineSkip, &rows.first), "GetAccess");
-    return rows;
-  }
-
   void PutChannelsIntoPlanes() {
     for (int channel = 0; channel < picture_.channels; ++channel) {
-      const Rows rows = RowsOf(*aoi_, channel);
+      const Rows<Sample> rows(*aoi_, channel);
       for (LONG y = 0; y < rows.height; ++y) {
         Sample* row = rows.Row(y);
         for (LONG x = 0; x < rows.width; ++x) row[x] = picture_.At(x, y)[channel];
@@ -138,54 +85,25 @@ class Road {
       const char* name;
     } kModes[] = {{MarginZero, "zero"},
                   {MarginPeriodic, "periodic"},
-                  {MarginMirror, "mirror"},
-                  {MarginReplicate, "replicate"}};
+                  {MarginReplicate, "replicate"},
+                  {MarginMirror, "mirror"}};
     for (const auto& mode : kModes) {
       Check(aoi_->put_MarginMode(mode.mode), "put_MarginMode");
       Check(aoi_->FillMargins(), "FillMargins");
       Say("margins", "%-10s %s", mode.name,
-          WriteBuffer(std::string("margin_") + mode.name).c_str());
+          Write(std::string("margin_") + mode.name, kMargin).c_str());
     }
-    Check(aoi_->put_MarginMode(MarginNone), "put_MarginMode");
-    const double before = SumOfBuffer();
-    Check(aoi_->FillMargins(), "FillMargins");
-    Say("margins", "%-10s %s", "none", SumOfBuffer() == before ? "left as they were" : "CHANGED");
   }
 
-  // The whole stored buffer as a picture. The interior pointer steps back over the margin, which
-  // lies in the same memory.
-  std::string WriteBuffer(const std::string& name) {
-    Picture<Sample> stored{
-        picture_.width + 2 * kMargin, picture_.height + 2 * kMargin, picture_.channels, {}};
-    stored.samples.resize(static_cast<std::size_t>(stored.width) *
-                          static_cast<std::size_t>(stored.height) *
-                          static_cast<std::size_t>(stored.channels));
-    for (int channel = 0; channel < stored.channels; ++channel) {
-      const Rows rows = RowsOf(*aoi_, channel);
-      for (int y = 0; y < stored.height; ++y) {
-        const Sample* row = rows.Row(y - kMargin) - kMargin;
-        for (int x = 0; x < stored.width; ++x) stored.At(x, y)[channel] = row[x];
-      }
-    }
-    return examples::WritePicture(folder_ + "/" + name, stored);
-  }
-
-  double SumOfBuffer() {
-    double sum = 0;
-    for (int channel = 0; channel < picture_.channels; ++channel) {
-      const Rows rows = RowsOf(*aoi_, channel);
-      for (LONG y = -kMargin; y < rows.height + kMargin; ++y) {
-        for (LONG x = -kMargin; x < rows.width + kMargin; ++x) sum += rows.Row(y)[x];
-      }
-    }
-    return sum;
+  std::string Write(const std::string& name, LONG margin) {
+    return examples::WritePicture(folder_ + "/" + name, examples::PictureOf<Sample>(*aoi_, margin));
   }
 
   // The same pixels through the generic interface as double, and through pointers.
   void ReadBack() {
     const ComPtr<IAoiKLP> generic = aoi_.template As<IAoiKLP>();
     for (int channel = 0; channel < picture_.channels; ++channel) {
-      const Rows rows = RowsOf(*aoi_, channel);
+      const Rows<Sample> rows(*aoi_, channel);
       double byPixel = 0;
       double byPointer = 0;
       for (LONG y = 0; y < rows.height; ++y) {
@@ -202,42 +120,95 @@ class Road {
           byPixel == byPointer ? "equal" : "DIFFERENT");
     }
     double corner = 0;
-    Check(generic->GetPixel(-kMargin, -kMargin, &corner), "GetPixel");
-    Say("margin corner", "%.0f at (%d, %d)", corner, int{-kMargin}, int{-kMargin});
     const HRESULT outside = generic->GetPixel(-kMargin - 1, 0, &corner);
     Say("beyond the margin", "refused with 0x%08X", static_cast<unsigned>(outside));
   }
 
-  // A sibling looks at the middle of the same pixels and inverts them there.
-  void WorkOnRectangle() {
-    ComPtr<IAoi> middle;
-    Check(aoi_->Clone(middle.Put()), "Clone");
-    const LONG left = picture_.width / 4;
-    const LONG top = picture_.height / 4;
-    Check(middle->SetRect(left, top, left + picture_.width / 2 - 1, top + picture_.height / 2 - 1),
-          "SetRect");
-    // Alpha, the last of an even number of channels, stays.
-    const int colours = picture_.channels - (picture_.channels % 2 == 0 ? 1 : 0);
-    for (int channel = 0; channel < colours; ++channel) {
-      const Rows rows = RowsOf(*middle, channel);
-      for (LONG y = 0; y < rows.height; ++y) {
-        Sample* row = rows.Row(y);
-        for (LONG x = 0; x < rows.width; ++x) row[x] = static_cast<Sample>(~row[x]);
+  // Tiles are AOIs of their own on the same pixels: every second one inverts what it sees.
+  void WorkOnTiles() {
+    ComPtr<IAoi> tiles[kColumns * kRows];
+    IAoi* made[kColumns * kRows] = {};
+    Check(aoi_->SplitTiles(kColumns, kRows, made), "SplitTiles");
+    for (int i = 0; i < kColumns * kRows; ++i) tiles[i].Attach(made[i]);
+    for (int i = 0; i < kColumns * kRows; ++i) {
+      if ((i % kColumns + i / kColumns) % 2 == 1) examples::Invert<Sample>(*tiles[i]);
+    }
+    Check(aoi_->FillMargins(), "FillMargins");
+    Say("tiles", "%d x %d, every second inverted  %s", int{kColumns}, int{kRows},
+        Write("tiles", kMargin).c_str());
+  }
+
+  void Describe() {
+    const std::filesystem::path file(path_);
+    const examples::Text name(file.stem().string());
+    Check(aoi_->put_Name(name.Get()), "put_Name");
+    const examples::Value tag(std::string("0.25 \u00B5m per pixel"));
+    Check(aoi_->put_Tag(tag.Get()), "put_Tag");
+    std::vector<double> histogram(kBins);
+    const Rows<Sample> rows(*aoi_, 0);
+    for (LONG y = 0; y < rows.height; ++y) {
+      for (LONG x = 0; x < rows.width; ++x) {
+        ++histogram[std::size_t{rows.Row(y)[x]} * kBins >> (8 * sizeof(Sample))];
       }
     }
-    LONG x = 0;
-    LONG y = 0;
-    LONG width = 0;
-    LONG height = 0;
-    Check(middle->GetRect(&x, &y, &width, &height), "GetRect");
-    Check(aoi_->put_MarginMode(MarginMirror), "put_MarginMode");
-    Check(aoi_->FillMargins(), "FillMargins");
-    const std::string file = WriteBuffer("rectangle");
-    Say("rectangle inverted", "%d x %d at (%d, %d)  %s", int{width}, int{height}, int{x}, int{y},
-        file.c_str());
+    const auto attributes =
+        examples::MakeAttributes(file.filename().string(), picture_.channels, histogram);
+    Check(aoi_->put_AttributeMap(attributes.Get()), "put_AttributeMap");
+    Say("described", "in this process");
+    examples::SayDescription(*aoi_.template As<IAoiKLP>());
+  }
+
+  void Save() {
+    Check(aoi_->put_MarshalFlags(MarshalBuffer), "put_MarshalFlags");
+    Say("saved with margins", "%zu bytes", SavedBytes().size());
+    Check(aoi_->put_MarshalFlags(MarshalRectangle), "put_MarshalFlags");
+    const auto bytes = SavedBytes();
+    const std::string path = folder_ + "/picture.aoi";
+    std::ofstream file(path, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    if (!file.flush()) throw std::runtime_error(path + ": cannot be written");
+    Say("saved", "%zu bytes  %s", bytes.size(), path.c_str());
+    ComPtr<IAoi> loaded;
+    Check(OleLoadFromStream(examples::MemoryStream(bytes).Get(), platform::kIidOf<IAoi>,
+                            loaded.PutVoid()),
+          "OleLoadFromStream");
+    Say("loaded back", "%s",
+        examples::Checksum<Sample>(*loaded) == examples::Checksum<Sample>(*aoi_) ? "equal"
+                                                                                 : "DIFFERENT");
+  }
+
+  std::vector<std::byte> SavedBytes() {
+    const auto stream = examples::MemoryStream();
+    Check(OleSaveToStream(aoi_.template As<IPersistStream>().Get(), stream.Get()),
+          "OleSaveToStream");
+    return examples::ContentOf(*stream);
+  }
+
+  void SendToSecondProcess() {
+    const std::uint32_t before = examples::Checksum<Sample>(*aoi_);
+    const auto reference = examples::ReferenceTo(*aoi_.template As<IAoiKLP>(), MSHCTX_LOCAL);
+    Say("to a second process", "%zu bytes, checksum %08x", reference.size(), unsigned{before});
+    examples::SecondProcess other({"--receive", folder_});
+    other.Send(reference);
+    if (const int code = other.WaitForEnd(); code != 0) {
+      throw std::runtime_error("the second process ended with " + std::to_string(code));
+    }
+    const std::uint32_t after = examples::Checksum<Sample>(*aoi_);
+    Say("own picture", "checksum %08x: %s", unsigned{after},
+        after == before ? "not changed" : "CHANGED");
+  }
+
+  void ShareInProcess() {
+    const auto reference = examples::ReferenceTo(*aoi_.template As<IAoiKLP>(), MSHCTX_INPROC);
+    const auto same = examples::ObjectOf<IAoiKLP>(reference);
+    Say("within the process", "%zu bytes, %s", reference.size(),
+        same.Get() == aoi_.template As<IAoiKLP>().Get() ? "the same pointer"
+                                                        : "A DIFFERENT POINTER");
   }
 
   Picture<Sample> picture_;
+  std::string path_;
   std::string folder_;
   ComPtr<IAoi> aoi_;
 };
@@ -251,7 +222,31 @@ void Travel(const std::string& path, const std::string& folder) {
   if (picture.width < kMargin || picture.height < kMargin) {
     throw std::runtime_error(path + ": smaller than the margin of " + std::to_string(kMargin));
   }
-  Road<Sample>(picture, folder).Go();
+  Road<Sample>(picture, path, folder).Go();
+}
+
+// The second process: what comes through the pipe is an object of its own.
+template <class Sample>
+void ChangeCopy(IAoiKLP& aoi, const std::string& folder) {
+  const auto typed = ComPtr<IAoiKLP>(&aoi).As<examples::TypedAoi<Sample>>();
+  Say("  checksum", "%08x", unsigned{examples::Checksum<Sample>(*typed)});
+  examples::Invert<Sample>(*typed);
+  Say("  inverted", "checksum %08x  %s", unsigned{examples::Checksum<Sample>(*typed)},
+      examples::WritePicture(folder + "/second_process", examples::PictureOf<Sample>(*typed))
+          .c_str());
+}
+
+void Receive(const std::string& folder) {
+  const auto aoi = examples::ObjectOf<IAoiKLP>(examples::ReceiveAll());
+  Say("received", "in the second process");
+  examples::SayDescription(*aoi);
+  ElementTypeKLP type{};
+  Check(aoi->get_ElementType(&type), "get_ElementType");
+  if (type == ElementWord) {
+    ChangeCopy<std::uint16_t>(*aoi, folder);
+  } else {
+    ChangeCopy<std::uint8_t>(*aoi, folder);
+  }
 }
 
 }  // namespace
@@ -264,7 +259,9 @@ int main(int argc, char** argv) {
   if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return 1;
   int status = 0;
   try {
-    if (examples::HasSixteenBits(argv[1])) {
+    if (argv[1] == std::string("--receive")) {
+      Receive(argv[2]);
+    } else if (examples::HasSixteenBits(argv[1])) {
       Travel<std::uint16_t>(argv[1], argv[2]);
     } else {
       Travel<std::uint8_t>(argv[1], argv[2]);
@@ -274,6 +271,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "picture_road: %s\n", error.what());
     status = 1;
   }
+  std::fflush(stdout);
   CoUninitialize();
   return status;
 }

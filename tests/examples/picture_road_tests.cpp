@@ -1,6 +1,6 @@
 // The example programs, run as their users run them, on small pictures of every kind. What they
 // write is compared with a model of the margins that works pixel by pixel.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -38,37 +38,43 @@ Sample SampleAt(int x, int y, int channel) {
 
 // Where the margin takes pixel i of a line of n from; -1: from nowhere, it is 0.
 using Source = int (*)(int i, int n);
+int Mirrored(int i, int n) { return i < 0 ? -1 - i : i >= n ? 2 * n - 1 - i : i; }
+// Whether the colours of a pixel are inverted.
+using Inverts = bool (*)(int x, int y, const PictureRow& row);
+bool Never(int, int, const PictureRow&) { return false; }
+bool InSecondTile(int x, int y, const PictureRow& row) {
+  return (std::min(x / (row.width / 4), 3) + std::min(y / (row.height / 3), 2)) % 2 == 1;
+}
+
 constexpr struct {
   const char* file;
+  int margin;
   Source source;
-} kModes[] = {
-    {"margin_zero", [](int i, int n) { return i < 0 || i >= n ? -1 : i; }},
-    {"margin_periodic", [](int i, int n) { return (i + n) % n; }},
-    {"margin_mirror", [](int i, int n) { return i < 0    ? -1 - i
-                                                : i >= n ? 2 * n - 1 - i
-                                                         : i; }},
-    {"margin_replicate", [](int i, int n) { return std::clamp(i, 0, n - 1); }},
-    // Mirrored as well, after the middle was inverted.
-    {"rectangle", [](int i, int n) { return i < 0    ? -1 - i
-                                            : i >= n ? 2 * n - 1 - i
-                                                     : i; }},
+  Inverts inverts;
+} kWritten[] = {
+    {"margin_zero", kMargin, [](int i, int n) { return i < 0 || i >= n ? -1 : i; }, Never},
+    {"margin_periodic", kMargin, [](int i, int n) { return (i + n) % n; }, Never},
+    {"margin_replicate", kMargin, [](int i, int n) { return std::clamp(i, 0, n - 1); }, Never},
+    {"margin_mirror", kMargin, Mirrored, Never},
+    {"tiles", kMargin, Mirrored, InSecondTile},
+    // The other process has the rectangle alone and inverts it once more.
+    {"second_process", 0, Mirrored,
+     [](int x, int y, const PictureRow& row) { return !InSecondTile(x, y, row); }},
 };
 
 template <class Sample>
-Picture<Sample> Expected(const PictureRow& row, Source source, bool isInverted) {
-  Picture<Sample> stored{row.width + 2 * kMargin, row.height + 2 * kMargin, row.channels, {}};
+Picture<Sample> Expected(const PictureRow& row, int margin, Source source, Inverts inverts) {
+  Picture<Sample> stored{row.width + 2 * margin, row.height + 2 * margin, row.channels, {}};
   const int colours = row.channels % 2 == 0 ? row.channels - 1 : row.channels;
-  const auto isMiddle = [](int i, int n) { return i >= n / 4 && i < n / 4 + n / 2; };
   for (int y = 0; y < stored.height; ++y) {
     for (int x = 0; x < stored.width; ++x) {
-      const int fromX = source(x - kMargin, row.width);
-      const int fromY = source(y - kMargin, row.height);
+      const int fromX = source(x - margin, row.width);
+      const int fromY = source(y - margin, row.height);
       for (int c = 0; c < row.channels; ++c) {
-        const bool inverts =
-            isInverted && c < colours && isMiddle(fromX, row.width) && isMiddle(fromY, row.height);
         const Sample sample =
             fromX < 0 || fromY < 0 ? Sample{0} : SampleAt<Sample>(fromX, fromY, c);
-        stored.samples.push_back(inverts ? static_cast<Sample>(~sample) : sample);
+        const bool isInverted = c < colours && inverts(fromX, fromY, row);
+        stored.samples.push_back(isInverted ? static_cast<Sample>(~sample) : sample);
       }
     }
   }
@@ -126,6 +132,12 @@ std::string FileContent(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+// The lines behind the one that starts with `from`, up to the one that starts with `to`.
+std::string Between(const std::string& text, const std::string& from, const std::string& to) {
+  const std::size_t start = text.find('\n', text.find("  " + from + " ")) + 1;
+  return text.substr(start, text.find("  " + to + " ", start) - start);
+}
+
 class Examples : public testing::Test {
  protected:
   Examples() {
@@ -148,9 +160,16 @@ class Examples : public testing::Test {
     for (const char* wrong : {"DIFFERENT", "CHANGED", "picture_road:"}) {
       EXPECT_EQ(child.output.find(wrong), child.output.npos) << child.output;
     }
-    for (const auto& [file, source] : kModes) {
+    EXPECT_THAT(child.output, testing::HasSubstr("not changed"));
+    EXPECT_THAT(child.output, testing::HasSubstr("the same pointer"));
+    // Both processes tell the same of the picture.
+    const std::string described = Between(child.output, "described", "saved with margins");
+    EXPECT_THAT(described, testing::HasSubstr(std::string("source: ") + row.name + ".png"));
+    EXPECT_THAT(described, testing::HasSubstr("planes: a map of " + std::to_string(row.channels)));
+    EXPECT_EQ(described, Between(child.output, "received", "  checksum"));
+    for (const auto& [file, margin, source, inverts] : kWritten) {
       SCOPED_TRACE(file);
-      const auto expected = Expected<Sample>(row, source, file == std::string("rectangle"));
+      const auto expected = Expected<Sample>(row, margin, source, inverts);
       const auto written = ReadBack<Sample>(out.folder() + "/" + file + row.ending);
       EXPECT_EQ(written.width, expected.width);
       EXPECT_EQ(written.height, expected.height);
@@ -162,7 +181,7 @@ class Examples : public testing::Test {
   const TempFile registry_{"registry"};
 };
 
-TEST_F(Examples, PictureRoad_WritesWhatTheMarginsHold) {
+TEST_F(Examples, PictureRoad_GoesAllTheWay) {
   for (const PictureRow& row : {PictureRow{"grey8", 48, 44, 1, ".png"},
                                 {"grey_alpha8", 48, 44, 2, ".png"},
                                 {"rgb8", 40, 40, 3, ".png"},

@@ -1,0 +1,308 @@
+// A client that knows ProgIDs and nothing else: it finds classes by their names, members by their
+// names, and learns from the library that is registered with the host how to call them. What it
+// prints is the same on every host.
+#include <utility>
+
+#include "examples/client.h"
+
+using examples::Check;
+using examples::Say;
+using examples::Text;
+using examples::Utf8;
+using platform::ComPtr;
+
+namespace {
+
+constexpr const char* kProgIds[] = {
+    "AOIKLP.ByteKLP",
+    "AOIKLP.WordKLP",
+    "AOIKLP.DWordKLP",
+    "AOIKLP.FloatKLP",
+    "AOIKLP.DoubleKLP",
+    "AOIKLP.CharKLP",
+    "AOIKLP.ShortKLP",
+    "AOIKLP.LongKLP",
+    "VectorKLP.ByteKLP",
+    "VectorKLP.ShortKLP",
+    "VectorKLP.LongKLP",
+    "VectorKLP.FloatKLP",
+    "VectorKLP.DoubleKLP",
+    "VectorKLP.CharVectorKLP",
+    "VectorKLP.WordVectorKLP",
+    "VectorKLP.DWordVectorKLP",
+    "VectorKLP.VariantVectorKLP",
+    "RastelKLP.AttributeBstrMapKLP",
+    "RastelKLP.AttributeLongMapKLP",
+    "RastelKLP.AttributeDoubleMapKLP",
+    "RastelKLP.AttributeEntryKLP",
+};
+
+// A result without words.
+std::string Code(HRESULT result) {
+  char code[16];
+  std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(result));
+  return code;
+}
+
+// An argument for a late-bound call: a number, a truth value, a text, an object, or the address of
+// a number that the call fills in.
+class Argument {
+ public:
+  explicit Argument(int number) { Set(VT_I4).lVal = number; }
+  explicit Argument(double number) { Set(VT_R8).dblVal = number; }
+  explicit Argument(bool truth) { Set(VT_BOOL).boolVal = truth ? VARIANT_TRUE : VARIANT_FALSE; }
+  explicit Argument(const char* utf8) {
+    Set(VT_BSTR).bstrVal = SysAllocString(Text(std::string(utf8)).Get());
+  }
+  explicit Argument(LONG* filled) { Set(VT_I4 | VT_BYREF).plVal = filled; }
+  explicit Argument(const ComPtr<IDispatch>& object) {
+    Set(VT_DISPATCH).pdispVal = ComPtr<IDispatch>(object).Detach();
+  }
+  ~Argument() { VariantClear(&value_); }
+  Argument(const Argument&) = delete;
+  Argument& operator=(const Argument&) = delete;
+
+  const VARIANT& Get() const { return value_; }
+
+ private:
+  VARIANT& Set(int type) {
+    value_.vt = static_cast<VARTYPE>(type);
+    return value_;
+  }
+
+  VARIANT value_{};
+};
+
+// What a late-bound call gave.
+class Answer {
+ public:
+  Answer() = default;
+  ~Answer() { VariantClear(&value_); }
+  Answer(Answer&& other) noexcept : value_(std::exchange(other.value_, VARIANT{})) {}
+
+  VARIANT* Put() { return &value_; }
+  const VARIANT& Get() const { return value_; }
+
+  std::string AsText() {
+    VARIANT text{};
+    Check(VariantChangeType(&text, &value_, 0, VT_BSTR), "VariantChangeType");
+    const std::string utf8 = Utf8(text.bstrVal);
+    VariantClear(&text);
+    return utf8;
+  }
+  ComPtr<IDispatch> AsObject() const {
+    if (value_.vt != VT_DISPATCH) throw std::runtime_error("no object");
+    return value_.pdispVal;
+  }
+
+ private:
+  VARIANT value_{};
+};
+
+// An object known by the names of its members.
+class Object {
+ public:
+  explicit Object(ComPtr<IDispatch> object) : object_(std::move(object)) {}
+  explicit Object(const std::string& progId) { Check(TryToMake(progId, *this), progId.c_str()); }
+
+  static HRESULT TryToMake(const std::string& progId, Object& made) {
+    CLSID classId;
+    Check(CLSIDFromProgID(Text(progId).Get(), &classId), progId.c_str());
+    return CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
+                            made.object_.PutVoid());
+  }
+
+  const ComPtr<IDispatch>& Pointer() const { return object_; }
+
+  // The name of the interface in which members are looked up.
+  std::string InterfaceName() const {
+    ComPtr<ITypeInfo> info;
+    Text name;
+    Check(object_->GetTypeInfo(0, LOCALE_USER_DEFAULT, info.Put()), "GetTypeInfo");
+    Check(info->GetDocumentation(MEMBERID_NIL, name.Put(), nullptr, nullptr, nullptr),
+          "GetDocumentation");
+    return Utf8(name.Get());
+  }
+
+  // A property, with its index or key if it has one.
+  template <class... Arguments>
+  Answer Get(const char* name, const Arguments&... arguments) const {
+    return Invoke(name, DISPATCH_PROPERTYGET, arguments...);
+  }
+  template <class... Arguments>
+  std::string GetText(const char* name, const Arguments&... arguments) const {
+    return Get(name, arguments...).AsText();
+  }
+  // The new value stands last.
+  template <class... Arguments>
+  void Put(const char* name, const Arguments&... arguments) const {
+    Invoke(name, DISPATCH_PROPERTYPUT, arguments...);
+  }
+  template <class... Arguments>
+  Answer Call(const char* name, const Arguments&... arguments) const {
+    return Invoke(name, DISPATCH_METHOD, arguments...);
+  }
+
+ private:
+  template <class... Arguments>
+  Answer Invoke(const char* name, WORD kind, const Arguments&... arguments) const {
+    const Argument owned[] = {Argument(arguments)..., Argument(0)};
+    constexpr UINT kCount = sizeof...(arguments);
+    VARIANT reversed[kCount + 1];
+    for (UINT i = 0; i < kCount; ++i) reversed[i] = owned[kCount - 1 - i].Get();
+    Answer answer;
+    InvokeNamed(name, kind, reversed, kCount, answer);
+    return answer;
+  }
+  void InvokeNamed(const std::string& name, WORD kind, VARIANT* arguments, UINT count,
+                   Answer& answer) const;
+
+  ComPtr<IDispatch> object_;
+};
+
+// Throws the object's own words where it gave some, and the code where the call did not come so
+// far.
+void Object::InvokeNamed(const std::string& name, WORD kind, VARIANT* arguments, UINT count,
+                         Answer& answer) const {
+  const Text wide(name);
+  OLECHAR* names = wide.Get();
+  DISPID member = DISPID_UNKNOWN;
+  HRESULT result = object_->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
+  if (FAILED(result)) throw std::runtime_error(name + ": " + Code(result));
+  DISPID put = DISPID_PROPERTYPUT;
+  DISPPARAMS parameters{arguments, nullptr, count, 0};
+  const bool isPut = kind == DISPATCH_PROPERTYPUT;
+  if (isPut) {
+    parameters.rgdispidNamedArgs = &put;
+    parameters.cNamedArgs = 1;
+  }
+  EXCEPINFO exception{};
+  result = object_->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters,
+                           isPut ? nullptr : answer.Put(), &exception, nullptr);
+  const std::string source = Utf8(exception.bstrSource), words = Utf8(exception.bstrDescription);
+  SysFreeString(exception.bstrSource);
+  SysFreeString(exception.bstrDescription);
+  SysFreeString(exception.bstrHelpFile);
+  if (result == DISP_E_EXCEPTION) {
+    throw std::runtime_error(Code(exception.scode) + " from " + source + ": " + words);
+  }
+  if (FAILED(result)) throw std::runtime_error(name + ": " + Code(result));
+}
+
+// Says how a call fails that must not succeed.
+template <class Call>
+void SayFailure(const char* what, Call call) {
+  try {
+    call();
+  } catch (const std::runtime_error& error) {
+    return Say(what, "%s", error.what());
+  }
+  throw std::runtime_error(std::string(what) + " did not fail");
+}
+
+// The texts of an array of texts, with blanks between.
+std::string Joined(const VARIANT& array) {
+  if (array.vt != (VT_ARRAY | VT_BSTR)) throw std::runtime_error("no array of texts");
+  BSTR* texts = nullptr;
+  LONG last = -1;
+  std::string joined;
+  Check(SafeArrayGetUBound(array.parray, 1, &last), "SafeArrayGetUBound");
+  Check(SafeArrayAccessData(array.parray, reinterpret_cast<void**>(&texts)), "SafeArrayAccessData");
+  for (LONG i = 0; i <= last; ++i) joined += (i > 0 ? " " : "") + Utf8(texts[i]);
+  SafeArrayUnaccessData(array.parray);
+  return joined;
+}
+
+void ShowClasses() {
+  std::printf("Classes\n");
+  for (const char* progId : kProgIds) {
+    Object object{ComPtr<IDispatch>()};
+    const HRESULT result = Object::TryToMake(progId, object);
+    const std::string answer = FAILED(result) ? Code(result) : object.InterfaceName();
+    std::printf("  %-36s %s\n", progId, answer.c_str());
+  }
+}
+
+Object ShowPicture() {
+  std::printf("A picture\n");
+  const Object picture("AOIKLP.WordKLP");
+  SayFailure("without pixels", [&] { picture.Get("Width"); });
+  picture.Call("CreateImage", 6, 4);
+  picture.Call("fill", 7);
+  picture.Call("PutPixel", 2, 1, 4711.9);
+  Say("size", "%s x %s", picture.GetText("Width").c_str(), picture.GetText("HEIGHT").c_str());
+  Say("pixels", "%s %s", picture.Call("GetPixel", 1, 1).AsText().c_str(),
+      picture.Call("GetPixel", 2, 1).AsText().c_str());
+  picture.Put("PlaneSelected", 0, false);
+  Say("plane selected", "%s", picture.GetText("PlaneSelected", 0).c_str());
+  picture.Put("Name", "Kaffee");
+  picture.Call("SetRect", 1, "1", 4.0, 3);
+  LONG x = 0, y = 0, width = 0, height = 0;
+  picture.Call("GetRect", &x, &y, &width, &height);
+  Say("rectangle", "%d %d, %d x %d", static_cast<int>(x), static_cast<int>(y),
+      static_cast<int>(width), static_cast<int>(height));
+  const Object clone(picture.Call("Clone").AsObject());
+  Say("clone", "%s %s, same size %s", clone.InterfaceName().c_str(), clone.GetText("Name").c_str(),
+      picture.Call("IsSameSize", clone.Pointer()).AsText().c_str());
+  SayFailure("negative width", [&] { picture.Put("Width", -1); });
+  SayFailure("no such plane", [&] { picture.Put("ActivePlane", 1); });
+  SayFailure("no such member", [&] { picture.Get("Breite"); });
+  SayFailure("an argument short", [&] { picture.Call("GetPixel", 1); });
+  SayFailure("not a number", [&] { picture.Put("Width", "breit"); });
+  SayFailure("not an AOI",
+             [&] { picture.Call("CopyRect", Object("VectorKLP.ByteKLP").Pointer()); });
+  return picture;
+}
+
+void ShowVector() {
+  std::printf("A vector\n");
+  const Object vector("VectorKLP.ByteKLP.2");
+  vector.Put("Count", 3);
+  vector.Put("HasElementTags", true);
+  vector.Put("Value", 0, 12.7);
+  vector.Put("Value", 1, "300");
+  vector.Put("ElementTag", 1, "hell");
+  Say("elements", "%s %s %s", vector.GetText("Value", 0).c_str(),
+      vector.GetText("Value", 1).c_str(), vector.GetText("Value", 2).c_str());
+  const Object copy(vector.Call("DeepCopy").AsObject());
+  Say("tag in a copy", "%s", copy.GetText("ElementTag", 1).c_str());
+  SayFailure("no such element", [&] { vector.Get("Value", 3); });
+}
+
+void ShowMap(const Object& picture) {
+  std::printf("A map\n");
+  const Object map("RastelKLP.AttributeBstrMapKLP");
+  picture.Put("AttributeMap", map.Pointer());
+  map.Put("Value", "Zeit", 0.25);
+  map.Put("Value", "Kamera", "Prüfstand 2");
+  map.Put("Value", "Bild", picture.Call("Clone").AsObject());
+  const Object same(picture.Get("AttributeMap").AsObject());
+  Say("keys", "%s", Joined(same.Get("Keys").Get()).c_str());
+  Say("values", "%s %s", same.GetText("Value", "Zeit").c_str(),
+      same.GetText("Value", "Kamera").c_str());
+  Say("an object in a value", "%s",
+      Object(same.Get("Value", "Bild").AsObject()).InterfaceName().c_str());
+  same.Call("Remove", "Zeit");
+  const Object clone(map.Call("Clone").AsObject());
+  Say("of a clone", "%s attributes, Zeit %s", clone.GetText("Count").c_str(),
+      clone.Call("Exists", "Zeit").AsText().c_str());
+  map.Put("OverrideMode", false);
+  SayFailure("a second value", [&] { map.Put("Value", "Kamera", "Prüfstand 3"); });
+}
+
+}  // namespace
+
+int main() {
+  int exitCode = 0;
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  try {
+    ShowClasses();
+    ShowMap(ShowPicture());
+    ShowVector();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "late_bound: %s\n", error.what());
+    exitCode = 1;
+  }
+  CoUninitialize();
+  return exitCode;
+}
