@@ -1,0 +1,315 @@
+// Loads damaged streams into every class that reads its kind:
+//   stream_fuzz MODULE ROUNDS SEED FOLDER...
+// The folders hold sample streams, whose ending tells the kind (.aoi, .vec); attribute maps are
+// made and saved here. Each round damages one sample (bytes, 32-bit fields, lengths, pieces of
+// another sample), loads it, and lets the object count, save and duplicate what it took. A fault
+// is what the sanitizers, or the operating system, say. The same seed gives the same rounds.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "interfaces/aoi.h"
+#include "interfaces/attribute.h"
+#include "interfaces/vector.h"
+#include "platform/com_ptr.h"
+#include "platform/module_loader.h"
+
+namespace {
+
+using platform::ComPtr;
+using Bytes = std::vector<std::uint8_t>;
+
+enum class Kind { Aoi, Vector, Map };
+
+constexpr struct {
+  Kind kind;
+  const CLSID& classId;
+} kClasses[] = {
+    {Kind::Aoi, CLSID_ByteAOIKLP},          {Kind::Aoi, CLSID_WordAOIKLP},
+    {Kind::Aoi, CLSID_DWordAOIKLP},         {Kind::Aoi, CLSID_FloatAOIKLP},
+    {Kind::Aoi, CLSID_DoubleAOIKLP},        {Kind::Aoi, CLSID_CharAOIKLP},
+    {Kind::Aoi, CLSID_ShortAOIKLP},         {Kind::Aoi, CLSID_LongAOIKLP},
+    {Kind::Vector, CLSID_ByteVectorKLP},    {Kind::Vector, CLSID_ShortVectorKLP},
+    {Kind::Vector, CLSID_LongVectorKLP},    {Kind::Vector, CLSID_FloatVectorKLP},
+    {Kind::Vector, CLSID_DoubleVectorKLP},  {Kind::Vector, CLSID_CharVectorKLP},
+    {Kind::Vector, CLSID_WordVectorKLP},    {Kind::Vector, CLSID_DWordVectorKLP},
+    {Kind::Vector, CLSID_VariantVectorKLP}, {Kind::Map, CLSID_AttributeBstrMapKLP},
+    {Kind::Map, CLSID_AttributeLongMapKLP}, {Kind::Map, CLSID_AttributeDoubleMapKLP},
+};
+
+struct Sample {
+  Kind kind;
+  Bytes bytes;
+};
+
+// splitmix64: the same numbers on every host.
+class Dice {
+ public:
+  explicit Dice(std::uint64_t seed) : state_(seed) {}
+  std::uint64_t Roll() {
+    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15u);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
+    return z ^ (z >> 31);
+  }
+  std::size_t Below(std::size_t end) { return end == 0 ? 0 : Roll() % end; }
+
+ private:
+  std::uint64_t state_;
+};
+
+void Check(HRESULT result, const char* step) {
+  if (FAILED(result)) throw std::runtime_error(std::string(step) + " failed");
+}
+
+ComPtr<IStream> StreamOf(const Bytes& bytes) {
+  ComPtr<IStream> stream;
+  Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
+  Check(stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr), "Write");
+  Check(stream->Seek({}, STREAM_SEEK_SET, nullptr), "Seek");
+  return stream;
+}
+
+Bytes ContentOf(IStream& stream) {
+  ULARGE_INTEGER size{};
+  Check(stream.Seek({}, STREAM_SEEK_END, &size), "Seek");
+  Check(stream.Seek({}, STREAM_SEEK_SET, nullptr), "Seek");
+  Bytes bytes(static_cast<std::size_t>(size.QuadPart));
+  Check(stream.Read(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr), "Read");
+  return bytes;
+}
+
+class Fuzz {
+ public:
+  Fuzz(const char* module, std::uint64_t seed) : module_(module), dice_(seed) {
+    getClassObject_ =
+        module_.Export<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
+    if (!getClassObject_) throw std::runtime_error(std::string(module) + " cannot be loaded");
+    // Objects inside streams are made by class identifier.
+    for (const auto& row : kClasses) {
+      ComPtr<IClassFactory> factory;
+      Check(getClassObject_(row.classId, IID_IClassFactory, factory.PutVoid()), "factory");
+      DWORD cookie = 0;
+      Check(CoRegisterClassObject(row.classId, factory.Get(), CLSCTX_INPROC_SERVER,
+                                  REGCLS_MULTIPLEUSE, &cookie),
+            "CoRegisterClassObject");
+      cookies_.push_back(cookie);
+    }
+  }
+  ~Fuzz() {
+    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
+  }
+
+  void AddFolder(const std::string& folder) {
+    std::vector<std::filesystem::path> paths;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+      paths.push_back(file.path());
+    }
+    std::sort(paths.begin(), paths.end());
+    for (const auto& path : paths) {
+      const bool isAoi = path.extension() == ".aoi";
+      if (!isAoi && path.extension() != ".vec") continue;
+      std::ifstream file(path, std::ios::binary);
+      samples_.push_back(
+          {isAoi ? Kind::Aoi : Kind::Vector, Bytes(std::istreambuf_iterator<char>(file), {})});
+    }
+  }
+
+  // Maps of each key type: a number, a text, and the map before it as an object.
+  void AddMaps() {
+    ComPtr<IDispatch> inner;
+    for (const auto& row : kClasses) {
+      if (row.kind != Kind::Map) continue;
+      ComPtr<IAttributeMapKLP> map;
+      Check(Create(row.classId, IID_IAttributeMapKLP, map.PutVoid()), "map");
+      Put(*map, 1, [](VARIANT& value) {
+        value.vt = VT_R8;
+        value.dblVal = 0.5;
+      });
+      Put(*map, 2, [](VARIANT& value) {
+        value.vt = VT_BSTR;
+        value.bstrVal = SysAllocString(OLESTR("text"));
+      });
+      Put(*map, 3, [&](VARIANT& value) {
+        value.vt = VT_DISPATCH;
+        value.pdispVal = ComPtr<IDispatch>(inner).Detach();
+      });
+      ComPtr<IStream> stream;
+      Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
+      Check(map.As<IPersistStream>()->Save(stream.Get(), FALSE), "Save");
+      samples_.push_back({Kind::Map, ContentOf(*stream)});
+      inner = map.As<IDispatch>();
+    }
+  }
+
+  std::size_t samples() const { return samples_.size(); }
+
+  // Gives how many of the damaged streams were loaded all the same.
+  int Run(int rounds) {
+    int taken = 0;
+    for (int round = 0; round < rounds; ++round) {
+      const Sample& sample = samples_[dice_.Below(samples_.size())];
+      const Bytes damaged = Damage(sample.bytes);
+      std::size_t skip = dice_.Below(3);
+      for (const auto& row : kClasses) {
+        // One class of three, so that rounds are cheap and still meet all.
+        if (row.kind == sample.kind && skip++ % 3 == 0 && Load(row.classId, damaged)) ++taken;
+      }
+    }
+    return taken;
+  }
+
+ private:
+  HRESULT Create(REFCLSID classId, REFIID iid, void** out) {
+    return CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, iid, out);
+  }
+
+  template <class Fill>
+  static void Put(IAttributeMapKLP& map, int number, Fill fill) {
+    KeyKindKLP kind{};
+    map.get_KeyKind(&kind);
+    VARIANT key;
+    VARIANT value;
+    VariantInit(&key);
+    VariantInit(&value);
+    if (kind == KeyKindBstr) {
+      key.vt = VT_BSTR;
+      key.bstrVal = SysAllocStringLen(OLESTR("abc"), static_cast<UINT>(number));
+    } else if (kind == KeyKindLong) {
+      key.vt = VT_INT;
+      key.lVal = number;
+    } else {
+      key.vt = VT_R8;
+      key.dblVal = number;
+    }
+    fill(value);
+    const HRESULT result = map.put_Value(key, value);
+    VariantClear(&key);
+    VariantClear(&value);
+    Check(result, "put_Value");
+  }
+
+  Bytes Damage(Bytes bytes) {
+    static constexpr std::uint32_t kFields[] = {
+        0, 1, 2, 3, 7, 100, 0xFFFF, 0x10000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0x40000000};
+    for (std::size_t times = 1 + dice_.Below(4); times > 0 && !bytes.empty(); --times) {
+      const std::size_t at = dice_.Below(bytes.size());
+      const std::size_t rest = bytes.size() - at;
+      switch (dice_.Below(5)) {
+        case 0:
+          bytes[at] = static_cast<std::uint8_t>(dice_.Roll());
+          break;
+        case 1: {
+          const std::uint32_t field = kFields[dice_.Below(std::size(kFields))];
+          std::memcpy(bytes.data() + at, &field, std::min(rest, sizeof field));
+          break;
+        }
+        case 2:
+          bytes.resize(at);
+          break;
+        case 3:
+          bytes.erase(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                      bytes.begin() + static_cast<std::ptrdiff_t>(at + dice_.Below(rest)));
+          break;
+        default: {
+          const Bytes& other = samples_[dice_.Below(samples_.size())].bytes;
+          const Bytes piece(other.begin() + static_cast<std::ptrdiff_t>(dice_.Below(other.size())),
+                            other.end());
+          bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(at), piece.begin(), piece.end());
+        }
+      }
+    }
+    return bytes;
+  }
+
+  bool Load(REFCLSID classId, const Bytes& bytes) {
+    ComPtr<IPersistStream> object;
+    Check(Create(classId, IID_IPersistStream, object.PutVoid()), "object");
+    const HRESULT loaded = object->Load(StreamOf(bytes).Get());
+    // Also what a failed load left must hold together.
+    ULARGE_INTEGER size{};
+    object->GetSizeMax(&size);
+    object->IsDirty();
+    if (size.QuadPart <= kMostSaved && BufferElements(object) <= kMostSaved) {
+      ComPtr<IStream> stream;
+      Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
+      object->Save(stream.Get(), TRUE);
+      Duplicate(object);
+    }
+    return SUCCEEDED(loaded);
+  }
+
+  // 0 for what is not an AOI.
+  static std::uint64_t BufferElements(const ComPtr<IPersistStream>& self) {
+    LONG width = 0;
+    LONG height = 0;
+    LONG planes = 0;
+    if (const auto aoi = self.As<IAoiKLP>()) {
+      aoi->get_BufferWidth(&width);
+      aoi->get_BufferHeight(&height);
+      aoi->get_PlaneCount(&planes);
+    }
+    const double elements = std::abs(double{1} * width * height * planes);
+    return elements < 1e18 ? static_cast<std::uint64_t>(elements) : ~std::uint64_t{0};
+  }
+
+  static void Duplicate(const ComPtr<IPersistStream>& self) {
+    if (const auto aoi = self.As<IAoiKLP>()) {
+      ComPtr<IAoiKLP> copy;
+      aoi->FillMargins();
+      aoi->Duplicate(copy.Put());
+    } else if (const auto vector = self.As<IVectorKLP>()) {
+      ComPtr<IVectorKLP> copy;
+      vector->DeepCopy(copy.Put());
+    } else if (const auto map = self.As<IAttributeMapKLP>()) {
+      ComPtr<IAttributeMapKLP> copy;
+      map->Clone(copy.Put());
+    }
+  }
+
+  // Bytes, and elements of a buffer. Larger objects are not written or copied: their streams state
+  // what they do not have.
+  static constexpr std::uint64_t kMostSaved = 1 << 20;
+
+  platform::LoadedModule module_;
+  HRESULT(STDAPICALLTYPE* getClassObject_)(REFCLSID, REFIID, void**) = nullptr;
+  std::vector<DWORD> cookies_;
+  std::vector<Sample> samples_;
+  Dice dice_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 5) {
+    std::fprintf(stderr, "usage: stream_fuzz MODULE ROUNDS SEED FOLDER...\n");
+    return 2;
+  }
+  int status = 0;
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  try {
+    const int rounds = std::atoi(argv[2]);
+    Fuzz fuzz(argv[1], std::strtoull(argv[3], nullptr, 10));
+    for (int i = 4; i < argc; ++i) fuzz.AddFolder(argv[i]);
+    fuzz.AddMaps();
+    const int taken = fuzz.Run(rounds);
+    std::printf("%zu samples, %d rounds, %d damaged streams loaded\n", fuzz.samples(), rounds,
+                taken);
+    // With no stream loaded at all, the rounds would have tried nothing.
+    status = taken > 0 ? 0 : 1;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "stream_fuzz: %s\n", error.what());
+    status = 1;
+  }
+  CoUninitialize();
+  return status;
+}
