@@ -228,11 +228,10 @@ struct DerivedAois {
   static HRESULT DuplicateBuffer(Impl& aoi, ITyped** out) {
     Class* sibling = CreateSibling(aoi);
     if (!sibling) return E_FAIL;
-    const HRESULT selected = sibling->state_.SelectAll();
-    // The sibling stays alive then, and nobody has it.
-    if (FAILED(selected)) return selected;
     platform::ComPtr<ITyped> owner;
     owner.Attach(sibling);
+    const HRESULT selected = sibling->state_.SelectAll();
+    if (FAILED(selected)) return selected;
     const HRESULT result = DuplicateRectangle(*sibling, out);
     if (FAILED(result)) return result;
     const platform::ComPtr<ITyped> duplicate(*out);
