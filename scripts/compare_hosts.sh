@@ -1,23 +1,34 @@
 #!/usr/bin/env bash
-# Takes the example's picture through the module on both hosts, from the release and windows build
-# trees, and compares the pictures and the report.
+# Takes the example's picture through the module on both hosts and compares the pictures and the
+# report. Then has each host write AOIs, as streams and as object references, compares the bytes, and
+# has each host read what the other wrote.
+#
+# Usage: compare_hosts.sh [NATIVE_BUILD WINDOWS_BUILD]
 set -euo pipefail
 cd -- "$(dirname -- "$0")/.."
 
+native=${1:-build/release}
+windows=${2:-build/windows}
 picture=examples/pictures/chelsea.png
-work=build/compare
+work=$native/compare
 rm -rf "$work"
-mkdir -p "$work/native" "$work/wine"
+mkdir -p "$work"/{,aois_}{native,wine}
 
 export RASTEL_HOST_REGISTRY=$PWD/$work/registry
-build/release/bin/register_module "$PWD/build/release/lib/libRastelKLP.so"
-build/release/bin/picture_road "$picture" "$work/native" >"$work/native.txt"
+"$native/bin/register_module" "$PWD/$native/lib/libRastelKLP.so"
+"$native/bin/picture_road" "$picture" "$work/native" >"$work/native.txt"
+"$native/bin/exchange" write "$work/aois_native" >/dev/null
 
-cmake/run-wine.sh build/windows/bin/register_module.exe "$PWD/build/windows/bin/RastelKLP.dll"
-cmake/run-wine.sh build/windows/bin/picture_road.exe "$picture" "$work/wine" >"$work/wine.txt"
-cmake/run-wine.sh build/windows/bin/register_module.exe --remove \
-  "$PWD/build/windows/bin/RastelKLP.dll" >/dev/null
+module=$PWD/$windows/bin/RastelKLP.dll
+cmake/run-wine.sh "$windows/bin/register_module.exe" "$module"
+cmake/run-wine.sh "$windows/bin/picture_road.exe" "$picture" "$work/wine" >"$work/wine.txt"
+cmake/run-wine.sh "$windows/bin/exchange.exe" write "$work/aois_wine" >/dev/null
+diff -r "$work/aois_native" "$work/aois_wine"
+cmake/run-wine.sh "$windows/bin/exchange.exe" check "$work/aois_native"
+"$native/bin/exchange" check "$work/aois_wine"
+cmake/run-wine.sh "$windows/bin/register_module.exe" --remove "$module" >/dev/null
 
 diff <(sed "s,$work/native,OUT,g" "$work/native.txt") <(sed "s,$work/wine,OUT,g" "$work/wine.txt")
 diff -r "$work/native" "$work/wine"
 echo "$(ls "$work/native" | wc -l) pictures and the report are the same on both hosts"
+echo "$(ls "$work/aois_native" | wc -l) AOI files are the same, and each host reads the other's"
