@@ -19,12 +19,11 @@ void NumberKeys<Number>::Write(IStream* stream, Number stored) {
 }
 
 template <class Number>
-Number NumberKeys<Number>::Read(IStream* stream, bool& hasDelivered) {
+Number NumberKeys<Number>::Read(IStream* stream) {
   Number key{};
   ULONG delivered = 0;
   stream->Read(&key, sizeof(key), &delivered);
   if (delivered != sizeof(key)) throw TextException("can't write the key!!");
-  hasDelivered = true;
   return key;
 }
 
@@ -45,9 +44,9 @@ BSTR KeyKind<BSTR>::ToElement(const _bstr_t& stored) {
 
 void KeyKind<BSTR>::Write(IStream* stream, const _bstr_t& stored) { WriteBstr(stream, stored); }
 
-auto KeyKind<BSTR>::Read(IStream* stream, bool& hasDelivered) -> Stored {
+auto KeyKind<BSTR>::Read(IStream* stream) -> Stored {
   _bstr_t key;
-  ReadBstr(stream, key, &hasDelivered);
+  ReadBstr(stream, key);
   return key;
 }
 

@@ -41,8 +41,7 @@ struct NumberKeys {
   // By the exact width; only the number of bytes moved is looked at, not the result. Another number
   // raises std::exception "can't write the key!!", in reading as well.
   static void Write(IStream* stream, Number stored);
-  // hasDelivered becomes true if a byte came out of the stream.
-  static Number Read(IStream* stream, bool& hasDelivered);
+  static Number Read(IStream* stream);
   // What GetSizeMax counts for a key, in bytes.
   static ULONGLONG CountedBytes(Number) noexcept { return sizeof(Number); }
 };
@@ -129,7 +128,7 @@ struct KeyKind<BSTR> {
 
   // As WriteBstr and ReadBstr. A failing call raises _com_error.
   static void Write(IStream* stream, const _bstr_t& stored);
-  static Stored Read(IStream* stream, bool& hasDelivered);
+  static Stored Read(IStream* stream);
   // A bound for common texts, not the size: 4 for the count and 4 per character of the narrow text.
   static ULONGLONG CountedBytes(const _bstr_t& stored);
 };

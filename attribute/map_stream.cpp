@@ -27,12 +27,9 @@ void WriteValue(IStream* stream, const VARIANT& value) {
   CheckResult(WriteToStream(stream, copy));
 }
 
-CComVariant ReadValue(IStream* stream, bool& hasDelivered) {
+CComVariant ReadValue(IStream* stream) {
   CComVariant value;
-  RecordProgress progress;
-  const HRESULT result = ReadFromStream(stream, value, &progress);
-  hasDelivered = hasDelivered || progress.hasDelivered;
-  CheckResult(result);
+  CheckResult(ReadFromStream(stream, value));
   return value;
 }
 

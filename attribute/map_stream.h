@@ -27,7 +27,7 @@ bool IsValueDirty(const VARIANT& value);
 
 // A tagged record. Raise _com_error for a negative result, and as the records.
 void WriteValue(IStream* stream, const VARIANT& value);
-CComVariant ReadValue(IStream* stream, bool& hasDelivered);
+CComVariant ReadValue(IStream* stream);
 
 template <class Traits, class Coclass>
 class IPersistStreamAttributeMapImpl : public IPersistStream,
@@ -132,12 +132,11 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     displaced = this->attributes_.TakeAll();
     DWORD count = 0;
     ReadScalarOrRaise(stream, count);
-    bool hasDelivered = true;
-    // An attribute without a byte is the stream's end: further ones would be the same.
-    for (DWORD i = 0; i < count && hasDelivered; ++i) {
-      hasDelivered = false;
-      auto key = Kind::Read(stream, hasDelivered);
-      CComVariant value = ReadValue(stream, hasDelivered);
+    // No value can be read behind the end of the stream, so that ends the loop whatever the count
+    // says.
+    for (DWORD i = 0; i < count; ++i) {
+      auto key = Kind::Read(stream);
+      CComVariant value = ReadValue(stream);
       this->attributes_.Add(std::move(key), std::move(value));
     }
     this->ClearDirty();

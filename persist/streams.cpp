@@ -101,12 +101,9 @@ void WriteBstr(IStream* stream, const _bstr_t& holder) {
                             nullptr));
 }
 
-void ReadBstr(IStream* stream, _bstr_t& holder, bool* hasDelivered) {
+void ReadBstr(IStream* stream, _bstr_t& holder) {
   std::uint32_t chars = 0;
-  ULONG delivered = 0;
-  CheckResult(stream->Read(&chars, sizeof(chars), &delivered));
-  // A count proves a byte, whatever the stream says about it.
-  if (hasDelivered && (delivered > 0 || chars != 0)) *hasDelivered = true;
+  ReadScalarOrRaise(stream, chars);
   if (chars == 0) {
     holder.Assign(OLESTR(""));
     return;

@@ -105,9 +105,8 @@ HRESULT ReadWideChars(IStream* stream, OLECHAR* destination, std::uint64_t capac
 void WriteBstr(IStream* stream, const _bstr_t& holder);
 
 // The holder gets the text up to its first null character; a count of 0 makes it empty and not
-// null. On a failure it keeps what it held. A text that cannot be had: E_OUTOFMEMORY. hasDelivered
-// becomes true if a byte came out of the stream.
-void ReadBstr(IStream* stream, _bstr_t& holder, bool* hasDelivered = nullptr);
+// null. On a failure it keeps what it held. A text that cannot be had: E_OUTOFMEMORY.
+void ReadBstr(IStream* stream, _bstr_t& holder);
 
 // A presence mark of 1 byte, 1 or 0 for a null object, then by OleSaveToStream the object's class
 // identifier and its Save. An object without IPersistStream raises E_NOINTERFACE, behind the mark.

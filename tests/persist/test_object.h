@@ -28,10 +28,10 @@ inline constexpr char kTestClassText[] = "{5D0B7A10-2F64-4C9E-8E31-6B0A94C72D01}
 struct Script {
   // Results; query and queryInit answer for IPersistStream and IPersistStreamInit.
   HRESULT query = S_OK, queryInit = E_NOINTERFACE, getClassId = S_OK;
-  HRESULT load = S_OK, countingSave = S_OK, save = S_OK, getSizeMax = S_OK;
+  HRESULT load = S_OK, countingSave = S_OK, save = S_OK, getSizeMax = S_OK, isDirty = S_FALSE;
   const char* data = nullptr;
   // Called at the beginning.
-  std::function<void()> onSave, onLoad, onRelease, onAddRef;
+  std::function<void()> onSave, onLoad, onIsDirty, onRelease, onAddRef;
   // Failures of the value inside are passed over, as arrays do.
   bool passesFailuresOver = false;
 
@@ -82,7 +82,10 @@ class TestObject final : public IDispatch, public IPersistStream {
     *classId = kTestClass;
     return script_.getClassId;
   }
-  STDMETHODIMP IsDirty() override { return S_FALSE; }
+  STDMETHODIMP IsDirty() override {
+    if (script_.onIsDirty) script_.onIsDirty();
+    return script_.isDirty;
+  }
   STDMETHODIMP Load(IStream* stream) override {
     script_.calls += "L";
     if (script_.onLoad) script_.onLoad();

@@ -56,10 +56,10 @@ TEST(ManyThreads, RegisterCreateAndRevokeClasses) {
   });
   EXPECT_EQ(CoRevokeClassObject(sharedCookie), S_OK);
   EXPECT_EQ(shared.calls, created);
-  EXPECT_EQ(shared.references, 1u);
+  EXPECT_EQ(shared.references, 1);
   EXPECT_EQ(shared.alive, 0);
   for (const RecordingFactory& factory : own) {
-    EXPECT_EQ(factory.references, 1u);
+    EXPECT_EQ(factory.references, 1);
     EXPECT_EQ(factory.alive, 0);
   }
 }

@@ -1,0 +1,212 @@
+// Maps as clients hold them: made by the loaded module, whose map classes are registered while a
+// test runs, so that maps nested in streams can be made.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "frame/bstr.h"
+#include "frame/variants.h"
+#include "interfaces/attribute.h"
+#include "tests/persist/test_object.h"
+#include "tests/support/module_client.h"
+#include "tests/support/streams.h"
+#include "tests/support/thread_error.h"
+
+namespace tests {
+
+using platform::ComPtr;
+using rastel::CComVariant;
+using Text = std::basic_string<OLECHAR>;
+using testing::ElementsAre;
+
+inline constexpr HRESULT kReported = platform::ResultCode(0x80020009u);
+inline constexpr HRESULT kTooDeep = platform::ResultCode(0x80070005u);
+inline constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
+inline constexpr VARIANT_BOOL kTrue = -1;
+
+inline CComVariant Bits(VARTYPE vt, LONGLONG bits) {
+  CComVariant value;
+  value.vt = vt;
+  value.llVal = bits;
+  return value;
+}
+inline CComVariant Number(LONG number) { return Bits(VT_I4, number); }
+inline CComVariant Real(VARTYPE vt, DOUBLE number) {
+  CComVariant value;
+  value.vt = vt;
+  value.dblVal = number;
+  return value;
+}
+// Null for null.
+inline CComVariant TextValue(const OLECHAR* text) {
+  CComVariant value;
+  value.vt = VT_BSTR;
+  value.bstrVal = SysAllocString(text);
+  return value;
+}
+inline CComVariant Object(IUnknown* object, VARTYPE vt = VT_UNKNOWN) {
+  CComVariant value;
+  value.vt = vt;
+  value.punkVal = object;
+  if (object) object->AddRef();
+  return value;
+}
+
+// The three kinds, each with three keys in ascending order: as the typed interface takes them, as
+// the generic one does, and in a stream.
+struct BstrMap {
+  using I = IAttributeBstrMapKLP;
+  using Key = BSTR;
+  static constexpr const CLSID& kClass = CLSID_AttributeBstrMapKLP;
+  static constexpr const IID& kTyped = IID_IAttributeBstrMapKLP;
+  static constexpr KeyKindKLP kCode = KeyKindBstr;
+  static constexpr VARTYPE kDemanded = VT_BSTR, kGiven = VT_BSTR;
+  static constexpr const OLECHAR* kWrongType = OLESTR("invalid key type");
+  static constexpr const char* kHex[] = {"00 00 00 00", "01 00 00 00 42 00",
+                                         "02 00 00 00 61 00 62 00"};
+  static constexpr ULONGLONG kCounted[] = {4, 8, 12};
+  static BSTR Key_(int i) {
+    static const rastel::_bstr_t keys[] = {rastel::_bstr_t(""), rastel::_bstr_t("B"),
+                                           rastel::_bstr_t("ab")};
+    return keys[i].Wide();
+  }
+  static CComVariant Generic(int i) { return TextValue(Key_(i)); }
+  static bool IsKey(const VARIANT& v, int i) { return Text(v.bstrVal) == Text(Key_(i)); }
+};
+struct LongMap {
+  using I = IAttributeLongMapKLP;
+  using Key = LONG;
+  static constexpr const CLSID& kClass = CLSID_AttributeLongMapKLP;
+  static constexpr const IID& kTyped = IID_IAttributeLongMapKLP;
+  static constexpr KeyKindKLP kCode = KeyKindLong;
+  static constexpr VARTYPE kDemanded = VT_INT, kGiven = VT_I4;
+  static constexpr const OLECHAR* kWrongType = OLESTR("invalid key type. expected VT_INT");
+  static constexpr const char* kHex[] = {"FE FF FF FF", "00 00 00 00", "07 00 00 00"};
+  static constexpr ULONGLONG kCounted[] = {4, 4, 4};
+  static LONG Key_(int i) { return LONG{i == 0 ? -2 : i == 1 ? 0 : 7}; }
+  static CComVariant Generic(int i) { return Bits(VT_INT, Key_(i)); }
+  static bool IsKey(const VARIANT& v, int i) { return v.lVal == Key_(i); }
+};
+struct DoubleMap {
+  using I = IAttributeDoubleMapKLP;
+  using Key = DOUBLE;
+  static constexpr const CLSID& kClass = CLSID_AttributeDoubleMapKLP;
+  static constexpr const IID& kTyped = IID_IAttributeDoubleMapKLP;
+  static constexpr KeyKindKLP kCode = KeyKindDouble;
+  static constexpr VARTYPE kDemanded = VT_R8, kGiven = VT_R8;
+  static constexpr const OLECHAR* kWrongType = OLESTR("invalid key type. expected VT_R8");
+  static constexpr const char* kHex[] = {"00 00 00 00 00 00 F8 BF", "00 00 00 00 00 00 F0 3F",
+                                         "01 00 00 00 00 00 F0 3F"};
+  static constexpr ULONGLONG kCounted[] = {8, 8, 8};
+  static DOUBLE Key_(int i) { return i == 0 ? -1.5 : i == 1 ? 1.0 : 1.0000000000000002; }
+  static CComVariant Generic(int i) { return Real(VT_R8, Key_(i)); }
+  static bool IsKey(const VARIANT& v, int i) { return v.dblVal == Key_(i); }
+};
+
+template <class Kind>
+ComPtr<typename Kind::I> NewMap() {
+  auto map = ModuleClient::Get().Create<typename Kind::I>(Kind::kClass);
+  if (!map) std::abort();
+  return map;
+}
+
+// test(kind), with the macros' trace.
+template <class Test>
+void ForAllKinds(Test test) {
+  const auto run = [&](auto kind) {
+    SCOPED_TRACE(static_cast<int>(kind.kCode));
+    test(kind);
+  };
+  run(BstrMap());
+  run(LongMap());
+  run(DoubleMap());
+}
+
+template <class Map>
+LONG CountOf(const Map& map) {
+  LONG count = -1;
+  EXPECT_EQ(map->get_Count(&count), S_OK);
+  return count;
+}
+template <class Map>
+HRESULT DirtOf(const Map& map) {
+  return map.template As<IPersistStream>()->IsDirty();
+}
+// The integer in the value of a key, -1 for what get_Value leaves alone, else the type negated.
+template <class Map, class Key>
+LONG ValueOf(const Map& map, Key key) {
+  CComVariant value = Number(-1);
+  map->get_Value(key, &value);
+  return value.vt == VT_I4 ? value.lVal : -LONG{value.vt};
+}
+template <class Map>
+std::string SavedBy(const Map& map) {
+  const auto stream = NewStream();
+  EXPECT_EQ(map.template As<IPersistStream>()->Save(stream.Get(), FALSE), S_OK);
+  return ContentOf(stream.Get());
+}
+template <class Map>
+ULONGLONG SizeOf(const Map& map) {
+  ULARGE_INTEGER size{};
+  EXPECT_EQ(map.template As<IPersistStream>()->GetSizeMax(&size), S_OK);
+  return size.QuadPart;
+}
+template <class Map>
+HRESULT LoadFrom(const Map& map, std::string_view hex) {
+  return map.template As<IPersistStream>()->Load(NewStream(hex).Get());
+}
+// A map with integers under its first keys, saved and so clean.
+template <class Kind>
+ComPtr<typename Kind::I> CleanMap(int count) {
+  const auto map = NewMap<Kind>();
+  for (int i = 0; i < count; ++i) map->put_Value(Kind::Key_(i), Number(10 + i));
+  map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
+  return map;
+}
+template <class Map>
+std::vector<LONG> LongKeysOf(const Map& map) {
+  SAFEARRAY* array = nullptr;
+  EXPECT_EQ(map->get_Keys(&array), S_OK);
+  const auto* first = static_cast<const LONG*>(array->pvData);
+  const std::vector<LONG> keys(first, first + array->rgsabound[0].cElements);
+  SafeArrayDestroy(array);
+  return keys;
+}
+
+// Foreign objects here write the two bytes AB CD; their class is there once Register is called.
+class MapTest : public ObjectTest {
+ protected:
+  MapTest() {
+    script_.data = "AB CD";
+    for (const CLSID& classId :
+         {CLSID_AttributeBstrMapKLP, CLSID_AttributeLongMapKLP, CLSID_AttributeDoubleMapKLP}) {
+      ComPtr<IUnknown> factory;
+      EXPECT_EQ(ModuleClient::Get().GetClassObject(classId, IID_IUnknown, factory.PutVoid()), S_OK);
+      cookies_.push_back(0);
+      EXPECT_EQ(CoRegisterClassObject(classId, factory.Get(), CLSCTX_INPROC_SERVER,
+                                      REGCLS_MULTIPLEUSE, &cookies_.back()),
+                S_OK);
+    }
+    SetErrorInfo(0, nullptr);
+  }
+  // Nothing that the test made is left.
+  ~MapTest() override {
+    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
+    EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK);
+  }
+
+ private:
+  std::vector<DWORD> cookies_;
+};
+
+// 0x80020009 with these words.
+template <class Words>
+void ExpectReport(HRESULT result, Words words) {
+  EXPECT_EQ(result, kReported);
+  EXPECT_EQ(TakeErrorText(), Text(words));
+}
+
+}  // namespace tests

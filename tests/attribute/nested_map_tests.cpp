@@ -1,0 +1,246 @@
+// Maps in maps, in themselves and very deep; objects that change their map; large maps.
+#include <chrono>
+#include <functional>
+
+#include "tests/attribute/attribute_test.h"
+#include "tests/support/fault_stream.h"
+
+namespace tests {
+namespace {
+
+using NestedMaps = MapTest;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kQuick = std::chrono::seconds(1);
+constexpr HRESULT kDeniedInSave = platform::ResultCode(0x80040005u);
+
+TEST_F(NestedMaps, MapThatHoldsItself) {
+  Register();
+  for (const int times : {1, 2}) {
+    SCOPED_TRACE(times);
+    const auto map = NewMap<LongMap>();
+    const auto persist = map.As<IPersistStream>();
+    const auto holdItself = [&] {
+      for (LONG i = 0; i < times; ++i) map->put_Value(i, Object(map.Get()));
+    };
+    holdItself();
+    map->put_Value(5, Number(5));
+    const auto start = Clock::now();
+    EXPECT_EQ(persist->Save(NewStream().Get(), TRUE), kDeniedInSave);
+    ULARGE_INTEGER size{};
+    EXPECT_EQ(persist->GetSizeMax(&size), kDeniedInSave);
+    EXPECT_EQ(persist->IsDirty(), S_OK);
+    ComPtr<IAttributeLongMapKLP> clone;
+    EXPECT_EQ(map->Clone(clone.Put()), S_OK);
+    EXPECT_EQ(CountOf(clone), times + 1);
+    for (LONG i = 0; i < times; ++i) EXPECT_EQ(ValueOf(clone, i), -VT_EMPTY);
+    EXPECT_EQ(ValueOf(clone, 5), 5);
+    // A load clears the flag, and what an object does meanwhile stays in the map.
+    const auto other = NewMap<LongMap>();
+    other->put_Value(9, NewValue());
+    const auto stream = NewStream();
+    EXPECT_EQ(other.As<IPersistStream>()->Save(stream.Get(), FALSE), S_OK);
+    SeekTo(stream.Get(), 0);
+    script_.onLoad = holdItself;
+    EXPECT_EQ(persist->Load(stream.Get()), S_OK);
+    script_.onLoad = nullptr;
+    EXPECT_EQ(CountOf(map), times + 1);
+    EXPECT_EQ(persist->IsDirty(), S_FALSE);
+    EXPECT_LT(Clock::now() - start, kQuick);
+    // The thread is free again.
+    EXPECT_EQ(SavedBy(NewMap<BstrMap>()), "01 00 00 00 01 00 00 00 00");
+    map->Clear();
+  }
+}
+
+// A map in a map and so on, the innermost one empty.
+ComPtr<IStream> DeepStream(int levels) {
+  const auto stream = NewStream();
+  for (int level = 1; level <= levels; ++level) {
+    const bool isLast = level == levels;
+    const auto head = BytesOf(isLast ? "01 00 00 00 01 00 00 00 00"
+                                     : "01 00 00 00 01 01 00 00 00 07 00 00 00 0D 00"
+                                       "78 69 99 4E D4 B7 7A 41 BD 5B 26 60 FB 96 BF 6C");
+    stream->Write(head.data(), static_cast<ULONG>(head.size()), nullptr);
+    const ULONGLONG inside = 39ull * static_cast<unsigned>(levels - level) - 30;
+    if (!isLast) stream->Write(&inside, sizeof(inside), nullptr);
+  }
+  SeekTo(stream.Get(), 0);
+  return stream;
+}
+
+TEST_F(NestedMaps, Streams_LoadDownTo256Levels) {
+  for (const int levels : {1, 60, 256, 257, 10000}) {
+    SCOPED_TRACE(levels);
+    const auto map = NewMap<LongMap>();
+    const auto stream = DeepStream(levels);
+    const HRESULT result = map.As<IPersistStream>()->Load(stream.Get());
+    EXPECT_EQ(result, levels <= 256 ? S_OK : kTooDeep);
+    if (levels > 60) continue;
+    EXPECT_EQ(SavedBy(map), ContentOf(stream.Get()));
+  }
+}
+
+// What objects in values do to their map, from each of the operations that call them.
+TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
+  Register();
+  const auto map = NewMap<LongMap>();
+  const auto generic = map.As<IAttributeMapKLP>();
+  const auto persist = map.As<IPersistStream>();
+  const auto remove = [&](LONG key) { return generic->Remove(Bits(VT_INT, key)); };
+  const struct {
+    const char* what;
+    std::function<void()> act;
+    std::vector<LONG> keys;
+  } kChanges[] = {
+      {"adds",
+       [&] {
+         for (const LONG k : {0, 4, 9}) map->put_Value(k, Number(1));
+       },
+       {0, 1, 3, 4, 5, 7, 9}},
+      {"replaces all",
+       [&] {
+         for (const LONG k : {1, 3, 5, 7}) map->put_Value(k, Number(1));
+       },
+       {1, 3, 5, 7}},
+      {"removes itself", [&] { remove(3); }, {1, 5, 7}},
+      {"removes the others",
+       [&] {
+         for (const LONG k : {1, 5, 7}) remove(k);
+       },
+       {3}},
+      {"clears", [&] { map->Clear(); }, {}},
+  };
+  CComVariant out;
+  ComPtr<IAttributeLongMapKLP> clone;
+  ULARGE_INTEGER size{};
+  const auto stream = NewStream();
+  // The object lies under 3.
+  const struct {
+    const char* what;
+    std::function<void()> Script::*hook;
+    std::function<HRESULT()> act;
+  } kOperations[] = {
+      {"Save", &Script::onSave, [&] { return persist->Save(stream.Get(), FALSE); }},
+      {"GetSizeMax", &Script::onSave, [&] { return persist->GetSizeMax(&size); }},
+      {"Clone", &Script::onSave, [&] { return map->Clone(clone.Put()); }},
+      {"IsDirty", &Script::onIsDirty, [&] { return persist->IsDirty(); }},
+      {"get_Value", &Script::onAddRef, [&] { return map->get_Value(3, &out); }},
+  };
+  const auto fill = [&] {
+    map->Clear();
+    for (const LONG k : {1, 3, 5, 7}) map->put_Value(k, Number(1));
+    map->put_Value(3, NewValue());
+  };
+  for (const auto& change : kChanges) {
+    for (const auto& operation : kOperations) {
+      SCOPED_TRACE(std::string(operation.what) + ", " + change.what);
+      fill();
+      persist->Save(NewStream().Get(), TRUE);
+      SeekTo(stream.Get(), 0);
+      bool isFirst = true;
+      script_.*operation.hook = [&] {
+        if (std::exchange(isFirst, false)) change.act();
+      };
+      EXPECT_GE(operation.act(), S_OK);
+      script_.*operation.hook = nullptr;
+      EXPECT_FALSE(isFirst);
+      EXPECT_EQ(LongKeysOf(map), change.keys);
+      out = CComVariant();
+      if (operation.act() != S_OK || operation.hook != &Script::onSave) continue;
+      clone.Reset();
+    }
+    // What was written is what the map held at the beginning.
+    fill();
+    const auto whole = NewStream();
+    script_.onSave = change.act;
+    EXPECT_EQ(persist->Save(whole.Get(), FALSE), S_OK);
+    script_.onSave = nullptr;
+    SeekTo(whole.Get(), 0);
+    const auto loaded = NewMap<LongMap>();
+    EXPECT_EQ(loaded.As<IPersistStream>()->Load(whole.Get()), S_OK);
+    EXPECT_THAT(LongKeysOf(loaded), ElementsAre(1, 3, 5, 7));
+    loaded->Clear();
+    map->Clear();
+  }
+
+  // The last Release of the object under 3.
+  const struct {
+    const char* what;
+    std::function<void()> act;
+  } kReleases[] = {
+      {"Remove", [&] { remove(3); }},
+      {"Clear", [&] { map->Clear(); }},
+      {"put_Value", [&] { map->put_Value(3, Number(2)); }},
+      {"generic put_Value", [&] { generic->put_Value(Bits(VT_INT, 3), Number(2)); }},
+      {"Load", [&] { LoadFrom(map, "01 00 00 00 01 00 00 00 00"); }},
+  };
+  for (const auto& release : kReleases) {
+    SCOPED_TRACE(release.what);
+    fill();
+    LONG counted = -1;
+    script_.onRelease = [&] {
+      counted = CountOf(map);
+      map->put_Value(8, Number(1));
+      remove(7);
+      map->put_OverrideMode(0);
+      map->put_OverrideMode(1);
+    };
+    release.act();
+    script_.onRelease = nullptr;
+    const auto keys = LongKeysOf(map);
+    EXPECT_TRUE(counted == 0 || counted == 3 || counted == 4) << "in its final state";
+    EXPECT_EQ(static_cast<LONG>(keys.size()), counted == 0 ? 1 : counted);
+    EXPECT_EQ(keys.back(), 8);
+  }
+  // The end of the map itself.
+  fill();
+  auto last = NewMap<LongMap>();
+  IAttributeLongMapKLP* const uncounted = last.Get();
+  last->put_Value(1, NewValue());
+  script_.onRelease = [&] { uncounted->put_Value(2, Number(1)); };
+  last.Reset();
+  script_.onRelease = nullptr;
+  map->Clear();
+}
+
+TEST_F(NestedMaps, HundredThousandKeys) {
+  constexpr LONG kKeys = 100000;
+  const auto numbers = NewMap<LongMap>();
+  const auto texts = NewMap<BstrMap>();
+  std::vector<rastel::_bstr_t> names;
+  for (LONG i = 0; i < kKeys; ++i) names.emplace_back(std::to_string(i).c_str());
+  auto start = Clock::now();
+  const auto lap = [&](const char* what) {
+    const auto now = Clock::now();
+    EXPECT_LT(now - start, kQuick) << what;
+    start = now;
+  };
+  for (LONG i = 0; i < kKeys; ++i) numbers->put_Value(kKeys - i, Number(i));
+  lap("put numbers");
+  for (LONG i = 0; i < kKeys; ++i) texts->put_Value(names[static_cast<ULONG>(i)].Wide(), Number(i));
+  lap("put texts");
+  CComVariant value;
+  for (LONG i = 0; i < kKeys; ++i) {
+    texts->get_Value(names[static_cast<ULONG>(i)].Wide(), &value);
+    if (value.lVal != i) ADD_FAILURE() << i;
+  }
+  lap("get texts");
+  EXPECT_EQ(LongKeysOf(numbers).size(), 100000u);
+  SAFEARRAY* keys = nullptr;
+  EXPECT_EQ(texts.As<IAttributeMapKLP>()->get_Keys(&keys), S_OK);
+  SafeArrayDestroy(keys);
+  lap("keys");
+  ComPtr<IEnumAttributeEntryKLP> enumerator;
+  EXPECT_EQ(texts->GetEnumerator(enumerator.Put()), S_OK);
+  EXPECT_EQ(enumerator->Skip(kKeys), S_OK);
+  EXPECT_EQ(enumerator->Skip(1), S_FALSE);
+  const auto stream = NewStream();
+  EXPECT_EQ(texts.As<IPersistStream>()->Save(stream.Get(), TRUE), S_OK);
+  SeekTo(stream.Get(), 0);
+  EXPECT_EQ(texts.As<IPersistStream>()->Load(stream.Get()), S_OK);
+  EXPECT_EQ(CountOf(texts), kKeys);
+}
+
+}  // namespace
+}  // namespace tests
