@@ -1,19 +1,17 @@
 // Type libraries and late-bound calls, through a library of the tests' own.
 #include <gmock/gmock.h>
 
-#include <vector>
-
 #include "platform/com_object.h"
 #include "platform/dispatch_impl.h"
 #include "tests/host/class_registration.h"
 #include "tests/host/type_probe.h"
 #include "tests/support/host_kind.h"
+#include "tests/support/late_call.h"
 
 namespace tests {
 
 using platform::ComPtr;
 using platform::ResultCode;
-using Text = std::basic_string<OLECHAR>;
 
 class TypeProbe : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
                   public platform::IDispatchImpl<ITypeProbe, &LIBID_TypeProbeLib, 1, 2> {
@@ -101,75 +99,6 @@ class TypeProbe : public platform::CComObjectRootEx<platform::CComMultiThreadMod
 
 namespace {
 
-constexpr DISPID kPut = DISPID_PROPERTYPUT;
-
-VARIANT Int(LONG number) {
-  VARIANT value{};
-  value.vt = VT_I4;
-  value.lVal = number;
-  return value;
-}
-VARIANT Real(double number) {
-  VARIANT value{};
-  value.vt = VT_R8;
-  value.dblVal = number;
-  return value;
-}
-VARIANT Str(LPCOLESTR text) {
-  VARIANT value{};
-  value.vt = VT_BSTR;
-  value.bstrVal = SysAllocString(text);
-  return value;
-}
-VARIANT Obj(IUnknown* object) {
-  VARIANT value{};
-  value.vt = VT_UNKNOWN;
-  value.punkVal = object;
-  if (object) object->AddRef();
-  return value;
-}
-VARIANT By(VARTYPE type, void* place) {
-  VARIANT value{};
-  value.vt = static_cast<VARTYPE>(VT_BYREF | type);
-  value.byref = place;
-  return value;
-}
-VARIANT Missing() {
-  VARIANT value{};
-  value.vt = VT_ERROR;
-  value.scode = DISP_E_PARAMNOTFOUND;
-  return value;
-}
-
-// The type's number and the value as text: "3 42". Clears the value.
-Text Shown(VARIANT& value) {
-  VARIANT text{};
-  VARIANT number = Int(static_cast<LONG>(value.vt));
-  VariantChangeType(&number, &number, 0, VT_BSTR);
-  Text shown(number.bstrVal, SysStringLen(number.bstrVal));
-  if (SUCCEEDED(VariantChangeType(&text, &value, VARIANT_NOVALUEPROP, VT_BSTR))) {
-    shown += Text(OLESTR(" ")) + text.bstrVal;
-  }
-  VariantClear(&number);
-  VariantClear(&text);
-  VariantClear(&value);
-  return shown;
-}
-
-struct Outcome {
-  HRESULT result;
-  Text value;
-  UINT badArgument = 99;
-  SCODE code = 0;
-  Text source, description;
-};
-
-Text Taken(BSTR text) {
-  Text copy(text ? text : OLESTR(""), SysStringLen(text));
-  SysFreeString(text);
-  return copy;
-}
-
 class TypeInformation : public testing::Test {
  protected:
   void SetUp() override {
@@ -182,35 +111,19 @@ class TypeInformation : public testing::Test {
     return BesideProgram(kEmbeddedHost ? "host_test_types.module" : "host_test_types.tlb");
   }
 
-  // Calls a member with arguments in their order, the named ones last. Clears them.
   Outcome Call(DISPID member, WORD flags, std::vector<VARIANT> arguments,
                std::vector<DISPID> names = {}) {
-    std::vector<VARIANT> reversed(arguments.rbegin(), arguments.rend());
-    std::vector<DISPID> ids(names.rbegin(), names.rend());
-    DISPPARAMS params{reversed.data(), ids.data(), static_cast<UINT>(reversed.size()),
-                      static_cast<UINT>(ids.size())};
-    VARIANT value{};
-    EXCEPINFO exception{};
-    Outcome outcome;
-    outcome.result = info_->Invoke(probe_.Get(), member, flags, &params, &value, &exception,
-                                   &outcome.badArgument);
-    outcome.value = Shown(value);
-    outcome.code = exception.scode;
-    outcome.source = Taken(exception.bstrSource);
-    outcome.description = Taken(exception.bstrDescription);
-    SysFreeString(exception.bstrHelpFile);
-    for (VARIANT& argument : reversed) VariantClear(&argument);
-    return outcome;
+    return CallLate(
+        [&](DISPPARAMS* params, VARIANT* value, EXCEPINFO* exception, UINT* bad) {
+          return info_->Invoke(probe_.Get(), member, flags, params, value, exception, bad);
+        },
+        std::move(arguments), std::move(names));
   }
 
   ComPtr<ITypeLib> library_;
   ComPtr<ITypeInfo> info_;
   ComPtr<ITypeProbe> probe_;
 };
-
-constexpr WORD kMethod = DISPATCH_METHOD;
-constexpr WORD kGet = DISPATCH_PROPERTYGET;
-constexpr WORD kSet = DISPATCH_PROPERTYPUT;
 
 TEST_F(TypeInformation, Invoke_ConvertsAndGivesThePlatformsCodes) {
   ComPtr<IStream> stranger;
