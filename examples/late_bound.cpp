@@ -200,16 +200,17 @@ void SayFailure(const char* what, Call call) {
   throw std::runtime_error(std::string(what) + " did not fail");
 }
 
-// The texts of an array of texts, with blanks between.
+// The texts in an array of VARIANTs, with blanks between.
 std::string Joined(const VARIANT& array) {
-  if (array.vt != (VT_ARRAY | VT_BSTR)) throw std::runtime_error("no array of texts");
-  BSTR* texts = nullptr;
+  if (array.vt != (VT_ARRAY | VT_VARIANT)) throw std::runtime_error("no array of VARIANTs");
   LONG last = -1;
   std::string joined;
   Check(SafeArrayGetUBound(array.parray, 1, &last), "SafeArrayGetUBound");
-  Check(SafeArrayAccessData(array.parray, reinterpret_cast<void**>(&texts)), "SafeArrayAccessData");
-  for (LONG i = 0; i <= last; ++i) joined += (i > 0 ? " " : "") + Utf8(texts[i]);
-  SafeArrayUnaccessData(array.parray);
+  for (LONG i = 0; i <= last; ++i) {
+    Answer text;
+    Check(SafeArrayGetElement(array.parray, &i, text.Put()), "SafeArrayGetElement");
+    joined.append(i > 0 ? " " : "").append(text.AsText());
+  }
   return joined;
 }
 

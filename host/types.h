@@ -39,6 +39,8 @@ using HRESULT = std::int32_t;
 using SCODE = std::int32_t;
 using LSTATUS = std::int32_t;
 using LCID = std::uint32_t;
+// The user's locale; this host converts in the neutral one whatever a caller names.
+inline constexpr LCID LOCALE_USER_DEFAULT = 0x0400;
 using DISPID = std::int32_t;
 using DATE = double;
 using VARTYPE = std::uint16_t;

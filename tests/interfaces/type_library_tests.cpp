@@ -5,13 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <filesystem>
 #include <sstream>
 #include <string>
 
 #include "interfaces/identifiers.h"
 #include "platform/com_ptr.h"
-#include "tests/support/child_process.h"
+#include "tests/support/registered_module.h"
 
 namespace tests {
 namespace {
@@ -104,9 +103,7 @@ std::string MemberText(ITypeInfo& info, const HostType& type, UINT index) {
 class TypeLibraryTest : public testing::Test {
  protected:
   void SetUp() override {
-    const auto file = std::filesystem::path(ThisProgram()).parent_path() / RASTEL_TYPES_FILE;
-    ASSERT_EQ(LoadTypeLibEx(file.string<OLECHAR>().c_str(), REGKIND_NONE, library_.Put()), S_OK)
-        << file;
+    ASSERT_EQ(LoadTypeLibEx(TypeLibraryFile().c_str(), REGKIND_NONE, library_.Put()), S_OK);
   }
 
   // Runs a check for every type of the kind, with its description and attributes.
