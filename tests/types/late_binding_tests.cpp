@@ -60,11 +60,13 @@ class LateBinding : public testing::Test {
       SCOPED_TRACE(testing::PrintToString(Text(calls[i].name)));
       const Outcome outcome = Call(*object, calls[i]);
       EXPECT_EQ(outcome.result, calls[i].result);
-      EXPECT_EQ(outcome.value, calls[i].value);
       EXPECT_EQ(outcome.code, calls[i].code);
       EXPECT_EQ(outcome.description, calls[i].description);
       if (outcome.result == ResultCode(0x80020009)) {
         EXPECT_EQ(outcome.source.substr(0, Text(progId).size()), progId);
+      } else {
+        // What a failing member returned is open.
+        EXPECT_EQ(outcome.value, calls[i].value);
       }
     }
   }
