@@ -236,10 +236,10 @@ class Fuzz {
     Check(Create(classId, IID_IPersistStream, object.PutVoid()), "object");
     const HRESULT loaded = object->Load(StreamOf(bytes).Get());
     // Also what a failed load left must hold together.
-    ULARGE_INTEGER size{};
-    object->GetSizeMax(&size);
     object->IsDirty();
-    if (size.QuadPart <= kMostSaved && BufferElements(object) <= kMostSaved) {
+    if (Elements(object) <= kMostElements) {
+      ULARGE_INTEGER size{};
+      object->GetSizeMax(&size);
       ComPtr<IStream> stream;
       Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
       object->Save(stream.Get(), TRUE);
@@ -248,18 +248,23 @@ class Fuzz {
     return SUCCEEDED(loaded);
   }
 
-  // 0 for what is not an AOI.
-  static std::uint64_t BufferElements(const ComPtr<IPersistStream>& self) {
-    LONG width = 0;
-    LONG height = 0;
-    LONG planes = 0;
+  // How many pixels, or elements and tags, an object holds; 0 for a map.
+  static double Elements(const ComPtr<IPersistStream>& self) {
+    LONG first = 0;
+    LONG second = 0;
+    LONG third = 1;
     if (const auto aoi = self.As<IAoiKLP>()) {
-      aoi->get_BufferWidth(&width);
-      aoi->get_BufferHeight(&height);
-      aoi->get_PlaneCount(&planes);
+      aoi->get_BufferWidth(&first);
+      aoi->get_BufferHeight(&second);
+      aoi->get_PlaneCount(&third);
+      return std::abs(double{1} * first * second * third);
     }
-    const double elements = std::abs(double{1} * width * height * planes);
-    return elements < 1e18 ? static_cast<std::uint64_t>(elements) : ~std::uint64_t{0};
+    if (const auto vector = self.As<IVectorKLP>()) {
+      VARIANT* tags = nullptr;
+      vector->get_Count(&first);
+      vector->GetTagPointer(&second, &tags);
+    }
+    return double{1} * first + second;
   }
 
   static void Duplicate(const ComPtr<IPersistStream>& self) {
@@ -276,9 +281,8 @@ class Fuzz {
     }
   }
 
-  // Bytes, and elements of a buffer. Larger objects are not written or copied: their streams state
-  // what they do not have.
-  static constexpr std::uint64_t kMostSaved = 1 << 20;
+  // Larger objects are not counted, written or copied: their streams state what they do not have.
+  static constexpr double kMostElements = 1 << 20;
 
   platform::LoadedModule module_;
   HRESULT(STDAPICALLTYPE* getClassObject_)(REFCLSID, REFIID, void**) = nullptr;
