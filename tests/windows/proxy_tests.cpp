@@ -196,6 +196,9 @@ TEST(Exports, AskTheProxiesBeforeTheCatalogue) {
   EXPECT_EQ(module.GetClassObject(IID_IByteAOIKLP, IID_IClassFactory, factory.PutVoid()),
             CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(module.GetClassObject(IID_IDoubleAOIKLP, IID_IUnknown, nullptr), E_POINTER);
+  EXPECT_EQ(module.CanUnloadNow(), S_OK);
+  EXPECT_EQ(module.GetClassObject(IID_IDoubleAOIKLP, IID_IUnknown, factory.PutVoid()), S_OK);
+  EXPECT_EQ(module.CanUnloadNow(), S_FALSE);
 }
 
 class Client : public testing::Test {
