@@ -94,7 +94,9 @@ void Check(HRESULT result, const std::string& call) {
   if (FAILED(result)) throw ComFailure(call, result);
 }
 
-LoadedObject::LoadedObject(const KnownClass& known, Bytes stream) : persist_(Make(known)) {
+LoadedObject::LoadedObject(const KnownClass& known) : persist_(Make(known)) {}
+
+LoadedObject::LoadedObject(const KnownClass& known, Bytes stream) : LoadedObject(known) {
   const ComPtr<IStream> memory = MemoryStream();
   ULONG written = 0;
   Check(memory->Write(stream.data(), static_cast<ULONG>(stream.size()), &written), "Write");

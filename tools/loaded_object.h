@@ -24,6 +24,8 @@ void Check(HRESULT result, const std::string& call);
 
 class LoadedObject {
  public:
+  // Makes an object of the class, with nothing loaded.
+  explicit LoadedObject(const KnownClass& known);
   // Makes an object of the class and loads it from the stream, which starts behind the class
   // identifier.
   LoadedObject(const KnownClass& known, Bytes stream);

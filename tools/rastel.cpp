@@ -1,9 +1,10 @@
-// rastel: tells what is in a file that holds the stream of an object, and brings it to the newest
-// version of its format. See docs/rastel_tool.md.
+// rastel: tells what is in a file that holds the stream of an object, brings it to the newest
+// version of its format, and turns pictures into AOIs and back. See docs/rastel_tool.md.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -12,6 +13,7 @@
 #include "tools/file_bytes.h"
 #include "tools/loaded_object.h"
 #include "tools/object_format.h"
+#include "tools/pictures.h"
 #include "tools/vector_format.h"
 
 namespace {
@@ -241,11 +243,38 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* what, Argument
   return command;
 }
 
+CLI::App* AddImport(CLI::App& app, ImportOptions& options) {
+  static const std::map<std::string, MarginModeKLP> kModes = {{"zero", MarginZero},
+                                                              {"periodic", MarginPeriodic},
+                                                              {"mirror", MarginMirror},
+                                                              {"replicate", MarginReplicate}};
+  CLI::App* const command = app.add_subcommand("import", "Makes an AOI of a picture");
+  command->add_option("PICTURE", options.picture, "PNG, grey or colour, 8 or 16 bits")->required();
+  command->add_option("OUT", options.out, "File to write the AOI's stream to")->required();
+  command->add_option("--margin", options.margin, "Pixels around each plane")
+      ->check(CLI::Range(0, 0x3FFFFFFF));
+  command->add_option("--margin-mode", options.marginMode, "What fills them, replicate by default")
+      ->transform(CLI::CheckedTransformer(kModes));
+  command->add_flag("--buffer", options.isBuffer, "Save the whole buffer, margins included");
+  return command;
+}
+
+CLI::App* AddExport(CLI::App& app, Arguments& arguments, ExportOptions& options) {
+  CLI::App* const command = AddCommand(app, "export", "Makes a PNG of an AOI", arguments);
+  command->add_option("PICTURE", options.picture, "PNG to write, 8 bits")->required();
+  command->add_flag("--buffer", options.isBuffer, "The whole buffer, not the rectangle");
+  command->add_flag("--scale", options.isScaled,
+                    "Map the lowest value to 0 and the highest to 255; else values are clamped");
+  return command;
+}
+
 int Run(int argc, char** argv) {
   CLI::App app("Tells what is in the stream of an object, and brings it to the newest version.",
                "rastel");
   app.require_subcommand(1);
-  app.footer("Exit code: 0 the file is whole, 1 it is broken or cannot be read, 2 wrong usage.");
+  app.footer(
+      "Exit code: 0 done, the file is whole; 1 it is broken, cannot be read or cannot be "
+      "written; 2 wrong usage.");
   Arguments arguments;
   CLI::App* const info =
       AddCommand(app, "info", "What the loaded object says of itself", arguments);
@@ -254,6 +283,10 @@ int Run(int argc, char** argv) {
   CLI::App* const upgrade =
       AddCommand(app, "upgrade", "Writes the object's newest version", arguments);
   upgrade->add_option("OUT", arguments.newFile, "File to write, in the same form")->required();
+  ImportOptions importOptions;
+  ExportOptions exportOptions;
+  const CLI::App* const import = AddImport(app, importOptions);
+  const CLI::App* const exportCommand = AddExport(app, arguments, exportOptions);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -262,6 +295,16 @@ int Run(int argc, char** argv) {
   try {
     if (dump->parsed()) return Dump(arguments);
     const ComRuntime runtime;
+    if (import->parsed()) {
+      ImportPicture(importOptions);
+      return kWhole;
+    }
+    if (exportCommand->parsed()) {
+      exportOptions.file = arguments.file;
+      exportOptions.bareClass = arguments.BareClass();
+      ExportPicture(exportOptions);
+      return kWhole;
+    }
     return info->parsed() ? Info(arguments) : Upgrade(arguments);
   } catch (const std::exception& error) {
     std::fflush(stdout);

@@ -1,0 +1,20 @@
+// For builds without the picture library.
+#include <stdexcept>
+
+#include "tools/pictures.h"
+
+namespace tools {
+namespace {
+
+[[noreturn]] void Refuse() {
+  throw std::runtime_error(
+      "import and export need the picture library stb, which was not there "
+      "when this program was built");
+}
+
+}  // namespace
+
+void ImportPicture(const ImportOptions&) { Refuse(); }
+void ExportPicture(const ExportOptions&) { Refuse(); }
+
+}  // namespace tools
