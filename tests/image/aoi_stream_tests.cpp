@@ -86,6 +86,16 @@ std::vector<double> Ramp(double first, int count) {
   return values;
 }
 
+// One of the files that a script has made from the format.
+ComPtr<IStream> FileStream(const char* kind, const char* version, ULONGLONG* size) {
+  std::ifstream file(std::string(RASTEL_TEST_AOIS "/") + kind + "_" + version + ".aoi",
+                     std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_FALSE(bytes.empty());
+  *size = bytes.size();
+  return NewStream(HexOf(bytes.data(), bytes.size()));
+}
+
 // Two planes of 4 by 3 words in a margin of 1, each its own index in the buffer; rectangle 2 by 1
 // at 1, 1 with margins 1, 1.
 ComPtr<IAoiKLP> NewWords(MarshalFlagsKLP flags = MarshalRectangle) {
@@ -136,7 +146,7 @@ TEST_F(AoiStreams, Save_WithoutABuffer_WritesTheHeaderAndReportsOnTheWay) {
   for (const Kind& kind : kKinds) {
     SCOPED_TRACE(kind.name);
     const auto aoi = Make(*kind.classId);
-    const std::string code = "0" + std::to_string(kind.code) + " 00 00 00 ";
+    const std::string code = HexOf(&kind.code, 4) + " ";
     const std::string name = "04 00 00 00 04 00 00 00 4E 00 6F 00 6E 00 65 00 ";
     std::string saved;
     EXPECT_EQ(Ask([&] { return saved = SavedBy(aoi), S_OK; }), Swallowed(1114));
@@ -164,7 +174,7 @@ TEST_F(AoiStreams, Save_WritesTheRectangleWithMarginsOrTheBuffer) {
   for (int start : {7, 37}) {
     for (int i = start; i < start + 30; ++i) {
       const BYTE pixel[] = {static_cast<BYTE>(i < 60 ? i : 0), 0};
-      planes += " " + HexOf(pixel, 2);
+      planes.append(" ").append(HexOf(pixel, 2));
     }
   }
   EXPECT_EQ(SavedBy(aoi), std::string(kWordsHead) + "01" + kWordsText +
@@ -195,11 +205,8 @@ TEST_F(AoiStreams, Load_ReadsEveryVersionOfEveryType) {
   for (const Kind& kind : kKinds) {
     for (const auto& version : versions) {
       SCOPED_TRACE(testing::Message() << kind.name << " " << version.file);
-      std::ifstream file(
-          std::string(RASTEL_TEST_AOIS "/") + kind.name + "_" + version.file + ".aoi",
-          std::ios::binary);
-      const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-      ASSERT_FALSE(bytes.empty());
+      ULONGLONG size = 0;
+      const auto stream = FileStream(kind.name, version.file, &size);
       const std::string_view number = version.file;
       // Over what it held before.
       const auto aoi = Make(*kind.classId);
@@ -208,9 +215,8 @@ TEST_F(AoiStreams, Load_ReadsEveryVersionOfEveryType) {
       aoi->put_MarginMode(MarginMirror);
       aoi->put_Tag(Int4(9));
       PutName(*aoi, OLESTR("before"));
-      const auto stream = NewStream(HexOf(bytes.data(), bytes.size()));
       ASSERT_EQ(Persist(aoi)->Load(stream.Get()), S_OK);
-      EXPECT_EQ(PositionOf(stream.Get()), bytes.size());
+      EXPECT_EQ(PositionOf(stream.Get()), size);
       EXPECT_EQ(GeometryOf(*aoi), version.geometry);
       EXPECT_EQ(Get(*aoi, &IAoiKLP::get_MarshalFlags), version.flags);
       EXPECT_EQ(Get(*aoi, &IAoiKLP::get_MarginMode), MarginMirror);
@@ -277,19 +283,6 @@ TEST_F(AoiStreams, Load_PassesOverWhatCannotBeBoundOrPlaced) {
     EXPECT_EQ(Ask([&] { return LoadFrom(aoi, row.hex); }), row.said);
     EXPECT_EQ(GeometryOf(*aoi), row.geometry);
   }
-}
-
-TEST_F(AoiStreams, Load_WithABufferMargin_WrapsThePixelsWhereRowsEnd) {
-  const auto aoi = Make();
-  aoi->put_BufferMargin(1);
-  ASSERT_EQ(LoadFrom(aoi, kPlain512), S_OK);
-  // 15 bytes in a row from the first image pixel on, over rows of 7.
-  std::vector<double> stored;
-  for (LONG i = 0; i < 35; ++i) stored.push_back(PixelAt(aoi, i % 7 - 1, i / 7 - 1));
-  std::vector<double> expected(35, 0);
-  const BYTE pixels[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17, 18, 19, 20, 21};
-  std::copy(std::begin(pixels), std::end(pixels), expected.begin() + 8);
-  EXPECT_EQ(stored, expected);
 }
 
 TEST_F(AoiStreams, Load_UnknownVersion_IsReportedBehindIt) {
@@ -494,19 +487,28 @@ TEST_F(AoiStreams, Load_HostileSizes_StayInMemoryAndShowNothingOld) {
   }
 }
 
-// What a plane takes beyond the buffer's block is taken out of the stream, so that the next object
-// is found.
-TEST_F(AoiStreams, Load_ClippedRunsAreConsumed) {
-  const auto stream = NewStream(kPlain512 + "EE");
-  // With a margin of -1 the block has 3 by 1 bytes, and the image begins outside it.
-  for (const LONG margin : {1, -1}) {
-    SeekTo(stream.Get(), 0);
-    const auto aoi = Make();
+TEST_F(AoiStreams, Load_IntoABlockOfAnotherShape_StaysInStep) {
+  const auto load = [](const ComPtr<IAoiKLP>& aoi, LONG margin, std::string hex) {
     aoi->put_BufferMargin(margin);
-    ASSERT_EQ(Persist(aoi)->Load(stream.Get()), S_OK);
-    // A failed look-up ends the reading instead.
-    EXPECT_EQ(PositionOf(stream.Get()), margin > 0 ? 67u : 52u);
-  }
+    const auto stream = NewStream(hex);
+    EXPECT_EQ(Persist(aoi)->Load(stream.Get()), S_OK);
+    return PositionOf(stream.Get());
+  };
+  // Into rows of 7, in a row from the first image pixel on.
+  const auto aoi = Make();
+  EXPECT_EQ(load(aoi, 1, kPlain512 + "EE"), 67u);
+  std::vector<double> stored, expected(35, 0);
+  for (LONG i = 0; i < 35; ++i) stored.push_back(PixelAt(aoi, i % 7 - 1, i / 7 - 1));
+  const BYTE pixels[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17, 18, 19, 20, 21};
+  std::copy(std::begin(pixels), std::end(pixels), expected.begin() + 8);
+  EXPECT_EQ(stored, expected);
+  // The image begins outside the block of 3 by 1, and nothing is read.
+  EXPECT_EQ(load(aoi, -1, kPlain512), 52u);
+  // 3 planes of 0x55555556 are 2 pixels; what a plane says beyond is taken out of the stream.
+  std::string wrapped = kPlain512;
+  wrapped.replace(5, 17, "56555555 01000000").replace(77, 8, "03000000");
+  EXPECT_EQ(load(aoi, 0, wrapped), 67u);
+  EXPECT_EQ(PixelAt(aoi, 1, 0), 2);
 }
 
 TEST_F(AoiStreams, TagsAndMapsThatRaise_ArePassedOver) {
@@ -535,8 +537,47 @@ TEST_F(AoiStreams, TagsAndMapsThatRaise_ArePassedOver) {
   EXPECT_EQ(debug.Texts(), kNotRead);
   debug.Clear();
   // A plain record of 513 that cannot be read.
-  EXPECT_EQ(LoadFrom(aoi, "0102 " + kHead512.substr(5) + "00000000 00000000 0800 01000000"), S_OK);
+  EXPECT_EQ(
+      LoadFrom(aoi, std::string("0102 ").append(kHead512, 5) + "00000000 00000000 0800 01000000"),
+      S_OK);
   EXPECT_EQ(debug.Texts(), kNotRead);
+}
+
+TEST_F(AoiStreams, Map_TravelsAndIsKeptIfItIsOne) {
+  ComPtr<IUnknown> factory;
+  ASSERT_EQ(ModuleClient::Get().GetClassObject(CLSID_AttributeBstrMapKLP, IID_IUnknown,
+                                               factory.PutVoid()),
+            S_OK);
+  DWORD cookie = 0;
+  ASSERT_EQ(CoRegisterClassObject(CLSID_AttributeBstrMapKLP, factory.Get(), CLSCTX_INPROC_SERVER,
+                                  REGCLS_MULTIPLEUSE, &cookie),
+            S_OK);
+  const auto aoi = NewWords();
+  const ULONGLONG without = EstimateOf(aoi);
+  auto map = ModuleClient::Get().Create<IAttributeMapKLP>(CLSID_AttributeBstrMapKLP);
+  CComVariant key, value;
+  key.vt = VT_BSTR;
+  key.bstrVal = SysAllocString(OLESTR("k"));
+  EXPECT_EQ(map->put_Value(key, Int4(6)), S_OK);
+  aoi->put_AttributeMap(map.Get());
+  ULARGE_INTEGER size{};
+  EXPECT_EQ(map.As<IPersistStream>()->GetSizeMax(&size), S_OK);
+  EXPECT_EQ(EstimateOf(aoi), without + 16 + size.QuadPart);
+  const auto copy = Make(CLSID_WordAOIKLP);
+  ASSERT_EQ(LoadFrom(copy, SavedBy(aoi)), S_OK);
+  ComPtr<IAttributeMapKLP> loaded;
+  EXPECT_EQ(copy->get_AttributeMap(loaded.Put()), S_OK);
+  ASSERT_TRUE(loaded && loaded.Get() != map.Get());
+  EXPECT_EQ(loaded->get_Value(key, &value), S_OK);
+  EXPECT_EQ(value.lVal, 6);
+  EXPECT_EQ(PixelsIn(copy).back(), 0x34);
+  // An object of another class takes its bytes, and leaves no map.
+  Register();
+  ASSERT_EQ(LoadFrom(copy, Picture(false)), S_OK);
+  EXPECT_EQ(copy->get_AttributeMap(loaded.Put()), S_OK);
+  EXPECT_FALSE(loaded);
+  EXPECT_EQ(script_.calls, "L");
+  CoRevokeClassObject(cookie);
 }
 
 TEST_F(AoiStreams, PixelsMoveWithoutACopy) {
@@ -638,12 +679,11 @@ TEST_F(AoiStreams, PrivateSlots_StandBehindTheTypedInterface) {
   int slot = 71;
   for (const char* version :
        {"256_rect", "257_rect", "258_rect", "259_rect", "512_rect", "513_rect", "514_rect"}) {
-    std::ifstream file(std::string(RASTEL_TEST_AOIS "/word_") + version + ".aoi", std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    const auto stream = NewStream(HexOf(bytes.data(), bytes.size()));
+    ULONGLONG size = 0;
+    const auto stream = FileStream("word", version, &size);
     SeekTo(stream.Get(), 2);
     EXPECT_EQ(CallSlot(typed.Get(), slot++, stream.Get()), S_OK);
-    EXPECT_EQ(PositionOf(stream.Get()), bytes.size());
+    EXPECT_EQ(PositionOf(stream.Get()), size);
   }
 }
 
