@@ -1,5 +1,6 @@
 #include "tools/object_format.h"
 
+#include "tools/aoi_format.h"
 #include "tools/vector_format.h"
 
 namespace tools {
@@ -12,6 +13,7 @@ struct Format {
 
 // A family that is not here has a format that this version does not know.
 constexpr Format kFormats[] = {
+    {Family::kAoi, &WalkAoi},
     {Family::kVector, &WalkVector},
 };
 
@@ -31,8 +33,9 @@ std::string HintAbout(Bytes file, const KnownClass* bareClass) {
     return "; the file begins with the class identifier of " + std::string(inFront->name) +
            ": try without --class";
   }
-  if (file.size() < 2 || !IsVectorVersion(NumberAt<std::uint16_t>(file.data()))) return "";
-  return "; the file begins like a vector without class identifier: try --class NAME";
+  const auto version = file.size() < 2 ? std::uint16_t{0} : NumberAt<std::uint16_t>(file.data());
+  if (!IsVectorVersion(version) && !IsAoiVersion(version)) return "";
+  return "; the file begins like a vector or an AOI without class identifier: try --class NAME";
 }
 
 }  // namespace
@@ -80,7 +83,7 @@ FileFindings WalkFile(Bytes file, const KnownClass* bareClass, Listing& listing)
     walk.Note(broken.offset(), broken.what());
   }
   static_cast<Findings&>(found) = std::move(walk.Found());
-  if (!found.IsWhole() && !found.vector && !found.problems.empty()) {
+  if (!found.IsWhole() && !found.vector && !found.aoi && !found.problems.empty()) {
     found.problems.front().text += HintAbout(file, bareClass);
   }
   return found;

@@ -9,8 +9,10 @@
 #include <string>
 
 #include "interfaces/vector.h"
+#include "tools/aoi_format.h"
 #include "tools/element_types.h"
 #include "tools/file_bytes.h"
+#include "tools/loaded_aoi.h"
 #include "tools/loaded_object.h"
 #include "tools/object_format.h"
 #include "tools/pictures.h"
@@ -94,6 +96,7 @@ VectorAnswers AskVector(const LoadedObject& object) {
 // Whether the object read what the walk found. A class of somebody else's may have taken more or
 // less than its bytes, and all behind it would be something else.
 bool IsInStep(const LoadedObject& object, const FileFindings& found) {
+  if (found.aoi) return IsAoiInStep(object, *found.aoi);
   const VectorAnswers answers = AskVector(object);
   const LONG tags = found.vector->flag ? found.vector->tagCount.value_or(0) : 0;
   return object.BytesLeft() == 0 && answers.count == found.vector->count &&
@@ -147,6 +150,14 @@ bool HasHiddenTags(const Findings& found) {
   return found.vector && !found.vector->flag && found.vector->tagCount.value_or(0) > 0;
 }
 
+// AOIs count their versions in decimal.
+std::string VersionText(const Findings& found) {
+  return found.aoi ? NumberText(found.aoi->version) : HexText(found.vector->version, 4);
+}
+std::string NewestVersionText(const Findings& found) {
+  return found.aoi ? NumberText(kNewestAoiVersion) : HexText(kNewestVectorVersion, 4);
+}
+
 ExitCode Info(const Arguments& arguments) {
   const std::vector<std::uint8_t> file = ReadWholeFile(arguments.file);
   Listing silent(nullptr, Listing::Extent::kShort);
@@ -155,14 +166,17 @@ ExitCode Info(const Arguments& arguments) {
   Say("class", ClassText(found.classId));
   Say("file", CountText(file.size(), "byte") + (found.hasClassId ? ", class identifier in front"
                                                                  : ", without class identifier"));
-  if (found.vector) {
-    const bool isNewest = found.vector->version == kNewestVectorVersion;
-    Say("version", HexText(found.vector->version, 4) + (isNewest ? ", the newest" : ", old"));
+  if (found.vector || found.aoi) {
+    const std::string version = VersionText(found);
+    Say("version", version + (version == NewestVersionText(found) ? ", the newest" : ", old"));
   }
   std::optional<LoadedObject> object;
   try {
     object.emplace(Load(file, found));
-    SayVector(AskVector(*object));
+    if (found.vector) SayVector(AskVector(*object));
+    if (found.aoi) {
+      for (const auto& [what, text] : AoiAnswers(*object)) Say(what, text);
+    }
   } catch (const std::runtime_error&) {
     if (found.vector) Say("elements", NumberText(found.vector->count) + ", as stated");
     if (found.IsFormatKnown()) Say("state", StateText(found));
@@ -176,7 +190,11 @@ ExitCode Info(const Arguments& arguments) {
     Say("lost", CountText(found.lostPointers, "element") + " held pointers");
   }
   if (found.IsWhole()) {
-    Say("saved anew", CountText(object->SavedBytes(), "byte") + " without class identifier");
+    // What AOIs say of their size beforehand is an estimate.
+    const bool isWhole = found.aoi && MakeAoiWhole(*object, *found.aoi);
+    const std::uint64_t bytes = found.aoi ? object->Saved(false).size() : object->SavedBytes();
+    Say("saved anew", CountText(bytes, "byte") + " without class identifier" +
+                          (isWhole ? ", as the whole buffer" : ""));
   }
   Say("state", StateText(found));
   return found.IsWhole() ? kWhole : kBroken;
@@ -199,10 +217,12 @@ void ShowHiddenTags(const LoadedObject& object) {
 // Whether nothing is missing in the new stream of an object: elements that no record can hold are
 // left out by Save without a failure.
 bool HoldsAll(const FileFindings& old, const FileFindings& saved) {
-  return saved.IsWhole() && old.vector && saved.vector &&
-         old.vector->count == saved.vector->count &&
-         saved.vector->tagCount.value_or(0) >= old.vector->tagCount.value_or(0) &&
-         old.nestedClasses == saved.nestedClasses;
+  if (!saved.IsWhole() || old.nestedClasses != saved.nestedClasses || saved.pixels < old.pixels) {
+    return false;
+  }
+  if (old.aoi) return saved.aoi.has_value();
+  return old.vector && saved.vector && old.vector->count == saved.vector->count &&
+         saved.vector->tagCount.value_or(0) >= old.vector->tagCount.value_or(0);
 }
 
 ExitCode Upgrade(const Arguments& arguments) {
@@ -213,13 +233,17 @@ ExitCode Upgrade(const Arguments& arguments) {
   // Vectors load with success what they could read of a broken stream; the rest would be gone.
   if (!found.IsWhole()) throw std::runtime_error("not upgraded: " + StateText(found));
   if (HasHiddenTags(found)) ShowHiddenTags(object);
+  const bool isMadeWhole = found.aoi && MakeAoiWhole(object, *found.aoi);
   const std::vector<std::uint8_t> saved = object.Saved(found.hasClassId);
   if (!HoldsAll(found, WalkFile(saved, arguments.BareClass(), silent))) {
     throw std::runtime_error("not upgraded: it holds what the newest version cannot store");
   }
   WriteWholeFile(arguments.newFile, saved);
-  std::printf("%s: version %s, %s\n", arguments.newFile.c_str(),
-              HexText(kNewestVectorVersion, 4).c_str(), CountText(saved.size(), "byte").c_str());
+  std::printf("%s: version %s, %s\n", arguments.newFile.c_str(), NewestVersionText(found).c_str(),
+              CountText(saved.size(), "byte").c_str());
+  if (isMadeWhole) {
+    std::printf("  the whole buffer is in it: there are pixels outside the margins\n");
+  }
   if (HasHiddenTags(found)) std::printf("  tags are on: the old version did not tell\n");
   if (found.lostPointers > 0) {
     std::printf("  %s held pointers in the old version and are empty now\n",

@@ -41,6 +41,20 @@ struct VectorHead {
   std::optional<std::int32_t> tagCount;
 };
 
+// What the stream of an AOI states, 0 where a version says nothing.
+struct AoiHead {
+  std::uint16_t version = 0;
+  std::int32_t totalWidth = 0, totalHeight = 0;
+  std::int32_t x = 0, y = 0, width = 0, height = 0;
+  std::int32_t marginX = 0, marginY = 0;
+  std::int32_t planes = 0;
+  std::int16_t flags = 0;
+  std::uint64_t pixels = 0;
+
+  // From 259 on; with bit 0 the whole buffer is there.
+  bool IsRectangleForm() const { return version >= 259 && (flags & 1) == 0; }
+};
+
 struct Problem {
   std::uint64_t offset;
   std::string text;
@@ -62,6 +76,10 @@ struct Findings {
   std::uint64_t lostPointers = 0;
   // Of the outermost object, if it is a vector.
   std::optional<VectorHead> vector;
+  // The same of an AOI.
+  std::optional<AoiHead> aoi;
+  // Of all AOIs, inner ones too.
+  std::uint64_t pixels = 0;
 
   bool IsWhole() const { return problemCount == 0; }
 };

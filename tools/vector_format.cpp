@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/element_block.h"
 #include "tools/element_types.h"
 #include "tools/variant_records.h"
 
@@ -35,7 +36,6 @@ constexpr Version kVersions[] = {
 
 constexpr std::int16_t kTagsOn = -1;
 constexpr std::int32_t kShortRecords = 32;
-constexpr std::size_t kShortRows = 4;
 
 const Version* FindVersion(std::uint16_t number) {
   for (const Version& version : kVersions) {
@@ -59,50 +59,6 @@ std::int16_t TakeFlag(StreamWalk& walk) {
                      HexText(static_cast<std::uint16_t>(flag), 4) +
                          (flag == kTagsOn ? ", tags on" : ", tags off"));
   return flag;
-}
-
-std::string IndexText(std::uint64_t index) {
-  std::string text = "[";
-  return text.append(NumberText(index)).append("]");
-}
-
-// Numbers in rows, right-aligned under each other.
-void ListElements(Listing& lines, const ElementKind& kind, std::uint64_t start, Bytes block) {
-  const std::size_t count = block.size() / kind.bytes;
-  const std::size_t shown = lines.Shown(count, kShortRows * kind.perRow);
-  const Listing::Indent indent(lines);
-  std::size_t column = 0;
-  for (std::size_t i = 0; i < shown; ++i) {
-    column = std::max(column, kind.text(block.data() + i * kind.bytes).size());
-  }
-  for (std::size_t first = 0; first < shown; first += kind.perRow) {
-    const std::size_t inRow = std::min(kind.perRow, shown - first);
-    std::string row;
-    for (std::size_t i = first; i < first + inRow; ++i) {
-      const std::string number = kind.text(block.data() + i * kind.bytes);
-      row.append(column - number.size() + (i > first ? 1 : 0), ' ');
-      row += number;
-    }
-    lines.Field(start + first * kind.bytes, inRow * kind.bytes, IndexText(first), row);
-  }
-  if (shown < count) lines.Remark("... " + NumberText(count - shown) + " more");
-}
-
-void WalkBlock(StreamWalk& walk, const ElementKind& kind, std::int32_t count) {
-  Listing& lines = walk.Lines();
-  const std::uint64_t start = walk.Offset();
-  const std::uint64_t stated = static_cast<std::uint64_t>(count) * kind.bytes;
-  const std::uint64_t there = std::min(stated, walk.Remaining());
-  if (lines.IsShown()) {
-    lines.Field(start, there, "elements",
-                count == 0 ? "none" : NumberText(count) + " x " + kind.words);
-  }
-  const Bytes block = walk.Take(there - there % kind.bytes, "the elements");
-  if (lines.IsShown()) ListElements(lines, kind, start, block);
-  if (there < stated) {
-    walk.Fail("ends inside the elements: " + CountText(stated, "byte") + " stated, " +
-              NumberText(there) + " there");
-  }
 }
 
 void WalkRecords(StreamWalk& walk, const char* name, std::int32_t count, const RecordForm& form) {
@@ -146,7 +102,7 @@ void WalkVector(StreamWalk& walk, const KnownClass& known) {
   if (walk.Level() == 1) walk.Found().vector = head;
 
   if (kind.text) {
-    WalkBlock(walk, kind, head.count);
+    WalkElementBlock(walk, kind, "elements", static_cast<std::uint64_t>(head.count));
   } else {
     WalkRecords(walk, "elements", head.count, version->variantElements);
   }

@@ -89,7 +89,7 @@ TEST_F(Rastel, BrokenOrUnknown_GivesOneAndAReason) {
     std::string hex;
     const char* reason;
   } kRows[] = {
-      {kByteAoi + "02 02", "the stream format of AOIs is not known to this version"},
+      {kByteAoi + "02 02", "ends inside the total width"},
       {kBstrMap + "01 00 00 00 00 00 00 00 00", "attribute maps is not known to this version"},
       {kNobodysClass + "01", "is not known to this version"},
       {kByteVector + "04 01", "no vector has the version 0x0104"},

@@ -1,5 +1,5 @@
-// Streams of vectors, one at least of each version, as bytes; what the tool lists for them; and
-// what it makes of them.
+// Streams of vectors and AOIs, of all forms that their versions have, as bytes; what the tool lists
+// for them; and what it makes of them.
 #pragma once
 
 #include <string>
@@ -132,6 +132,96 @@ inline const SampleStream kSamples[] = {
          "08 00 00 00 00 00 00 00  03 01 00 00 00 00  00 00  0D 00" + kNobodysClass +
          "05 00 00 00 00 00 00 00  A1 A2 A3 A4 A5  08 00 08 00 06 00 00 00 A9 03 0A 00 00 00"
          "01 00 00 00  00 00 00 00 02 00 00 00 00 00"},
+
+    // Saved as the whole buffer, whose rows are rounded up.
+    {"AOI, 256", "WordAOIKLP",
+     "00 01  03 00 01 00  01 00 02 00 03 00  00 00 00 00 03 00 01 00 00 00 00 00",
+     R"(offset     bytes  field                     value
+00000000          class                     WordAOIKLP, as stated
+00000000       2  version                   256
+00000002       2  image width               3
+00000004       2  image height              1
+00000006          pixels                    1 plane of 3 x 1
+00000006       6    plane 0                 3 x unsigned 16 bit
+00000006       6      [0]                   1 2 3
+0000000C       2  x                         0
+0000000E       2  y                         0
+00000010       2  width                     3
+00000012       2  height                    1
+00000014       2  margin x                  0
+00000016       2  margin y                  0
+24 bytes, whole
+)",
+     "02 02  03 00 00 00 01 00 00 00  00 00 00 00 00 00 00 00 03 00 00 00 01 00 00 00"
+     "00 00 00 00 00 00 00 00  01 00 00 00  01 00  02 00 00 00"
+     "04 00 00 00 04 00 00 00 4E 00 6F 00 6E 00 65 00  00 00 00 00 02 00 00 00 00 00  00"
+     "01 00 00 00 04 00 00 00 01 00 00 00  01 00 02 00 03 00 00 00"},
+
+    // The margins are put back.
+    {"AOI, rectangle form of 514", "",
+     kByteAoi +
+         "02 02  03 00 00 00 01 00 00 00  05 00 00 00 06 00 00 00 01 00 00 00 01 00 00 00"
+         "01 00 00 00 00 00 00 00  02 00 00 00  00 00  00 00 00 00"
+         "02 00 00 00 02 00 00 00 61 00 62 00  03 00 03 00 05 00 00 00  00  07 08 09 0A 0B 0C",
+     R"(offset     bytes  field                     value
+00000000      16  class                     ByteAOIKLP {486B1585-D4BF-42FE-A833-619076A4530C}
+00000010       2  version                   514
+00000012       4  total width               3
+00000016       4  total height              1
+0000001A       4  x                         5
+0000001E       4  y                         6
+00000022       4  width                     1
+00000026       4  height                    1
+0000002A       4  margin x                  1
+0000002E       4  margin y                  0
+00000032       4  planes                    2
+00000036       2  flags                     0x0000, the rectangle
+00000038       4  element type              0, Byte
+0000003C       4  name length               2
+00000040       4  name length again         2
+00000044       4  name                      "ab"
+00000048       8  tag                       VT_I4  5
+00000050       1  attribute map             none
+00000051          pixels                    2 planes of 3 x 1
+00000051       3    plane 0                 3 x unsigned 8 bit
+00000051       3      [0]                   7 8 9
+00000054       3    plane 1                 3 x unsigned 8 bit
+00000054       3      [0]                   10 11 12
+87 bytes, whole
+)",
+     kByteAoi +
+         "02 02  03 00 00 00 01 00 00 00  01 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00"
+         "01 00 00 00 00 00 00 00  02 00 00 00  00 00  00 00 00 00"
+         "02 00 00 00 02 00 00 00 61 00 62 00  03 00 03 00 05 00 00 00  00  07 08 09 0A 0B 0C"},
+
+    {"AOI, buffer form of 259", "ByteAOIKLP",
+     "03 01  01 00 00 00 01 00 00 00  01 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00"
+     "00 00 00 00  01 00  01 00  01 00 02 00 00 00 01 00 00 00  07 08",
+     R"(offset     bytes  field                     value
+00000000          class                     ByteAOIKLP, as stated
+00000000       2  version                   259
+00000002       4  total width               1
+00000006       4  total height              1
+0000000A       4  x                         1
+0000000E       4  y                         0
+00000012       4  width                     1
+00000016       4  height                    1
+0000001A       2  margin x                  0
+0000001C       2  margin y                  0
+0000001E       2  planes                    1
+00000020       2  flags                     0x0001, the whole buffer
+00000022       2  buffer planes             1
+00000024       4  buffer width              2
+00000028       4  buffer height             1
+0000002C          pixels                    1 plane of 2 x 1
+0000002C       2    plane 0                 2 x unsigned 8 bit
+0000002C       2      [0]                   7 8
+46 bytes, whole
+)",
+     "02 02  01 00 00 00 01 00 00 00  01 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00"
+     "00 00 00 00 00 00 00 00  01 00 00 00  01 00  00 00 00 00"
+     "04 00 00 00 04 00 00 00 4E 00 6F 00 6E 00 65 00  00 00 00 00 02 00 00 00 00 00  00"
+     "01 00 00 00 02 00 00 00 01 00 00 00  07 08"},
 };
 
 // Variant vectors in each other, so many levels with the outermost, with the class identifier.

@@ -78,7 +78,9 @@ TEST(StreamWalk, Broken_SaysWhatIsWrong) {
   } kRows[] = {
       {"", "", 0, "ends inside the class identifier: 16 bytes stated, 0 there"},
       {"", "03 01 00 00 00 00 00 00  00 00 00 00 00 00 00 00", 16, "try --class NAME"},
-      {"", kByteAoi + "02 02", 16, "the stream format of AOIs is not known to this version"},
+      {"", kByteAoi + "02 02", 18, "ends inside the total width: 4 bytes stated, 0 there"},
+      {"", kByteAoi + "03 02", 16, "no AOI has the version 515"},
+      {"ByteAOIKLP", "00 01 02 00 FF FF", 4, "the image height is negative"},
       {"", kBstrMap + "01", 16, "the stream format of attribute maps is not known"},
       {"", kNobodysClass, 16, "the class {1F0A7C51-3C11-4B1E-9A01-527D10446E01} is not known"},
       {"ByteVectorKLP", kByteVector, 0, "class identifier of ByteVectorKLP: try without --class"},

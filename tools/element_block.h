@@ -1,0 +1,20 @@
+// Numbers of one type that follow one another in a stream.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/element_types.h"
+#include "tools/stream_walk.h"
+
+namespace tools {
+
+// Walks over so many numbers and lists them under the name. Raises BrokenStream where the stream
+// ends before.
+void WalkElementBlock(StreamWalk& walk, const ElementKind& kind, const std::string& name,
+                      std::uint64_t count);
+
+// "[3]".
+std::string IndexText(std::uint64_t index);
+
+}  // namespace tools

@@ -1,0 +1,104 @@
+#include "tools/loaded_aoi.h"
+
+#include "interfaces/aoi.h"
+#include "tools/element_types.h"
+
+namespace tools {
+namespace {
+
+using platform::ComPtr;
+
+struct Geometry {
+  LONG x = 0, y = 0, width = 0, height = 0;
+  LONG marginX = 0, marginY = 0;
+  LONG bufferWidth = 0, bufferHeight = 0;
+  LONG planes = 0;
+};
+
+ComPtr<IAoiKLP> AoiOf(const LoadedObject& object) {
+  auto aoi = object.As<IAoiKLP>();
+  if (!aoi) throw ComFailure("IAoiKLP", E_NOINTERFACE);
+  return aoi;
+}
+
+Geometry GeometryOf(IAoiKLP& aoi) {
+  Geometry g;
+  Check(aoi.GetRect(&g.x, &g.y, &g.width, &g.height), "GetRect");
+  Check(aoi.get_MarginX(&g.marginX), "get_MarginX");
+  Check(aoi.get_MarginY(&g.marginY), "get_MarginY");
+  Check(aoi.get_BufferWidth(&g.bufferWidth), "get_BufferWidth");
+  Check(aoi.get_BufferHeight(&g.bufferHeight), "get_BufferHeight");
+  Check(aoi.get_PlaneCount(&g.planes), "get_PlaneCount");
+  return g;
+}
+
+bool CoversBuffer(const Geometry& g) {
+  return g.x == g.marginX && g.y == g.marginY && g.width + 2 * g.marginX == g.bufferWidth &&
+         g.height + 2 * g.marginY == g.bufferHeight;
+}
+
+std::string SizeText(LONG width, LONG height) {
+  return NumberText(std::int32_t{width}) + " x " + NumberText(std::int32_t{height});
+}
+std::string PairText(LONG x, LONG y) {
+  return NumberText(std::int32_t{x}) + ", " + NumberText(std::int32_t{y});
+}
+
+std::string NameOf(IAoiKLP& aoi) {
+  BSTR name = nullptr;
+  Check(aoi.get_Name(&name), "get_Name");
+  constexpr std::size_t kMostUnits = 60;
+  const std::string text =
+      QuotedText({reinterpret_cast<const std::uint8_t*>(name), SysStringByteLen(name)}, kMostUnits);
+  SysFreeString(name);
+  return text;
+}
+
+}  // namespace
+
+std::vector<std::pair<const char*, std::string>> AoiAnswers(const LoadedObject& object) {
+  const auto aoi = AoiOf(object);
+  const Geometry g = GeometryOf(*aoi);
+  ElementTypeKLP code{};
+  MarshalFlagsKLP flags{};
+  Check(aoi->get_ElementType(&code), "get_ElementType");
+  Check(aoi->get_MarshalFlags(&flags), "get_MarshalFlags");
+  const ElementKind* kind = FindElementKind(code);
+  return {
+      {"element type", kind ? std::string(kind->name) + ", " + kind->words
+                            : "code " + NumberText(static_cast<std::int32_t>(code))},
+      {"rectangle", SizeText(g.width, g.height) + " at " + PairText(g.x, g.y)},
+      {"margins", PairText(g.marginX, g.marginY)},
+      {"buffer", CountText(static_cast<std::uint64_t>(g.planes), "plane") + " of " +
+                     SizeText(g.bufferWidth, g.bufferHeight)},
+      {"travels", (flags & MarshalBuffer) != 0 ? "as the whole buffer" : "as the rectangle"},
+      {"name", NameOf(*aoi)},
+  };
+}
+
+bool IsAoiInStep(const LoadedObject& object, const AoiHead& head) {
+  if (object.BytesLeft() != 0) return false;
+  if (head.pixels == 0) return true;
+  const Geometry g = GeometryOf(*AoiOf(object));
+  return static_cast<std::uint64_t>(g.planes) * static_cast<std::uint64_t>(g.bufferWidth) *
+             static_cast<std::uint64_t>(g.bufferHeight) >=
+         head.pixels;
+}
+
+bool MakeAoiWhole(const LoadedObject& object, const AoiHead& head) {
+  const auto aoi = AoiOf(object);
+  MarshalFlagsKLP flags{};
+  Check(aoi->get_MarshalFlags(&flags), "get_MarshalFlags");
+  if ((flags & MarshalBuffer) != 0 || head.pixels == 0) return false;
+  if (head.IsRectangleForm()) {
+    // Where the rectangle began when it was saved is not kept by any reader.
+    aoi->SetRect(head.marginX, head.marginY, head.marginX + head.width - 1,
+                 head.marginY + head.height - 1);
+    aoi->SetMargins(head.marginX, head.marginY);
+  }
+  if (CoversBuffer(GeometryOf(*aoi))) return false;
+  Check(aoi->put_MarshalFlags(MarshalBuffer), "put_MarshalFlags");
+  return true;
+}
+
+}  // namespace tools

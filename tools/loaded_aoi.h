@@ -1,0 +1,24 @@
+// A loaded AOI: what it answers about itself, and what it needs so that Save leaves nothing out.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/loaded_object.h"
+#include "tools/stream_walk.h"
+
+namespace tools {
+
+// Names and values for people. Raises ComFailure.
+std::vector<std::pair<const char*, std::string>> AoiAnswers(const LoadedObject& object);
+
+// Whether the object read what the walk found.
+bool IsAoiInStep(const LoadedObject& object, const AoiHead& head);
+
+// Load puts the rectangle form at the corner of its buffer and forgets the margins, and saves of
+// that would leave pixels out: puts rectangle and margins back, and where they do not cover the
+// buffer, has the whole buffer saved. True in that last case. Raises ComFailure.
+bool MakeAoiWhole(const LoadedObject& object, const AoiHead& head);
+
+}  // namespace tools
