@@ -202,7 +202,7 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
     return Guard([&] {
       const ScopedLock lock(Self());
       return ReportTexts(*Traits::kClassId, [&] {
-        FindEntry(Kind::FromVariant(key), found, place);
+        FindTyped(Kind::FromVariant(key), found, place);
         return S_OK;
       });
     });
@@ -210,15 +210,7 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   STDMETHODIMP FindEntry(Key key, VARIANT_BOOL* found, Iterator* place) override {
     return Guard([&] {
       const ScopedLock lock(Self());
-      return ReportTexts(*Traits::kClassId, [&]() -> HRESULT {
-        Kind::Check(key);
-        if (!found) return E_POINTER;
-        *found = VARIANT_FALSE;
-        const Iterator result = attributes_.Find(key);
-        if (place) *place = result;
-        if (result != attributes_.End()) *found = VARIANT_TRUE;
-        return S_OK;
-      });
+      return FindTyped(key, found, place);
     });
   }
 
@@ -237,6 +229,17 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   static HRESULT Say(const char* text) noexcept { return ReportErrorText(*Traits::kClassId, text); }
 
   // The slots' inner parts, for a caller who has the lock.
+  HRESULT FindTyped(Key key, VARIANT_BOOL* found, Iterator* place) {
+    return ReportTexts(*Traits::kClassId, [&]() -> HRESULT {
+      Kind::Check(key);
+      if (!found) return E_POINTER;
+      *found = VARIANT_FALSE;
+      const Iterator result = attributes_.Find(key);
+      if (place) *place = result;
+      if (result != attributes_.End()) *found = VARIANT_TRUE;
+      return S_OK;
+    });
+  }
   HRESULT PutTyped(Key key, const VARIANT& value, CComVariant& displaced) {
     return ReportTexts(*Traits::kClassId, [&]() -> HRESULT {
       Kind::Check(key);
@@ -251,9 +254,10 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   HRESULT GetTyped(Key key, VARIANT* value, Locked& content) {
     if (!value) return E_POINTER;
     VARIANT_BOOL exists = VARIANT_FALSE;
-    Exists(key, &exists);
+    Iterator place{};
+    FindTyped(key, &exists, &place);
     if (!exists) return Say("Element is not defined");
-    const Iterator place = attributes_.Find(key);
+    // Two words for one thing, of which clients know the first.
     if (place == attributes_.End()) return Say("Attribute is not defined");
     // The object in the value may take it out of the map while it is copied.
     if (place->second.vt > VT_BSTR) content.Hold();

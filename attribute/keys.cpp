@@ -30,12 +30,6 @@ Number NumberKeys<Number>::Read(IStream* stream) {
 template struct NumberKeys<LONG>;
 template struct NumberKeys<DOUBLE>;
 
-auto KeyKind<BSTR>::Seek(BSTR key) noexcept -> Sought {
-  UINT length = 0;
-  while (key[length] != 0) ++length;
-  return {key, length};
-}
-
 BSTR KeyKind<BSTR>::ToElement(const _bstr_t& stored) {
   const BSTR text = SysAllocString(stored.Wide());
   if (!text && stored.Wide()) _com_issue_error(E_OUTOFMEMORY);

@@ -89,20 +89,25 @@ struct KeyKind<BSTR> {
   static constexpr KeyKindKLP kCode = KeyKindBstr;
   static constexpr VARTYPE kGivenType = VT_BSTR;
 
+  // Never with a null text.
   using Stored = _bstr_t;
-  // A client's text up to its first null character: a look-up copies nothing.
-  struct Sought {
-    const OLECHAR* text;
-    UINT length;
-  };
+  // A client's text: a look-up copies nothing.
+  using Sought = const OLECHAR*;
+  // The order of Compare, for texts that end at their first null.
   struct Order {
     using is_transparent = void;
-    bool operator()(const _bstr_t& a, const _bstr_t& b) const noexcept { return a < b; }
-    bool operator()(const _bstr_t& a, const Sought& b) const noexcept {
-      return CompareText(a.Wide(), a.Length(), b.text, b.length) < 0;
+    bool operator()(const _bstr_t& a, const _bstr_t& b) const noexcept {
+      return IsLess(a.Wide(), b.Wide());
     }
-    bool operator()(const Sought& a, const _bstr_t& b) const noexcept {
-      return CompareText(a.text, a.length, b.Wide(), b.Length()) < 0;
+    bool operator()(const _bstr_t& a, Sought b) const noexcept { return IsLess(a.Wide(), b); }
+    bool operator()(Sought a, const _bstr_t& b) const noexcept { return IsLess(a, b.Wide()); }
+
+   private:
+    static bool IsLess(const OLECHAR* a, const OLECHAR* b) noexcept {
+      for (; *a == *b; ++a, ++b) {
+        if (*a == 0) return false;
+      }
+      return *a < *b;
     }
   };
 
@@ -110,9 +115,9 @@ struct KeyKind<BSTR> {
   static void Check(BSTR key) {
     if (!key) throw TextException("invalid key");
   }
-  static Sought Seek(BSTR key) noexcept;
+  static Sought Seek(BSTR key) noexcept { return key; }
   static Stored Form(BSTR key) { return _bstr_t(static_cast<const OLECHAR*>(key)); }
-  static bool IsSame(const _bstr_t&, const Sought&) noexcept { return true; }
+  static bool IsSame(const _bstr_t&, Sought) noexcept { return true; }
   static BSTR FromVariant(const VARIANT& key) {
     if (key.vt != VT_BSTR) throw TextException("invalid key type");
     return key.bstrVal;
