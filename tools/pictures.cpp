@@ -66,26 +66,17 @@ struct Frame {
   LONG height = 0;
 };
 
-bool HasPixel(IAoiKLP& aoi, LONG x, LONG y) {
-  double value = 0;
-  return SUCCEEDED(aoi.GetPixel(x, y, &value));
-}
-
-Frame FrameOf(IAoiKLP& aoi, const ExportOptions& options) {
+Frame FrameOf(IAoiKLP& aoi, bool isBuffer) {
   Frame frame;
-  Check(aoi.GetRect(nullptr, nullptr, &frame.width, &frame.height), "GetRect");
-  if (options.isBuffer) {
-    Check(aoi.get_BufferWidth(&frame.width), "get_BufferWidth");
-    Check(aoi.get_BufferHeight(&frame.height), "get_BufferHeight");
-    // No interface tells the margin of a buffer; its pixels answer.
-    while (HasPixel(aoi, frame.left - 1, 0)) --frame.left;
-    while (HasPixel(aoi, 0, frame.top - 1)) --frame.top;
-  }
-  if (!HasPixel(aoi, frame.left, frame.top) ||
-      !HasPixel(aoi, frame.left + frame.width - 1, frame.top + frame.height - 1)) {
-    throw std::runtime_error(options.file + ": the rectangle has pixels that are not stored" +
-                             (options.isBuffer ? "" : "; --buffer exports all that are"));
-  }
+  LONG x = 0;
+  LONG y = 0;
+  Check(aoi.GetRect(&x, &y, &frame.width, &frame.height), "GetRect");
+  if (!isBuffer) return frame;
+  // The buffer of a loaded AOI has no margin: that of the saved one stands among its pixels.
+  frame.left = -x;
+  frame.top = -y;
+  Check(aoi.get_BufferWidth(&frame.width), "get_BufferWidth");
+  Check(aoi.get_BufferHeight(&frame.height), "get_BufferHeight");
   return frame;
 }
 
@@ -164,7 +155,7 @@ void ExportPicture(const ExportOptions& options) {
   const auto aoi = object.As<IAoiKLP>();
   if (!aoi) throw ComFailure("IAoiKLP", E_NOINTERFACE);
   const LONG planes = PlanesOf(*aoi, options);
-  const Frame frame = FrameOf(*aoi, options);
+  const Frame frame = FrameOf(*aoi, options.isBuffer);
   if (std::int64_t{frame.width} * frame.height > kMostSamples / planes) {
     throw std::runtime_error(options.file + ": too large for a picture");
   }
