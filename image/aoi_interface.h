@@ -366,6 +366,9 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
   }
 
  private:
+  using Derived = DerivedAois<Class, ITyped, Image_t>;
+  friend Derived;
+
   template <class Body>
   static HRESULT Guard(Body&& body) noexcept {
     return Guarded(*ClassId, std::forward<Body>(body));
@@ -425,9 +428,6 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
     *same = width == otherWidth && height == otherHeight ? 1 : 0;
     return *same ? S_OK : S_FALSE;
   }
-
-  using Derived = DerivedAois<Class, ITyped, Image_t>;
-  friend Derived;
 
   static platform::ComPtr<ITyped> TypedOf(IAoiKLP* other) noexcept {
     return platform::ComPtr<IAoiKLP>(other).template As<ITyped>();
