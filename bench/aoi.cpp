@@ -1,6 +1,6 @@
 // AOIs through their interfaces, as clients call them: single pixels, rectangles of a picture of
-// 2048 by 2048 pixels next to memset and memcpy of the same rows, and objects next to the blocks of
-// memory that they cost.
+// 2048 by 2048 pixels next to memset and memcpy of the same rows, pictures that are saved and
+// loaded next to memcpy, and objects next to the blocks of memory that they cost.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -164,6 +164,59 @@ void BM_MemcpyRows(benchmark::State& state) {
   });
 }
 
+// A memory stream with the picture, at its end: by rows, or as the whole buffer with Arg(0).
+template <class Type>
+ComPtr<IStream> SavedPicture(benchmark::State& state, ComPtr<typename Type::I>& aoi) {
+  aoi = NewPicture<Type>(state);
+  if (state.range(0) == 0) aoi->put_MarshalFlags(MarshalBuffer);
+  ComPtr<IStream> stream;
+  CreateStreamOnHGlobal(nullptr, TRUE, stream.Put());
+  aoi.template As<IPersistStream>()->Save(stream.Get(), FALSE);
+  return stream;
+}
+
+template <class Type>
+void BM_Save(benchmark::State& state) {
+  ComPtr<typename Type::I> aoi;
+  const auto stream = SavedPicture<Type>(state, aoi);
+  const auto persist = aoi.template As<IPersistStream>();
+  for (auto _ : state) {
+    stream->Seek({}, STREAM_SEEK_SET, nullptr);
+    persist->Save(stream.Get(), FALSE);
+    benchmark::ClobberMemory();
+  }
+  CountBytes<Type>(state);
+}
+
+template <class Type>
+void BM_Load(benchmark::State& state) {
+  ComPtr<typename Type::I> aoi;
+  const auto stream = SavedPicture<Type>(state, aoi);
+  const auto persist = NewAoi<Type>().template As<IPersistStream>();
+  for (auto _ : state) {
+    stream->Seek({}, STREAM_SEEK_SET, nullptr);
+    persist->Load(stream.Get());
+    benchmark::ClobberMemory();
+  }
+  CountBytes<Type>(state);
+}
+
+// What a load does at least: a block of zeros that is then filled.
+template <class Type>
+void BM_MemcpyIntoNewBlock(benchmark::State& state) {
+  const std::size_t bytes = static_cast<std::size_t>(Side(state)) *
+                            static_cast<std::size_t>(Side(state)) * sizeof(typename Type::U);
+  const std::vector<char> source(bytes, 3);
+  for (auto _ : state) {
+    void* block = std::calloc(bytes, 1);
+    benchmark::DoNotOptimize(block);
+    std::memcpy(block, source.data(), bytes);
+    benchmark::ClobberMemory();
+    std::free(block);
+  }
+  CountBytes<Type>(state);
+}
+
 template <class Type>
 void BM_CreateAndRelease(benchmark::State& state) {
   const auto factory = Factory<Type>();
@@ -183,6 +236,52 @@ void BM_CloneAndRelease(benchmark::State& state) {
     aoi->Clone(&clone);
     clone->Release();
   }
+}
+
+// A hundred siblings of a picture and their release; the time of one tile stands beside.
+template <class Type>
+void BM_SplitTilesAndRelease(benchmark::State& state) {
+  const auto aoi = NewAoi<Type>();
+  aoi->CreateImage(kSize, kSize);
+  typename Type::I* tiles[100] = {};
+  for (auto _ : state) {
+    aoi->SplitTiles(10, 10, tiles);
+    for (auto* tile : tiles) tile->Release();
+  }
+  using benchmark::Counter;
+  state.counters["per_tile"] =
+      Counter(100.0 * static_cast<double>(state.iterations()), Counter::kIsRate | Counter::kInvert);
+}
+
+template <class Type>
+void BM_DuplicateAndRelease(benchmark::State& state) {
+  const auto aoi = NewPicture<Type>(state);
+  for (auto _ : state) {
+    typename Type::I* duplicate = nullptr;
+    aoi->Duplicate(&duplicate);
+    benchmark::ClobberMemory();
+    duplicate->Release();
+  }
+  CountBytes<Type>(state);
+}
+
+// What a duplicate costs at least: its rows, copied into a new block.
+template <class Type>
+void BM_RowsIntoNewBlock(benchmark::State& state) {
+  const auto aoi = NewPicture<Type>(state);
+  typename Type::U* source = nullptr;
+  aoi->GetPointer(&source);
+  const std::size_t side = static_cast<std::size_t>(Side(state));
+  for (auto _ : state) {
+    auto* block = static_cast<typename Type::U*>(std::malloc(side * side * sizeof *source));
+    for (std::size_t y = 0; y < side; ++y) {
+      std::memcpy(block + y * side, source + y * std::size_t{kSize}, side * sizeof *source);
+    }
+    benchmark::DoNotOptimize(block);
+    benchmark::ClobberMemory();
+    std::free(block);
+  }
+  CountBytes<Type>(state);
 }
 
 // A new object is one block, its marshaler another.
@@ -221,8 +320,19 @@ BENCHMARK_TEMPLATE(BM_MemcpyRows, Float)->Apply(Rectangles);
 BENCHMARK_TEMPLATE(BM_CopyTo, Float)->Apply(Rectangles);
 BENCHMARK_TEMPLATE(BM_MemcpyRows, Double)->Apply(Rectangles);
 BENCHMARK_TEMPLATE(BM_CopyTo, Double)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_Save, Byte)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_Save, Double)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_MemcpyIntoNewBlock, Byte)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_Load, Byte)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_MemcpyIntoNewBlock, Double)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_Load, Double)->Apply(Rectangles);
 BENCHMARK(BM_TwoBlocks);
 BENCHMARK_TEMPLATE(BM_CreateAndRelease, Byte);
 BENCHMARK_TEMPLATE(BM_CloneAndRelease, Byte);
+BENCHMARK_TEMPLATE(BM_SplitTilesAndRelease, Byte);
+BENCHMARK_TEMPLATE(BM_RowsIntoNewBlock, Byte)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_DuplicateAndRelease, Byte)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_RowsIntoNewBlock, Double)->Apply(Rectangles);
+BENCHMARK_TEMPLATE(BM_DuplicateAndRelease, Double)->Apply(Rectangles);
 
 }  // namespace
