@@ -7,12 +7,6 @@ namespace {
 
 using platform::ComPtr;
 
-#ifdef _WIN32
-constexpr const char* kModuleFile = "RastelKLP.dll";
-#else
-constexpr const char* kModuleFile = "libRastelKLP.so";
-#endif
-
 // What plain codes mean, which come without an error object.
 constexpr struct {
   std::uint32_t code;
@@ -77,7 +71,7 @@ ComPtr<IPersistStream> Make(const KnownClass& known) {
   const HRESULT result = CoCreateInstance(known.classId, nullptr, CLSCTX_INPROC_SERVER,
                                           IID_IPersistStream, persist.PutVoid());
   if (result == REGDB_E_CLASSNOTREG) {
-    throw ComFailure(std::string(known.name) + " is not registered here (register_module PATH/" +
+    throw ComFailure(std::string(known.name) + " is not registered here (rastel register PATH/" +
                          kModuleFile + " registers it; dump works without): CoCreateInstance",
                      result);
   }

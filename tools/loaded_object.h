@@ -13,6 +13,13 @@
 
 namespace tools {
 
+// The module's file name as it is built.
+#ifdef _WIN32
+inline constexpr const char* kModuleFile = "RastelKLP.dll";
+#else
+inline constexpr const char* kModuleFile = "libRastelKLP.so";
+#endif
+
 // The text names the call, the code, and what the thread's error object says.
 class ComFailure : public std::runtime_error {
  public:

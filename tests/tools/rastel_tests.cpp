@@ -38,7 +38,7 @@ TEST_F(Rastel, WithoutTheModule_SaysWhatRegistersIt) {
                           std::vector{std::string("upgrade"), in_.path(), out_}}) {
     const ChildResult result = Run(row);
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.output, HasSubstr("register_module PATH/"));
+    EXPECT_THAT(result.output, HasSubstr("rastel register PATH/"));
     EXPECT_THAT(result.output, HasSubstr("0x80040154"));
   }
   EXPECT_FALSE(std::filesystem::exists(out_));

@@ -1,0 +1,155 @@
+#include "tools/module_registration.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+
+#include "platform/module_file.h"
+#include "platform/module_loader.h"
+#include "tools/class_names.h"
+#include "tools/loaded_object.h"
+
+namespace tools {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::ComPtr;
+using WideText = std::basic_string<OLECHAR>;
+
+// The ending of the library stands behind the name that the module has without its own.
+#ifdef _WIN32
+constexpr const char* kLibraryEnding = ".tlb";
+#else
+constexpr const char* kLibraryEnding = "Types.so";
+#endif
+
+// Of a path or of any other text.
+std::string Utf8(const fs::path& path) {
+  const std::u8string text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
+fs::path FullPath(const std::string& given) {
+  if (!given.empty()) return fs::absolute(given);
+  const fs::path program = fs::path(platform::ModuleFileName(nullptr)).parent_path();
+  for (const fs::path& folder : {program, program.parent_path() / "lib"}) {
+    if (fs::exists(folder / kModuleFile)) return folder / kModuleFile;
+  }
+  throw std::runtime_error(std::string("there is no ") + kModuleFile +
+                           " with this program: name the module");
+}
+
+void CallModule(const fs::path& module, const char* name) {
+  const platform::LoadedModule loaded(module.string().c_str());
+  auto* const operation = loaded.Export<HRESULT STDAPICALLTYPE()>(name);
+  if (!operation) {
+    throw std::runtime_error(
+        Utf8(module) + (loaded.IsLoaded() ? ": is not a component module" : ": cannot be loaded"));
+  }
+  Check(operation(), Utf8(module) + ": " + name);
+}
+
+// The type library beside a module; only called for one that exists.
+class Library {
+ public:
+  explicit Library(const fs::path& file) : file_(file), wide_(file.string<OLECHAR>()) {
+    Check(LoadTypeLibEx(wide_.c_str(), REGKIND_NONE, library_.Put()),
+          Utf8(file) + ": LoadTypeLibEx");
+  }
+
+  static fs::path Beside(const fs::path& module) {
+    return module.parent_path() / (module.stem().string() + kLibraryEnding);
+  }
+
+  void Register() {
+    Check(RegisterTypeLib(library_.Get(), wide_.data(), nullptr),
+          Utf8(file_) + ": RegisterTypeLib");
+  }
+
+  // False: it was not registered.
+  bool Unregister() const {
+    TLIBATTR* attributes = nullptr;
+    Check(library_->GetLibAttr(&attributes), Utf8(file_) + ": GetLibAttr");
+    const TLIBATTR copy = *attributes;
+    library_->ReleaseTLibAttr(attributes);
+    BSTR registered = nullptr;
+    const HRESULT found = QueryPathOfRegTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum,
+                                                copy.lcid, &registered);
+    SysFreeString(registered);
+    if (FAILED(found)) return false;
+    Check(
+        UnRegisterTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum, copy.lcid, copy.syskind),
+        Utf8(file_) + ": UnRegisterTypeLib");
+    return true;
+  }
+
+ private:
+  fs::path file_;
+  WideText wide_;
+  ComPtr<ITypeLib> library_;
+};
+
+// The versioned ProgID; empty when there is none.
+std::string ProgId(const KnownClass& known) {
+  LPOLESTR text = nullptr;
+  const HRESULT result = ProgIDFromCLSID(known.classId, &text);
+  if (result == REGDB_E_CLASSNOTREG) return {};
+  Check(result, "ProgIDFromCLSID");
+  const std::string progId = Utf8(text);
+  CoTaskMemFree(text);
+  return progId;
+}
+
+// The module of a class; empty when none is registered.
+fs::path ModuleFile(const KnownClass& known) {
+  OLECHAR identifier[39];
+  StringFromGUID2(known.classId, identifier, 39);
+  const WideText path = WideText(OLESTR("CLSID\\")) + identifier + OLESTR("\\InprocServer32");
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return {};
+  WideText text(32768, OLECHAR{});
+  auto bytes = static_cast<DWORD>((text.size() - 1) * sizeof(OLECHAR));
+  const LSTATUS status = RegQueryValueExW(key, nullptr, nullptr, nullptr,
+                                          reinterpret_cast<BYTE*>(text.data()), &bytes);
+  RegCloseKey(key);
+  return status == ERROR_SUCCESS ? fs::path(text.c_str()) : fs::path();
+}
+
+}  // namespace
+
+void RegisterModule(const std::string& path) {
+  const fs::path module = FullPath(path);
+  const fs::path library = Library::Beside(module);
+  const bool hasLibrary = fs::exists(library);
+  if (hasLibrary) Library(library).Register();
+  CallModule(module, "DllRegisterServer");
+  if (hasLibrary) std::printf("%s: type library registered\n", Utf8(library).c_str());
+  std::printf("%s: classes registered\n", Utf8(module).c_str());
+}
+
+void UnregisterModule(const std::string& path) {
+  const fs::path module = FullPath(path);
+  const fs::path library = Library::Beside(module);
+  CallModule(module, "DllUnregisterServer");
+  std::printf("%s: classes removed\n", Utf8(module).c_str());
+  if (fs::exists(library) && Library(library).Unregister()) {
+    std::printf("%s: type library removed\n", Utf8(library).c_str());
+  }
+}
+
+bool ListClasses() {
+  std::size_t registered = 0;
+  for (const KnownClass& known : KnownClasses()) {
+    const std::string progId = ProgId(known);
+    if (progId.empty()) continue;
+    const fs::path file = ModuleFile(known);
+    std::error_code ignored;
+    std::printf("%-34s %-21s %s%s\n", progId.c_str(), known.name, Utf8(file).c_str(),
+                fs::exists(file, ignored) ? "" : " (missing)");
+    ++registered;
+  }
+  std::printf("%zu of %zu classes are registered\n", registered, KnownClasses().size());
+  return registered > 0;
+}
+
+}  // namespace tools

@@ -1,0 +1,22 @@
+// Modules and their type libraries in the host's registry. Failures raise std::runtime_error, those
+// of a call ComFailure.
+#pragma once
+
+#include <string>
+
+namespace tools {
+
+// Enters the type library that lies beside a module, if there is one, and then the module's classes
+// and proxies: in this order, as the library would put the proxies of others in the place of the
+// module's own. An empty path is the module that was built or installed with this program. Tells on
+// standard output what was entered.
+void RegisterModule(const std::string& path);
+
+// Removes all that again, the module's part first. What is not there is no failure.
+void UnregisterModule(const std::string& path);
+
+// Lists the known classes that are registered, wherever their module lies: ProgID, class, file.
+// False: there is none.
+bool ListClasses();
+
+}  // namespace tools
