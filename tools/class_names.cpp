@@ -40,8 +40,6 @@ const KnownClass* FirstClass(Condition condition) {
 
 }  // namespace
 
-std::span<const KnownClass> KnownClasses() { return kClasses; }
-
 const KnownClass* FindClass(REFCLSID classId) {
   return FirstClass([&](const KnownClass& row) { return IsEqualGUID(row.classId, classId); });
 }
@@ -71,20 +69,6 @@ std::string ClassText(REFCLSID classId) {
   const KnownClass* known = FindClass(classId);
   std::string text = known ? known->name + std::string(" ") : "";
   return text += IdentifierText(classId);
-}
-
-const char* FamilyText(Family family) {
-  switch (family) {
-    case Family::kAoi:
-      return "AOIs";
-    case Family::kVector:
-      return "vectors";
-    case Family::kMap:
-      return "attribute maps";
-    case Family::kEntry:
-      return "attribute entries";
-  }
-  return "";
 }
 
 }  // namespace tools

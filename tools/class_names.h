@@ -2,7 +2,6 @@
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -22,9 +21,6 @@ struct KnownClass {
   std::optional<ElementTypeKLP> elementType;
 };
 
-// All of them, AOIs first.
-std::span<const KnownClass> KnownClasses();
-
 // Null when there is none.
 const KnownClass* FindClass(REFCLSID classId);
 const KnownClass* FindClass(std::string_view name);
@@ -36,8 +32,5 @@ std::string ClassNames();
 std::string IdentifierText(REFGUID identifier);
 // The same behind the class's name, if it is known.
 std::string ClassText(REFCLSID classId);
-
-// The family in the plural: "vectors".
-const char* FamilyText(Family family);
 
 }  // namespace tools

@@ -1,6 +1,7 @@
 #include "tools/object_format.h"
 
 #include "tools/aoi_format.h"
+#include "tools/map_format.h"
 #include "tools/vector_format.h"
 
 namespace tools {
@@ -11,10 +12,11 @@ struct Format {
   void (*walk)(StreamWalk& walk, const KnownClass& known);
 };
 
-// A family that is not here has a format that this version does not know.
+// Only entries are not here: they have no stream.
 constexpr Format kFormats[] = {
     {Family::kAoi, &WalkAoi},
     {Family::kVector, &WalkVector},
+    {Family::kMap, &WalkMap},
 };
 
 const Format* FindFormat(Family family) {
@@ -45,9 +47,7 @@ bool IsFormatKnown(const KnownClass& known) { return FindFormat(known.family) !=
 std::string UnknownFormatText(REFCLSID classId) {
   const KnownClass* known = FindClass(classId);
   if (!known) return "the class " + IdentifierText(classId) + " is not known to this version";
-  if (known->family == Family::kEntry) return "attribute entries have no stream";
-  return std::string("the stream format of ") + FamilyText(known->family) +
-         " is not known to this version";
+  return "attribute entries have no stream";
 }
 
 void WalkObject(StreamWalk& walk, const KnownClass& known) {
@@ -83,7 +83,8 @@ FileFindings WalkFile(Bytes file, const KnownClass* bareClass, Listing& listing)
     walk.Note(broken.offset(), broken.what());
   }
   static_cast<Findings&>(found) = std::move(walk.Found());
-  if (!found.IsWhole() && !found.vector && !found.aoi && !found.problems.empty()) {
+  const bool isHeadRead = found.vector || found.aoi || found.map;
+  if (!found.IsWhole() && !isHeadRead && !found.problems.empty()) {
     found.problems.front().text += HintAbout(file, bareClass);
   }
   return found;

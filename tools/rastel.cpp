@@ -13,8 +13,9 @@
 #include "tools/element_types.h"
 #include "tools/file_bytes.h"
 #include "tools/loaded_aoi.h"
+#include "tools/loaded_map.h"
 #include "tools/loaded_object.h"
-#include "tools/module_registration.h"
+#include "tools/map_format.h"
 #include "tools/object_format.h"
 #include "tools/pictures.h"
 #include "tools/vector_format.h"
@@ -98,6 +99,7 @@ VectorAnswers AskVector(const LoadedObject& object) {
 // less than its bytes, and all behind it would be something else.
 bool IsInStep(const LoadedObject& object, const FileFindings& found) {
   if (found.aoi) return IsAoiInStep(object, *found.aoi);
+  if (found.map) return IsMapInStep(object, *found.map);
   const VectorAnswers answers = AskVector(object);
   const LONG tags = found.vector->flag ? found.vector->tagCount.value_or(0) : 0;
   return object.BytesLeft() == 0 && answers.count == found.vector->count &&
@@ -151,11 +153,13 @@ bool HasHiddenTags(const Findings& found) {
   return found.vector && !found.vector->flag && found.vector->tagCount.value_or(0) > 0;
 }
 
-// AOIs count their versions in decimal.
+// AOIs and maps count their versions in decimal.
 std::string VersionText(const Findings& found) {
+  if (found.map) return NumberText(found.map->version);
   return found.aoi ? NumberText(found.aoi->version) : HexText(found.vector->version, 4);
 }
 std::string NewestVersionText(const Findings& found) {
+  if (found.map) return NumberText(kMapVersion);
   return found.aoi ? NumberText(kNewestAoiVersion) : HexText(kNewestVectorVersion, 4);
 }
 
@@ -167,7 +171,7 @@ ExitCode Info(const Arguments& arguments) {
   Say("class", ClassText(found.classId));
   Say("file", CountText(file.size(), "byte") + (found.hasClassId ? ", class identifier in front"
                                                                  : ", without class identifier"));
-  if (found.vector || found.aoi) {
+  if (found.vector || found.aoi || found.map) {
     const std::string version = VersionText(found);
     Say("version", version + (version == NewestVersionText(found) ? ", the newest" : ", old"));
   }
@@ -177,6 +181,9 @@ ExitCode Info(const Arguments& arguments) {
     if (found.vector) SayVector(AskVector(*object));
     if (found.aoi) {
       for (const auto& [what, text] : AoiAnswers(*object)) Say(what, text);
+    }
+    if (found.map) {
+      for (const auto& [what, text] : MapAnswers(*object)) Say(what, text);
     }
   } catch (const std::runtime_error&) {
     if (found.vector) Say("elements", NumberText(found.vector->count) + ", as stated");
@@ -191,9 +198,9 @@ ExitCode Info(const Arguments& arguments) {
     Say("lost", CountText(found.lostPointers, "element") + " held pointers");
   }
   if (found.IsWhole()) {
-    // What AOIs say of their size beforehand is an estimate.
+    // What AOIs and maps say of their size beforehand is an estimate.
     const bool isWhole = found.aoi && MakeAoiWhole(*object, *found.aoi);
-    const std::uint64_t bytes = found.aoi ? object->Saved(false).size() : object->SavedBytes();
+    const std::uint64_t bytes = found.vector ? object->SavedBytes() : object->Saved(false).size();
     Say("saved anew", CountText(bytes, "byte") + " without class identifier" +
                           (isWhole ? ", as the whole buffer" : ""));
   }
@@ -222,6 +229,7 @@ bool HoldsAll(const FileFindings& old, const FileFindings& saved) {
     return false;
   }
   if (old.aoi) return saved.aoi.has_value();
+  if (old.map) return saved.map && saved.map->count == old.map->count;
   return old.vector && saved.vector && old.vector->count == saved.vector->count &&
          saved.vector->tagCount.value_or(0) >= old.vector->tagCount.value_or(0);
 }
@@ -293,12 +301,6 @@ CLI::App* AddExport(CLI::App& app, Arguments& arguments, ExportOptions& options)
   return command;
 }
 
-CLI::App* AddModuleCommand(CLI::App& app, const char* name, const char* what, std::string& module) {
-  CLI::App* const command = app.add_subcommand(name, what);
-  command->add_option("MODULE", module, "The module's file; without it the one of this program");
-  return command;
-}
-
 int Run(int argc, char** argv) {
   CLI::App app("Tells what is in the stream of an object, and brings it to the newest version.",
                "rastel");
@@ -314,12 +316,6 @@ int Run(int argc, char** argv) {
   CLI::App* const upgrade =
       AddCommand(app, "upgrade", "Writes the object's newest version", arguments);
   upgrade->add_option("OUT", arguments.newFile, "File to write, in the same form")->required();
-  std::string module;
-  const CLI::App* const registerCommand =
-      AddModuleCommand(app, "register", "Enters a module and its type library", module);
-  const CLI::App* const unregisterCommand =
-      AddModuleCommand(app, "unregister", "Removes a module and its type library", module);
-  const CLI::App* const classes = app.add_subcommand("classes", "The classes that are registered");
   ImportOptions importOptions;
   ExportOptions exportOptions;
   const CLI::App* const import = AddImport(app, importOptions);
@@ -332,15 +328,6 @@ int Run(int argc, char** argv) {
   try {
     if (dump->parsed()) return Dump(arguments);
     const ComRuntime runtime;
-    if (registerCommand->parsed()) {
-      RegisterModule(module);
-      return kWhole;
-    }
-    if (unregisterCommand->parsed()) {
-      UnregisterModule(module);
-      return kWhole;
-    }
-    if (classes->parsed()) return ListClasses() ? kWhole : kBroken;
     if (import->parsed()) {
       ImportPicture(importOptions);
       return kWhole;

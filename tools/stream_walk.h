@@ -55,6 +55,13 @@ struct AoiHead {
   bool IsRectangleForm() const { return version >= 259 && (flags & 1) == 0; }
 };
 
+// The head of a map's stream.
+struct MapHead {
+  std::uint32_t version = 0;
+  std::uint8_t overrideMode = 0;
+  std::uint32_t count = 0;
+};
+
 struct Problem {
   std::uint64_t offset;
   std::string text;
@@ -78,6 +85,7 @@ struct Findings {
   std::optional<VectorHead> vector;
   // The same of an AOI.
   std::optional<AoiHead> aoi;
+  std::optional<MapHead> map;
   // Of all AOIs, inner ones too.
   std::uint64_t pixels = 0;
 

@@ -16,7 +16,17 @@ inline const std::string kLongVector = "AB 5A 74 5B 4D 6C 04 42 B8 64 75 79 70 5
 inline const std::string kVariantVector = "8E 0B 3F F1 59 F1 F5 43 92 22 92 D7 59 E8 40 C2 ";
 inline const std::string kByteAoi = "85 15 6B 48 BF D4 FE 42 A8 33 61 90 76 A4 53 0C ";
 inline const std::string kBstrMap = "21 BE 24 96 80 99 D2 49 99 8B 95 F2 17 17 93 24 ";
+inline const std::string kLongMap = "78 69 99 4E D4 B7 7A 41 BD 5B 26 60 FB 96 BF 6C ";
 inline const std::string kNobodysClass = "51 7C 0A 1F 11 3C 1E 4B 9A 01 52 7D 10 44 6E 01 ";
+
+inline const std::string kMapInMap =
+    kBstrMap +
+    "01 00 00 00  01  03 00 00 00  00 00 00 00  08 00 08 00 06 00 00 00 E4 00 62 00 00 00"
+    "01 00 00 00 42 00  0D 00" +
+    kLongMap +
+    "15 00 00 00 00 00 00 00  01 00 00 00  00"
+    "01 00 00 00  FE FF FF FF  03 00 03 00 09 00 00 00"
+    "02 00 00 00 61 00 0A 00  0B 00 0B 00 FF FF";
 
 struct SampleStream {
   const char* name;
@@ -222,6 +232,31 @@ inline const SampleStream kSamples[] = {
      "00 00 00 00 00 00 00 00  01 00 00 00  01 00  00 00 00 00"
      "04 00 00 00 04 00 00 00 4E 00 6F 00 6E 00 65 00  00 00 00 00 02 00 00 00 00 00  00"
      "01 00 00 00 02 00 00 00 01 00 00 00  07 08"},
+
+    {"a map in a map", "", kMapInMap,
+     R"(offset     bytes  field                     value
+00000000      16  class                     AttributeBstrMapKLP {9624BE21-9980-49D2-998B-95F217179324}
+00000010       4  version                   1
+00000014       1  override mode             1, on
+00000015       4  attribute count           3
+00000019          attributes                3 x key and tagged record
+00000019       4    key                     ""
+0000001D      14    value                   VT_BSTR  "äb"
+0000002B       6    key                     "B"
+00000031       2    value                   VT_UNKNOWN
+00000033      16      class                 AttributeLongMapKLP {4E996978-B7D4-417A-BD5B-2660FB96BF6C}, level 2
+00000043       8      byte count            21
+0000004B       4        version             1
+0000004F       1        override mode       0, off
+00000050       4        attribute count     1
+00000054                attributes          1 x key and tagged record
+00000054       4          key               -2
+00000058       8          value             VT_I4  9
+00000060       8    key                     "a\n"
+00000068       6    value                   VT_BOOL  true
+110 bytes, whole
+)",
+     kMapInMap},
 };
 
 // Variant vectors in each other, so many levels with the outermost, with the class identifier.
