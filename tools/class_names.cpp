@@ -40,6 +40,8 @@ const KnownClass* FirstClass(Condition condition) {
 
 }  // namespace
 
+std::span<const KnownClass> KnownClasses() { return kClasses; }
+
 const KnownClass* FindClass(REFCLSID classId) {
   return FirstClass([&](const KnownClass& row) { return IsEqualGUID(row.classId, classId); });
 }

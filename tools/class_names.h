@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,9 @@ struct KnownClass {
   // Of AOIs and vectors.
   std::optional<ElementTypeKLP> elementType;
 };
+
+// All of them, AOIs first.
+std::span<const KnownClass> KnownClasses();
 
 // Null when there is none.
 const KnownClass* FindClass(REFCLSID classId);

@@ -16,6 +16,7 @@
 #include "tools/loaded_map.h"
 #include "tools/loaded_object.h"
 #include "tools/map_format.h"
+#include "tools/module_registration.h"
 #include "tools/object_format.h"
 #include "tools/pictures.h"
 #include "tools/vector_format.h"
@@ -301,6 +302,12 @@ CLI::App* AddExport(CLI::App& app, Arguments& arguments, ExportOptions& options)
   return command;
 }
 
+CLI::App* AddModuleCommand(CLI::App& app, const char* name, const char* what, std::string& module) {
+  CLI::App* const command = app.add_subcommand(name, what);
+  command->add_option("MODULE", module, "The module's file; without it the one of this program");
+  return command;
+}
+
 int Run(int argc, char** argv) {
   CLI::App app("Tells what is in the stream of an object, and brings it to the newest version.",
                "rastel");
@@ -316,6 +323,12 @@ int Run(int argc, char** argv) {
   CLI::App* const upgrade =
       AddCommand(app, "upgrade", "Writes the object's newest version", arguments);
   upgrade->add_option("OUT", arguments.newFile, "File to write, in the same form")->required();
+  std::string module;
+  const CLI::App* const registerCommand =
+      AddModuleCommand(app, "register", "Enters a module and its type library", module);
+  const CLI::App* const unregisterCommand =
+      AddModuleCommand(app, "unregister", "Removes a module and its type library", module);
+  const CLI::App* const classes = app.add_subcommand("classes", "The classes that are registered");
   ImportOptions importOptions;
   ExportOptions exportOptions;
   const CLI::App* const import = AddImport(app, importOptions);
@@ -328,6 +341,15 @@ int Run(int argc, char** argv) {
   try {
     if (dump->parsed()) return Dump(arguments);
     const ComRuntime runtime;
+    if (registerCommand->parsed()) {
+      RegisterModule(module);
+      return kWhole;
+    }
+    if (unregisterCommand->parsed()) {
+      UnregisterModule(module);
+      return kWhole;
+    }
+    if (classes->parsed()) return ListClasses() ? kWhole : kBroken;
     if (import->parsed()) {
       ImportPicture(importOptions);
       return kWhole;
