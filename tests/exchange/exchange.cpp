@@ -6,22 +6,18 @@
 //
 // The module must be registered. The picture is the same everywhere, so the files that two hosts
 // write can be compared byte by byte.
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
+#include "examples/object_reference.h"
 #include "interfaces/aoi.h"
 #include "interfaces/attribute.h"
-#include "interfaces/identifiers.h"
 #include "interfaces/vector.h"
-#include "platform/com_ptr.h"
 
 namespace {
 
+using namespace examples;
 using platform::ComPtr;
 
 constexpr struct {
@@ -39,45 +35,12 @@ constexpr struct {
     {"float", CLSID_FloatAOIKLP, ElementFloat, -1.5},
     {"double", CLSID_DoubleAOIKLP, ElementDouble, -0.1},
 };
-// Two planes of 10 by 5 in a margin of 1.
+// Two planes in a margin of 1.
 constexpr LONG kWidth = 10, kHeight = 5, kPlanes = 2;
+constexpr char kName[] = "Ma\xC3\x9F \xCE\xA9";
 
-void Check(HRESULT result, const std::string& what) {
-  if (SUCCEEDED(result)) return;
-  char code[16];
-  std::snprintf(code, sizeof(code), "0x%08X", static_cast<unsigned>(result));
-  throw std::runtime_error(what + ": " + code);
-}
 void Expect(bool isTrue, const std::string& what) {
   if (!isTrue) throw std::runtime_error("differs: " + what);
-}
-
-struct Value : VARIANT {
-  Value() { VariantInit(this); }
-  ~Value() { VariantClear(this); }
-  Value(const Value&) = delete;
-  Value& operator=(const Value&) = delete;
-};
-
-class Text {
- public:
-  explicit Text(const OLECHAR* text) : text_(SysAllocString(text)) {}
-  ~Text() { SysFreeString(text_); }
-  Text(const Text&) = delete;
-  Text& operator=(const Text&) = delete;
-  BSTR Get() const { return text_; }
-
- private:
-  BSTR text_;
-};
-
-template <class Interface>
-ComPtr<Interface> Make(REFCLSID classId, const char* what) {
-  ComPtr<Interface> object;
-  Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, platform::kIidOf<Interface>,
-                         object.PutVoid()),
-        std::string("CoCreateInstance of ") + what);
-  return object;
 }
 
 double PixelOf(double first, LONG plane, LONG x, LONG y) {
@@ -86,7 +49,7 @@ double PixelOf(double first, LONG plane, LONG x, LONG y) {
 
 // Rectangle 6 by 2 at 2, 2 with margins 2, 1; a vector as tag; a map with a text and the vector.
 ComPtr<IAoiKLP> Picture(std::size_t kind, MarshalFlagsKLP flags) {
-  const auto aoi = Make<IAoiKLP>(kKinds[kind].classId, kKinds[kind].name);
+  const auto aoi = Create<IAoiKLP>(kKinds[kind].classId);
   aoi->put_BufferMargin(1);
   Check(aoi->CreatePlanes(kPlanes, kWidth, kHeight), "CreatePlanes");
   for (LONG plane = 0; plane < kPlanes; ++plane) {
@@ -100,45 +63,41 @@ ComPtr<IAoiKLP> Picture(std::size_t kind, MarshalFlagsKLP flags) {
   Check(aoi->FillMargins(), "FillMargins");
   Check(aoi->SetRect(2, 2, 7, 3), "SetRect");
   Check(aoi->SetMargins(2, 1), "SetMargins");
-  Check(aoi->put_Name(Text(OLESTR("Ma\u00DF \u03A9")).Get()), "put_Name");
+  Check(aoi->put_Name(Text(std::string(kName)).Get()), "put_Name");
   aoi->put_MarshalFlags(flags);
 
-  const auto vector = Make<IVectorKLP>(CLSID_DoubleVectorKLP, "a vector");
+  const auto vector = Create<IVectorKLP>(CLSID_DoubleVectorKLP);
   Check(vector->put_Count(3), "put_Count");
   Check(vector->Fill(0.25), "Fill");
-  Value object;
-  object.vt = VT_DISPATCH;
-  object.pdispVal = ComPtr<IVectorKLP>(vector).Detach();
-  Check(aoi->put_Tag(object), "put_Tag");
-  const auto map = Make<IAttributeMapKLP>(CLSID_AttributeBstrMapKLP, "a map");
-  Value key, text;
-  key.vt = text.vt = VT_BSTR;
-  key.bstrVal = SysAllocString(OLESTR("Einheit"));
-  text.bstrVal = SysAllocString(OLESTR("\u00B5m"));
-  Check(map->put_Value(key, text), "put_Value");
-  key.bstrVal[0] = 'e';
-  Check(map->put_Value(key, object), "put_Value");
+  const Value object(vector.Get());
+  Check(aoi->put_Tag(object.Get()), "put_Tag");
+  const auto map = Create<IAttributeMapKLP>(CLSID_AttributeBstrMapKLP);
+  Check(map->put_Value(Value(std::string("unit")).Get(), Value(std::string(kName)).Get()),
+        "put_Value");
+  Check(map->put_Value(Value(std::string("Vector")).Get(), object.Get()), "put_Value");
   Check(aoi->put_AttributeMap(map.Get()), "put_AttributeMap");
   return aoi;
 }
 
-double FirstOf(const VARIANT& object) {
+double LastOf(const VARIANT& object) {
   double value = 0;
-  const auto vector = object.vt == VT_UNKNOWN ? ComPtr<IUnknown>(object.punkVal).As<IVectorKLP>()
-                                              : ComPtr<IVectorKLP>();
+  Expect(object.vt == VT_UNKNOWN, "type of an object");
+  const auto vector = ComPtr<IUnknown>(object.punkVal).As<IVectorKLP>();
   Expect(vector && vector->get_Value(2, &value) == S_OK, "a nested vector");
   return value;
 }
 
-void CheckPicture(IAoiKLP& aoi, std::size_t kind, MarshalFlagsKLP flags, const std::string& what) {
+void CheckPicture(IAoiKLP& aoi, std::size_t kind, MarshalFlagsKLP flags, const char* what) {
   const bool isBuffer = flags == MarshalBuffer;
   LONG x = -1, y = -1, width = -1, height = -1, marginX = -1, planes = -1;
   Check(aoi.GetRect(&x, &y, &width, &height), what);
   Check(aoi.get_MarginX(&marginX), what);
   aoi.get_PlaneCount(&planes);
   // The rectangle form comes to stand where its margins began.
-  Expect(x == (isBuffer ? 2 : 0) && y == x && width == 6 && height == 2, what + ": rectangle");
-  Expect(marginX == (isBuffer ? 2 : 0) && planes == kPlanes, what + ": margins, planes");
+  Expect(x == (isBuffer ? 2 : 0) && y == x && width == 6 && height == 2,
+         std::string(what) + ": rectangle");
+  Expect(marginX == (isBuffer ? 2 : 0) && planes == kPlanes,
+         std::string(what) + ": margins, planes");
   for (LONG plane = 0; plane < kPlanes; ++plane) {
     aoi.put_ActivePlane(plane);
     for (LONG row = 0; row < height; ++row) {
@@ -147,55 +106,42 @@ void CheckPicture(IAoiKLP& aoi, std::size_t kind, MarshalFlagsKLP flags, const s
         Check(aoi.GetPixel(column, row, &value), what);
         const double stored = PixelOf(kKinds[kind].first, plane, column + (isBuffer ? 2 : 0),
                                       row + (isBuffer ? 2 : 1));
-        Expect(value == stored, what + ": pixels");
+        Expect(value == stored, std::string(what) + ": pixels");
       }
     }
   }
-  BSTR name = nullptr;
-  Check(aoi.get_Name(&name), what);
-  const std::basic_string<OLECHAR> owned(name, SysStringLen(name));
-  SysFreeString(name);
-  Expect(owned == OLESTR("Ma\u00DF \u03A9"), what + ": name");
+  Text name;
+  Check(aoi.get_Name(name.Put()), what);
+  Expect(Utf8(name.Get()) == kName, std::string(what) + ": name");
   ElementTypeKLP code{};
   MarshalFlagsKLP travels{};
   aoi.get_ElementType(&code);
   aoi.get_MarshalFlags(&travels);
-  Expect(code == kKinds[kind].code && travels == flags, what + ": element type, flags");
-  Value tag, key, value;
-  Check(aoi.get_Tag(&tag), what);
-  Expect(FirstOf(tag) == 0.25, what + ": tag");
+  Expect(code == kKinds[kind].code && travels == flags,
+         std::string(what) + ": element type, flags");
+  Value tag, value;
+  Check(aoi.get_Tag(tag.Put()), what);
   ComPtr<IAttributeMapKLP> map;
   Check(aoi.get_AttributeMap(map.Put()), what);
-  Expect(static_cast<bool>(map), what + ": map");
-  key.vt = VT_BSTR;
-  key.bstrVal = SysAllocString(OLESTR("einheit"));
-  Check(map->get_Value(key, &value), what);
-  Expect(FirstOf(value) == 0.25, what + ": value in the map");
+  Expect(static_cast<bool>(map), std::string(what) + ": map");
+  Check(map->get_Value(Value(std::string("Vector")).Get(), value.Put()), what);
+  Expect(LastOf(tag.Get()) == 0.25 && LastOf(value.Get()) == 0.25,
+         std::string(what) + ": tag, map");
 }
 
-ComPtr<IStream> MemoryStream(const std::string& content) {
-  ComPtr<IStream> stream;
-  Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
-  Check(stream->Write(content.data(), static_cast<ULONG>(content.size()), nullptr), "Write");
-  Check(stream->Seek({}, STREAM_SEEK_SET, nullptr), "Seek");
-  return stream;
-}
-
-void WriteFile(const std::string& path, IStream& stream) {
-  ULARGE_INTEGER size{};
-  Check(stream.Seek({}, STREAM_SEEK_CUR, &size), "Seek");
-  Check(stream.Seek({}, STREAM_SEEK_SET, nullptr), "Seek");
-  std::vector<char> content(static_cast<std::size_t>(size.QuadPart));
-  Check(stream.Read(content.data(), static_cast<ULONG>(content.size()), nullptr), "Read");
+void WriteFile(const std::string& path, const std::vector<std::byte>& content) {
   std::ofstream file(path, std::ios::binary);
-  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+  file.write(reinterpret_cast<const char*>(content.data()),
+             static_cast<std::streamsize>(content.size()));
   if (!file.flush()) throw std::runtime_error("cannot write " + path);
 }
 
-ComPtr<IStream> ReadFile(const std::string& path) {
+std::vector<std::byte> ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error("cannot read " + path);
-  return MemoryStream({std::istreambuf_iterator<char>(file), {}});
+  const std::string content{std::istreambuf_iterator<char>(file), {}};
+  const auto* bytes = reinterpret_cast<const std::byte*>(content.data());
+  return {bytes, bytes + content.size()};
 }
 
 int Run(bool isWriting, const std::string& folder) {
@@ -209,22 +155,18 @@ int Run(bool isWriting, const std::string& folder) {
       files += 2;
       if (isWriting) {
         const auto aoi = Picture(kind, flags);
-        const auto stream = MemoryStream("");
-        Check(OleSaveToStream(aoi.As<IPersistStream>().Get(), stream.Get()), saved);
-        WriteFile(saved, *stream);
-        const auto marshalled = MemoryStream("");
-        Check(CoMarshalInterface(marshalled.Get(), IID_IAoiKLP, aoi.Get(), MSHCTX_LOCAL, nullptr,
-                                 MSHLFLAGS_NORMAL),
-              reference);
-        WriteFile(reference, *marshalled);
+        const auto stream = MemoryStream();
+        Check(OleSaveToStream(aoi.As<IPersistStream>().Get(), stream.Get()), "OleSaveToStream");
+        WriteFile(saved, ContentOf(*stream));
+        WriteFile(reference, ReferenceTo(*aoi.Get(), MSHCTX_LOCAL));
         continue;
       }
-      ComPtr<IAoiKLP> loaded, arrived;
-      Check(OleLoadFromStream(ReadFile(saved).Get(), IID_IAoiKLP, loaded.PutVoid()), saved);
-      CheckPicture(*loaded, kind, flags, saved);
-      Check(CoUnmarshalInterface(ReadFile(reference).Get(), IID_IAoiKLP, arrived.PutVoid()),
-            reference);
-      CheckPicture(*arrived, kind, flags, reference);
+      ComPtr<IAoiKLP> loaded;
+      Check(OleLoadFromStream(MemoryStream(ReadFile(saved)).Get(), IID_IAoiKLP, loaded.PutVoid()),
+            saved.c_str());
+      CheckPicture(*loaded, kind, flags, saved.c_str());
+      const auto arrived = ObjectOf<IAoiKLP>(ReadFile(reference));
+      CheckPicture(*arrived, kind, flags, reference.c_str());
     }
   }
   return files;
