@@ -1,29 +1,20 @@
 // A class for tests of class look-up: its factory says how it was called, its objects count.
 #pragma once
 
-#include <atomic>
-
-#include "platform/platform.h"
+#include "tests/support/doubles.h"
 
 namespace tests {
 
 // Answers IPersist with an identifier whose first field is the number that the object was given.
-class NumberedObject final : public IPersist {
+class NumberedObject final : public Double<IPersist> {
  public:
   NumberedObject(ULONG number, std::atomic<int>& alive) : number_(number), alive_(alive) {
     ++alive_;
   }
   ~NumberedObject() { --alive_; }
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    const bool isMine = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IPersist);
-    *out = isMine ? static_cast<IPersist*>(this) : nullptr;
-    if (isMine) AddRef();
-    return isMine ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
   STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
+    const ULONG left = Double::Release();
     if (left == 0) delete this;
     return left;
   }
@@ -33,22 +24,16 @@ class NumberedObject final : public IPersist {
   }
 
  private:
-  std::atomic<ULONG> references_{1};
   const ULONG number_;
   std::atomic<int>& alive_;
 };
 
-// Lives where it was made, whatever its count says; its objects are numbered from 1 on.
-class RecordingFactory final : public IClassFactory {
+// Lives where it was made, whatever its count says, which begins at 1; its objects are numbered
+// from 1 on.
+class RecordingFactory final : public Double<IClassFactory> {
  public:
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    const bool isMine = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory);
-    *out = isMine ? static_cast<IClassFactory*>(this) : nullptr;
-    if (isMine) AddRef();
-    return isMine ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
-  STDMETHODIMP_(ULONG) Release() override { return --references; }
+  RecordingFactory() { references = 1; }
+
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
     ++calls;
     lastOuter = outer;
@@ -60,6 +45,7 @@ class RecordingFactory final : public IClassFactory {
       return result;
     }
     auto* object = new NumberedObject(calls, alive);
+    object->AddRef();
     const HRESULT hr = object->QueryInterface(iid, out);
     object->Release();
     return hr;
@@ -69,7 +55,6 @@ class RecordingFactory final : public IClassFactory {
     return S_OK;
   }
 
-  std::atomic<ULONG> references{1};
   std::atomic<ULONG> calls{0};
   std::atomic<int> locks{0};
   // A member, since a static one would be unique in the process and keep its module loaded.

@@ -1,24 +1,20 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
 
 #include "platform/com_ptr.h"
+#include "tests/support/doubles.h"
 #include "tests/support/host_kind.h"
+#include "tests/support/results.h"
 
 namespace tests {
 
-// Stands in for an error object and tells its count; Release does not destroy it.
-class CountedErrorInfo final : public IErrorInfo {
+// Stands in for an error object.
+class CountedErrorInfo final : public Double<IErrorInfo> {
  public:
-  STDMETHODIMP QueryInterface(REFIID, void** out) override {
-    *out = nullptr;
-    return E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
   STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references;
+    const ULONG left = Double::Release();
     if (setsOnRelease) SetErrorInfo(0, setsOnRelease);
     return left;
   }
@@ -28,7 +24,6 @@ class CountedErrorInfo final : public IErrorInfo {
   STDMETHODIMP GetHelpFile(BSTR*) override { return E_NOTIMPL; }
   STDMETHODIMP GetHelpContext(DWORD*) override { return E_NOTIMPL; }
 
-  std::atomic<ULONG> references{0};
   IErrorInfo* setsOnRelease = nullptr;
 };
 
@@ -39,8 +34,15 @@ using Text = std::basic_string<OLECHAR>;
 
 class ErrorObjects : public testing::Test {
  protected:
-  ErrorObjects() { SetErrorInfo(0, nullptr); }
+  ErrorObjects() {
+    SetErrorInfo(0, nullptr);
+    EXPECT_EQ(CreateErrorInfo(made_.Put()), S_OK);
+    object_ = made_.As<IErrorInfo>();
+  }
   ~ErrorObjects() override { SetErrorInfo(0, nullptr); }
+
+  ComPtr<ICreateErrorInfo> made_;
+  ComPtr<IErrorInfo> object_;
 };
 
 // "null" for no text at all.
@@ -55,138 +57,88 @@ std::string TextOf(IErrorInfo* object, HRESULT (STDMETHODCALLTYPE IErrorInfo::*g
 
 TEST_F(ErrorObjects, Create_GivesAnEmptyObjectOfThreeInterfaces) {
   EXPECT_EQ(CreateErrorInfo(nullptr), E_INVALIDARG);
-  ComPtr<ICreateErrorInfo> made;
-  ASSERT_EQ(CreateErrorInfo(made.Put()), S_OK);
-  const ComPtr<IErrorInfo> object = made.As<IErrorInfo>();
-  ASSERT_TRUE(object);
-  EXPECT_EQ(made.As<IUnknown>().Get(), object.As<IUnknown>().Get());
-  EXPECT_EQ(object.As<ICreateErrorInfo>().Get(), made.Get());
-  EXPECT_FALSE(object.As<IStream>());
+  EXPECT_EQ(made_.As<IUnknown>().Get(), object_.As<IUnknown>().Get());
+  EXPECT_EQ(object_.As<ICreateErrorInfo>().Get(), made_.Get());
+  EXPECT_FALSE(object_.As<IStream>());
+  const GUID guid{7, 8, 9, {1, 2}};
+  GUID found{};
   DWORD context = 9;
-  EXPECT_EQ(object->GetHelpContext(&context), S_OK);
+  EXPECT_EQ(object_->GetHelpContext(&context), S_OK);
   EXPECT_EQ(context, 0u);
-  if (!kEmbeddedHost) return;
-  GUID guid{1, 2, 3, {}};
-  EXPECT_EQ(object->GetGUID(&guid), S_OK);
-  EXPECT_TRUE(IsEqualGUID(guid, GUID_NULL));
+  if (kEmbeddedHost) {
+    EXPECT_EQ(object_->GetGUID(&found), S_OK);
+    EXPECT_TRUE(IsEqualGUID(found, GUID_NULL));
+  }
+  ExpectEach(S_OK, {made_->SetGUID(guid), made_->SetHelpContext(0x80000001),
+                    object_->GetGUID(&found), object_->GetHelpContext(&context)});
+  EXPECT_TRUE(IsEqualGUID(found, guid));
+  EXPECT_EQ(context, 0x80000001u);
 }
 
 TEST_F(ErrorObjects, Texts_AreCopiedInAndOut) {
   const struct {
     HRESULT (STDMETHODCALLTYPE ICreateErrorInfo::*set)(LPOLESTR);
     HRESULT (STDMETHODCALLTYPE IErrorInfo::*get)(BSTR*);
-  } kRows[] = {
-      {&ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
-      {&ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
-      {&ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
-  };
-  ComPtr<ICreateErrorInfo> made;
-  ASSERT_EQ(CreateErrorInfo(made.Put()), S_OK);
-  const ComPtr<IErrorInfo> object = made.As<IErrorInfo>();
+  } kRows[] = {{&ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
+               {&ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
+               {&ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile}};
   for (const auto& row : kRows) {
-    EXPECT_EQ(TextOf(object.Get(), row.get), "null");
+    EXPECT_EQ(TextOf(object_.Get(), row.get), "null");
     Text text = OLESTR("first");
-    EXPECT_EQ((made.Get()->*row.set)(text.data()), S_OK);
-    text[0] = 'x';
-    EXPECT_EQ(TextOf(object.Get(), row.get), "\"first\"");
-    EXPECT_EQ(TextOf(object.Get(), row.get), "\"first\"");
-    EXPECT_EQ((made.Get()->*row.set)(text.data()), S_OK);
-    EXPECT_EQ(TextOf(object.Get(), row.get), "\"xirst\"");
-    text.clear();
-    EXPECT_EQ((made.Get()->*row.set)(text.data()), S_OK);
-    EXPECT_EQ(TextOf(object.Get(), row.get), "\"\"");
-    EXPECT_EQ((made.Get()->*row.set)(nullptr), S_OK);
-    EXPECT_EQ(TextOf(object.Get(), row.get), "null");
+    EXPECT_EQ((made_.Get()->*row.set)(text.data()), S_OK);
+    text = OLESTR("x");
+    EXPECT_EQ(TextOf(object_.Get(), row.get), "\"first\"");
+    for (const char* expected : {"\"x\"", "\"\"", "null"}) {
+      const bool isNull = expected[0] == 'n';
+      EXPECT_EQ((made_.Get()->*row.set)(isNull ? nullptr : text.data()), S_OK);
+      EXPECT_EQ(TextOf(object_.Get(), row.get), expected);
+      text.clear();
+    }
     if (kEmbeddedHost) {
-      EXPECT_EQ((object.Get()->*row.get)(nullptr), E_INVALIDARG);
+      EXPECT_EQ((object_.Get()->*row.get)(nullptr), E_INVALIDARG);
     }
   }
-  const GUID guid{7, 8, 9, {1, 2}};
-  GUID found{};
-  DWORD context = 0;
-  EXPECT_EQ(made->SetGUID(guid), S_OK);
-  EXPECT_EQ(made->SetHelpContext(0x80000001), S_OK);
-  EXPECT_EQ(object->GetGUID(&found), S_OK);
-  EXPECT_EQ(object->GetHelpContext(&context), S_OK);
-  EXPECT_TRUE(IsEqualGUID(found, guid));
-  EXPECT_EQ(context, 0x80000001u);
 }
 
-TEST_F(ErrorObjects, Get_TakesTheObjectAwayFromTheThread) {
-  CountedErrorInfo object;
-  EXPECT_EQ(SetErrorInfo(0, &object), S_OK);
-  EXPECT_EQ(object.references, 1u);
-  IErrorInfo* found = nullptr;
-  EXPECT_EQ(GetErrorInfo(0, &found), S_OK);
-  EXPECT_EQ(found, &object);
-  EXPECT_EQ(object.references, 1u);
-  EXPECT_EQ(GetErrorInfo(0, &found), S_FALSE);
-  EXPECT_EQ(found, nullptr);
-  object.Release();
-}
-
-TEST_F(ErrorObjects, Set_ReleasesWhatTheSlotHeld) {
+TEST_F(ErrorObjects, Slot_HoldsOneObjectUntilItIsTakenOrReplaced) {
   CountedErrorInfo first, second;
-  SetErrorInfo(0, &first);
-  EXPECT_EQ(SetErrorInfo(0, &first), S_OK);
-  EXPECT_EQ(first.references, 1u);
+  IErrorInfo* found = nullptr;
+  ExpectEach(S_OK, {SetErrorInfo(0, &first), SetErrorInfo(0, &first)});
+  EXPECT_EQ(first.references, 1);
+  ExpectEach(E_INVALIDARG, {SetErrorInfo(1, nullptr), SetErrorInfo(1, &second),
+                            GetErrorInfo(0, nullptr), GetErrorInfo(1, &found)});
+  EXPECT_EQ(first.references, 1);
   EXPECT_EQ(SetErrorInfo(0, &second), S_OK);
-  EXPECT_EQ(first.references, 0u);
-  EXPECT_EQ(second.references, 1u);
-  EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
-  EXPECT_EQ(second.references, 0u);
-  IErrorInfo* found = &first;
+  EXPECT_EQ(first.references, 0);
+  EXPECT_EQ(GetErrorInfo(0, &found), S_OK);
+  EXPECT_EQ(found, &second);
+  EXPECT_EQ(second.references, 1);
   EXPECT_EQ(GetErrorInfo(0, &found), S_FALSE);
   EXPECT_EQ(found, nullptr);
-}
-
-TEST_F(ErrorObjects, BadArguments_LeaveTheSlotAlone) {
-  CountedErrorInfo object;
-  SetErrorInfo(0, &object);
-  EXPECT_EQ(SetErrorInfo(1, nullptr), E_INVALIDARG);
-  EXPECT_EQ(SetErrorInfo(1, &object), E_INVALIDARG);
-  EXPECT_EQ(GetErrorInfo(0, nullptr), E_INVALIDARG);
-  IErrorInfo* found = nullptr;
-  EXPECT_EQ(GetErrorInfo(1, &found), E_INVALIDARG);
-  EXPECT_EQ(object.references, 1u);
-  EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
-  EXPECT_EQ(object.references, 0u);
-}
-
-TEST_F(ErrorObjects, Slot_HoldsTheObjectAndNotACopy) {
-  ComPtr<ICreateErrorInfo> made;
-  ASSERT_EQ(CreateErrorInfo(made.Put()), S_OK);
-  SetErrorInfo(0, made.As<IErrorInfo>().Get());
+  ExpectEach(S_OK, {SetErrorInfo(0, &first), SetErrorInfo(0, nullptr)});
+  EXPECT_EQ(first.references, 0);
+  // The object itself is there and not a copy.
   Text text = OLESTR("later");
-  made->SetDescription(text.data());
-  ComPtr<IErrorInfo> found;
-  ASSERT_EQ(GetErrorInfo(0, found.Put()), S_OK);
-  EXPECT_EQ(TextOf(found.Get(), &IErrorInfo::GetDescription), "\"later\"");
+  ExpectEach(S_OK, {SetErrorInfo(0, object_.Get()), made_->SetDescription(text.data()),
+                    GetErrorInfo(0, object_.Put())});
+  EXPECT_EQ(TextOf(object_.Get(), &IErrorInfo::GetDescription), "\"later\"");
 }
 
 TEST_F(ErrorObjects, Threads_HaveSlotsOfTheirOwnAndReleaseThemAtTheEnd) {
-  CountedErrorInfo mine, others;
+  CountedErrorInfo mine, others, last;
+  if (kEmbeddedHost) others.setsOnRelease = &last;
   SetErrorInfo(0, &mine);
   std::thread([&others] {
     IErrorInfo* found = nullptr;
     EXPECT_EQ(GetErrorInfo(0, &found), S_FALSE);
-    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
-    EXPECT_EQ(SetErrorInfo(0, &others), S_OK);
-    EXPECT_EQ(others.references, 1u);
+    ExpectEach(S_OK, {SetErrorInfo(0, nullptr), SetErrorInfo(0, &others)});
+    EXPECT_EQ(others.references, 1);
   }).join();
-  EXPECT_EQ(others.references, 0u);
-  EXPECT_EQ(mine.references, 1u);
+  EXPECT_EQ(others.references, 0);
+  EXPECT_EQ(last.references, 0);
+  EXPECT_EQ(mine.references, 1);
   SetErrorInfo(0, nullptr);
-  EXPECT_EQ(mine.references, 0u);
-}
-
-TEST_F(ErrorObjects, ObjectThatSetsAnotherWhenItsThreadEnds_LeavesNothing) {
-  if (!kEmbeddedHost) GTEST_SKIP();
-  CountedErrorInfo first, second;
-  first.setsOnRelease = &second;
-  std::thread([&first] { SetErrorInfo(0, &first); }).join();
-  EXPECT_EQ(first.references, 0u);
-  EXPECT_EQ(second.references, 0u);
+  EXPECT_EQ(mine.references, 0);
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
 #include "tests/host/scripted_object.h"
 #include "tests/support/fault_stream.h"
 #include "tests/support/host_kind.h"
+#include "tests/support/results.h"
 
 namespace tests {
 namespace {
 
 using platform::ComPtr;
 
-constexpr HRESULT kOwnCode = platform::ResultCode(0x80041234);
 constexpr HRESULT kInvalidReference = platform::ResultCode(0x8001011D);
 // The reference to kScriptedInterface of an object that claims 6 bytes and writes them.
 constexpr char kReference[] =
@@ -17,9 +17,21 @@ constexpr char kReference[] =
 
 class Marshalling : public ScriptedTest {
  protected:
-  HRESULT Marshal(IStream* stream, DWORD context = MSHCTX_INPROC, DWORD flags = MSHLFLAGS_NORMAL) {
+  HRESULT Marshal(IStream* stream, DWORD context = MSHCTX_INPROC) {
     return CoMarshalInterface(stream, kScriptedInterface, NewObject().Get(), context, nullptr,
-                              flags);
+                              MSHLFLAGS_NORMAL);
+  }
+  HRESULT SizeMax(ULONG* bytes, DWORD context = MSHCTX_INPROC) {
+    return CoGetMarshalSizeMax(bytes, kScriptedInterface, NewObject().Get(), context, nullptr,
+                               MSHLFLAGS_NORMAL);
+  }
+  // Reads an interface; what it gave is let go. Tells whether there was one.
+  HRESULT Unmarshal(IStream* stream, bool* gave = nullptr, REFIID iid = IID_NULL) {
+    void* out = kEmbeddedHost ? this : nullptr;
+    const HRESULT result = CoUnmarshalInterface(stream, iid, &out);
+    if (gave) *gave = out != nullptr;
+    if (out && SUCCEEDED(result)) static_cast<IUnknown*>(out)->Release();
+    return result;
   }
 };
 
@@ -29,12 +41,14 @@ TEST_F(Marshalling, Marshal_WritesTheSameBytesInEveryContext) {
     for (DWORD flags = MSHLFLAGS_NORMAL; flags <= MSHLFLAGS_TABLEWEAK; ++flags) {
       SCOPED_TRACE(testing::Message() << "context " << context << ", flags " << flags);
       Restart();
-      const ComPtr<IStream> stream = NewStream();
+      const ComPtr<IStream> inner = NewStream();
+      FaultStream stream(inner.Get());
       const ComPtr<IPersistStream> object = NewObject();
-      EXPECT_EQ(CoMarshalInterface(stream.Get(), kScriptedInterface, object.Get(), context,
-                                   &contextData, flags),
+      EXPECT_EQ(CoMarshalInterface(&stream, kScriptedInterface, object.Get(), context, &contextData,
+                                   flags),
                 S_OK);
-      EXPECT_EQ(ContentOf(stream.Get()), kReference);
+      EXPECT_EQ(ContentOf(inner.Get()), kReference);
+      EXPECT_EQ(stream.Calls(StreamCall::kEvery), 2u) << "the header is one write";
       EXPECT_EQ(script_.calls, "GetUnmarshalClass GetMarshalSizeMax MarshalInterface");
       EXPECT_TRUE(IsEqualIID(script_.iid, kScriptedInterface));
       EXPECT_EQ(script_.object, object.Get());
@@ -43,71 +57,36 @@ TEST_F(Marshalling, Marshal_WritesTheSameBytesInEveryContext) {
       EXPECT_EQ(script_.flags, flags);
     }
   }
-  EXPECT_EQ(script_.objects, 0);
 }
 
 TEST_F(Marshalling, Marshal_FailingStep_GivesItsCode) {
-  const struct {
-    const char* what;
-    HRESULT getUnmarshalClass, getMarshalSizeMax, marshal, write;
-    ULONGLONG written;
-  } kRows[] = {
-      {"GetUnmarshalClass", kOwnCode, S_OK, S_OK, S_OK, 0},
-      {"GetMarshalSizeMax", S_OK, kOwnCode, S_OK, S_OK, 0},
-      {"MarshalInterface", S_OK, S_OK, kOwnCode, S_OK, 48},
-      {"Write", S_OK, S_OK, S_OK, kOwnCode, 0},
-  };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.what);
+  HRESULT Script::*const steps[] = {&Script::getUnmarshalClass, &Script::getMarshalSizeMax,
+                                    &Script::marshal, nullptr};
+  for (const auto step : steps) {
     Restart();
-    script_.getUnmarshalClass = row.getUnmarshalClass;
-    script_.getMarshalSizeMax = row.getMarshalSizeMax;
-    script_.marshal = row.marshal;
+    if (step) script_.*step = kOwnCode;
     const ComPtr<IStream> inner = NewStream();
     FaultStream stream(inner.Get());
-    if (FAILED(row.write)) stream.FailAt(StreamCall::kWrite, 1, row.write);
+    if (!step) stream.FailAt(StreamCall::kWrite, 1, kOwnCode);
     EXPECT_EQ(Marshal(&stream), kOwnCode);
-    EXPECT_EQ(PositionOf(inner.Get()), row.written);
-    EXPECT_EQ(ContentOf(inner.Get()).size(), row.written ? row.written * 3 - 1 : 0);
-    EXPECT_EQ(script_.objects, 0);
+    EXPECT_EQ(BytesOf(ContentOf(inner.Get())).size(), step == &Script::marshal ? 48u : 0u);
     EXPECT_EQ(stream.References(), 0u);
   }
 }
 
-TEST_F(Marshalling, Marshal_HeaderIsOneWrite) {
-  const ComPtr<IStream> inner = NewStream();
-  FaultStream stream(inner.Get());
-  EXPECT_EQ(Marshal(&stream), S_OK);
-  EXPECT_EQ(stream.Calls(StreamCall::kWrite), 2u);
-  EXPECT_EQ(stream.Calls(StreamCall::kEvery), 2u);
-}
-
-TEST_F(Marshalling, NullArguments_AreInvalid) {
-  const ComPtr<IStream> stream = NewStream(kReference);
-  void* out = &out;
-  EXPECT_EQ(Marshal(nullptr), E_INVALIDARG);
-  EXPECT_EQ(CoMarshalInterface(stream.Get(), kScriptedInterface, nullptr, MSHCTX_INPROC, nullptr,
-                               MSHLFLAGS_NORMAL),
-            E_INVALIDARG);
-  EXPECT_EQ(CoUnmarshalInterface(nullptr, IID_NULL, &out), E_INVALIDARG);
-  EXPECT_EQ(CoUnmarshalInterface(stream.Get(), IID_NULL, nullptr), E_INVALIDARG);
-  if (!kEmbeddedHost) return;
-  EXPECT_EQ(CoReleaseMarshalData(nullptr), E_INVALIDARG);
-  EXPECT_EQ(CoGetMarshalSizeMax(nullptr, kScriptedInterface, NewObject().Get(), MSHCTX_INPROC,
-                                nullptr, MSHLFLAGS_NORMAL),
-            E_INVALIDARG);
-}
-
-TEST_F(Marshalling, WithoutIMarshal_NothingIsWritten) {
-  if (!kEmbeddedHost) GTEST_SKIP();
-  script_.hasMarshal = false;
+TEST_F(Marshalling, WithoutArgumentOrIMarshal_IsRefused) {
   const ComPtr<IStream> stream = NewStream();
+  void* out = &out;
+  ExpectEach(E_INVALIDARG, {Marshal(nullptr), Unmarshal(nullptr),
+                            CoUnmarshalInterface(stream.Get(), IID_NULL, nullptr),
+                            CoMarshalInterface(stream.Get(), kScriptedInterface, nullptr,
+                                               MSHCTX_INPROC, nullptr, MSHLFLAGS_NORMAL)});
+  if (!kEmbeddedHost) return;
+  ExpectEach(E_INVALIDARG, {CoReleaseMarshalData(nullptr), SizeMax(nullptr)});
+  script_.hasMarshal = false;
   for (DWORD context = MSHCTX_LOCAL; context <= MSHCTX_INPROC; ++context) {
     ULONG bytes = 99;
-    EXPECT_EQ(Marshal(stream.Get(), context), E_NOINTERFACE);
-    EXPECT_EQ(CoGetMarshalSizeMax(&bytes, kScriptedInterface, NewObject().Get(), context, nullptr,
-                                  MSHLFLAGS_NORMAL),
-              E_NOINTERFACE);
+    ExpectEach(E_NOINTERFACE, {Marshal(stream.Get(), context), SizeMax(&bytes, context)});
   }
   EXPECT_EQ(ContentOf(stream.Get()), "");
 }
@@ -117,30 +96,20 @@ TEST_F(Marshalling, SizeMax_AddsTheHeader) {
     DWORD claimed;
     HRESULT result;
     ULONG bytes;
-    bool embeddedOnly;
-  } kRows[] = {
-      {0, S_OK, 48, false},
-      {6, S_OK, 54, false},
-      {6, kOwnCode, 0, false},
-      {0xFFFFFFCF, S_OK, 0xFFFFFFFF, true},
-      {0xFFFFFFFF, S_OK, 0xFFFFFFFF, true},
-  };
+  } kRows[] = {{0, S_OK, 48},
+               {6, S_OK, 54},
+               {6, kOwnCode, 0},
+               {0xFFFFFFCF, S_OK, 0xFFFFFFFF},
+               {0xFFFFFFFF, S_OK, 0xFFFFFFFF}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.claimed);
-    if (row.embeddedOnly && !kEmbeddedHost) continue;
+    if (row.claimed > 6 && !kEmbeddedHost) continue;
     Restart();
     script_.claimedBytes = row.claimed;
     script_.getMarshalSizeMax = row.result;
     ULONG bytes = 0;
-    EXPECT_EQ(CoGetMarshalSizeMax(&bytes, kScriptedInterface, NewObject().Get(), MSHCTX_INPROC,
-                                  nullptr, MSHLFLAGS_NORMAL),
-              row.result);
-    if (kEmbeddedHost) {
-      EXPECT_EQ(bytes, row.bytes);
-    }
-    if (SUCCEEDED(row.result)) {
-      EXPECT_GE(bytes, row.bytes);
-    }
+    EXPECT_EQ(SizeMax(&bytes), row.result);
+    EXPECT_TRUE(bytes == row.bytes || (bytes > row.bytes && !kEmbeddedHost));
   }
 }
 
@@ -158,76 +127,60 @@ TEST_F(Marshalling, Unmarshal_GivesTheInterfaceOfANewObject) {
     EXPECT_NE(first.Get(), second.Get());
     EXPECT_EQ(script_.objects, 2);
   }
-  EXPECT_EQ(script_.objects, 0);
 }
 
 // The extension's length and the claimed size are never acted upon, and what is wrong elsewhere
 // ends the reading before an object is made.
 TEST_F(Marshalling, Unmarshal_DamagedHeader_IsRefusedOrWithoutEffect) {
   const struct {
-    const char* what;
     std::size_t offset;
     const char* bytes;
     HRESULT result;
-    ULONGLONG position;
     bool embeddedOnly = false;
-  } kRows[] = {
-      {"claim too large", 44, "FF FF FF FF", S_OK, 54},
-      {"claim too small", 44, "00 00 00 00", S_OK, 54},
-      {"huge extension", 40, "FF FF FF FF", S_OK, 54},
-      {"small extension", 40, "04 00 00 00", S_OK, 54},
-      {"wrong first word", 0, "4C", kInvalidReference, 48},
-      {"no form", 4, "00", kInvalidReference, 48},
-      {"standard form", 4, "01", kInvalidReference, 48, true},
-      {"two forms", 4, "05", kInvalidReference, 48, true},
-      {"high form bits", 4, "04 00 00 80", kInvalidReference, 48, true},
-      {"unknown class", 24, "52", REGDB_E_CLASSNOTREG, 48},
-      {"null class", 24, "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00", REGDB_E_CLASSNOTREG,
-       48},
-  };
+  } kRows[] = {{44, "FF FF FF FF", S_OK},
+               {44, "00 00 00 00", S_OK},
+               {40, "FF FF FF FF", S_OK},
+               {40, "04 00 00 00", S_OK},
+               {0, "4C", kInvalidReference},
+               {4, "00", kInvalidReference},
+               {4, "01", kInvalidReference, true},
+               {4, "05", kInvalidReference, true},
+               {4, "04 00 00 80", kInvalidReference, true},
+               {24, "52", REGDB_E_CLASSNOTREG},
+               {24, "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00", REGDB_E_CLASSNOTREG}};
   for (const auto& row : kRows) {
-    SCOPED_TRACE(row.what);
+    SCOPED_TRACE(testing::Message() << row.bytes << " at " << row.offset);
     if (row.embeddedOnly && !kEmbeddedHost) continue;
     for (const bool releases : {false, true}) {
       Restart();
-      const ComPtr<IStream> stream = NewStream(kReference);
-      SeekTo(stream.Get(), static_cast<LONGLONG>(row.offset));
-      const std::vector<BYTE> damage = BytesOf(row.bytes);
-      stream->Write(damage.data(), static_cast<ULONG>(damage.size()), nullptr);
-      SeekTo(stream.Get(), 0);
-      void* out = nullptr;
-      EXPECT_EQ(releases ? CoReleaseMarshalData(stream.Get())
-                         : CoUnmarshalInterface(stream.Get(), IID_NULL, &out),
+      const std::string_view good = kReference, damage = row.bytes;
+      const ComPtr<IStream> stream =
+          NewStream(std::string(good).replace(row.offset * 3, damage.size(), damage));
+      bool gave = false;
+      EXPECT_EQ(releases ? CoReleaseMarshalData(stream.Get()) : Unmarshal(stream.Get(), &gave),
                 row.result);
-      if (row.result != kInvalidReference || kEmbeddedHost) {
-        EXPECT_EQ(PositionOf(stream.Get()), row.position);
-      }
-      EXPECT_EQ(out != nullptr, row.result == S_OK && !releases);
-      if (out) static_cast<IUnknown*>(out)->Release();
-      EXPECT_EQ(script_.objects, 0);
+      EXPECT_EQ(gave, row.result == S_OK && !releases);
+      if (row.result == kInvalidReference && !kEmbeddedHost) continue;
+      EXPECT_EQ(PositionOf(stream.Get()), row.result == S_OK ? 54u : 48u);
     }
   }
 }
 
 TEST_F(Marshalling, Unmarshal_StreamEndsInsideHeader_GivesReadFault) {
+  bool gave = true;
   for (const ULONG bytes : {0u, 3u, 4u, 8u, 24u, 40u, 47u}) {
     SCOPED_TRACE(bytes);
     const ComPtr<IStream> stream = NewStream(std::string(kReference).substr(0, bytes * 3));
-    void* out = &out;
-    EXPECT_EQ(CoUnmarshalInterface(stream.Get(), IID_NULL, &out), STG_E_READFAULT);
-    if (kEmbeddedHost) {
-      EXPECT_EQ(out, nullptr);
-    }
+    EXPECT_EQ(Unmarshal(stream.Get(), &gave), STG_E_READFAULT);
+    EXPECT_FALSE(gave);
     SeekTo(stream.Get(), 0);
     EXPECT_EQ(CoReleaseMarshalData(stream.Get()), STG_E_READFAULT);
     EXPECT_EQ(script_.calls, "");
   }
   if (!kEmbeddedHost) return;
-  const ComPtr<IStream> inner = NewStream(kReference);
-  FaultStream stream(inner.Get());
+  FaultStream stream(NewStream(kReference).Get());
   stream.FailAt(StreamCall::kRead, 1, kOwnCode);
-  void* out = &out;
-  EXPECT_EQ(CoUnmarshalInterface(&stream, IID_NULL, &out), kOwnCode);
+  EXPECT_EQ(Unmarshal(&stream), kOwnCode);
   stream.Reset();
   EXPECT_EQ(CoReleaseMarshalData(&stream), S_OK);
   EXPECT_EQ(stream.Calls(StreamCall::kRead), 2u);
@@ -236,45 +189,32 @@ TEST_F(Marshalling, Unmarshal_StreamEndsInsideHeader_GivesReadFault) {
 TEST_F(Marshalling, Unmarshal_FailingObject_LeavesNothing) {
   const struct {
     const char* what;
-    HRESULT create, unmarshal;
-    bool hasMarshal, liesWithNull, liesWithPointer;
+    void (*change)(Script&);
     IID iid;
     HRESULT result;
     const char* calls;
-    bool embeddedOnly;
+    bool embeddedOnly = false;
   } kRows[] = {
-      {"CreateInstance", kOwnCode, S_OK, true, false, false, IID_NULL, kOwnCode, "CreateInstance",
-       false},
-      {"no IMarshal", S_OK, S_OK, false, false, false, IID_NULL, E_NOINTERFACE, "CreateInstance",
-       false},
-      {"UnmarshalInterface", S_OK, kOwnCode, true, false, false, IID_NULL, kOwnCode,
-       "CreateInstance UnmarshalInterface", false},
-      {"missing interface", S_OK, S_OK, true, false, false, kMissingInterface, E_NOINTERFACE,
-       "CreateInstance UnmarshalInterface", false},
-      {"success without object", S_OK, S_OK, true, true, false, IID_NULL, E_NOINTERFACE,
-       "CreateInstance UnmarshalInterface", true},
-      {"success without object, other interface", S_OK, S_OK, true, true, false, IID_IUnknown,
-       E_NOINTERFACE, "CreateInstance UnmarshalInterface", true},
-      {"failure with pointer", S_OK, kOwnCode, true, false, true, IID_NULL, kOwnCode,
-       "CreateInstance UnmarshalInterface", true},
-  };
+      {"create", [](Script& s) { s.create = kOwnCode; }, IID_NULL, kOwnCode, ""},
+      {"no IMarshal", [](Script& s) { s.hasMarshal = false; }, IID_NULL, E_NOINTERFACE, ""},
+      {"unmarshal", [](Script& s) { s.unmarshal = kOwnCode; }, IID_NULL, kOwnCode,
+       " UnmarshalInterface"},
+      {"missing", [](Script&) {}, kMissingInterface, E_NOINTERFACE, " UnmarshalInterface"},
+      {"lie", [](Script& s) { s.liesWithNull = true; }, IID_NULL, E_NOINTERFACE,
+       " UnmarshalInterface", true},
+      {"lie, asked on", [](Script& s) { s.liesWithNull = true; }, IID_IUnknown, E_NOINTERFACE,
+       " UnmarshalInterface", true},
+      {"failure with pointer", [](Script& s) { s.unmarshal = kOwnCode, s.liesWithPointer = true; },
+       IID_NULL, kOwnCode, " UnmarshalInterface", true}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.what);
     if (row.embeddedOnly && !kEmbeddedHost) continue;
     Restart();
-    script_.create = row.create;
-    script_.unmarshal = row.unmarshal;
-    script_.hasMarshal = row.hasMarshal;
-    script_.liesWithNull = row.liesWithNull;
-    script_.liesWithPointer = row.liesWithPointer;
-    const ComPtr<IStream> stream = NewStream(kReference);
-    void* out = &out;
-    EXPECT_EQ(CoUnmarshalInterface(stream.Get(), row.iid, &out), row.result);
-    EXPECT_EQ(script_.calls, row.calls);
-    if (kEmbeddedHost) {
-      EXPECT_EQ(out, nullptr);
-    }
-    EXPECT_EQ(script_.objects, 0);
+    row.change(script_);
+    bool gave = false;
+    EXPECT_EQ(Unmarshal(NewStream(kReference).Get(), &gave, row.iid), row.result);
+    EXPECT_EQ(script_.calls, std::string("CreateInstance") + row.calls);
+    EXPECT_FALSE(gave);
   }
 }
 
@@ -286,7 +226,6 @@ TEST_F(Marshalling, ReleaseData_AsksTheClass) {
     EXPECT_EQ(CoReleaseMarshalData(stream.Get()), result);
     EXPECT_EQ(script_.calls, "CreateInstance ReleaseMarshalData");
     EXPECT_EQ(PositionOf(stream.Get()), 54u);
-    EXPECT_EQ(script_.objects, 0);
   }
 }
 

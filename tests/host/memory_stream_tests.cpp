@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -26,26 +25,32 @@ ULONGLONG SizeOf(IStream* stream) {
   return stat.cbSize.QuadPart;
 }
 
-TEST(MemoryStream, Create_BadArguments_GivesInvalidArgument) {
+TEST(MemoryStream, Create_AnswersThreeIdentifiersOrInvalidArgument) {
+  const ComPtr<IStream> stream = NewStream();
+  for (const IID& iid : {IID_IUnknown, IID_ISequentialStream, IID_IStream}) {
+    ComPtr<IUnknown> found;
+    EXPECT_EQ(stream->QueryInterface(iid, found.PutVoid()), S_OK);
+    EXPECT_EQ(static_cast<void*>(found.Get()), static_cast<void*>(stream.Get()));
+  }
+  void* other = &other;
+  EXPECT_EQ(stream->QueryInterface(IID_IPersist, &other), E_NOINTERFACE);
+  EXPECT_EQ(other, nullptr);
   EXPECT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, nullptr), E_INVALIDARG);
   if (!kEmbeddedHost) return;
   int noHandle = 0;
-  ComPtr<IStream> stream;
-  EXPECT_EQ(CreateStreamOnHGlobal(reinterpret_cast<HGLOBAL>(&noHandle), TRUE, stream.Put()),
+  ComPtr<IStream> none;
+  EXPECT_EQ(CreateStreamOnHGlobal(reinterpret_cast<HGLOBAL>(&noHandle), TRUE, none.Put()),
             E_INVALIDARG);
-  EXPECT_FALSE(stream);
+  EXPECT_FALSE(none);
 }
 
 TEST(MemoryStream, Read_FallsShortAtTheEnd_GivesSuccessAndTheCount) {
   constexpr struct {
-    LONGLONG position;
-    ULONG wanted, count;
+    ULONG position, wanted, count;
     const char* buffer;
-  } kRows[] = {
-      {0, 4, 4, "00 01 02 03 CC CC CC CC"}, {1, 7, 7, "01 02 03 04 05 06 07 CC"},
-      {5, 8, 3, "05 06 07 CC CC CC CC CC"}, {8, 8, 0, "CC CC CC CC CC CC CC CC"},
-      {2, 0, 0, "CC CC CC CC CC CC CC CC"}, {9, 8, 0, "CC CC CC CC CC CC CC CC"},
-  };
+  } kRows[] = {{0, 4, 4, "00 01 02 03 CC CC CC CC"}, {1, 7, 7, "01 02 03 04 05 06 07 CC"},
+               {5, 8, 3, "05 06 07 CC CC CC CC CC"}, {8, 8, 0, "CC CC CC CC CC CC CC CC"},
+               {2, 0, 0, "CC CC CC CC CC CC CC CC"}, {9, 8, 0, "CC CC CC CC CC CC CC CC"}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(testing::Message() << row.wanted << " at " << row.position);
     if (row.position > 8 && !kEmbeddedHost) continue;
@@ -57,21 +62,18 @@ TEST(MemoryStream, Read_FallsShortAtTheEnd_GivesSuccessAndTheCount) {
       EXPECT_EQ(stream->Read(buffer.data(), row.wanted, wantsCount ? &count : nullptr), S_OK);
       EXPECT_EQ(count, wantsCount ? row.count : 99);
       EXPECT_EQ(HexOf(buffer.data(), 8), row.buffer);
-      EXPECT_EQ(PositionOf(stream.Get()), static_cast<ULONGLONG>(row.position) + row.count);
+      EXPECT_EQ(PositionOf(stream.Get()), row.position + row.count);
     }
   }
 }
 
 TEST(MemoryStream, Write_OverwritesAndGrows) {
   constexpr struct {
-    LONGLONG position;
+    ULONG position;
     const char *data, *content;
-    bool hasGap;
-  } kRows[] = {
-      {0, "A1 A2", "A1 A2 02 03", false}, {3, "A1 A2", "00 01 02 A1 A2", false},
-      {4, "A1", "00 01 02 03 A1", false}, {1, "", "00 01 02 03", false},
-      {9, "", "00 01 02 03", false},      {7, "A1 A2", "00 01 02 03 00 00 00 A1 A2", true},
-  };
+  } kRows[] = {{0, "A1 A2", "A1 A2 02 03"}, {3, "A1 A2", "00 01 02 A1 A2"},
+               {4, "A1", "00 01 02 03 A1"}, {1, "", "00 01 02 03"},
+               {9, "", "00 01 02 03"},      {7, "A1 A2", "00 01 02 03 00 00 00 A1 A2"}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(testing::Message() << row.data << " at " << row.position);
     for (const bool wantsCount : {true, false}) {
@@ -83,75 +85,75 @@ TEST(MemoryStream, Write_OverwritesAndGrows) {
       EXPECT_EQ(stream->Write(size ? data.data() : nullptr, size, wantsCount ? &count : nullptr),
                 S_OK);
       EXPECT_EQ(count, wantsCount ? size : 99);
-      EXPECT_EQ(PositionOf(stream.Get()), static_cast<ULONGLONG>(row.position) + size);
+      EXPECT_EQ(PositionOf(stream.Get()), row.position + size);
       EXPECT_EQ(SizeOf(stream.Get()), BytesOf(row.content).size());
-      if (!row.hasGap || kEmbeddedHost) {
-        EXPECT_EQ(ContentOf(stream.Get()), row.content);
-      }
+      // What lies in a gap is the embedded host's own choice.
+      const bool hasGap = size > 0 && row.position > 4;
+      EXPECT_TRUE(ContentOf(stream.Get()) == row.content || (hasGap && !kEmbeddedHost));
     }
   }
 }
 
-TEST(MemoryStream, Write_InPiecesOfEverySize_KeepsAllBytes) {
-  const ComPtr<IStream> stream = NewStream();
+TEST(MemoryStream, PiecesOfEverySize_AreKeptAndCopied) {
+  const ComPtr<IStream> stream = NewStream(), target = NewStream();
   std::vector<BYTE> written;
-  for (ULONG size = 1; size < 400; ++size) {
+  for (ULONG size = 1; size < 650; ++size) {
     const std::vector<BYTE> piece(size, static_cast<BYTE>(size));
     ASSERT_EQ(stream->Write(piece.data(), size, nullptr), S_OK);
     written.insert(written.end(), piece.begin(), piece.end());
   }
   EXPECT_TRUE(ContentOf(stream.Get()) == HexOf(written.data(), written.size()));
+  SeekTo(stream.Get(), 0);
+  ULARGE_INTEGER count = Bytes(0);
+  EXPECT_EQ(stream->CopyTo(target.Get(), Bytes(~0ull), nullptr, &count), S_OK);
+  EXPECT_EQ(count.QuadPart, written.size());
+  EXPECT_TRUE(ContentOf(target.Get()) == HexOf(written.data(), written.size()));
 }
 
 TEST(MemoryStream, Seek_TellsTheNewPositionOrKeepsTheOld) {
-  constexpr LONGLONG k4GiB = 0x100000000;
-  constexpr LONGLONG kMin = -0x7FFFFFFFFFFFFFFF - 1;
-  struct Row {
-    LONGLONG move;
+  constexpr LONGLONG k4GiB = 0x100000000, kMin = -0x7FFFFFFFFFFFFFFF - 1;
+  constexpr ULONGLONG kError = ~0ull;
+  const struct {
     DWORD origin;
-    HRESULT result;
+    LONGLONG move;
     ULONGLONG position;
     bool embeddedOnly = false;
-  };
-  const Row rows[] = {
-      {0, STREAM_SEEK_SET, S_OK, 0},
-      {7, STREAM_SEEK_SET, S_OK, 7},
-      {100, STREAM_SEEK_SET, S_OK, 100},
-      {0, STREAM_SEEK_CUR, S_OK, 3},
-      {2, STREAM_SEEK_CUR, S_OK, 5},
-      {-3, STREAM_SEEK_CUR, S_OK, 0},
-      {60, STREAM_SEEK_CUR, S_OK, 63},
-      {0, STREAM_SEEK_END, S_OK, 8},
-      {-8, STREAM_SEEK_END, S_OK, 0},
-      {5, STREAM_SEEK_END, S_OK, 13},
-      {-1, STREAM_SEEK_SET, STG_E_SEEKERROR, 3},
-      {-4, STREAM_SEEK_CUR, STG_E_SEEKERROR, 3},
-      {-9, STREAM_SEEK_END, STG_E_SEEKERROR, 3},
-      {0, 3, STG_E_SEEKERROR, 3},
-      {0, 0xFFFFFFFF, STG_E_SEEKERROR, 3},
-      {k4GiB - 1, STREAM_SEEK_SET, S_OK, 0xFFFFFFFF, true},
-      {k4GiB - 4, STREAM_SEEK_CUR, S_OK, 0xFFFFFFFF, true},
-      {k4GiB, STREAM_SEEK_SET, STG_E_SEEKERROR, 3, true},
-      {k4GiB - 3, STREAM_SEEK_CUR, STG_E_SEEKERROR, 3, true},
-      {k4GiB - 8, STREAM_SEEK_END, STG_E_SEEKERROR, 3, true},
-      {k4GiB + 1, STREAM_SEEK_CUR, STG_E_SEEKERROR, 3, true},
-      {0x7FFFFFFFFFFFFFFF, STREAM_SEEK_CUR, STG_E_SEEKERROR, 3, true},
-      {kMin, STREAM_SEEK_CUR, STG_E_SEEKERROR, 3, true},
-      {kMin, STREAM_SEEK_SET, STG_E_SEEKERROR, 3, true},
-  };
-  for (const Row& row : rows) {
+  } rows[] = {{0, 0, 0},
+              {0, 7, 7},
+              {0, 100, 100},
+              {1, 0, 3},
+              {1, 2, 5},
+              {1, -3, 0},
+              {1, 60, 63},
+              {2, 0, 8},
+              {2, -8, 0},
+              {2, 5, 13},
+              {0, -1, kError},
+              {1, -4, kError},
+              {2, -9, kError},
+              {3, 0, kError},
+              {~0u, 0, kError},
+              {0, k4GiB - 1, 0xFFFFFFFF, true},
+              {1, k4GiB - 4, 0xFFFFFFFF, true},
+              {0, k4GiB, kError, true},
+              {1, k4GiB - 3, kError, true},
+              {2, k4GiB - 8, kError, true},
+              {1, k4GiB + 1, kError, true},
+              {1, 0x7FFFFFFFFFFFFFFF, kError, true},
+              {1, kMin, kError, true},
+              {0, kMin, kError, true}};
+  for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.move << " from origin " << row.origin);
     if (row.embeddedOnly && !kEmbeddedHost) continue;
     const ComPtr<IStream> stream = NewStream("00 01 02 03 04 05 06 07");
     SeekTo(stream.Get(), 3);
     ULONGLONG told = 99;
-    EXPECT_EQ(SeekTo(stream.Get(), row.move, row.origin, &told), row.result);
-    EXPECT_EQ(told, row.position);
-    EXPECT_EQ(PositionOf(stream.Get()), row.position);
+    const HRESULT expected = row.position == kError ? STG_E_SEEKERROR : S_OK;
+    EXPECT_EQ(SeekTo(stream.Get(), row.move, row.origin, &told), expected);
+    EXPECT_EQ(told, row.position == kError ? 3 : row.position);
+    EXPECT_EQ(PositionOf(stream.Get()), told);
     EXPECT_EQ(SizeOf(stream.Get()), 8u);
-    LARGE_INTEGER start;
-    start.QuadPart = 0;
-    EXPECT_EQ(stream->Seek(start, STREAM_SEEK_SET, nullptr), S_OK);
+    EXPECT_EQ(stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr), S_OK);
   }
 }
 
@@ -159,16 +161,13 @@ TEST(MemoryStream, SetSize_KeepsContentAndPosition) {
   const struct {
     std::vector<ULONGLONG> sizes;
     const char* content;
-    bool grows;
-  } kRows[] = {
-      {{2}, "00 01", false},
-      {{4}, "00 01 02 03", false},
-      {{0}, "", false},
-      {{6}, "00 01 02 03 00 00", true},
-      {{2, 5}, "00 01 00 00 00", true},
-      {{0, 3}, "00 00 00", true},
-      {{500, 1, 4}, "00 00 00 00", true},
-  };
+  } kRows[] = {{{2}, "00 01"},
+               {{4}, "00 01 02 03"},
+               {{0}, ""},
+               {{6}, "00 01 02 03 00 00"},
+               {{2, 5}, "00 01 00 00 00"},
+               {{0, 3}, "00 00 00"},
+               {{500, 1, 4}, "00 00 00 00"}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.content);
     const ComPtr<IStream> stream = NewStream("00 01 02 03");
@@ -176,23 +175,12 @@ TEST(MemoryStream, SetSize_KeepsContentAndPosition) {
     for (const ULONGLONG size : row.sizes) EXPECT_EQ(stream->SetSize(Bytes(size)), S_OK);
     EXPECT_EQ(PositionOf(stream.Get()), 3u);
     EXPECT_EQ(SizeOf(stream.Get()), BytesOf(row.content).size());
-    if (!row.grows || kEmbeddedHost) {
-      EXPECT_EQ(ContentOf(stream.Get()), row.content);
-    }
+    const bool grows = row.sizes.size() > 1 || row.sizes[0] > 4;
+    EXPECT_TRUE(ContentOf(stream.Get()) == row.content || (grows && !kEmbeddedHost));
   }
 }
 
-TEST(MemoryStream, SetSize_ThenShorterWrite_KeepsTheSize) {
-  const ComPtr<IStream> stream = NewStream();
-  EXPECT_EQ(stream->SetSize(Bytes(6)), S_OK);
-  EXPECT_EQ(stream->Write("\1\2", 2, nullptr), S_OK);
-  EXPECT_EQ(SizeOf(stream.Get()), 6u);
-  if (kEmbeddedHost) {
-    EXPECT_EQ(ContentOf(stream.Get()), "01 02 00 00 00 00");
-  }
-}
-
-TEST(MemoryStream, SizesFrom4GiB_AreRefusedWithoutAnyChange) {
+TEST(MemoryStream, SizesUpTo4GiB_ReadZerosAndGreaterOnesChangeNothing) {
   if (!kEmbeddedHost) GTEST_SKIP();
   const ComPtr<IStream> stream = NewStream("00 01 02 03");
   for (const ULONGLONG size : {0x100000000ull, 0x100000001ull, ~0ull}) {
@@ -204,27 +192,20 @@ TEST(MemoryStream, SizesFrom4GiB_AreRefusedWithoutAnyChange) {
   EXPECT_EQ(count, 0u);
   EXPECT_EQ(PositionOf(stream.Get()), 0xFFFFFFFCu);
   EXPECT_EQ(ContentOf(stream.Get()), "00 01 02 03");
-}
-
-// Room that was only set aside is neither touched nor told from zeros.
-TEST(MemoryStream, SetSizeOfGibibytes_ReadsZerosBehindTheContent) {
-  if (!kEmbeddedHost) GTEST_SKIP();
-  const ComPtr<IStream> stream = NewStream("01 02");
+  // Room that was only set aside is neither touched nor told from zeros.
   ASSERT_EQ(stream->SetSize(Bytes(0xC0000000)), S_OK);
-  BYTE tail[4] = {9, 9, 9, 9};
-  ULONG count = 0;
-  EXPECT_EQ(stream->Read(tail, 4, &count), S_OK);
-  EXPECT_EQ(HexOf(tail, count), "01 02 00 00");
-  SeekTo(stream.Get(), -2, STREAM_SEEK_END);
-  EXPECT_EQ(stream->Read(tail, 4, &count), S_OK);
-  EXPECT_EQ(HexOf(tail, count), "00 00");
+  BYTE bytes[4] = {9, 9, 9, 9};
+  for (const LONGLONG position : {2ll, 0xBFFFFFFEll}) {
+    SeekTo(stream.Get(), position);
+    EXPECT_EQ(stream->Read(bytes, 4, &count), S_OK);
+    EXPECT_EQ(HexOf(bytes, count), position == 2 ? "02 03 00 00" : "00 00");
+  }
 }
 
 TEST(MemoryStream, Stat_TellsTypeAndSizeAndNoMore) {
-  const ComPtr<IStream> stream = NewStream("00 01 02");
   STATSTG stat;
   std::memset(&stat, 0xCC, sizeof(stat));
-  EXPECT_EQ(stream->Stat(&stat, STATFLAG_DEFAULT), S_OK);
+  EXPECT_EQ(NewStream("00 01 02")->Stat(&stat, STATFLAG_DEFAULT), S_OK);
   EXPECT_EQ(stat.type, static_cast<DWORD>(STGTY_STREAM));
   EXPECT_EQ(stat.cbSize.QuadPart, 3u);
   EXPECT_EQ(stat.pwcsName, nullptr);
@@ -233,34 +214,39 @@ TEST(MemoryStream, Stat_TellsTypeAndSizeAndNoMore) {
 }
 
 TEST(MemoryStream, Clone_SharesBytesButNotThePosition) {
-  ComPtr<IStream> first = NewStream("00 01 02 03");
+  ComPtr<IStream> first = NewStream("00 01 02 03"), second;
   SeekTo(first.Get(), 2);
-  ComPtr<IStream> second;
   ASSERT_EQ(first->Clone(second.Put()), S_OK);
   EXPECT_EQ(PositionOf(second.Get()), 2u);
   EXPECT_EQ(second->Write("\xA1\xA2\xA3", 3, nullptr), S_OK);
   EXPECT_EQ(PositionOf(first.Get()), 2u);
   EXPECT_EQ(ContentOf(first.Get()), "00 01 A1 A2 A3");
   EXPECT_EQ(first->SetSize(Bytes(3)), S_OK);
-  EXPECT_EQ(ContentOf(second.Get()), "00 01 A1");
+  EXPECT_EQ(first->Commit(0), S_OK);
+  EXPECT_EQ(first->Revert(), S_OK);
+  EXPECT_EQ(first->LockRegion(Bytes(0), Bytes(1), 1), STG_E_INVALIDFUNCTION);
+  if (kEmbeddedHost) {
+    EXPECT_EQ(first->UnlockRegion(Bytes(0), Bytes(1), 1), STG_E_INVALIDFUNCTION);
+  }
   first.Reset();
   EXPECT_EQ(ContentOf(second.Get()), "00 01 A1");
 }
 
 TEST(MemoryStream, CopyTo_CopiesFromThePositionToTheEndAtMost) {
   constexpr struct {
-    LONGLONG position;
+    ULONG position;
     ULONGLONG bytes, count;
     const char* target;
-  } kRows[] = {
-      {0, 4, 4, "FF 00 01 02 03"},     {1, 2, 2, "FF 01 02"}, {2, 9, 2, "FF 02 03"},
-      {0, ~0ull, 4, "FF 00 01 02 03"}, {4, 1, 0, "FF"},       {1, 0, 0, "FF"},
-  };
+  } kRows[] = {{0, 4, 4, "FF 00 01 02 03"},
+               {0, ~0ull, 4, "FF 00 01 02 03"},
+               {1, 2, 2, "FF 01 02"},
+               {2, 9, 2, "FF 02 03"},
+               {4, 1, 0, "FF"},
+               {1, 0, 0, "FF"}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(testing::Message() << row.bytes << " at " << row.position);
     for (const bool wantsCounts : {true, false}) {
-      const ComPtr<IStream> source = NewStream("00 01 02 03");
-      const ComPtr<IStream> target = NewStream("FF");
+      const ComPtr<IStream> source = NewStream("00 01 02 03"), target = NewStream("FF");
       SeekTo(source.Get(), row.position);
       SeekTo(target.Get(), 1);
       ULARGE_INTEGER read = Bytes(99), written = Bytes(99);
@@ -270,23 +256,10 @@ TEST(MemoryStream, CopyTo_CopiesFromThePositionToTheEndAtMost) {
       EXPECT_EQ(read.QuadPart, wantsCounts ? row.count : 99);
       EXPECT_EQ(written.QuadPart, wantsCounts ? row.count : 99);
       EXPECT_EQ(ContentOf(target.Get()), row.target);
-      EXPECT_EQ(PositionOf(source.Get()), static_cast<ULONGLONG>(row.position) + row.count);
+      EXPECT_EQ(PositionOf(source.Get()), row.position + row.count);
     }
   }
-  const ComPtr<IStream> source = NewStream("00");
-  EXPECT_EQ(source->CopyTo(nullptr, Bytes(1), nullptr, nullptr), STG_E_INVALIDPOINTER);
-}
-
-TEST(MemoryStream, CopyTo_ManyBytes_ArriveInOrder) {
-  std::vector<BYTE> data(200001);
-  for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<BYTE>(i * 7 + i / 256);
-  const ComPtr<IStream> source = NewStream(), target = NewStream();
-  source->Write(data.data(), static_cast<ULONG>(data.size()), nullptr);
-  SeekTo(source.Get(), 0);
-  ULARGE_INTEGER written = Bytes(0);
-  EXPECT_EQ(source->CopyTo(target.Get(), Bytes(~0ull), nullptr, &written), S_OK);
-  EXPECT_EQ(written.QuadPart, data.size());
-  EXPECT_TRUE(ContentOf(target.Get()) == HexOf(data.data(), data.size()));
+  EXPECT_EQ(NewStream("00")->CopyTo(nullptr, Bytes(1), nullptr, nullptr), STG_E_INVALIDPOINTER);
 }
 
 // Few bytes, so that every host moves them by one read and one write.
@@ -295,13 +268,11 @@ TEST(MemoryStream, CopyTo_SameBytes_CopiesWhatWasThereBefore) {
     LONGLONG source, target;
     ULONGLONG bytes;
     const char* content;
-  } kRows[] = {
-      {0, 2, 4, "00 01 00 01 02 03"},
-      {2, 0, 4, "02 03 04 05 04 05"},
-      {0, 6, 6, "00 01 02 03 04 05 00 01 02 03 04 05"},
-      {1, 1, 3, "00 01 02 03 04 05"},
-      {3, 5, 9, "00 01 02 03 04 03 04 05"},
-  };
+  } kRows[] = {{0, 2, 4, "00 01 00 01 02 03"},
+               {2, 0, 4, "02 03 04 05 04 05"},
+               {0, 6, 6, "00 01 02 03 04 05 00 01 02 03 04 05"},
+               {1, 1, 3, "00 01 02 03 04 05"},
+               {3, 5, 9, "00 01 02 03 04 03 04 05"}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.content);
     const ComPtr<IStream> source = NewStream("00 01 02 03 04 05");
@@ -323,8 +294,7 @@ TEST(MemoryStream, CopyTo_SameBytes_CopiesWhatWasThereBefore) {
 }
 
 TEST(MemoryStream, CopyTo_FailingTarget_GivesItsCode) {
-  const ComPtr<IStream> source = NewStream("00 01 02 03");
-  const ComPtr<IStream> inner = NewStream();
+  const ComPtr<IStream> source = NewStream("00 01 02 03"), inner = NewStream();
   FaultStream target(inner.Get());
   target.FailAt(StreamCall::kWrite, 1, STG_E_MEDIUMFULL);
   ULARGE_INTEGER read = Bytes(99), written = Bytes(99);
@@ -337,29 +307,6 @@ TEST(MemoryStream, CopyTo_FailingTarget_GivesItsCode) {
   EXPECT_EQ(read.QuadPart, 4u);
   EXPECT_EQ(written.QuadPart, 1u);
   EXPECT_EQ(target.References(), 0u);
-}
-
-TEST(MemoryStream, TransactionsDoNothingAndRegionsAreRefused) {
-  const ComPtr<IStream> stream = NewStream("00 01");
-  EXPECT_EQ(stream->Commit(0), S_OK);
-  EXPECT_EQ(stream->Revert(), S_OK);
-  EXPECT_EQ(stream->LockRegion(Bytes(0), Bytes(1), 1), STG_E_INVALIDFUNCTION);
-  if (kEmbeddedHost) {
-    EXPECT_EQ(stream->UnlockRegion(Bytes(0), Bytes(1), 1), STG_E_INVALIDFUNCTION);
-  }
-  EXPECT_EQ(ContentOf(stream.Get()), "00 01");
-}
-
-TEST(MemoryStream, QueryInterface_AnswersThreeIdentifiersWithOnePointer) {
-  const ComPtr<IStream> stream = NewStream();
-  for (const IID& iid : {IID_IUnknown, IID_ISequentialStream, IID_IStream}) {
-    ComPtr<IUnknown> found;
-    EXPECT_EQ(stream->QueryInterface(iid, found.PutVoid()), S_OK);
-    EXPECT_EQ(static_cast<void*>(found.Get()), static_cast<void*>(stream.Get()));
-  }
-  void* other = &other;
-  EXPECT_EQ(stream->QueryInterface(IID_IPersist, &other), E_NOINTERFACE);
-  EXPECT_EQ(other, nullptr);
 }
 
 TEST(MemoryStream, ClonesOnSeveralThreads_KeepEveryByte) {
@@ -379,10 +326,8 @@ TEST(MemoryStream, ClonesOnSeveralThreads_KeepEveryByte) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  std::vector<BYTE> content(kThreads * kRounds);
-  ULONG count = 0;
-  EXPECT_EQ(stream->Read(content.data(), kThreads * kRounds, &count), S_OK);
-  EXPECT_EQ(count, content.size());
+  const std::vector<BYTE> content = BytesOf(ContentOf(stream.Get()));
+  ASSERT_EQ(content.size(), std::size_t{kThreads * kRounds});
   for (std::size_t i = 0; i < content.size(); ++i) ASSERT_EQ(content[i], i % kThreads + 1);
 }
 

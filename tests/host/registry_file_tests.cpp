@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -54,8 +55,7 @@ const SampleValue kSampleValues[] = {
     {OLESTR("Empty"), REG_EXPAND_SZ, std::string("\0\0", 2)},
     {OLESTR("no end"), REG_SZ, std::string("a\0", 2)},
     {OLESTR("number"), REG_DWORD, "\xFF\xFF\xFF\xFF"},
-    {OLESTR("short"), REG_DWORD, "\x01"},
-};
+    {OLESTR("short"), REG_DWORD, "\x01"}};
 
 LSTATUS SetText(LPCOLESTR path, LPCOLESTR text) {
   HKEY key = nullptr;
@@ -165,47 +165,30 @@ TEST_F(RegistryFile, DamagedFile_IsRefusedAndNeverOverwritten) {
 }
 
 TEST_F(RegistryFile, HostileContent_IsRefused) {
-  const std::string first = kFirstLine;
-  std::string tooDeep = first;
+  std::string tooDeep;
   for (int level = 1; level <= 65; ++level) tooDeep += "key " + std::to_string(level) + " \"k\"\n";
-  const std::string rows[] = {
-      "rastelhost registry 2\n",
-      tooDeep,
-      first + "key 1 \"" + std::string(256, 'n') + "\"\n",
-      first + "value 1 \"" + std::string(16384, 'n') + "\" text \"\"\n",
-      first + "value 1 \"\" text \"" + std::string(524288, 't') + "\"\n",
-      first + "value 3 \"\" bytes \"" + std::string(2097154, '0') + "\"\n",
-      first + "key 0 \"a\"\n",
-      first + "key 2 \"a\"\n",
-      first + "key 1 \"a\"\nkey 3 \"b\"\n",
-      first + "key 99999999999999999999 \"a\"\n",
-      first + "key -1 \"a\"\n",
-      first + "key 1 \"\"\n",
-      first + "key 1 \"a\\\\b\"\n",
-      first + "key 1 \"a\\u0000b\"\n",
-      first + "key 1 \"a\"\nkey 1 \"A\"\n",
-      first + "key 1 \"b\"\nkey 1 \"a\"\n",
-      first + "key 1 \"a\n",
-      first + "key 1 \"a\" \n",
-      first + "value 1 \"b\" text \"\"\nvalue 1 \"B\" text \"\"\n",
-      first + "value 4294967296 \"\" bytes \"\"\n",
-      first + "value 4 \"\" number 4294967296\n",
-      first + "value 3 \"\" number 1\n",
-      first + "value 3 \"\" text \"a\"\n",
-      first + "value 3 \"\" bytes \"0\"\n",
-      first + "value 3 \"\" bytes \"0g\"\n",
-      first + "value 1 \"\" text \"\\n\"\n",
-      first + "value 1 \"\" text \"\\u12\"\n",
-      first + "value 1 \"\" text \"\xC3\"\n",
-      first + "value 1 \"\" tex",
-      first + "nothing\n",
-      first + "\n",
-  };
-  for (const std::string& lines : rows) {
-    SCOPED_TRACE(lines.substr(0, 80));
-    ExpectRefused(Ended(lines));
+  std::vector<std::string> rows = {tooDeep, "key 1 \"" + std::string(256, 'n') + "\"\n",
+                                   "value 1 \"" + std::string(16384, 'n') + "\" text \"\"\n",
+                                   "value 1 \"\" text \"" + std::string(524288, 't') + "\"\n",
+                                   "value 3 \"\" bytes \"" + std::string(2097154, '0') + "\"\n"};
+  // With | between two cases and ' for ".
+  std::string cases =
+      "key 0 'a'|key 2 'a'|key 1 'a'\nkey 3 'b'|key 99999999999999999999 'a'|key -1 'a'|key 1 ''|"
+      "key 1 'a\\\\b'|key 1 'a\\u0000b'|key 1 'a'\nkey 1 'A'|key 1 'b'\nkey 1 'a'|key 1 'a|"
+      "key 1 'a' |value 1 'b' text ''\nvalue 1 'B' text ''|value 4294967296 '' bytes ''|"
+      "value 4 '' number 4294967296|value 3 '' number 1|value 3 '' text 'a'|value 3 '' bytes '0'|"
+      "value 3 '' bytes '0g'|value 1 '' text '\\n'|value 1 '' text '\\u12'|"
+      "value 1 '' text '\xC3'|nothing|";
+  std::replace(cases.begin(), cases.end(), '\'', '"');
+  std::istringstream all(cases + "|");
+  for (std::string line; std::getline(all, line, '|');) rows.push_back(line + "\n");
+  rows.push_back("value 1 \"\" tex");
+  for (const std::string& row : rows) {
+    SCOPED_TRACE(row.substr(0, 80));
+    ExpectRefused(Ended(kFirstLine + row));
   }
-  Read(Ended(tooDeep.substr(0, tooDeep.find("key 65"))));
+  ExpectRefused(Ended("rastelhost registry 2\n"));
+  Read(Ended(kFirstLine + tooDeep.substr(0, tooDeep.find("key 65"))));
   EXPECT_EQ(OpenStatus(OLESTR("k\\k\\k")), ERROR_SUCCESS);
 }
 
@@ -312,14 +295,12 @@ TEST_F(RegistryFile, DefaultPlace_FollowsTheEnvironment) {
   const struct {
     std::vector<std::string> environment;
     const char* path;
-  } rows[] = {
-      {{home}, "/home/.local/share/rastelhost/registry"},
-      {{home, "XDG_DATA_HOME=not/absolute"}, "/home/.local/share/rastelhost/registry"},
-      {{home, data}, "/data/rastelhost/registry"},
-      {{home, data, named}, "/deep/named"},
-      {{home, data, "RASTEL_HOST_REGISTRY="}, nullptr},
-      {{}, nullptr},
-  };
+  } rows[] = {{{home}, "/home/.local/share/rastelhost/registry"},
+              {{home, "XDG_DATA_HOME=not/absolute"}, "/home/.local/share/rastelhost/registry"},
+              {{home, data}, "/data/rastelhost/registry"},
+              {{home, data, named}, "/deep/named"},
+              {{home, data, "RASTEL_HOST_REGISTRY="}, nullptr},
+              {{}, nullptr}};
   for (const auto& [environment, path] : rows) {
     SCOPED_TRACE(testing::PrintToString(environment));
     ExpectWriterSucceeds("A", environment);

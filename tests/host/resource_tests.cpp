@@ -47,18 +47,16 @@ TEST_F(Resources, Find_ComparesTypeAndNumber) {
     UINT number;
     HRESULT result;
     int row;
-  } rows[] = {
-      {OLESTR("REGISTRY"), 0, 101, S_OK, 0},
-      {OLESTR("registry"), 0, 101, S_OK, 0},
-      {OLESTR("REGISTRY"), 0, 100, kNoNumber, 0},
-      {OLESTR("REGISTRYX"), 0, 101, kNoType, 0},
-      {OLESTR("REG"), 0, 101, kNoType, 0},
-      {nullptr, 2, 100, S_OK, 1},
-      {nullptr, 0, 101, kNoType, 0},
-      {nullptr, 6, 100, S_OK, 2},
-      {nullptr, 6, 101, kNoNumber, 0},
-      {nullptr, 3, 100, kNoType, 0},
-  };
+  } rows[] = {{OLESTR("REGISTRY"), 0, 101, S_OK, 0},
+              {OLESTR("registry"), 0, 101, S_OK, 0},
+              {OLESTR("REGISTRY"), 0, 100, kNoNumber, 0},
+              {OLESTR("REGISTRYX"), 0, 101, kNoType, 0},
+              {OLESTR("REG"), 0, 101, kNoType, 0},
+              {nullptr, 2, 100, S_OK, 1},
+              {nullptr, 0, 101, kNoType, 0},
+              {nullptr, 6, 100, S_OK, 2},
+              {nullptr, 6, 101, kNoNumber, 0},
+              {nullptr, 3, 100, kNoType, 0}};
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     HostResource found{OLESTR("?"), 1, 1, 1, this, 1};
@@ -77,18 +75,16 @@ TEST_F(Resources, Strings_AreCutBehindTheLastWholeCharacter) {
     int room;
     int result;
     std::string_view text;
-  } rows[] = {
-      {100, 100, 9, "RastelKLP"},
-      {100, 10, 9, "RastelKLP"},
-      {100, 9, 8, "RastelKL"},
-      {100, 1, 0, ""},
-      {7, 100, 9, "  \u00FCber\n "},
-      {7, 5, 4, "  \u00FC"},
-      {7, 4, 2, "  "},
-      {8, 100, 4, "\uFFFDx"},
-      {9, 100, 0, ""},
-      {10, 100, 0, ""},
-  };
+  } rows[] = {{100, 100, 9, "RastelKLP"},
+              {100, 10, 9, "RastelKLP"},
+              {100, 9, 8, "RastelKL"},
+              {100, 1, 0, ""},
+              {7, 100, 9, "  \u00FCber\n "},
+              {7, 5, 4, "  \u00FC"},
+              {7, 4, 2, "  "},
+              {8, 100, 4, "\uFFFDx"},
+              {9, 100, 0, ""},
+              {10, 100, 0, ""}};
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.number << " into " << row.room);
     std::string buffer(101, '#');

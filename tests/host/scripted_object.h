@@ -4,11 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <vector>
 
 #include "platform/com_ptr.h"
+#include "tests/support/doubles.h"
 #include "tests/support/streams.h"
 
 namespace tests {
@@ -20,6 +20,7 @@ inline constexpr IID kScriptedInterface{
     0x1F0A7C54, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x04}};
 inline constexpr IID kMissingInterface{
     0x1F0A7C5F, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x0F}};
+inline constexpr HRESULT kOwnCode = platform::ResultCode(0x80041234);
 
 struct Script {
   // Results of the calls.
@@ -46,28 +47,29 @@ struct Script {
     calls += call;
     return result;
   }
+  HRESULT Log(const char* call, HRESULT result, REFIID asked, void* pointer, DWORD inContext,
+              void* data, DWORD withFlags) {
+    iid = asked;
+    object = pointer;
+    context = inContext;
+    contextData = data;
+    flags = withFlags;
+    return Log(call, result);
+  }
 };
 
-class ScriptedObject final : public IPersistStream, public IMarshal {
+class ScriptedObject final : public Double<IPersistStream, IMarshal> {
  public:
   explicit ScriptedObject(Script& script) : script_(script) { ++script_.objects; }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     *out = nullptr;
-    if (IsEqualIID(iid, IID_IMarshal) && script_.hasMarshal) {
-      *out = static_cast<IMarshal*>(this);
-    } else if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, kScriptedInterface) ||
-               (IsEqualIID(iid, IID_IPersistStream) && script_.hasPersistStream)) {
-      *out = static_cast<IPersistStream*>(this);
-    } else {
-      return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
+    if (IsEqualIID(iid, IID_IMarshal) && !script_.hasMarshal) return E_NOINTERFACE;
+    if (IsEqualIID(iid, IID_IPersistStream) && !script_.hasPersistStream) return E_NOINTERFACE;
+    return Double::QueryInterface(IsEqualIID(iid, kScriptedInterface) ? IID_IUnknown : iid, out);
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
   STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
+    const ULONG left = Double::Release();
     if (left == 0) delete this;
     return left;
   }
@@ -90,26 +92,25 @@ class ScriptedObject final : public IPersistStream, public IMarshal {
   STDMETHODIMP GetUnmarshalClass(REFIID iid, void* object, DWORD context, void* contextData,
                                  DWORD flags, CLSID* classId) override {
     *classId = script_.classId;
-    Note(iid, object, context, contextData, flags);
-    return script_.Log("GetUnmarshalClass", script_.getUnmarshalClass);
+    return script_.Log("GetUnmarshalClass", script_.getUnmarshalClass, iid, object, context,
+                       contextData, flags);
   }
   STDMETHODIMP GetMarshalSizeMax(REFIID iid, void* object, DWORD context, void* contextData,
                                  DWORD flags, DWORD* bytes) override {
     *bytes = script_.claimedBytes;
-    Note(iid, object, context, contextData, flags);
-    return script_.Log("GetMarshalSizeMax", script_.getMarshalSizeMax);
+    return script_.Log("GetMarshalSizeMax", script_.getMarshalSizeMax, iid, object, context,
+                       contextData, flags);
   }
   STDMETHODIMP MarshalInterface(IStream* stream, REFIID iid, void* object, DWORD context,
                                 void* contextData, DWORD flags) override {
-    Note(iid, object, context, contextData, flags);
     if (SUCCEEDED(script_.marshal)) WriteData(stream);
-    return script_.Log("MarshalInterface", script_.marshal);
+    return script_.Log("MarshalInterface", script_.marshal, iid, object, context, contextData,
+                       flags);
   }
   STDMETHODIMP UnmarshalInterface(IStream* stream, REFIID iid, void** out) override {
-    *out = nullptr;
     script_.iid = iid;
     script_.Log("UnmarshalInterface", S_OK);
-    if (script_.liesWithPointer) *out = this;
+    *out = script_.liesWithPointer ? this : nullptr;
     if (FAILED(script_.unmarshal) || script_.liesWithNull) return script_.unmarshal;
     ReadData(stream);
     return QueryInterface(iid, out);
@@ -123,13 +124,6 @@ class ScriptedObject final : public IPersistStream, public IMarshal {
  private:
   ~ScriptedObject() { --script_.objects; }
 
-  void Note(REFIID iid, void* object, DWORD context, void* contextData, DWORD flags) {
-    script_.iid = iid;
-    script_.object = object;
-    script_.context = context;
-    script_.contextData = contextData;
-    script_.flags = flags;
-  }
   void WriteData(IStream* stream) {
     const std::vector<BYTE> data = BytesOf(script_.data);
     stream->Write(data.data(), static_cast<ULONG>(data.size()), nullptr);
@@ -140,27 +134,16 @@ class ScriptedObject final : public IPersistStream, public IMarshal {
   }
 
   Script& script_;
-  std::atomic<ULONG> references_{1};
 };
 
-class ScriptedFactory final : public IClassFactory {
+class ScriptedFactory final : public Double<IClassFactory> {
  public:
   explicit ScriptedFactory(Script& script) : script_(script) {}
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    const bool isKnown = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory);
-    *out = isKnown ? static_cast<IClassFactory*>(this) : nullptr;
-    return isKnown ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override {
     *out = nullptr;
-    script_.Log("CreateInstance", S_OK);
-    if (FAILED(script_.create)) return script_.create;
-    platform::ComPtr<IPersistStream> object;
-    object.Attach(new ScriptedObject(script_));
-    return object->QueryInterface(iid, out);
+    if (FAILED(script_.Log("CreateInstance", script_.create))) return script_.create;
+    return platform::ComPtr<IPersistStream>(new ScriptedObject(script_))->QueryInterface(iid, out);
   }
   STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 
@@ -178,18 +161,17 @@ class ScriptedTest : public testing::Test {
               S_OK);
   }
   ~ScriptedTest() override {
+    EXPECT_EQ(script_.objects, 0);
     CoRevokeClassObject(cookie_);
     CoUninitialize();
   }
 
-  platform::ComPtr<IPersistStream> NewObject() {
-    platform::ComPtr<IPersistStream> object;
-    object.Attach(new ScriptedObject(script_));
-    return object;
-  }
-
+  platform::ComPtr<IPersistStream> NewObject() { return new ScriptedObject(script_); }
   // Before the next row of a table.
-  void Restart() { script_ = Script{}; }
+  void Restart() {
+    EXPECT_EQ(script_.objects, 0);
+    script_ = Script{};
+  }
 
   Script script_;
 

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -23,12 +21,6 @@ TEST(DebugOutput, Texts_ReachTheSinkWhileThereIsOne) {
   OutputDebugStringA("after");
 }
 
-TEST(LoadedStrings, AbsentInTheModule_GiveAnEmptyBuffer) {
-  char buffer[4] = "###";
-  EXPECT_EQ(LoadStringA(nullptr, 54321, buffer, sizeof(buffer)), 0);
-  EXPECT_STREQ(buffer, "");
-}
-
 TEST(LastError, EachThread_HasItsOwn) {
   SetLastError(122);
   EXPECT_EQ(GetLastError(), 122u);
@@ -48,11 +40,51 @@ TEST(TaskMemory, SizeZeroAndNull_FollowTheirRules) {
   CoTaskMemFree(nullptr);
   auto* bytes = static_cast<BYTE*>(CoTaskMemRealloc(nullptr, 3));
   ASSERT_NE(bytes, nullptr);
-  std::fill_n(bytes, 3, BYTE{0xA5});
+  bytes[2] = 0xA5;
   bytes = static_cast<BYTE*>(CoTaskMemRealloc(bytes, 5000));
   ASSERT_NE(bytes, nullptr);
   EXPECT_EQ(bytes[2], 0xA5);
   EXPECT_EQ(CoTaskMemRealloc(bytes, 0), nullptr);
+}
+
+// An owner enters again and leaves as often; of many threads one is in at a time.
+TEST(CriticalSections, ManyThreads_AreInOneAtATime) {
+  static_assert(sizeof(CRITICAL_SECTION) == 40);
+  CRITICAL_SECTION section;
+  ASSERT_TRUE(InitializeCriticalSectionAndSpinCount(&section, 0));
+  const auto anotherThreadCanEnter = [&] {
+    bool entered = false;
+    std::thread([&] {
+      entered = TryEnterCriticalSection(&section) != FALSE;
+      if (entered) LeaveCriticalSection(&section);
+    }).join();
+    return entered;
+  };
+  EnterCriticalSection(&section);
+  EXPECT_TRUE(TryEnterCriticalSection(&section));
+  EnterCriticalSection(&section);
+  for (int entries = 3; entries > 0; --entries) {
+    EXPECT_FALSE(anotherThreadCanEnter()) << entries;
+    LeaveCriticalSection(&section);
+  }
+  EXPECT_TRUE(anotherThreadCanEnter());
+  int count = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 2000; ++round) {
+        EnterCriticalSection(&section);
+        EnterCriticalSection(&section);
+        ++count;
+        LeaveCriticalSection(&section);
+        ++count;
+        LeaveCriticalSection(&section);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(count, 16000);
+  DeleteCriticalSection(&section);
 }
 
 }  // namespace

@@ -88,6 +88,16 @@ TEST(ValueFaults, ElementsAndResizing_KeepTheArray) {
   }
 }
 
+TEST(ValueFaults, CopyingNumbers_NeedsNoMemory) {
+  VARIANT target{};
+  for (VARIANT source : {Bits(VT_I4, 5), Real(2.5), Decimal(1, 0, 0, 25), Bits(VT_BOOL, -1)}) {
+    AllocationFaults faults;
+    VariantCopy(&target, &source);
+    EXPECT_EQ(faults.Stop(), 0);
+    EXPECT_EQ(Show(target), Show(source));
+  }
+}
+
 TEST(ValueFaults, ConvertingToText_KeepsTheVariant) {
   for (const VARIANT& row : {Bits(VT_I4, 5), Real(0.5), Typed(VT_EMPTY), Typed(VT_BSTR)}) {
     VARIANT value = row;

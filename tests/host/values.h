@@ -1,19 +1,30 @@
 // VARIANTs for tests of the value services: made in one expression, owned, and shown as text.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
-#include "platform/platform.h"
+#include "tests/support/doubles.h"
+#include "tests/support/host_kind.h"
 
 namespace tests {
 
 using OleText = std::basic_string<OLECHAR>;
+
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+inline constexpr long long kLowest64 = std::numeric_limits<long long>::min();
 
 inline OleText Widen(std::string_view ascii) { return OleText(ascii.begin(), ascii.end()); }
 
@@ -31,9 +42,9 @@ inline BSTR NewText(std::string_view ascii) {
   return SysAllocStringLen(Widen(ascii).data(), static_cast<UINT>(ascii.size()));
 }
 
-inline VARIANT Typed(VARTYPE type) {
+inline VARIANT Typed(int type) {
   VARIANT value{};
-  value.vt = type;
+  value.vt = static_cast<VARTYPE>(type);
   return value;
 }
 // An integer, VT_CY, VT_BOOL or VT_ERROR of the given bits.
@@ -66,14 +77,19 @@ inline VARIANT Text(std::string_view ascii) {
   return value;
 }
 inline VARIANT Reference(VARTYPE type, void* place) {
-  VARIANT value = Typed(static_cast<VARTYPE>(VT_BYREF | type));
+  VARIANT value = Typed(VT_BYREF | type);
   value.byref = place;
   return value;
 }
 inline VARIANT Array(VARTYPE type, SAFEARRAY* array) {
-  VARIANT value = Typed(static_cast<VARTYPE>(VT_ARRAY | type));
+  VARIANT value = Typed(VT_ARRAY | type);
   value.parray = array;
   return value;
+}
+
+template <class T>
+T* DataOf(SAFEARRAY* array) {
+  return static_cast<T*>(array->pvData);
 }
 
 // Clears a VARIANT at the end of a scope.
@@ -100,90 +116,91 @@ inline std::string Show(double real) {
 // A number, text or VT_EMPTY as text: "-5", "0.5", "abc"; VT_CY in units of 1/10000; a DECIMAL as
 // sign, high and low half of its digits and scale, "-0:19/1" for -2.5.
 inline std::string Show(const VARIANT& value) {
+  if (value.vt == VT_BSTR) return Narrow(value.bstrVal);
   char text[64];
-  switch (value.vt) {
-    case VT_EMPTY:
-      return "empty";
-    case VT_NULL:
-      return "null";
-    case VT_I1:
-      return std::to_string(static_cast<signed char>(value.bVal));
-    case VT_UI1:
-      return std::to_string(value.bVal);
-    case VT_I2:
-    case VT_BOOL:
-      return std::to_string(value.iVal);
-    case VT_UI2:
-      return std::to_string(value.uiVal);
-    case VT_I4:
-    case VT_INT:
-    case VT_ERROR:
-      return std::to_string(value.lVal);
-    case VT_UI4:
-    case VT_UINT:
-      return std::to_string(value.ulVal);
-    case VT_I8:
-    case VT_CY:
-      return std::to_string(value.llVal);
-    case VT_UI8:
-      return std::to_string(value.ullVal);
-    case VT_R4:
-      return Show(double{value.fltVal});
-    case VT_R8:
-    case VT_DATE:
-      return Show(value.dblVal);
-    case VT_DECIMAL:
-      std::snprintf(text, sizeof(text), "%s%X:%08X%08X/%d", value.decVal.sign ? "-" : "",
-                    static_cast<unsigned>(value.decVal.Hi32),
-                    static_cast<unsigned>(value.decVal.Mid32),
-                    static_cast<unsigned>(value.decVal.Lo32), value.decVal.scale);
-      return text;
-    case VT_BSTR:
-      return Narrow(value.bstrVal);
-    default:
-      std::snprintf(text, sizeof(text), "type %X", static_cast<unsigned>(value.vt));
-      return text;
+  if (value.vt == VT_DECIMAL) {
+    const auto half = [](ULONG bits) { return static_cast<unsigned>(bits); };
+    std::snprintf(text, sizeof(text), "%s%X:%08X%08X/%d", value.decVal.sign ? "-" : "",
+                  half(value.decVal.Hi32), half(value.decVal.Mid32), half(value.decVal.Lo32),
+                  value.decVal.scale);
+    return text;
   }
+  const auto show = [](auto number) { return std::to_string(number); };
+  const std::pair<int, std::string> rows[] = {
+      {VT_EMPTY, "empty"},          {VT_NULL, "null"},
+      {VT_UI1, show(value.bVal)},   {VT_I1, show(static_cast<signed char>(value.bVal))},
+      {VT_I2, show(value.iVal)},    {VT_BOOL, show(value.boolVal)},
+      {VT_UI2, show(value.uiVal)},  {VT_I4, show(value.lVal)},
+      {VT_INT, show(value.lVal)},   {VT_ERROR, show(value.lVal)},
+      {VT_UI4, show(value.ulVal)},  {VT_UINT, show(value.ulVal)},
+      {VT_I8, show(value.llVal)},   {VT_CY, show(value.llVal)},
+      {VT_UI8, show(value.ullVal)}, {VT_R4, Show(double{value.fltVal})},
+      {VT_R8, Show(value.dblVal)},  {VT_DATE, Show(value.dblVal)}};
+  for (const auto& [type, shown] : rows) {
+    if (value.vt == type) return shown;
+  }
+  std::snprintf(text, sizeof(text), "type %X", static_cast<unsigned>(value.vt));
+  return text;
 }
 
 // The name of a result code of the value services.
 inline std::string Show(HRESULT hr) {
-  switch (static_cast<std::uint32_t>(hr)) {
-    case 0:
-      return "S_OK";
-    case 0x80020005u:
-      return "mismatch";
-    case 0x80020008u:
-      return "bad type";
-    case 0x8002000Au:
-      return "overflow";
-    case 0x80070057u:
-      return "invalid";
-    default:
-      char text[16];
-      std::snprintf(text, sizeof(text), "%08X", static_cast<unsigned>(hr));
-      return text;
+  constexpr std::pair<std::uint32_t, const char*> kNames[] = {{0, "S_OK"},
+                                                              {0x80020005u, "mismatch"},
+                                                              {0x80020008u, "bad type"},
+                                                              {0x8002000Au, "overflow"},
+                                                              {0x80070057u, "invalid"}};
+  for (const auto& [code, name] : kNames) {
+    if (static_cast<std::uint32_t>(hr) == code) return name;
+  }
+  return std::to_string(hr);
+}
+
+// The result of a conversion, or what the failure is called.
+inline std::string Converted(const VARIANT& from, VARTYPE type, USHORT flags = 0) {
+  VARIANT source = from;
+  Value target(Text("old"));
+  const HRESULT hr = VariantChangeType(&target, &source, flags, type);
+  EXPECT_EQ(target->vt, FAILED(hr) ? VARTYPE{VT_BSTR} : type);
+  EXPECT_TRUE(SUCCEEDED(hr) || Show(*target) == "old") << "kept on failure";
+  return FAILED(hr) ? Show(hr) : Show(*target);
+}
+
+// The same of a text; in place gives the same.
+inline std::string ConvertedText(std::string_view text, VARTYPE type) {
+  Value source(Text(text));
+  const std::string separate = Converted(*source, type);
+  const HRESULT hr = VariantChangeType(&source, &source, 0, type);
+  EXPECT_EQ(FAILED(hr) ? Show(hr) : Show(*source), separate) << "in place";
+  EXPECT_TRUE(SUCCEEDED(hr) || Show(*source) == text);
+  return separate;
+}
+
+// Each of the rows "value=result|value=result|..." for values of one type: an integer, VT_CY or
+// VT_BOOL as its bits, a real number, or a text.
+inline void ExpectConversions(VARTYPE from, VARTYPE to, std::string_view rows) {
+  while (!rows.empty()) {
+    const std::string row(rows.substr(0, rows.find('|')));
+    rows.remove_prefix((std::min)(rows.size(), row.size() + 1));
+    const std::string value = row.substr(0, row.rfind('='));
+    SCOPED_TRACE(row + ", types " + std::to_string(from) + " and " + std::to_string(to));
+    const bool isReal = from == VT_R4 || from == VT_R8 || from == VT_DATE;
+    const auto bits = [&] { return std::strtoull(value.c_str(), nullptr, 0); };
+    EXPECT_EQ(from == VT_BSTR ? ConvertedText(value, to)
+              : isReal        ? Converted(Real(std::strtod(value.c_str(), nullptr), from), to)
+                              : Converted(Bits(from, static_cast<long long>(bits())), to),
+              row.substr(value.size() + 1));
   }
 }
 
 // An object that counts its references, tells when one is given up, and has a default value.
-class CountedObject final : public IDispatch {
+class CountedObject final : public WithoutMembers<Double<IDispatch>> {
  public:
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    const bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch);
-    *out = known ? static_cast<IDispatch*>(this) : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++references); }
   STDMETHODIMP_(ULONG) Release() override {
     const int left = --references;
     if (onRelease) onRelease();
     return static_cast<ULONG>(left);
   }
-  STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
   STDMETHODIMP Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* params, VARIANT* result,
                       EXCEPINFO*, UINT*) override {
     ++invokes;
@@ -199,7 +216,6 @@ class CountedObject final : public IDispatch {
     return value;
   }
 
-  int references = 0;
   int invokes = 0;
   HRESULT invokeResult = S_OK;
   VARIANT defaultValue{};
