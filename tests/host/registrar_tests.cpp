@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "platform/com_ptr.h"
 #include "platform/module_file.h"
 #include "tests/support/host_kind.h"
@@ -178,41 +180,17 @@ TEST_F(RegistrarTest, FilesAndResources_AreFoundOrNamedAsMissing) {
 TEST_F(RegistrarTest, BrokenScripts_EndWithACodeAndChangeNothing) {
   if (!kEmbeddedHost) GTEST_SKIP() << "the other host under test reads some of them for ever";
   const Text name = OLESTR("HKCR { ") + kRoot;
-  const LPCOLESTR rows[] = {
-      OLESTR(""),
-      OLESTR(" {"),
-      OLESTR(" { bad"),
-      OLESTR(" { A } "),
-      OLESTR(" } }"),
-      OLESTR(" } HKXX { }"),
-      OLESTR(" } HKCR"),
-      OLESTR(" } HKCR A { }"),
-      OLESTR(" = } "),
-      OLESTR(" = s } "),
-      OLESTR(" = s 'open } "),
-      OLESTR(" = q 'x' }"),
-      OLESTR(" = ss 'x' }"),
-      OLESTR(" = d 'x' }"),
-      OLESTR(" = d '4294967296' }"),
-      OLESTR(" = d '' }"),
-      OLESTR(" = b '123' }"),
-      OLESTR(" = b '1g' }"),
-      OLESTR(" { val A } }"),
-      OLESTR(" { val = s 'x' } }"),
-      OLESTR(" { ForceRemove val A = s 'x' } }"),
-      OLESTR(" { NoRemove } }"),
-      OLESTR(" { A\\B } }"),
-      OLESTR(" { Delete 'A\\B' } }"),
-      OLESTR(" { ForceRemove '' } }"),
-      OLESTR(" { Delete A = s 'x' } }"),
-      OLESTR(" { 50% } }"),
-      OLESTR(" { { } } }"),
-      OLESTR(" { = s 'x' } }"),
-  };
-  for (const LPCOLESTR& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    EXPECT_EQ(registrar_->StringRegister((name + row).c_str()), DISP_E_EXCEPTION);
-    EXPECT_EQ(registrar_->StringUnregister((name + row).c_str()), DISP_E_EXCEPTION);
+  std::istringstream rows(
+      "; {; { bad; { A } ; } }; } HKXX { }; } HKCR; } HKCR A { }; = } ; = s } ; = s 'open } ;"
+      " = q 'x' }; = ss 'x' }; = d 'x' }; = d '4294967296' }; = d '' }; = b '123' }; = b '1g' };"
+      " { val A } }; { val = s 'x' } }; { ForceRemove val A = s 'x' } }; { NoRemove } };"
+      " { A\\B } }; { Delete 'A\\B' } }; { ForceRemove '' } }; { Delete A = s 'x' } };"
+      " { 50% } }; { { } } }; { = s 'x' } }");
+  for (std::string row; std::getline(rows, row, ';');) {
+    SCOPED_TRACE(row);
+    const Text script = name + Text(row.begin(), row.end());
+    EXPECT_EQ(registrar_->StringRegister(script.c_str()), DISP_E_EXCEPTION);
+    EXPECT_EQ(registrar_->StringUnregister(script.c_str()), DISP_E_EXCEPTION);
     EXPECT_FALSE(HasKey(kRoot));
   }
   // Whole ones that ask for what the registry does not have.
