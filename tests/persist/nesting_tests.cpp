@@ -30,32 +30,6 @@ class Nesting : public ObjectTest {
   }
 };
 
-TEST_F(Nesting, ChainsEndAt256Levels) {
-  Register();
-  const struct {
-    int objects;
-    HRESULT expected;
-  } rows[] = {{200, S_OK}, {256, S_OK}, {257, E_ACCESSDENIED}, {2000, E_ACCESSDENIED}};
-  for (const auto& [objects, expected] : rows) {
-    SCOPED_TRACE(objects);
-    const ComPtr<TestObject> chain = NewChain(objects);
-    script_.saves = 0;
-    const ComPtr<IStream> stream = NewStream();
-    EXPECT_EQ(chain->Save(stream.Get(), TRUE), expected);
-    EXPECT_LE(script_.saves, objects * objects);
-    ULARGE_INTEGER size{};
-    EXPECT_EQ(chain->GetSizeMax(&size), expected);
-    // An innermost VT_EMPTY takes 10 bytes, each level 26 more.
-    EXPECT_TRUE(expected != S_OK ||
-                ContentOf(stream.Get()).size() == 3u * (10 + 26 * (objects - 1)) - 1);
-    if (expected != S_OK) continue;
-    const ComPtr<TestObject> copy = NewObject();
-    SeekTo(stream.Get(), 0);
-    EXPECT_EQ(copy->Load(stream.Get()), S_OK);
-    EXPECT_EQ(script_.objects, 2 * objects);
-  }
-}
-
 TEST_F(Nesting, StreamsAreReadTo256Levels) {
   Register();
   for (const int nested : {255, 256, 5000}) {

