@@ -65,8 +65,7 @@ TEST(Boundary, TurnsWhatIsRaisedIntoResultsAndReports) {
       {"runtime_error", [] { return Throwing<std::runtime_error>(""); }, 0x80020009, OLESTR("")},
       {"own exception", [] { return Throwing<OwnText>(); }, 0x80020009, OLESTR("own text")},
       {"exception without text", [] { return Throwing<NoText>(); }, 0x80004003, kBefore},
-      {"no exception class", [] { return Throwing<int>(7); }, 0x8000FFFF, kBefore},
-  };
+      {"no exception class", [] { return Throwing<int>(7); }, 0x8000FFFF, kBefore}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.what);
     PutErrorText(kBefore);

@@ -71,46 +71,6 @@ HRESULT Raised(Body body) {
   return S_OK;
 }
 
-TEST(AllocationFaults, RefuseTheChosenAllocationOfEveryForm) {
-  const std::function<bool()> forms[] = {
-      [] {
-        void* p = ::operator new(8, std::nothrow);
-        ::operator delete(p);
-        return p != nullptr;
-      },
-      [] {
-        void* p = ::operator new[](8, std::nothrow);
-        ::operator delete[](p);
-        return p != nullptr;
-      },
-      [] {
-        try {
-          ::operator delete(::operator new(8));
-          return true;
-        } catch (const std::bad_alloc&) {
-          return false;
-        }
-      },
-      [] {
-        void* volatile p = std::malloc(8);
-        std::free(p);
-        return p != nullptr;
-      },
-      [] {
-        void* volatile p = std::calloc(2, 8);
-        std::free(p);
-        return p != nullptr;
-      },
-  };
-  for (const auto& form : forms) {
-    bool worked[3];
-    AllocationFaults faults(1);
-    for (bool& one : worked) one = form();
-    EXPECT_GE(faults.Stop(), 3);  // a throw allocates too
-    EXPECT_THAT(worked, testing::ElementsAre(true, false, true));
-  }
-}
-
 // A null text makes a null text; a length of -1 a null holder.
 _bstr_t Holding(const OLECHAR* text, int length) {
   if (length < 0) return _bstr_t();
@@ -126,25 +86,23 @@ TEST(BstrCompare, OrdersByUnsignedUnitThenLength) {
   const struct {
     Value a, b;
     std::int32_t expected;
-  } rows[] = {
-      {nullHolder, nullHolder, 0},
-      {nullHolder, nullText, 0},
-      {nullHolder, empty, 0},
-      {nullText, nullText, 0},
-      {nullText, empty, 0},
-      {empty, empty, 0},
-      {nullHolder, {OLESTR("a"), 1}, -1},
-      {nullText, {OLESTR("a"), 1}, -1},
-      {empty, {OLESTR("a"), 1}, -1},
-      {{OLESTR("abc"), 3}, {OLESTR("abc"), 3}, 0},
-      {{OLESTR("ab"), 2}, {OLESTR("abc"), 3}, -1},
-      {{OLESTR("abc"), 3}, {OLESTR("abd"), 3}, -1},
-      {{OLESTR("abb"), 3}, {OLESTR("abd"), 3}, -2},
-      {{OLESTR("Z"), 1}, {OLESTR("a"), 1}, -7},
-      {{OLESTR("a"), 1}, {OLESTR("\uFFFD"), 1}, -0xFF9C},
-      {{OLESTR("a"), 1}, {OLESTR("a\0b"), 3}, -1},
-      {{OLESTR("a\0b"), 3}, {OLESTR("a\0c"), 3}, -1},
-  };
+  } rows[] = {{nullHolder, nullHolder, 0},
+              {nullHolder, nullText, 0},
+              {nullHolder, empty, 0},
+              {nullText, nullText, 0},
+              {nullText, empty, 0},
+              {empty, empty, 0},
+              {nullHolder, {OLESTR("a"), 1}, -1},
+              {nullText, {OLESTR("a"), 1}, -1},
+              {empty, {OLESTR("a"), 1}, -1},
+              {{OLESTR("abc"), 3}, {OLESTR("abc"), 3}, 0},
+              {{OLESTR("ab"), 2}, {OLESTR("abc"), 3}, -1},
+              {{OLESTR("abc"), 3}, {OLESTR("abd"), 3}, -1},
+              {{OLESTR("abb"), 3}, {OLESTR("abd"), 3}, -2},
+              {{OLESTR("Z"), 1}, {OLESTR("a"), 1}, -7},
+              {{OLESTR("a"), 1}, {OLESTR("\uFFFD"), 1}, -0xFF9C},
+              {{OLESTR("a"), 1}, {OLESTR("a\0b"), 3}, -1},
+              {{OLESTR("a\0b"), 3}, {OLESTR("a\0c"), 3}, -1}};
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     const _bstr_t a = Holding(row.a.text, row.a.length), b = Holding(row.b.text, row.b.length);
@@ -269,20 +227,18 @@ TEST(BstrHolder, WithoutMemory_RaisesAndLosesNothing) {
     const char* name;
     void (*operation)();
     int atLeast;  // allocations of ours
-  } rows[] = {
-      {"short narrow text", [] { _bstr_t text("abc"); }, 1},
-      {"long narrow text", [] { _bstr_t text(longText.c_str()); }, 2},
-      {"wide text", [] { _bstr_t text(OLESTR("abc")); }, 1},
-      {"attached text", [] { _bstr_t::Attach(SysAllocString(OLESTR("abc"))); }, 1},
-      {"copied text", [] { _bstr_t::CopyOfBytes(noneLiteral.Record()->m_Wide); }, 1},
-      {"narrow form", [] { _bstr_t(OLESTR("abc")).Narrow(); }, 2},
-      {"assignment",
-       [] {
-         holder.AssignLiteral(noneLiteral);
-         holder.Assign("abc");
-       },
-       1},
-  };
+  } rows[] = {{"short narrow text", [] { _bstr_t text("abc"); }, 1},
+              {"long narrow text", [] { _bstr_t text(longText.c_str()); }, 2},
+              {"wide text", [] { _bstr_t text(OLESTR("abc")); }, 1},
+              {"attached text", [] { _bstr_t::Attach(SysAllocString(OLESTR("abc"))); }, 1},
+              {"copied text", [] { _bstr_t::CopyOfBytes(noneLiteral.Record()->m_Wide); }, 1},
+              {"narrow form", [] { _bstr_t(OLESTR("abc")).Narrow(); }, 2},
+              {"assignment",
+               [] {
+                 holder.AssignLiteral(noneLiteral);
+                 holder.Assign("abc");
+               },
+               1}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     const int refused = FailEachAllocation(

@@ -4,28 +4,27 @@
 
 #include <array>
 
-struct IEnumNumberProbe : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, LONG* elements, ULONG* fetched) = 0;
+#include "tests/support/doubles.h"
+
+template <class Element>
+struct IEnumProbe : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, Element* elements, ULONG* fetched) = 0;
   virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) = 0;
   virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
-  virtual HRESULT STDMETHODCALLTYPE Clone(IEnumNumberProbe** out) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Clone(IEnumProbe** out) = 0;
 };
+using IEnumNumberProbe = IEnumProbe<LONG>;
+using IEnumUnknownProbe = IEnumProbe<IUnknown*>;
 inline constexpr IID IID_IEnumNumberProbe{
     0x1F0A7C54, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x30}};
-RASTEL_INTERFACE_ID(IEnumNumberProbe);
-
-struct IEnumUnknownProbe : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, IUnknown** elements, ULONG* fetched) = 0;
-  virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) = 0;
-  virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
-  virtual HRESULT STDMETHODCALLTYPE Clone(IEnumUnknownProbe** out) = 0;
-};
 inline constexpr IID IID_IEnumUnknownProbe{
     0x1F0A7C54, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x31}};
+RASTEL_INTERFACE_ID(IEnumNumberProbe);
 RASTEL_INTERFACE_ID(IEnumUnknownProbe);
 
 namespace tests {
 
+using platform::ComPtr;
 using platform::EnumArray;
 
 // A copy that fails at the value 13.
@@ -36,46 +35,34 @@ struct FailAtThirteen : platform::CopyValue<LONG> {
   }
 };
 
-template <class Policy>
-using NumberEnum = platform::CComObject<platform::CComEnum<IEnumNumberProbe, LONG, Policy>>;
-
-struct CountedUnknown final : IUnknown {
-  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
-  STDMETHODIMP_(ULONG) Release() override { return --references; }
-  ULONG references = 1;
-};
+template <class Interface, class Element, class Policy>
+auto NewEnum() {
+  using Enum = platform::CComObject<platform::CComEnum<Interface, Element, Policy>>;
+  Enum* made = nullptr;
+  EXPECT_EQ(Enum::CreateInstance(&made), S_OK);
+  return ComPtr<Enum>(made);
+}
+auto NewNumberEnum() { return NewEnum<IEnumNumberProbe, LONG, platform::CopyValue<LONG>>(); }
 
 TEST(ComEnum, NextAndSkipFollowTheTable) {
   std::array<LONG, 5> numbers{1, 2, 3, 4, 5};
-  NumberEnum<platform::CopyValue<LONG>>* made = nullptr;
-  ASSERT_EQ(NumberEnum<platform::CopyValue<LONG>>::CreateInstance(&made), S_OK);
-  platform::ComPtr<IEnumNumberProbe> numbersLeft(made);
+  const auto made = NewNumberEnum();
   LONG out[8] = {};
   ULONG fetched = 9;
   EXPECT_EQ(made->Next(1, out, &fetched), E_FAIL) << "without an array";
   EXPECT_EQ(fetched, 0u);
   made->Init(numbers.data(), numbers.data() + 5, nullptr, EnumArray::View);
-
   const struct {
-    const char* name;
-    ULONG skip;
-    ULONG count;
-    bool hasArray;
-    bool hasFetched;
+    ULONG skip, count;
+    bool hasArray, hasFetched;
     HRESULT expected;
     ULONG delivered;
-  } rows[] = {
-      {"null array", 0, 1, false, true, E_POINTER, 0},
-      {"two without fetched", 0, 2, true, false, E_POINTER, 0},
-      {"none without fetched", 0, 0, true, false, S_OK, 0},
-      {"one without fetched", 0, 1, true, false, S_OK, 1},
-      {"all", 0, 5, true, true, S_OK, 5},
-      {"more than the rest", 2, 5, true, true, S_FALSE, 3},
-      {"at the end", 5, 1, true, true, S_FALSE, 0},
-  };
+  } rows[] = {{0, 1, false, true, E_POINTER, 0}, {0, 2, true, false, E_POINTER, 0},
+              {0, 0, true, false, S_OK, 0},      {0, 1, true, false, S_OK, 1},
+              {0, 5, true, true, S_OK, 5},       {2, 5, true, true, S_FALSE, 3},
+              {5, 1, true, true, S_FALSE, 0}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(&row - rows);
     made->Reset();
     EXPECT_EQ(made->Skip(row.skip), S_OK);
     fetched = 99;
@@ -95,60 +82,45 @@ TEST(ComEnum, NextAndSkipFollowTheTable) {
 }
 
 TEST(ComEnum, CloneSharesTheArrayAndItsOwner) {
-  const struct {
-    EnumArray array;
-    ULONG holderAfterSource;  // references on the holder once only the clone is left
-  } rows[] = {{EnumArray::View, 2}, {EnumArray::Copy, 2}};
-  for (const auto& row : rows) {
-    CountedUnknown holder;
+  for (const EnumArray array : {EnumArray::View, EnumArray::Copy}) {
+    Double<IUnknown> holder;
     std::array<LONG, 4> numbers{1, 2, 3, 4};
-    NumberEnum<platform::CopyValue<LONG>>* made = nullptr;
-    ASSERT_EQ(NumberEnum<platform::CopyValue<LONG>>::CreateInstance(&made), S_OK);
-    platform::ComPtr<IEnumNumberProbe> source(made);
-    ASSERT_EQ(made->Init(numbers.data(), numbers.data() + 4, &holder, row.array), S_OK);
-    made->Skip(2);
-    platform::ComPtr<IEnumNumberProbe> clone;
-    EXPECT_EQ(made->Clone(nullptr), E_POINTER);
-    ASSERT_EQ(made->Clone(clone.Put()), S_OK);
-    made->Reset();
+    auto source = NewNumberEnum();
+    ASSERT_EQ(source->Init(numbers.data(), numbers.data() + 4, &holder, array), S_OK);
+    source->Skip(2);
+    ComPtr<IEnumNumberProbe> clone;
+    EXPECT_EQ(source->Clone(nullptr), E_POINTER);
+    ASSERT_EQ(source->Clone(clone.Put()), S_OK);
+    source->Reset();
     source.Reset();
-    EXPECT_EQ(holder.references, row.holderAfterSource);
-    if (row.array == EnumArray::Copy) numbers.fill(0);
+    EXPECT_EQ(holder.references, 1) << "that of the clone";
+    if (array == EnumArray::Copy) numbers.fill(0);
     LONG out = 0;
     EXPECT_EQ(clone->Next(1, &out, nullptr), S_OK);
     EXPECT_EQ(out, 3);
     clone.Reset();
-    EXPECT_EQ(holder.references, 1u);
+    EXPECT_EQ(holder.references, 0);
   }
   EXPECT_EQ(platform::moduleLockCount, 0);
 }
 
 TEST(ComEnum, CopiesCountTheirElements) {
-  using UnknownEnum = platform::CComObject<
-      platform::CComEnum<IEnumUnknownProbe, IUnknown*, platform::CopyInterface<IUnknown>>>;
-  CountedUnknown element;
-  IUnknown* elements[] = {&element, nullptr, &element};
-  UnknownEnum* made = nullptr;
-  ASSERT_EQ(UnknownEnum::CreateInstance(&made), S_OK);
-  platform::ComPtr<IEnumUnknownProbe> enumerator(made);
+  Double<IUnknown> element;
+  IUnknown *elements[] = {&element, nullptr, &element}, *out[3] = {};
+  auto made = NewEnum<IEnumUnknownProbe, IUnknown*, platform::CopyInterface<IUnknown>>();
   ASSERT_EQ(made->Init(elements, elements + 3, nullptr, EnumArray::Copy), S_OK);
-  EXPECT_EQ(element.references, 3u);
-  IUnknown* out[3] = {};
+  EXPECT_EQ(element.references, 2);
   ULONG fetched = 0;
   ASSERT_EQ(made->Next(3, out, &fetched), S_OK);
-  EXPECT_EQ(element.references, 5u);
+  EXPECT_EQ(element.references, 4);
   EXPECT_EQ(out[1], nullptr);
-  out[0]->Release();
-  out[2]->Release();
-  enumerator.Reset();
-  EXPECT_EQ(element.references, 1u);
+  made.Reset();
+  EXPECT_EQ(element.references, 2);
 }
 
 TEST(ComEnum, FailingCopiesTakeNothing) {
   std::array<LONG, 3> numbers{12, 13, 14};
-  NumberEnum<FailAtThirteen>* made = nullptr;
-  ASSERT_EQ(NumberEnum<FailAtThirteen>::CreateInstance(&made), S_OK);
-  platform::ComPtr<IEnumNumberProbe> holder(made);
+  const auto made = NewEnum<IEnumNumberProbe, LONG, FailAtThirteen>();
   LONG out[3] = {};
   ULONG fetched = 9;
   EXPECT_EQ(made->Init(numbers.data(), numbers.data() + 3, nullptr, EnumArray::Copy), E_ABORT);

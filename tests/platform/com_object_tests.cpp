@@ -39,12 +39,10 @@ TEST_F(ComObject, FailuresOfEachStepEndTheCreation) {
     HRESULT finalConstruct;
     IID iid;
     HRESULT expected;
-  } rows[] = {
-      {"constructor", true, S_OK, S_OK, IID_IFirstProbe, E_OUTOFMEMORY},
-      {"critical section", false, noSection, S_OK, IID_IFirstProbe, noSection},
-      {"final construct", false, S_OK, E_ABORT, IID_IFirstProbe, E_ABORT},
-      {"query", false, S_OK, S_OK, kUnknownToProbe, E_NOINTERFACE},
-  };
+  } rows[] = {{"constructor", true, S_OK, S_OK, IID_IFirstProbe, E_OUTOFMEMORY},
+              {"critical section", false, noSection, S_OK, IID_IFirstProbe, noSection},
+              {"final construct", false, S_OK, E_ABORT, IID_IFirstProbe, E_ABORT},
+              {"query", false, S_OK, S_OK, kUnknownToProbe, E_NOINTERFACE}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     script = ProbeScript{};
