@@ -34,9 +34,9 @@ inline CComVariant Bits(VARTYPE vt, LONGLONG bits) {
   return value;
 }
 inline CComVariant Number(LONG number) { return Bits(VT_I4, number); }
-inline CComVariant Real(VARTYPE vt, DOUBLE number) {
+inline CComVariant Real(DOUBLE number) {
   CComVariant value;
-  value.vt = vt;
+  value.vt = VT_R8;
   value.dblVal = number;
   return value;
 }
@@ -57,54 +57,54 @@ inline CComVariant Object(IUnknown* object, VARTYPE vt = VT_UNKNOWN) {
 
 // The three kinds, each with three keys in ascending order: as the typed interface takes them, as
 // the generic one does, and in a stream.
-struct BstrMap {
-  using I = IAttributeBstrMapKLP;
-  using Key = BSTR;
-  static constexpr const CLSID& kClass = CLSID_AttributeBstrMapKLP;
-  static constexpr const IID& kTyped = IID_IAttributeBstrMapKLP;
-  static constexpr KeyKindKLP kCode = KeyKindBstr;
-  static constexpr VARTYPE kDemanded = VT_BSTR, kGiven = VT_BSTR;
+template <class Interface, const CLSID* Class, const IID* Typed, KeyKindKLP Code, VARTYPE Demanded,
+          VARTYPE Given>
+struct MapKind {
+  using I = Interface;
+  static constexpr const CLSID& kClass = *Class;
+  static constexpr const IID& kTyped = *Typed;
+  static constexpr KeyKindKLP kCode = Code;
+  static constexpr VARTYPE kDemanded = Demanded, kGiven = Given;
+};
+struct BstrMap : MapKind<IAttributeBstrMapKLP, &CLSID_AttributeBstrMapKLP,
+                         &IID_IAttributeBstrMapKLP, KeyKindBstr, VT_BSTR, VT_BSTR> {
   static constexpr const OLECHAR* kWrongType = OLESTR("invalid key type");
   static constexpr const char* kHex[] = {"00 00 00 00", "01 00 00 00 42 00",
                                          "02 00 00 00 61 00 62 00"};
   static constexpr ULONGLONG kCounted[] = {4, 8, 12};
-  static BSTR Key_(int i) {
+  static BSTR Key(int i) {
     static const rastel::_bstr_t keys[] = {rastel::_bstr_t(""), rastel::_bstr_t("B"),
                                            rastel::_bstr_t("ab")};
     return keys[i].Wide();
   }
-  static CComVariant Generic(int i) { return TextValue(Key_(i)); }
-  static bool IsKey(const VARIANT& v, int i) { return Text(v.bstrVal) == Text(Key_(i)); }
+  static CComVariant Generic(int i) { return TextValue(Key(i)); }
 };
-struct LongMap {
-  using I = IAttributeLongMapKLP;
-  using Key = LONG;
-  static constexpr const CLSID& kClass = CLSID_AttributeLongMapKLP;
-  static constexpr const IID& kTyped = IID_IAttributeLongMapKLP;
-  static constexpr KeyKindKLP kCode = KeyKindLong;
-  static constexpr VARTYPE kDemanded = VT_INT, kGiven = VT_I4;
+struct LongMap : MapKind<IAttributeLongMapKLP, &CLSID_AttributeLongMapKLP,
+                         &IID_IAttributeLongMapKLP, KeyKindLong, VT_INT, VT_I4> {
   static constexpr const OLECHAR* kWrongType = OLESTR("invalid key type. expected VT_INT");
   static constexpr const char* kHex[] = {"FE FF FF FF", "00 00 00 00", "07 00 00 00"};
   static constexpr ULONGLONG kCounted[] = {4, 4, 4};
-  static LONG Key_(int i) { return LONG{i == 0 ? -2 : i == 1 ? 0 : 7}; }
-  static CComVariant Generic(int i) { return Bits(VT_INT, Key_(i)); }
-  static bool IsKey(const VARIANT& v, int i) { return v.lVal == Key_(i); }
+  static LONG Key(int i) { return LONG{i == 0 ? -2 : i == 1 ? 0 : 7}; }
+  static CComVariant Generic(int i) { return Bits(VT_INT, Key(i)); }
 };
-struct DoubleMap {
-  using I = IAttributeDoubleMapKLP;
-  using Key = DOUBLE;
-  static constexpr const CLSID& kClass = CLSID_AttributeDoubleMapKLP;
-  static constexpr const IID& kTyped = IID_IAttributeDoubleMapKLP;
-  static constexpr KeyKindKLP kCode = KeyKindDouble;
-  static constexpr VARTYPE kDemanded = VT_R8, kGiven = VT_R8;
+struct DoubleMap : MapKind<IAttributeDoubleMapKLP, &CLSID_AttributeDoubleMapKLP,
+                           &IID_IAttributeDoubleMapKLP, KeyKindDouble, VT_R8, VT_R8> {
   static constexpr const OLECHAR* kWrongType = OLESTR("invalid key type. expected VT_R8");
   static constexpr const char* kHex[] = {"00 00 00 00 00 00 F8 BF", "00 00 00 00 00 00 F0 3F",
                                          "01 00 00 00 00 00 F0 3F"};
   static constexpr ULONGLONG kCounted[] = {8, 8, 8};
-  static DOUBLE Key_(int i) { return i == 0 ? -1.5 : i == 1 ? 1.0 : 1.0000000000000002; }
-  static CComVariant Generic(int i) { return Real(VT_R8, Key_(i)); }
-  static bool IsKey(const VARIANT& v, int i) { return v.dblVal == Key_(i); }
+  static DOUBLE Key(int i) { return i == 0 ? -1.5 : i == 1 ? 1.0 : 1.0000000000000002; }
+  static CComVariant Generic(int i) { return Real(Key(i)); }
 };
+// Whether the map handed out its i-th key.
+template <class Kind>
+bool IsKey(const VARIANT& key, int i) {
+  const CComVariant wanted = Kind::Generic(i);
+  if (key.vt != Kind::kGiven) return false;
+  return key.vt == VT_BSTR ? Text(key.bstrVal) == wanted.bstrVal
+         : key.vt == VT_R8 ? key.dblVal == wanted.dblVal
+                           : key.lVal == wanted.lVal;
+}
 
 template <class Kind>
 ComPtr<typename Kind::I> NewMap() {
@@ -162,7 +162,7 @@ HRESULT LoadFrom(const Map& map, std::string_view hex) {
 template <class Kind>
 ComPtr<typename Kind::I> CleanMap(int count) {
   const auto map = NewMap<Kind>();
-  for (int i = 0; i < count; ++i) map->put_Value(Kind::Key_(i), Number(10 + i));
+  for (int i = 0; i < count; ++i) map->put_Value(Kind::Key(i), Number(10 + i));
   map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
   return map;
 }

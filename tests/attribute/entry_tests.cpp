@@ -61,7 +61,7 @@ TEST_F(Entries, Enumerator_WalksTheKeysInOrder) {
         CComVariant key = Number(7);
         EXPECT_EQ(entry->get_Key(&key), S_OK);
         EXPECT_EQ(key.vt, Kind::kGiven);
-        EXPECT_TRUE(Kind::IsKey(key, static_cast<int>(position++)));
+        EXPECT_TRUE(IsKey<Kind>(key, static_cast<int>(position++)));
       }
     }
     EXPECT_EQ(walked->Next(1, nullptr, nullptr), E_POINTER);
@@ -101,7 +101,7 @@ TEST_F(Entries, Entry_HasItsKeyAndTheMapsValue) {
     const auto map = CleanMap<Kind>(2);
     const Enumerator walked = EnumeratorOf(map);
     const Entry entry = NextOf(walked);
-    map->put_Value(Kind::Key_(2), Number(1));
+    map->put_Value(Kind::Key(2), Number(1));
     const auto support = entry.template As<ISupportErrorInfo>();
     EXPECT_EQ(entry.template As<IUnknown>().Get(), static_cast<IUnknown*>(support.Get()));
     EXPECT_TRUE(entry.template As<IMarshal>());
@@ -114,7 +114,7 @@ TEST_F(Entries, Entry_HasItsKeyAndTheMapsValue) {
 
     map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
     CComVariant value = Number(5);
-    map->put_Value(Kind::Key_(0), Number(20));
+    map->put_Value(Kind::Key(0), Number(20));
     map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
     if (!canReach) {
       ExpectReport(entry->get_Value(&value), Kind::kWrongType);
@@ -126,7 +126,7 @@ TEST_F(Entries, Entry_HasItsKeyAndTheMapsValue) {
     EXPECT_EQ(value.lVal, 20);
     EXPECT_EQ(entry->put_Value(Number(21)), S_OK);
     EXPECT_EQ(DirtOf(map), S_OK);
-    EXPECT_EQ(ValueOf(map, Kind::Key_(0)), 21);
+    EXPECT_EQ(ValueOf(map, Kind::Key(0)), 21);
     map->put_OverrideMode(0);
     ExpectReport(entry->put_Value(Number(22)),
                  OLESTR("element already exist => use override mode"));
@@ -135,7 +135,7 @@ TEST_F(Entries, Entry_HasItsKeyAndTheMapsValue) {
     EXPECT_EQ(TakeErrorText(), OLESTR("Element is not defined"));
     EXPECT_EQ(value.lVal, 20);
     EXPECT_EQ(entry->put_Value(Number(23)), S_OK);
-    EXPECT_EQ(ValueOf(map, Kind::Key_(0)), 23);
+    EXPECT_EQ(ValueOf(map, Kind::Key(0)), 23);
     EXPECT_TRUE(NextOf(walked));
     EXPECT_FALSE(NextOf(walked)) << "the third key came later";
   });

@@ -147,8 +147,6 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
       EXPECT_FALSE(isFirst);
       EXPECT_EQ(LongKeysOf(map), change.keys);
       out = CComVariant();
-      if (operation.act() != S_OK || operation.hook != &Script::onSave) continue;
-      clone.Reset();
     }
     // What was written is what the map held at the beginning.
     fill();
@@ -165,18 +163,15 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
   }
 
   // The last Release of the object under 3.
-  const struct {
-    const char* what;
-    std::function<void()> act;
-  } kReleases[] = {
-      {"Remove", [&] { remove(3); }},
-      {"Clear", [&] { map->Clear(); }},
-      {"put_Value", [&] { map->put_Value(3, Number(2)); }},
-      {"generic put_Value", [&] { generic->put_Value(Bits(VT_INT, 3), Number(2)); }},
-      {"Load", [&] { LoadFrom(map, "01 00 00 00 01 00 00 00 00"); }},
+  const std::function<void()> kReleases[] = {
+      [&] { remove(3); },
+      [&] { map->Clear(); },
+      [&] { map->put_Value(3, Number(2)); },
+      [&] { generic->put_Value(Bits(VT_INT, 3), Number(2)); },
+      [&] { LoadFrom(map, "01 00 00 00 01 00 00 00 00"); },
   };
   for (const auto& release : kReleases) {
-    SCOPED_TRACE(release.what);
+    SCOPED_TRACE(&release - kReleases);
     fill();
     LONG counted = -1;
     script_.onRelease = [&] {
@@ -186,7 +181,7 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
       map->put_OverrideMode(0);
       map->put_OverrideMode(1);
     };
-    release.act();
+    release();
     script_.onRelease = nullptr;
     const auto keys = LongKeysOf(map);
     EXPECT_TRUE(counted == 0 || counted == 3 || counted == 4) << "in its final state";

@@ -28,7 +28,6 @@ CComVariant ValueFor(LONG key, int round) {
   value.lVal = (key + 1) * (round % 1000);
   return value;
 }
-
 CComVariant ValueOf(IUnknown* object) {
   CComVariant value;
   value.vt = VT_UNKNOWN;
