@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "tests/support/allocation_faults.h"
+#include "tests/support/results.h"
 #include "tests/vector/vector_test.h"
 #include "vector/vector_classes.h"
 
@@ -77,33 +78,27 @@ void ExpectWholeAfterEachRefusal() {
   const auto fresh = [&] {
     target = NewInside<Code, ITyped>(0);
     vector = NewInside<Code, ITyped>(kCount);
-    const auto generic = vector.template As<IVectorKLP>();
+    vector.template As<IVectorKLP>()->Fill(3);
     for (LONG i = 0; i < kCount; ++i) vector->put_ElementTag(i, text);
     if constexpr (Code == ElementVariant) {
       for (LONG i = 0; i < kCount; ++i) vector->put_Value(i, text);
-    } else {
-      generic->Fill(3);
     }
   };
   fresh();
   const auto saved = NewStream();
-  vector.template As<IPersistStream>()->Save(saved.Get(), FALSE);
+  Save(vector, saved.Get());
+  const auto load = [&] {
+    SeekTo(saved.Get(), 0);
+    return Load(target, saved.Get());
+  };
   const struct {
     const char* name;
     std::function<HRESULT()> run;
     std::vector<HRESULT> results;
   } rows[] = {
-      {"Clone",
-       [&] {
-         ComPtr<ITyped> copy;
-         return vector->Clone(copy.Put());
-       },
-       {kMemory, platform::ResultCode(0x80040462u)}},
+      {"Clone", [&] { return Cloned(vector); }, {kMemory, platform::ResultCode(0x80040462u)}},
       {"DeepCopy",
-       [&] {
-         ComPtr<ITyped> copy;
-         return vector->DeepCopy(copy.Put());
-       },
+       [&] { return DeepCopied(vector); },
        {kMemory, platform::ResultCode(0x8004046Au)}},
       {"grow", [&] { return vector->put_Count(200000); }, {kMemory}},
       {"shrink", [&] { return vector->put_Count(2); }, {kMemory}},
@@ -112,13 +107,7 @@ void ExpectWholeAfterEachRefusal() {
       {"tags off", [&] { return vector->put_HasElementTags(0); }, {S_OK}},
       {"Clear", [&] { return vector->Clear(); }, {kMemory, S_OK}},
       {"Fill", [&] { return vector->Fill(1); }, {kMemory}},
-      {"Load",
-       [&] {
-         SeekTo(saved.Get(), 0);
-         return target.template As<IPersistStream>()->Load(saved.Get());
-       },
-       {kMemory, kReported, S_OK}},
-  };
+      {"Load", load, {kMemory, kReported, S_OK}}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     for (int granted = 0;; ++granted) {
@@ -130,9 +119,7 @@ void ExpectWholeAfterEachRefusal() {
         break;
       }
       EXPECT_THAT(row.results, testing::Contains(result));
-      EXPECT_EQ(vector->put_Count(3), S_OK);
-      EXPECT_EQ(vector->ResizeAll(30), S_OK);
-      EXPECT_EQ(vector->Fill(2), S_OK);
+      ExpectEach(S_OK, {vector->put_Count(3), vector->ResizeAll(30), vector->Fill(2)});
       EXPECT_THAT(ValuesOf(vector), testing::Each(2));
     }
   }

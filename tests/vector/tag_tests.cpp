@@ -49,43 +49,46 @@ TEST_F(VectorTags, OnlyMinusOneSwitchesThemOn) {
   }
 }
 
-TEST_F(VectorTags, FollowTheElements) {
-  using Step = std::function<void(IVectorKLP*)>;
-  const Step tagLast = [](IVectorKLP* v) {
+// Steps: '+' tags on, '-' off, '1' oddly on; 't' tags the last element; 'C' clears; '#n' counts n
+// elements ('!' none, by a negative count); '=n' resizes all to n.
+void Walk(IVectorKLP* vector, const char* steps) {
+  for (; *steps; ++steps) {
+    const char step = *steps;
     LONG count = 0;
-    v->get_Count(&count);
-    EXPECT_EQ(v->put_ElementTag(count - 1, Bits(VT_I4, 1)), S_OK);
-  };
-  const Step on = [](IVectorKLP* v) { v->put_HasElementTags(-1); };
-  const Step off = [](IVectorKLP* v) { v->put_HasElementTags(0); };
-  const Step oddlyOn = [](IVectorKLP* v) { v->put_HasElementTags(1); };
-  const Step clear = [](IVectorKLP* v) { v->Clear(); };
-  const auto count = [](LONG n) -> Step { return [n](IVectorKLP* v) { v->put_Count(n); }; };
-  const auto resizeAll = [](LONG n) -> Step { return [n](IVectorKLP* v) { v->ResizeAll(n); }; };
+    vector->get_Count(&count);
+    if (step == '+' || step == '-') vector->put_HasElementTags(step == '+' ? kOn : 0);
+    if (step == '1') vector->put_HasElementTags(1);
+    if (step == 't') vector->put_ElementTag(count - 1, Bits(VT_I4, 1));
+    if (step == 'C') vector->Clear();
+    if (step == '!') vector->put_Count(-1);
+    if (step == '#') vector->put_Count(*++steps - '0');
+    if (step == '=') vector->ResizeAll(*++steps - '0');
+  }
+}
+
+TEST_F(VectorTags, FollowTheElements) {
   const struct {
-    std::vector<Step> steps;
+    const char* steps;
     std::vector<int> expected;
-  } rows[] = {
-      {{on, count(3), tagLast, count(2), count(3)}, {0, 0, 0}},
-      {{on, count(3), tagLast, count(4)}, {0, 0, VT_I4, 0}},
-      {{on, count(2), tagLast, off, on}, {0, 0}},
-      {{on, count(2), tagLast, on}, {0, VT_I4}},
-      {{on, count(2), tagLast, oddlyOn, on}, {0, VT_I4}},
-      {{on, count(2), tagLast, count(0)}, {-1}},
-      {{on, count(2), tagLast, oddlyOn, count(-1), count(2), on}, {0, 0}},
-      // Off, the tags keep their number ...
-      {{oddlyOn, count(2), on}, {0, 0}},
-      {{on, count(3), tagLast, oddlyOn, count(4), on}, {0, 0, VT_I4, 0}},
-      // ... but for ResizeAll and Clear.
-      {{resizeAll(4), on}, {0, 0, 0, 0}},
-      {{on, count(3), tagLast, oddlyOn, resizeAll(1), count(3), on}, {0, 0, 0}},
-      {{count(2), clear, on}, {0, 0}},
-      {{on, count(2), tagLast, clear}, {0, 0}},
-  };
+  } rows[] = {{"+#3t#2#3", {0, 0, 0}},
+              {"+#3t#4", {0, 0, VT_I4, 0}},
+              {"+#2t-+", {0, 0}},
+              {"+#2t+", {0, VT_I4}},
+              {"+#2t1+", {0, VT_I4}},
+              {"+#2t#0", {-1}},
+              {"+#2t1!#2+", {0, 0}},
+              // Off, the tags keep their number ...
+              {"1#2+", {0, 0}},
+              {"+#3t1#4+", {0, 0, VT_I4, 0}},
+              // ... but for ResizeAll and Clear.
+              {"=4+", {0, 0, 0, 0}},
+              {"+#3t1=1#3+", {0, 0, 0}},
+              {"#2C+", {0, 0}},
+              {"+#2tC", {0, 0}}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
+    SCOPED_TRACE(row.steps);
     const auto vector = NewVector<IVectorKLP>(CLSID_LongVectorKLP);
-    for (const Step& step : row.steps) step(vector.Get());
+    Walk(vector.Get(), row.steps);
     EXPECT_THAT(TagTypesOf(vector), ElementsAreArray(row.expected));
   }
 }
@@ -117,7 +120,7 @@ TEST_F(VectorTags, AreCopiedInAndOut) {
 
   // A tag that cannot be copied in or out.
   EXPECT_EQ(vector->put_ElementTag(0, Bits(15, 0)), kBadType);
-  EXPECT_TRUE(tags[0].vt == VT_ERROR && tags[0].scode == kBadType);
+  EXPECT_TRUE(IsBadTypeMark(tags[0]));
   tags[1].vt = 15;
   EXPECT_EQ(vector->get_ElementTag(1, &out), kBadType);
   EXPECT_EQ(out.vt, VT_BSTR);
@@ -126,10 +129,10 @@ TEST_F(VectorTags, AreCopiedInAndOut) {
   LONG copied = 0;
   VARIANT* copiedTags = nullptr;
   ASSERT_EQ(copy->GetTagPointer(&copied, &copiedTags), S_OK);
-  EXPECT_TRUE(copiedTags[1].vt == VT_ERROR && copiedTags[1].scode == kBadType);
+  EXPECT_TRUE(IsBadTypeMark(copiedTags[1]));
   // One that cannot be cleared gives way to the error.
   EXPECT_EQ(vector->put_ElementTag(1, text), kBadType);
-  EXPECT_TRUE(tags[1].vt == VT_ERROR && tags[1].scode == kBadType);
+  EXPECT_TRUE(IsBadTypeMark(tags[1]));
 }
 
 // A stream states how many tags there are.
@@ -141,8 +144,7 @@ TEST_F(VectorTags, MayBeFewerOrMoreThanElements) {
   } rows[] = {
       {"0301 02000000 FFFF 0102 01000000 0300 0300 05000000", {VT_I4}},
       {"0301 01000000 FFFF 01 02000000 0300 0300 05000000 0B00 0B00 FFFF", {VT_I4, VT_BOOL}},
-      {"0301 02000000 FFFF 0102 00000000", {-1}},
-  };
+      {"0301 02000000 FFFF 0102 00000000", {-1}}};
   for (const auto& row : rows) {
     ASSERT_EQ(LoadFrom(vector, row.stream), S_OK);
     const auto tagCount = static_cast<LONG>(row.expected[0] == -1 ? 0 : row.expected.size());
@@ -161,47 +163,49 @@ TEST_F(VectorTags, MayBeFewerOrMoreThanElements) {
 
 // Objects in elements and tags that change their vector when they leave or are counted.
 
+using Vector = ComPtr<IVariantVectorKLP>;
+
 struct Operation {
   const char* name;
-  std::function<HRESULT(IVariantVectorKLP*)> run;
-  LONG countAtRelease;  // what the object finds
+  std::function<HRESULT(const Vector&)> run;
+  LONG countAtRelease = 0;  // what an object finds that leaves
 };
 
 const CComVariant kNumber = Bits(VT_I4, 1);
 
-const Operation kOperations[] = {
-    {"put_Value", [](auto* v) { return v->put_Value(1, kNumber); }, 12},
-    {"put_ElementTag", [](auto* v) { return v->put_ElementTag(1, kNumber); }, 12},
-    {"put_Count", [](auto* v) { return v->put_Count(1); }, 1},
-    {"ResizeAll", [](auto* v) { return v->ResizeAll(0); }, 0},
-    {"tags off", [](auto* v) { return v->put_HasElementTags(0); }, 12},
-    {"Clear", [](auto* v) { return v->Clear(); }, 12},
-    {"Fill", [](auto* v) { return v->Fill(2); }, 12},
-    {"Load",
-     [](auto* v) {
-       return ComPtr<IVariantVectorKLP>(v).As<IPersistStream>()->Load(
-           NewStream("0301 01000000 0000 0300 0300 05000000").Get());
-     },
-     1},
-};
+const Operation kDisplacing[] = {
+    {"put_Value", [](auto& v) { return v->put_Value(1, kNumber); }, 12},
+    {"put_ElementTag", [](auto& v) { return v->put_ElementTag(1, kNumber); }, 12},
+    {"put_Count", [](auto& v) { return v->put_Count(1); }, 1},
+    {"ResizeAll", [](auto& v) { return v->ResizeAll(0); }, 0},
+    {"tags off", [](auto& v) { return v->put_HasElementTags(0); }, 12},
+    {"Clear", [](auto& v) { return v->Clear(); }, 12},
+    {"Fill", [](auto& v) { return v->Fill(2); }, 12},
+    {"Load", [](auto& v) { return LoadFrom(v, "0301 01000000 0000 0300 0300 05000000"); }, 1}};
 
-ComPtr<IVariantVectorKLP> VectorOf(const CComVariant& value) {
-  auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 12, kOn);
-  for (LONG i = 1; i < 12; ++i) {
-    vector->put_Value(i, value);
-    vector->put_ElementTag(i, value);
-  }
-  return vector;
+HRESULT ValueOf(const Vector& vector, CComVariant out = {}) { return vector->get_Value(1, &out); }
+HRESULT TagOf(const Vector& vector, CComVariant out = {}) {
+  return vector->get_ElementTag(1, &out);
 }
 
-TEST_F(VectorTags, DisplacedValues_LeaveWhenTheVectorIsInItsFinalState) {
-  for (const Operation& operation : kOperations) {
-    SCOPED_TRACE(operation.name);
-    const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 12, kOn);
+const Operation kCounting[] = {{"Clone", [](auto& v) { return Cloned(v); }},
+                               {"DeepCopy", [](auto& v) { return DeepCopied(v); }},
+                               {"get_Value", [](auto& v) { return ValueOf(v); }},
+                               {"get_ElementTag", [](auto& v) { return TagOf(v); }},
+                               {"Save", [](auto& v) { return Save(v, NewStream().Get()); }}};
+
+TEST_F(VectorTags, ObjectsThatLeaveOrAreCounted_MayChangeTheVector) {
+  const auto newVector = [](auto value) {
+    auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 12, kOn);
     for (LONG i = 1; i < 12; ++i) {
-      vector->put_Value(i, NewValue());
-      vector->put_ElementTag(i, NewValue());
+      vector->put_Value(i, value());
+      vector->put_ElementTag(i, value());
     }
+    return vector;
+  };
+  for (const Operation& operation : kDisplacing) {
+    SCOPED_TRACE(operation.name);
+    const Vector vector = newVector([&] { return NewValue(); });
     int releases = 0;
     LONG countAtRelease = -1;
     script_.onRelease = [&] {
@@ -211,62 +215,27 @@ TEST_F(VectorTags, DisplacedValues_LeaveWhenTheVectorIsInItsFinalState) {
       vector->put_Count(releases);
       vector->Clear();
     };
-    EXPECT_EQ(operation.run(vector.Get()), S_OK);
+    EXPECT_EQ(operation.run(vector), S_OK);
     EXPECT_EQ(countAtRelease, operation.countAtRelease);
     script_.onRelease = nullptr;
     EXPECT_EQ(vector->put_Count(3), S_OK);
     EXPECT_EQ(vector->Fill(1), S_OK);
   }
-}
-
-TEST_F(VectorTags, CountedValues_MayTakeTheirPlaceAway) {
-  const Operation operations[] = {
-      {"Clone",
-       [](auto* v) {
-         ComPtr<IVariantVectorKLP> copy;
-         return v->Clone(copy.Put());
-       },
-       0},
-      {"DeepCopy",
-       [](auto* v) {
-         ComPtr<IVariantVectorKLP> copy;
-         return v->DeepCopy(copy.Put());
-       },
-       0},
-      {"get_Value",
-       [](auto* v) {
-         CComVariant out;
-         return v->get_Value(1, &out);
-       },
-       0},
-      {"get_ElementTag",
-       [](auto* v) {
-         CComVariant out;
-         return v->get_ElementTag(1, &out);
-       },
-       0},
-      {"Save",
-       [](auto* v) {
-         return ComPtr<IVariantVectorKLP>(v).As<IPersistStream>()->Save(NewStream().Get(), FALSE);
-       },
-       0},
-  };
-  for (const Operation& operation : operations) {
+  for (const Operation& operation : kCounting) {
     SCOPED_TRACE(operation.name);
-    const auto vector = VectorOf(NewValue());
+    const Vector vector = newVector([value = NewValue()] { return value; });
     int calls = 0;
-    const auto change = [&] {
+    script_.onAddRef = [&] {
       if (++calls == 1) vector->ResizeAll(0);
       if (calls == 2) vector->ResizeAll(5000);
     };
-    script_.onAddRef = change;
-    EXPECT_EQ(operation.run(vector.Get()), S_OK);
+    EXPECT_EQ(operation.run(vector), S_OK);
     script_.onAddRef = nullptr;
     EXPECT_GT(calls, 0);
     EXPECT_EQ(vector->put_Count(2), S_OK);
   }
-  // A tag whose place is gone when it could be put.
-  const auto vector = VectorOf(kNumber);
+  // A place that is gone when the value could be put.
+  const Vector vector = newVector([] { return kNumber; });
   const CComVariant probe = NewValue();
   script_.onAddRef = [&] { vector->put_Count(0); };
   EXPECT_EQ(vector->put_ElementTag(1, probe), E_FAIL);

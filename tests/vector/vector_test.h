@@ -47,15 +47,7 @@ inline constexpr Kind kKinds[] = {
     {"long", &CLSID_LongVectorKLP, &IID_ILongVectorKLP, ElementLong},
     {"float", &CLSID_FloatVectorKLP, &IID_IFloatVectorKLP, ElementFloat},
     {"double", &CLSID_DoubleVectorKLP, &IID_IDoubleVectorKLP, ElementDouble},
-    {"variant", &CLSID_VariantVectorKLP, &IID_IVariantVectorKLP, ElementVariant},
-};
-
-template <class Interface, class Element, const CLSID* Class>
-struct VectorType {
-  using I = Interface;
-  using T = Element;
-  static constexpr const CLSID& kClass = *Class;
-};
+    {"variant", &CLSID_VariantVectorKLP, &IID_IVariantVectorKLP, ElementVariant}};
 
 template <class Interface>
 ComPtr<Interface> NewVector(REFCLSID classId, LONG count = 0, VARIANT_BOOL tags = 0) {
@@ -66,22 +58,22 @@ ComPtr<Interface> NewVector(REFCLSID classId, LONG count = 0, VARIANT_BOOL tags 
   return vector;
 }
 
-// test(type, new vector of one element)
+template <class I, class T, class Test>
+void ForType(int kind, Test& test) {
+  SCOPED_TRACE(kKinds[kind].name);
+  test(T{}, NewVector<I>(*kKinds[kind].classId, 1));
+}
+// test(zero, new vector of one element)
 template <class Test>
 void ForAllNumericTypes(Test test) {
-  const auto run = [&](auto type) {
-    using Type = decltype(type);
-    SCOPED_TRACE(sizeof(typename Type::T));
-    test(type, NewVector<typename Type::I>(Type::kClass, 1));
-  };
-  run(VectorType<IByteVectorKLP, std::uint8_t, &CLSID_ByteVectorKLP>());
-  run(VectorType<ICharVectorKLP, std::int8_t, &CLSID_CharVectorKLP>());
-  run(VectorType<IWordVectorKLP, std::uint16_t, &CLSID_WordVectorKLP>());
-  run(VectorType<IShortVectorKLP, std::int16_t, &CLSID_ShortVectorKLP>());
-  run(VectorType<IDWordVectorKLP, std::uint32_t, &CLSID_DWordVectorKLP>());
-  run(VectorType<ILongVectorKLP, std::int32_t, &CLSID_LongVectorKLP>());
-  run(VectorType<IFloatVectorKLP, float, &CLSID_FloatVectorKLP>());
-  run(VectorType<IDoubleVectorKLP, double, &CLSID_DoubleVectorKLP>());
+  ForType<IByteVectorKLP, std::uint8_t>(0, test);
+  ForType<ICharVectorKLP, std::int8_t>(1, test);
+  ForType<IWordVectorKLP, std::uint16_t>(2, test);
+  ForType<IShortVectorKLP, std::int16_t>(3, test);
+  ForType<IDWordVectorKLP, std::uint32_t>(4, test);
+  ForType<ILongVectorKLP, std::int32_t>(5, test);
+  ForType<IFloatVectorKLP, float>(6, test);
+  ForType<IDoubleVectorKLP, double>(7, test);
 }
 
 inline CComVariant Bits(VARTYPE vt, LONGLONG bits) {
@@ -122,6 +114,12 @@ std::vector<double> ValuesOf(Vector& vector) {
   for (double& value : values) EXPECT_EQ(generic->get_Value(i++, &value), S_OK);
   return values;
 }
+inline VARIANT* DataOf(const ComPtr<IVariantVectorKLP>& vector) {
+  LONG count = 0;
+  VARIANT* data = nullptr;
+  vector->GetPointer(&count, &data);
+  return data;
+}
 // The types of the tags that GetTagPointer shows; -1 where it gives S_FALSE.
 template <class Vector>
 std::vector<int> TagTypesOf(Vector& vector) {
@@ -135,20 +133,45 @@ std::vector<int> TagTypesOf(Vector& vector) {
   for (LONG i = 0; i < count; ++i) types.push_back(tags[i].vt);
   return types;
 }
-// What Save writes.
+inline bool IsBadTypeMark(const VARIANT& value) {
+  return value.vt == VT_ERROR && value.scode == kBadType;
+}
+
 template <class Vector>
-std::string SavedBy(Vector& vector) {
-  const auto stream = NewStream();
-  const auto persist = vector.template As<IPersistStream>();
-  EXPECT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
-  ULARGE_INTEGER size{};
-  EXPECT_EQ(persist->GetSizeMax(&size), S_OK);
-  EXPECT_EQ(size.QuadPart, PositionOf(stream.Get()));
-  return ContentOf(stream.Get());
+HRESULT Save(const Vector& vector, IStream* stream) {
+  return vector.template As<IPersistStream>()->Save(stream, FALSE);
 }
 template <class Vector>
-HRESULT LoadFrom(Vector& vector, std::string_view hex) {
-  return vector.template As<IPersistStream>()->Load(NewStream(hex).Get());
+HRESULT Load(const Vector& vector, IStream* stream) {
+  return vector.template As<IPersistStream>()->Load(stream);
+}
+template <class Vector>
+HRESULT LoadFrom(const Vector& vector, std::string_view hex) {
+  return Load(vector, NewStream(hex).Get());
+}
+template <class Vector>
+ULONGLONG SizeOf(const Vector& vector) {
+  ULARGE_INTEGER size{};
+  EXPECT_EQ(vector.template As<IPersistStream>()->GetSizeMax(&size), S_OK);
+  return size.QuadPart;
+}
+// What Save writes.
+template <class Vector>
+std::string SavedBy(const Vector& vector) {
+  const auto stream = NewStream();
+  EXPECT_EQ(Save(vector, stream.Get()), S_OK);
+  EXPECT_EQ(SizeOf(vector), PositionOf(stream.Get()));
+  return ContentOf(stream.Get());
+}
+template <class I>
+HRESULT Cloned(const ComPtr<I>& vector) {
+  ComPtr<I> copy;
+  return vector->Clone(copy.Put());
+}
+template <class I>
+HRESULT DeepCopied(const ComPtr<I>& vector) {
+  ComPtr<I> copy;
+  return vector->DeepCopy(copy.Put());
 }
 
 // Foreign objects here write the two bytes AB CD; their class is there once Register is called.
