@@ -112,11 +112,16 @@ struct DerivedAois {
   }
   template <class Impl>
   static HRESULT SplitTiles(Impl& aoi, LONG columns, LONG rows, IAoiKLP** tiles) noexcept {
-    ITyped* typed[kMostTiles];
+    ITyped* typed[kMostTiles] = {};
     LONG count = 0;
     HRESULT result = MakeTiles(aoi, columns, rows, typed, &count);
-    // The tiles of a failing call stay alive, as those of a failing typed call do.
-    if (FAILED(result)) return result;
+    if (FAILED(result)) {
+      // A failing typed call leaves tiles to its caller, who is not the client here.
+      for (ITyped* tile : typed) {
+        if (tile) tile->Release();
+      }
+      return result;
+    }
     for (LONG i = 0; i < count; ++i) {
       tiles[i] = nullptr;
       if (FAILED(result)) {

@@ -164,12 +164,12 @@ TEST_F(DerivedAois, SplitTiles_CountsInWrappedArithmetic) {
       tiles[left]->Release();
     }
     EXPECT_EQ(left, row.left);
-    if (row.said != Plain(S_OK) && row.left > 0) continue;
     IAoiKLP* generic[101] = {};
     const auto ask = [&] { return aoi.As<IAoiKLP>()->SplitTiles(row.columns, row.rows, generic); };
     EXPECT_EQ(Ask(ask), row.said);
     for (left = 0; generic[left]; ++left) generic[left]->Release();
-    EXPECT_EQ(left, row.left);
+    // The client has none of a failing call's tiles here, so none may live.
+    EXPECT_EQ(left, row.said == Plain(S_OK) ? row.left : 0);
   }
 }
 
