@@ -3,7 +3,8 @@
 
 namespace {
 
-tests::RecordingFactory factory;
+// Made with the module's memory: a host may ask while the module is being loaded again.
+constinit tests::RecordingFactory factory;
 
 }  // namespace
 

@@ -32,7 +32,7 @@ class NumberedObject final : public Double<IPersist> {
 // from 1 on.
 class RecordingFactory final : public Double<IClassFactory> {
  public:
-  RecordingFactory() { references = 1; }
+  constexpr RecordingFactory() noexcept : Double(1) {}
 
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
     ++calls;

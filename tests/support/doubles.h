@@ -12,6 +12,8 @@ namespace tests {
 template <class First, class... Others>
 class Double : public First, public Others... {
  public:
+  constexpr explicit Double(int count = 0) noexcept : references(count) {}
+
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     const bool isFirst = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, platform::kIidOf<First>);
     *out = isFirst ? static_cast<First*>(this) : nullptr;
@@ -22,7 +24,7 @@ class Double : public First, public Others... {
   STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++references); }
   STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(--references); }
 
-  std::atomic<int> references{0};
+  std::atomic<int> references;
 };
 
 // An IDispatch without members.
