@@ -15,18 +15,17 @@ rm -rf "$work"
 mkdir -p "$work"/{,aois_}{native,wine}
 
 export RASTEL_HOST_REGISTRY=$PWD/$work/registry
-"$native/bin/register_module" "$PWD/$native/lib/libRastelKLP.so"
+"$native/bin/rastel" register >/dev/null
 "$native/bin/picture_road" "$picture" "$work/native" >"$work/native.txt"
 "$native/bin/exchange" write "$work/aois_native" >/dev/null
 
-module=$PWD/$windows/bin/RastelKLP.dll
-cmake/run-wine.sh "$windows/bin/register_module.exe" "$module"
+cmake/run-wine.sh "$windows/bin/rastel.exe" register >/dev/null
 cmake/run-wine.sh "$windows/bin/picture_road.exe" "$picture" "$work/wine" >"$work/wine.txt"
 cmake/run-wine.sh "$windows/bin/exchange.exe" write "$work/aois_wine" >/dev/null
 diff -r "$work/aois_native" "$work/aois_wine"
 cmake/run-wine.sh "$windows/bin/exchange.exe" check "$work/aois_native"
 "$native/bin/exchange" check "$work/aois_wine"
-cmake/run-wine.sh "$windows/bin/register_module.exe" --remove "$module" >/dev/null
+cmake/run-wine.sh "$windows/bin/rastel.exe" unregister >/dev/null
 
 diff <(sed "s,$work/native,OUT,g" "$work/native.txt") <(sed "s,$work/wine,OUT,g" "$work/wine.txt")
 diff -r "$work/native" "$work/wine"

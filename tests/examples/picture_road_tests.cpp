@@ -142,11 +142,11 @@ class Examples : public testing::Test {
  protected:
   Examples() {
     UseRegistryFile(registry_.path());
-    const ChildResult entered = RunExample(REGISTER_MODULE, {RASTEL_MODULE});
+    const ChildResult entered = RunExample(RASTEL, {"register", RASTEL_MODULE});
     EXPECT_EQ(entered.exitCode, 0) << entered.output;
   }
   ~Examples() override {
-    const ChildResult removed = RunExample(REGISTER_MODULE, {"--remove", RASTEL_MODULE});
+    const ChildResult removed = RunExample(RASTEL, {"unregister", RASTEL_MODULE});
     EXPECT_EQ(removed.exitCode, 0) << removed.output;
     UseRegistryFile("");
   }
@@ -270,30 +270,12 @@ TEST_F(Examples, PictureRoad_NoticesAFullDisk) {
 }
 
 TEST_F(Examples, PictureRoad_NeedsTheClassRegistered) {
-  EXPECT_EQ(RunExample(REGISTER_MODULE, {"--remove", RASTEL_MODULE}).exitCode, 0);
+  EXPECT_EQ(RunExample(RASTEL, {"unregister", RASTEL_MODULE}).exitCode, 0);
   const TempFile out;
   const ChildResult child = RunExample(PICTURE_ROAD, {PathOf("grey8"), out.folder()});
   EXPECT_EQ(child.exitCode, 1);
   EXPECT_NE(child.output.find("picture_road: CoCreateInstance: 0x80040154"), child.output.npos)
       << child.output;
-}
-
-TEST_F(Examples, RegisterModule_SaysWhatIsWrong) {
-  const struct {
-    std::vector<std::string> arguments;
-    int exitCode;
-    const char* message;
-  } rows[] = {{{}, 2, "usage: register_module [--remove] MODULE"},
-              {{"--remove"}, 2, "usage: "},
-              {{"--enter", RASTEL_MODULE}, 2, "usage: "},
-              {{PathOf("missing")}, 1, "cannot be loaded"},
-              {{PathOf("grey8")}, 1, "cannot be loaded"}};
-  for (const auto& [arguments, exitCode, message] : rows) {
-    SCOPED_TRACE(message);
-    const ChildResult child = RunExample(REGISTER_MODULE, arguments);
-    EXPECT_EQ(child.exitCode, exitCode);
-    EXPECT_NE(child.output.find(message), child.output.npos) << child.output;
-  }
 }
 
 }  // namespace
