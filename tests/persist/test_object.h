@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -16,6 +15,7 @@
 #include "persist/streams.h"
 #include "persist/variant_records.h"
 #include "platform/com_ptr.h"
+#include "tests/support/doubles.h"
 #include "tests/support/streams.h"
 
 namespace tests {
@@ -40,9 +40,12 @@ struct Script {
   int saves = 0;
 };
 
-class TestObject final : public IDispatch, public IPersistStream {
+class TestObject final : public WithoutMembers<Double<IDispatch, IPersistStream>> {
  public:
-  explicit TestObject(Script& script) : script_(script) { ++script_.objects; }
+  explicit TestObject(Script& script) : script_(script) {
+    ++script_.objects;
+    references = 1;
+  }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     *out = nullptr;
@@ -50,32 +53,18 @@ class TestObject final : public IDispatch, public IPersistStream {
     if (IsEqualIID(iid, IID_IPersistStreamInit) && FAILED(script_.queryInit)) {
       return script_.queryInit;
     }
-    if (IsEqualIID(iid, IID_IPersistStream) || IsEqualIID(iid, IID_IPersistStreamInit)) {
-      *out = static_cast<IPersistStream*>(this);
-    } else if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch)) {
-      *out = static_cast<IDispatch*>(this);
-    } else {
-      return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
+    const bool isInit = IsEqualIID(iid, IID_IPersistStreamInit);
+    return Double::QueryInterface(isInit ? IID_IPersistStream : iid, out);
   }
   STDMETHODIMP_(ULONG) AddRef() override {
-    const ULONG references = ++references_;
+    const ULONG count = Double::AddRef();
     if (script_.onAddRef) script_.onAddRef();
-    return references;
+    return count;
   }
   STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
+    const ULONG left = Double::Release();
     if (left == 0) delete this;
     return left;
-  }
-  STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-  STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                      UINT*) override {
-    return E_NOTIMPL;
   }
 
   STDMETHODIMP GetClassID(CLSID* classId) override {
@@ -141,20 +130,12 @@ class TestObject final : public IDispatch, public IPersistStream {
   }
 
   Script& script_;
-  std::atomic<ULONG> references_{1};
 };
 
-class TestFactory final : public IClassFactory {
+class TestFactory final : public Double<IClassFactory> {
  public:
   explicit TestFactory(Script& script) : script_(script) {}
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    const bool isKnown = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory);
-    *out = isKnown ? static_cast<IClassFactory*>(this) : nullptr;
-    return isKnown ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override {
     platform::ComPtr<IDispatch> object;
     object.Attach(new TestObject(script_));
