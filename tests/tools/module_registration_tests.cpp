@@ -1,18 +1,11 @@
 // rastel register, unregister and classes, as an installer and its user run them.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
 
 #include "interfaces/identifiers.h"
 #include "platform/com_ptr.h"
 #include "platform/module_file.h"
-#include "tests/support/child_process.h"
-#include "tests/support/module_client.h"
 #include "tests/support/registered_text.h"
-#include "tests/support/registry_file.h"
-#include "tests/support/temp_file.h"
+#include "tests/tools/rastel_program.h"
 
 namespace tests {
 namespace {
@@ -20,61 +13,55 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class RastelRegistration : public testing::Test {
+class RastelRegistration : public Rastel {
  protected:
-  RastelRegistration() { UseRegistryFile(registry_.path()); }
-  ~RastelRegistration() override {
-    Run({"unregister"}, 0);
-    UseRegistryFile("");
-  }
+  ~RastelRegistration() override { Output({"unregister"}, 0); }
 
-  std::string Run(const std::vector<std::string>& arguments, int exitCode) {
-    const auto program = std::filesystem::path(ThisProgram()).replace_filename(RASTEL_PROGRAM_NAME);
-    ChildResult result = RunProgram(program.string(), arguments);
+  std::string Output(const std::vector<std::string>& arguments, int exitCode) {
+    const ChildResult result = Run(arguments);
     EXPECT_EQ(result.exitCode, exitCode) << testing::PrintToString(arguments) << result.output;
-    std::erase(result.output, '\r');
     return result.output;
   }
   static HRESULT LoadLibraryByIdentifier() {
     platform::ComPtr<ITypeLib> library;
     return LoadRegTypeLib(LIBID_RASTEL_KLP_Lib, 1, 0, 0, library.Put());
   }
-
-  const TempFile registry_{"registry"};
 };
 
 TEST_F(RastelRegistration, Register_MakesClassesAndTypeLibraryFound) {
-  EXPECT_EQ(Run({"classes"}, 1), "0 of 21 classes are registered\n");
+  EXPECT_EQ(Output({"classes"}, 1), "0 of 21 classes are registered\n");
   for (int round = 0; round < 2; ++round) {
-    EXPECT_THAT(Run({"register"}, 0), testing::ContainsRegex("library registered\n.*classes reg"));
+    EXPECT_THAT(Output({"register"}, 0),
+                testing::ContainsRegex("library registered\n.*classes reg"));
     platform::ComPtr<IUnknown> object;
     EXPECT_EQ(CoCreateInstance(CLSID_AttributeEntryKLP, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
                                object.PutVoid()),
               S_OK);
     EXPECT_EQ(LoadLibraryByIdentifier(), S_OK);
   }
-  const std::string classes = Run({"classes"}, 0);
+  const std::string classes = Output({"classes"}, 0);
   EXPECT_THAT(classes, HasSubstr("AOIKLP.ByteKLP.2                   ByteAOIKLP            "));
   EXPECT_THAT(classes, HasSubstr("RastelKLP.AttributeDoubleMapKLP.1  AttributeDoubleMapKLP "));
   EXPECT_EQ(std::count(classes.begin(), classes.end(), '\n'), 22);
   EXPECT_THAT(classes, HasSubstr("\n21 of 21 classes are registered\n"));
   EXPECT_THAT(classes, Not(HasSubstr("(missing)")));
 
-  EXPECT_THAT(Run({"unregister"}, 0), testing::ContainsRegex("classes rem.*\n.*library removed"));
+  EXPECT_THAT(Output({"unregister"}, 0),
+              testing::ContainsRegex("classes rem.*\n.*library removed"));
   EXPECT_EQ(LoadLibraryByIdentifier(), platform::ResultCode(0x8002801Du));
   EXPECT_FALSE(HasKey(OLESTR("AOIKLP.ByteKLP")));
-  EXPECT_THAT(Run({"unregister"}, 0), Not(HasSubstr("library removed"))) << "nothing left to do";
+  EXPECT_THAT(Output({"unregister"}, 0), Not(HasSubstr("library removed"))) << "nothing left to do";
 }
 
 // A module elsewhere, without a library beside it, that is deleted while it is registered.
 TEST_F(RastelRegistration, Classes_TellsWhereModulesLie) {
   const TempFile module("RastelKLP.dll");
   std::filesystem::copy_file(platform::ModuleFileName(ModuleClient::Get().Handle()), module.path());
-  EXPECT_THAT(Run({"register", module.path()}, 0), Not(HasSubstr("library")));
+  EXPECT_THAT(Output({"register", module.path()}, 0), Not(HasSubstr("library")));
   const std::string line = "VectorKLP.ByteKLP.2                ByteVectorKLP         ";
-  EXPECT_THAT(Run({"classes"}, 0), testing::ContainsRegex(line + ".*RastelKLP.dll\n"));
+  EXPECT_THAT(Output({"classes"}, 0), testing::ContainsRegex(line + ".*RastelKLP.dll\n"));
   std::filesystem::remove(module.path());
-  EXPECT_THAT(Run({"classes"}, 0), testing::ContainsRegex(line + ".*RastelKLP.dll .missing."));
+  EXPECT_THAT(Output({"classes"}, 0), testing::ContainsRegex(line + ".*RastelKLP.dll .missing."));
 }
 
 TEST_F(RastelRegistration, WhatIsNoModule_IsSaidInOneLine) {
@@ -82,13 +69,13 @@ TEST_F(RastelRegistration, WhatIsNoModule_IsSaidInOneLine) {
   file.Write("no module");
   for (const char* command : {"register", "unregister"}) {
     for (const std::string& path : {file.path(), file.folder() + "/missing"}) {
-      const std::string said = Run({command, path}, 1);
+      const std::string said = Output({command, path}, 1);
       EXPECT_THAT(said, HasSubstr("cannot be loaded"));
       EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1);
     }
   }
-  Run({"register", file.path(), file.path()}, 2);
-  Run({"classes", "all"}, 2);
+  Output({"register", file.path(), file.path()}, 2);
+  Output({"classes", "all"}, 2);
 }
 
 }  // namespace

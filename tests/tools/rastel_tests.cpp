@@ -44,27 +44,17 @@ TEST_F(Rastel, WithoutTheModule_SaysWhatRegistersIt) {
   EXPECT_FALSE(std::filesystem::exists(out_));
 }
 
-TEST_F(Rastel, BrokenOrUnknown_GivesOneAndAReason) {
-  const struct {
-    std::string hex;
-    const char* reason;
-  } kRows[] = {
-      {kByteAoi + "02 02", "ends inside the total width"},
-      {kNobodysClass + "01", "is not known to this version"},
-      {kByteVector + "04 01", "no vector has the version 0x0104"},
-      {"", "ends inside the class identifier"},
-  };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.reason);
-    in_.Write(Content(row.hex));
-    for (const char* command : {"dump", "info"}) {
-      const ChildResult result = Run({command, in_.path()});
-      EXPECT_EQ(result.exitCode, 1) << command;
-      EXPECT_THAT(result.output, HasSubstr(row.reason)) << command;
-    }
+// The tests of the walk show the reasons.
+TEST_F(Rastel, Broken_GivesOneAndAReason) {
+  in_.Write(Content(kByteAoi + "02 02"));
+  for (const char* command : {"dump", "info"}) {
+    const ChildResult result = Run({command, in_.path()});
+    EXPECT_EQ(result.exitCode, 1) << command;
+    EXPECT_THAT(result.output, HasSubstr("ends inside the total width")) << command;
   }
-  EXPECT_EQ(Run({"dump", in_.folder()}).exitCode, 1);
-  EXPECT_EQ(Run({"dump", in_.folder() + "/missing"}).exitCode, 1);
+  for (const char* path : {"", "/missing"}) {
+    EXPECT_EQ(Run({"dump", in_.folder() + path}).exitCode, 1);
+  }
 }
 
 TEST_F(RastelWithModule, Info_TellsWhatTheObjectHolds) {
