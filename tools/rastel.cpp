@@ -309,8 +309,10 @@ CLI::App* AddModuleCommand(CLI::App& app, const char* name, const char* what, st
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Tells what is in the stream of an object, and brings it to the newest version.",
-               "rastel");
+  CLI::App app(
+      "Registers the module, tells what is in the streams of its objects, and turns pictures into "
+      "AOIs and back.",
+      "rastel");
   app.require_subcommand(1);
   app.footer(
       "Exit code: 0 done, the file is whole; 1 it is broken, cannot be read or cannot be "
