@@ -11,59 +11,35 @@
 #include "interfaces/vector.h"
 #include "platform/com_ptr.h"
 #include "tests/support/child_process.h"
+#include "tests/support/com_values.h"
 #include "tests/support/module_client.h"
 #include "tests/support/registered_module.h"
+#include "tests/support/streams.h"
 #include "types/type_library.h"
 
 namespace tests {
 namespace {
 
 using platform::ComPtr;
-using Text = std::basic_string<OLECHAR>;
+using rastel::CComVariant;
 
 std::string handedFile;
 
-// A VARIANT of its own: a text, a number or an object.
-class Value {
- public:
-  Value() = default;
-  explicit Value(LPCOLESTR text) {
-    value_.vt = VT_BSTR;
-    value_.bstrVal = SysAllocString(text);
-  }
-  explicit Value(DOUBLE number) {
-    value_.vt = VT_R8;
-    value_.dblVal = number;
-  }
-  explicit Value(ComPtr<IDispatch> object) {
-    value_.vt = VT_DISPATCH;
-    value_.pdispVal = object.Detach();
-  }
-  ~Value() { VariantClear(&value_); }
-  Value(const Value&) = delete;
-  Value& operator=(const Value&) = delete;
-
-  const VARIANT& operator*() const { return value_; }
-  VARIANT* Put() { return &value_; }
-  // "text", "number" or "type n".
-  std::string AsText() const {
-    if (value_.vt == VT_R8) return std::to_string(value_.dblVal);
-    if (value_.vt != VT_BSTR) return "type " + std::to_string(value_.vt);
-    return {value_.bstrVal, value_.bstrVal + SysStringLen(value_.bstrVal)};
-  }
-
- private:
-  VARIANT value_{};
-};
+// The text or the number, else "type n".
+std::string TextOf(const VARIANT& value) {
+  if (value.vt == VT_R8) return std::to_string(value.dblVal);
+  if (value.vt != VT_BSTR) return "type " + std::to_string(value.vt);
+  return {value.bstrVal, value.bstrVal + SysStringLen(value.bstrVal)};
+}
 
 std::string ValueOf(IAttributeMapKLP& map, LPCOLESTR key) {
-  Value value;
-  return map.get_Value(*Value(key), value.Put()) == S_OK ? value.AsText() : "failed";
+  CComVariant value;
+  return map.get_Value(TextValue(key), &value) == S_OK ? TextOf(value) : "failed";
 }
 
 std::string KeyOf(IAttributeEntryKLP& entry) {
-  Value key;
-  return entry.get_Key(key.Put()) == S_OK ? key.AsText() : "failed";
+  CComVariant key;
+  return entry.get_Key(&key) == S_OK ? TextOf(key) : "failed";
 }
 
 DOUBLE FirstPixel(IAoiKLP& picture) {
@@ -77,14 +53,6 @@ ComPtr<IAoiKLP> MakePicture(DOUBLE fill) {
   EXPECT_EQ(picture->CreateImage(4, 3), S_OK);
   EXPECT_EQ(picture->Fill(fill), S_OK);
   return picture;
-}
-
-ComPtr<IStream> MemoryStream(const std::string& content = {}) {
-  ComPtr<IStream> stream;
-  CreateStreamOnHGlobal(nullptr, TRUE, stream.Put());
-  stream->Write(content.data(), static_cast<ULONG>(content.size()), nullptr);
-  stream->Seek({}, STREAM_SEEK_SET, nullptr);
-  return stream;
 }
 
 template <class Interface>
@@ -102,26 +70,21 @@ TEST(Server, HandsOutAMapByReferenceAndAPictureByValue) {
   const ComPtr<IAoiKLP> picture = MakePicture(5), inMap = MakePicture(6);
   const auto vector = module.Create<IByteVectorKLP>(CLSID_ByteVectorKLP);
   ASSERT_TRUE(map && picture && vector);
-  EXPECT_EQ(map->put_Value(*Value(OLESTR("a")), *Value(0.5)), S_OK);
-  EXPECT_EQ(map->put_Value(*Value(OLESTR("b")), *Value(OLESTR("zwei"))), S_OK);
-  EXPECT_EQ(map->put_Value(*Value(OLESTR("c")), *Value(inMap.As<IDispatch>())), S_OK);
+  EXPECT_EQ(map->put_Value(TextValue(OLESTR("a")), Real(0.5)), S_OK);
+  EXPECT_EQ(map->put_Value(TextValue(OLESTR("b")), TextValue(OLESTR("zwei"))), S_OK);
+  EXPECT_EQ(map->put_Value(TextValue(OLESTR("c")), Object(inMap.Get(), VT_DISPATCH)), S_OK);
   EXPECT_EQ(vector->put_HasElementTags(VARIANT_TRUE), S_OK);
   EXPECT_EQ(vector->put_Count(3), S_OK);
   EXPECT_EQ(vector->put_Value(0, 76), S_OK);
-  EXPECT_EQ(vector->put_ElementTag(0, *Value(OLESTR("rot"))), S_OK);
+  EXPECT_EQ(vector->put_ElementTag(0, TextValue(OLESTR("rot"))), S_OK);
   EXPECT_EQ(vector.As<IMarshalBehaviourKLP>()->put_MarshalBehaviour(MarshalByReference), S_OK);
 
-  const ComPtr<IStream> stream = MemoryStream();
+  const ComPtr<IStream> stream = NewStream();
   HandOver(*stream.Get(), map);
   HandOver(*stream.Get(), picture);
   HandOver(*stream.Get(), vector);
-  ULARGE_INTEGER size{};
-  stream->Seek({}, STREAM_SEEK_CUR, &size);
-  std::string content(static_cast<std::size_t>(size.QuadPart), '\0');
-  stream->Seek({}, STREAM_SEEK_SET, nullptr);
-  stream->Read(content.data(), static_cast<ULONG>(content.size()), nullptr);
   const TempFile file("references");
-  file.Write(content);
+  file.Write(ContentOf(stream.Get()));
 
   const ChildResult child = RunProgram(ThisProgram(), {"client", file.path()});
   EXPECT_EQ(child.exitCode, 0) << child.output;
@@ -205,8 +168,7 @@ class Client : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     std::ifstream file(handedFile, std::ios::binary);
-    const ComPtr<IStream> stream =
-        MemoryStream({std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()});
+    const ComPtr<IStream> stream = NewStream(std::string(std::istreambuf_iterator<char>(file), {}));
     Take(*stream, map_);
     Take(*stream, picture_);
     Take(*stream, vector_);
@@ -229,22 +191,22 @@ class Client : public testing::Test {
 TEST_F(Client, ReadsAndWritesTheMap) {
   EXPECT_EQ(ValueOf(*map_, OLESTR("a")), "0.500000");
   EXPECT_EQ(ValueOf(*map_, OLESTR("b")), "zwei");
-  EXPECT_EQ(map_->put_Value(*Value(OLESTR("d")), *Value(OLESTR("from a client"))), S_OK);
-  EXPECT_EQ(map_->put_Value(*Value(1.5), *Value(1.5)), platform::ResultCode(0x80020009u));
+  EXPECT_EQ(map_->put_Value(TextValue(OLESTR("d")), TextValue(OLESTR("from a client"))), S_OK);
+  EXPECT_EQ(map_->put_Value(Real(1.5), Real(1.5)), platform::ResultCode(0x80020009u));
   LONG count = 0;
   VARIANT_BOOL exists = 99;
   KeyKindKLP kind = KeyKindDouble;
   EXPECT_EQ(map_->get_Count(&count), S_OK);
   EXPECT_EQ(count, 4);
-  EXPECT_EQ(map_->Exists(*Value(OLESTR("e")), &exists), S_OK);
+  EXPECT_EQ(map_->Exists(TextValue(OLESTR("e")), &exists), S_OK);
   EXPECT_EQ(exists, VARIANT_FALSE);
   EXPECT_EQ(map_->get_KeyKind(&kind), S_OK);
   EXPECT_EQ(kind, KeyKindBstr);
   const auto typed = map_.As<IAttributeBstrMapKLP>();
   ASSERT_TRUE(typed);
-  Value value;
-  EXPECT_EQ(typed->get_Value(Value(OLESTR("b")).Put()->bstrVal, value.Put()), S_OK);
-  EXPECT_EQ(value.AsText(), "zwei");
+  CComVariant value;
+  EXPECT_EQ(typed->get_Value(TextValue(OLESTR("b")).bstrVal, &value), S_OK);
+  EXPECT_EQ(TextOf(value), "zwei");
 }
 
 TEST_F(Client, GetsTheKeysOfTheMap) {
@@ -252,9 +214,9 @@ TEST_F(Client, GetsTheKeysOfTheMap) {
   ASSERT_EQ(map_->get_Keys(&keys), S_OK);
   std::string text;
   for (LONG i = 0; i < 4; ++i) {
-    Value key;
-    EXPECT_EQ(SafeArrayGetElement(keys, &i, key.Put()), S_OK);
-    text += key.AsText();
+    CComVariant key;
+    EXPECT_EQ(SafeArrayGetElement(keys, &i, &key), S_OK);
+    text += TextOf(key);
   }
   EXPECT_EQ(text, "abcd");
   SafeArrayDestroy(keys);
@@ -267,10 +229,10 @@ TEST_F(Client, WalksTheMap) {
   EXPECT_EQ(walk->Next(1, first.Put(), nullptr), S_OK);
   ASSERT_TRUE(first);
   EXPECT_EQ(KeyOf(*first), "a");
-  EXPECT_EQ(first->put_Value(*Value(OLESTR("through an entry"))), S_OK);
-  Value value;
-  EXPECT_EQ(first->get_Value(value.Put()), S_OK);
-  EXPECT_EQ(value.AsText(), "through an entry");
+  EXPECT_EQ(first->put_Value(TextValue(OLESTR("through an entry"))), S_OK);
+  CComVariant value;
+  EXPECT_EQ(first->get_Value(&value), S_OK);
+  EXPECT_EQ(TextOf(value), "through an entry");
 
   EXPECT_EQ(walk->Clone(clone.Put()), S_OK);
   IAttributeEntryKLP* rest[5] = {};
@@ -293,7 +255,7 @@ TEST_F(Client, WalksTheMap) {
 TEST_F(Client, ClonesTheMapWhereItIs) {
   ComPtr<IAttributeMapKLP> clone;
   ASSERT_EQ(map_->Clone(clone.Put()), S_OK);
-  EXPECT_EQ(clone->put_Value(*Value(OLESTR("b")), *Value(2.0)), S_OK);
+  EXPECT_EQ(clone->put_Value(TextValue(OLESTR("b")), Real(2.0)), S_OK);
   EXPECT_EQ(ValueOf(*clone, OLESTR("b")), "2.000000");
   EXPECT_EQ(ValueOf(*map_, OLESTR("b")), "zwei");
 }
@@ -301,10 +263,10 @@ TEST_F(Client, ClonesTheMapWhereItIs) {
 TEST_F(Client, HasPicturesOfItsOwn) {
   EXPECT_EQ(FirstPixel(*picture_), 5);
   EXPECT_EQ(picture_->Fill(8), S_OK);
-  Value value;
-  ASSERT_EQ(map_->get_Value(*Value(OLESTR("c")), value.Put()), S_OK);
-  ASSERT_EQ((*value).vt, VT_DISPATCH);
-  const auto inMap = ComPtr<IDispatch>((*value).pdispVal).As<IAoiKLP>();
+  CComVariant value;
+  ASSERT_EQ(map_->get_Value(TextValue(OLESTR("c")), &value), S_OK);
+  ASSERT_EQ(value.vt, VT_DISPATCH);
+  const auto inMap = ComPtr<IDispatch>(value.pdispVal).As<IAoiKLP>();
   ASSERT_TRUE(inMap);
   EXPECT_EQ(FirstPixel(*inMap), 6);
   EXPECT_EQ(inMap->Fill(9), S_OK);
