@@ -2,58 +2,13 @@
 // test runs, so that maps nested in streams can be made.
 #pragma once
 
-#include <gmock/gmock.h>
-
-#include <string>
-#include <vector>
-
 #include "frame/bstr.h"
-#include "frame/variants.h"
 #include "interfaces/attribute.h"
-#include "tests/persist/test_object.h"
-#include "tests/support/module_client.h"
-#include "tests/support/streams.h"
-#include "tests/support/thread_error.h"
+#include "tests/persist/client_objects.h"
 
 namespace tests {
 
-using platform::ComPtr;
-using rastel::CComVariant;
-using Text = std::basic_string<OLECHAR>;
-using testing::ElementsAre;
-
-inline constexpr HRESULT kReported = platform::ResultCode(0x80020009u);
 inline constexpr HRESULT kTooDeep = platform::ResultCode(0x80070005u);
-inline constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
-inline constexpr VARIANT_BOOL kTrue = -1;
-
-inline CComVariant Bits(VARTYPE vt, LONGLONG bits) {
-  CComVariant value;
-  value.vt = vt;
-  value.llVal = bits;
-  return value;
-}
-inline CComVariant Number(LONG number) { return Bits(VT_I4, number); }
-inline CComVariant Real(DOUBLE number) {
-  CComVariant value;
-  value.vt = VT_R8;
-  value.dblVal = number;
-  return value;
-}
-// Null for null.
-inline CComVariant TextValue(const OLECHAR* text) {
-  CComVariant value;
-  value.vt = VT_BSTR;
-  value.bstrVal = SysAllocString(text);
-  return value;
-}
-inline CComVariant Object(IUnknown* object, VARTYPE vt = VT_UNKNOWN) {
-  CComVariant value;
-  value.vt = vt;
-  value.punkVal = object;
-  if (object) object->AddRef();
-  return value;
-}
 
 // The three kinds, each with three keys in ascending order: as the typed interface takes them, as
 // the generic one does, and in a stream.
@@ -142,28 +97,12 @@ LONG ValueOf(const Map& map, Key key) {
   map->get_Value(key, &value);
   return value.vt == VT_I4 ? value.lVal : -LONG{value.vt};
 }
-template <class Map>
-std::string SavedBy(const Map& map) {
-  const auto stream = NewStream();
-  EXPECT_EQ(map.template As<IPersistStream>()->Save(stream.Get(), FALSE), S_OK);
-  return ContentOf(stream.Get());
-}
-template <class Map>
-ULONGLONG SizeOf(const Map& map) {
-  ULARGE_INTEGER size{};
-  EXPECT_EQ(map.template As<IPersistStream>()->GetSizeMax(&size), S_OK);
-  return size.QuadPart;
-}
-template <class Map>
-HRESULT LoadFrom(const Map& map, std::string_view hex) {
-  return map.template As<IPersistStream>()->Load(NewStream(hex).Get());
-}
 // A map with integers under its first keys, saved and so clean.
 template <class Kind>
 ComPtr<typename Kind::I> CleanMap(int count) {
   const auto map = NewMap<Kind>();
   for (int i = 0; i < count; ++i) map->put_Value(Kind::Key(i), Number(10 + i));
-  map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
+  Save(map, NewStream().Get(), TRUE);
   return map;
 }
 template <class Map>
@@ -176,30 +115,11 @@ std::vector<LONG> LongKeysOf(const Map& map) {
   return keys;
 }
 
-// Foreign objects here write the two bytes AB CD; their class is there once Register is called.
-class MapTest : public ObjectTest {
+class MapTest : public ClientTest {
  protected:
-  MapTest() {
-    script_.data = "AB CD";
-    for (const CLSID& classId :
-         {CLSID_AttributeBstrMapKLP, CLSID_AttributeLongMapKLP, CLSID_AttributeDoubleMapKLP}) {
-      ComPtr<IUnknown> factory;
-      EXPECT_EQ(ModuleClient::Get().GetClassObject(classId, IID_IUnknown, factory.PutVoid()), S_OK);
-      cookies_.push_back(0);
-      EXPECT_EQ(CoRegisterClassObject(classId, factory.Get(), CLSCTX_INPROC_SERVER,
-                                      REGCLS_MULTIPLEUSE, &cookies_.back()),
-                S_OK);
-    }
-    SetErrorInfo(0, nullptr);
-  }
-  // Nothing that the test made is left.
-  ~MapTest() override {
-    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
-    EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK);
-  }
-
- private:
-  std::vector<DWORD> cookies_;
+  MapTest()
+      : ClientTest(
+            {CLSID_AttributeBstrMapKLP, CLSID_AttributeLongMapKLP, CLSID_AttributeDoubleMapKLP}) {}
 };
 
 // 0x80020009 with these words.

@@ -112,10 +112,10 @@ TEST_F(Entries, Entry_HasItsKeyAndTheMapsValue) {
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(Kind::kTyped), S_FALSE);
     EXPECT_EQ(entry->get_Key(nullptr), E_POINTER);
 
-    map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
+    Save(map, NewStream().Get(), TRUE);
     CComVariant value = Number(5);
     map->put_Value(Kind::Key(0), Number(20));
-    map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
+    Save(map, NewStream().Get(), TRUE);
     if (!canReach) {
       ExpectReport(entry->get_Value(&value), Kind::kWrongType);
       ExpectReport(entry->put_Value(value), Kind::kWrongType);

@@ -26,73 +26,65 @@ TEST_F(MapStreams, DirtyTable) {
     using Kind = decltype(kind);
     using I = typename Kind::I;
     enum Effect { kSets, kClears, kLeaves };
-    struct Row {
-      const char* event;
-      Effect effect;
-      std::function<void(I*, IAttributeMapKLP*, IPersistStream*)> act;
-    };
     CComVariant wrong = Bits(VT_I1, 1), out;
     VARIANT_BOOL flag = 0;
     LONG count = 0;
     SAFEARRAY* keys = nullptr;
-    ComPtr<I> clone;
+    ComPtr<I> map, clone;
+    ComPtr<IAttributeMapKLP> generic;
     ComPtr<IEnumAttributeEntryKLP> enumerator;
     const auto key = [](int i) { return Kind::Key(i); };
-    const auto stream = NewStream();
+    const auto genericKey = Kind::Generic(0);
+    const auto stream = NewStream(TwoEntries<Kind>());
     FaultStream broken(stream.Get());
-    broken.FailAt(StreamCall::kEvery, 2, kFull);
-    const Row kRows[] = {
-        {"new", kSets, [&](I* m, auto*, auto*) { m->put_Value(key(2), out); }},
-        {"replaced", kSets, [&](I* m, auto*, auto*) { m->put_Value(key(0), out); }},
-        {"refused", kLeaves,
-         [&](I* m, auto*, auto*) {
-           m->put_OverrideMode(0);
-           EXPECT_EQ(m->put_Value(key(0), out), kReported);
-         }},
-        {"generic", kSets, [&](auto*, auto* g, auto*) { g->put_Value(Kind::Generic(0), out); }},
-        {"generic, refused", kSets,
-         [&](auto*, auto* g, auto*) {
-           g->put_OverrideMode(0);
-           EXPECT_EQ(g->put_Value(Kind::Generic(0), out), kReported);
-         }},
-        {"generic, wrong type", kLeaves, [&](auto*, auto* g, auto*) { g->put_Value(wrong, out); }},
-        {"Remove", kLeaves, [&](auto*, auto* g, auto*) { g->Remove(Kind::Generic(0)); }},
-        {"Clear", kLeaves, [&](I* m, auto*, auto*) { m->Clear(); }},
-        {"mode", kLeaves, [&](I* m, auto*, auto*) { m->put_OverrideMode(0); }},
-        {"reading", kLeaves,
-         [&](I* m, auto* g, auto*) {
-           m->get_Value(key(0), &out);
-           g->get_Value(Kind::Generic(0), &out);
-           m->Exists(key(0), &flag);
-           m->get_Count(&count);
-           m->get_Keys(&keys);
-           SafeArrayDestroy(keys);
-           m->Clone(clone.Put());
-           m->GetEnumerator(enumerator.Put());
-         }},
-        {"Save", kLeaves, [&](auto*, auto*, auto* p) { p->Save(NewStream().Get(), FALSE); }},
-        {"Save, clearing", kClears, [&](auto*, auto*, auto* p) { p->Save(NewStream().Get(), 7); }},
-        {"Save, failing", kLeaves, [&](auto*, auto*, auto* p) { p->Save(&broken, TRUE); }},
-        {"Load", kClears,
-         [&](auto*, auto*, auto* p) { p->Load(NewStream(TwoEntries<Kind>()).Get()); }},
-        {"Load, failing", kLeaves,
-         [&](auto*, auto*, auto* p) {
-           p->Load(NewStream("02").Get());
-           broken.Reset();
-           broken.FailAt(StreamCall::kEvery, 3, kFull);
-           p->Load(&broken);
-         }},
+    const auto breakAt = [&](ULONG call) -> IStream* {
+      SeekTo(stream.Get(), 0);
+      broken.Reset();
+      broken.FailAt(StreamCall::kEvery, call, kFull);
+      return &broken;
     };
-    for (const Row& row : kRows) {
+    const auto refuse = [&](auto put) {
+      map->put_OverrideMode(0);
+      EXPECT_EQ(put(), kReported);
+    };
+    const auto readAll = [&] {
+      map->get_Value(key(0), &out);
+      generic->get_Value(genericKey, &out);
+      map->Exists(key(0), &flag);
+      map->get_Count(&count);
+      map->get_Keys(&keys);
+      SafeArrayDestroy(keys);
+      map->Clone(clone.Put());
+      map->GetEnumerator(enumerator.Put());
+    };
+    const struct {
+      const char* event;
+      Effect effect;
+      std::function<void()> act;
+    } kRows[] = {{"new", kSets, [&] { map->put_Value(key(2), out); }},
+                 {"replaced", kSets, [&] { map->put_Value(key(0), out); }},
+                 {"refused", kLeaves, [&] { refuse([&] { return map->put_Value(key(0), out); }); }},
+                 {"generic", kSets, [&] { generic->put_Value(genericKey, out); }},
+                 {"generic, refused", kSets,
+                  [&] { refuse([&] { return generic->put_Value(genericKey, out); }); }},
+                 {"generic, wrong type", kLeaves, [&] { generic->put_Value(wrong, out); }},
+                 {"Remove", kLeaves, [&] { generic->Remove(genericKey); }},
+                 {"Clear", kLeaves, [&] { map->Clear(); }},
+                 {"mode", kLeaves, [&] { map->put_OverrideMode(0); }},
+                 {"reading", kLeaves, readAll},
+                 {"Save", kLeaves, [&] { Save(map, NewStream().Get()); }},
+                 {"Save, clearing", kClears, [&] { Save(map, NewStream().Get(), 7); }},
+                 {"Save, failing", kLeaves, [&] { Save(map, breakAt(2), TRUE); }},
+                 {"Load", kClears, [&] { LoadFrom(map, TwoEntries<Kind>()); }},
+                 {"Load, wrong version", kLeaves, [&] { LoadFrom(map, "02"); }},
+                 {"Load, failing", kLeaves, [&] { Load(map, breakAt(3)); }}};
+    for (const auto& row : kRows) {
       SCOPED_TRACE(row.event);
       for (const HRESULT before : {S_OK, S_FALSE}) {
-        const auto map = CleanMap<Kind>(2);
+        map = CleanMap<Kind>(2);
+        generic = map.template As<IAttributeMapKLP>();
         if (before == S_OK) map->put_Value(key(1), out);
-        const auto generic = map.template As<IAttributeMapKLP>();
-        const auto persist = map.template As<IPersistStream>();
-        broken.Reset();
-        broken.FailAt(StreamCall::kEvery, 2, kFull);
-        row.act(map.Get(), generic.Get(), persist.Get());
+        row.act();
         EXPECT_EQ(DirtOf(map), row.effect == kLeaves ? before
                                : row.effect == kSets ? S_OK
                                                      : S_FALSE);
@@ -125,7 +117,7 @@ TEST_F(MapStreams, IsDirty_AsksTheObjectsInValues) {
   }
   inner->put_Value(BstrMap::Key(0), Number(1));
   EXPECT_EQ(persist->IsDirty(), S_OK);
-  inner.As<IPersistStream>()->Save(NewStream().Get(), TRUE);
+  Save(inner, NewStream().Get(), TRUE);
   EXPECT_EQ(persist->IsDirty(), S_FALSE) << "nothing was marked";
 }
 
@@ -154,11 +146,11 @@ TEST_F(MapStreams, BytesInAndOut) {
     ExpectReport(LoadFrom(map, wrong), OLESTR("AttributeMap::Load()->wrong version"));
     EXPECT_EQ(ValueOf(map, Kind::Key(1)), 5);
     map->get_OverrideMode(&replace);
-    EXPECT_EQ(replace, kTrue);
+    EXPECT_EQ(replace, kOn);
     // A mode that is neither counts as on and stays.
     EXPECT_EQ(LoadFrom(map, "01 00 00 00 40 00 00 00 00"), S_OK);
     map->get_OverrideMode(&replace);
-    EXPECT_EQ(replace, kTrue);
+    EXPECT_EQ(replace, kOn);
     EXPECT_EQ(SavedBy(map), "01 00 00 00 40 00 00 00 00");
   });
   const auto map = NewMap<BstrMap>();
@@ -256,7 +248,7 @@ TEST_F(MapStreams, FailingValue_LosesItsCodeInSaveAndKeepsItInLoad) {
   script_.load = kFull;
   const auto other = CleanMap<LongMap>(2);
   SeekTo(saved.Get(), 0);
-  EXPECT_EQ(other.As<IPersistStream>()->Load(saved.Get()), kFull);
+  EXPECT_EQ(Load(other, saved.Get()), kFull);
   EXPECT_EQ(TakeErrorText(), std::nullopt);
   EXPECT_EQ(CountOf(other), 0);
   EXPECT_EQ(DirtOf(other), S_FALSE);
@@ -272,7 +264,7 @@ TEST_F(MapStreams, EachAllocationRefused_LeavesNothingBehind) {
   const auto full = map();
   for (int i = 0; i < 3; ++i) full->put_Value(BstrMap::Key(i), TextValue(OLESTR("text")));
   const auto saved = NewStream();
-  full.As<IPersistStream>()->Save(saved.Get(), TRUE);
+  Save(full, saved.Get(), TRUE);
   const CComVariant value = TextValue(OLESTR("value"));
   const rastel::_bstr_t key("new");
   const std::function<HRESULT()> kOperations[] = {
@@ -286,7 +278,7 @@ TEST_F(MapStreams, EachAllocationRefused_LeavesNothingBehind) {
       [&] {
         const auto other = map();
         SeekTo(saved.Get(), 0);
-        return other ? other.As<IPersistStream>()->Load(saved.Get()) : E_OUTOFMEMORY;
+        return other ? Load(other, saved.Get()) : E_OUTOFMEMORY;
       }};
   for (const auto& operation : kOperations) {
     SCOPED_TRACE(&operation - kOperations);

@@ -36,7 +36,7 @@ TEST_F(Maps, NewMap_ReplacesIsDirtyAndAnswersItsTable) {
     const auto map = NewMap<Kind>();
     VARIANT_BOOL replace = 7;
     EXPECT_EQ(map->get_OverrideMode(&replace), S_OK);
-    EXPECT_EQ(replace, kTrue);
+    EXPECT_EQ(replace, kOn);
     EXPECT_EQ(DirtOf(map), S_OK);
     EXPECT_EQ(CountOf(map), 0);
     const auto identity = map.template As<IUnknown>();
@@ -86,7 +86,7 @@ TEST_F(Maps, KeyKinds) {
         constexpr bool isTaken = Kind::kGiven == Kind::kDemanded;
         VARIANT_BOOL exists = 7;
         EXPECT_EQ(generic->Exists(key, &exists), isTaken ? S_OK : kReported);
-        EXPECT_EQ(exists, isTaken ? kTrue : 7);
+        EXPECT_EQ(exists, isTaken ? kOn : 7);
         EXPECT_EQ(ValueOf(generic, Kind::Generic(i)), i);
       }
       SafeArrayDestroy(keys);
@@ -164,7 +164,7 @@ TEST_F(Maps, AbsentAndPresentKeys) {
     for (const int flag : {1, 0, 0x7F00, 0, -1}) {
       generic->put_OverrideMode(static_cast<VARIANT_BOOL>(flag));
       generic->get_OverrideMode(&replace);
-      EXPECT_EQ(replace, flag ? kTrue : 0);
+      EXPECT_EQ(replace, flag ? kOn : 0);
     }
     SetErrorInfo(0, nullptr);
     // What no VARIANT is cannot be copied.
@@ -223,7 +223,7 @@ TEST_F(Maps, FloatKeys) {
   const auto has = [&](DOUBLE key) {
     VARIANT_BOOL exists = 7;
     EXPECT_EQ(map->Exists(key, &exists), S_OK);
-    return exists == kTrue;
+    return exists == kOn;
   };
   EXPECT_FALSE(has(kNan));
   map->put_Value(0.1 + 0.2, Number(1));
@@ -261,7 +261,7 @@ TEST_F(Maps, Clone_CopiesObjectsAndKeepsTheMode) {
     map->put_Value(Kind::Key(1), Object(inner.Get(), VT_DISPATCH));
     map->put_Value(Kind::Key(2), NewValue());
     map->put_OverrideMode(0);
-    map.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
+    Save(map, NewStream().Get(), TRUE);
     ComPtr<typename Kind::I> typed;
     ComPtr<IAttributeMapKLP> generic;
     EXPECT_EQ(map->Clone(typed.Put()), S_OK);
@@ -280,7 +280,7 @@ TEST_F(Maps, Clone_CopiesObjectsAndKeepsTheMode) {
       inner->put_Value(Kind::Key(0), Number(1));
       EXPECT_EQ(CountOf(copied), 0);
       inner->Clear();
-      inner.template As<IPersistStream>()->Save(NewStream().Get(), TRUE);
+      Save(inner, NewStream().Get(), TRUE);
       // Of a class that nobody has: what it wrote is kept.
       EXPECT_EQ(ValueOf(clone, Kind::Key(2)), -VT_UNKNOWN);
     }
@@ -303,7 +303,7 @@ TEST_F(Maps, SlotsBehindTheInterfaces) {
   EXPECT_EQ(inside->PutByValue(4, Number(3)), S_OK);
   VARIANT_BOOL found = 7;
   EXPECT_EQ(inside->FindEntry(4, &found, nullptr), S_OK);
-  EXPECT_EQ(found, kTrue);
+  EXPECT_EQ(found, kOn);
   EXPECT_EQ(inside->FindVariantEntry(Bits(VT_INT, 0), &found, nullptr), S_OK);
   EXPECT_EQ(found, 0);
   auto* texts = static_cast<InsideBstrMap*>(NewMap<BstrMap>().Detach());

@@ -41,11 +41,17 @@ TEST(PlainRecords, HoldEveryFixedType) {
     const Written written = Write(FixedValue(row));
     EXPECT_EQ(written.result, S_OK);
     EXPECT_EQ(written.hex, row.plain);
-    const ComPtr<IStream> stream = NewStream(row.plain);
-    CComVariant value = TextValue(OLESTR("old"), 3);
-    EXPECT_EQ(ReadPlainVariant(value, stream.Get()), S_OK);
-    EXPECT_EQ(value.vt, row.vt);
-    EXPECT_EQ(value.ullVal, row.bits);
+    // Tagged, the type stands there twice.
+    const std::string tagged = std::string(row.plain, 5) + " " + row.plain;
+    const ComPtr<IStream> taggedStream = NewStream();
+    EXPECT_EQ(rastel::WriteToStream(taggedStream.Get(), FixedValue(row)), S_OK);
+    EXPECT_EQ(ContentOf(taggedStream.Get()), tagged);
+    EXPECT_EQ(rastel::GetVariantStreamSize(FixedValue(row)), BytesOf(tagged).size());
+    CComVariant value = TextValue(OLESTR("old"), 3), fromTagged = TextValue(OLESTR("old"), 3);
+    EXPECT_EQ(ReadPlainVariant(value, NewStream(row.plain).Get()), S_OK);
+    EXPECT_EQ(rastel::ReadFromStream(NewStream(tagged).Get(), fromTagged), S_OK);
+    EXPECT_TRUE(value.vt == row.vt && fromTagged.vt == row.vt);
+    EXPECT_TRUE(value.ullVal == row.bits && fromTagged.ullVal == row.bits);
     // What a short read does not deliver is zero.
     const ComPtr<IStream> shortStream = NewStream(std::string(row.plain, 8));
     EXPECT_EQ(ReadPlainVariant(value, shortStream.Get()), S_OK);

@@ -32,8 +32,6 @@ struct Script {
   const char* data = nullptr;
   // Called at the beginning.
   std::function<void()> onSave, onLoad, onIsDirty, onRelease, onAddRef;
-  // Failures of the value inside are passed over, as arrays do.
-  bool passesFailuresOver = false;
 
   std::string calls;
   int objects = 0;
@@ -125,9 +123,7 @@ class TestObject final : public WithoutMembers<Double<IDispatch, IPersistStream>
     --script_.objects;
     if (script_.onRelease) script_.onRelease();
   }
-  HRESULT ResultOf(HRESULT inner, HRESULT own) const {
-    return inner != S_OK && !script_.passesFailuresOver ? inner : own;
-  }
+  static HRESULT ResultOf(HRESULT inner, HRESULT own) { return inner != S_OK ? inner : own; }
 
   Script& script_;
 };

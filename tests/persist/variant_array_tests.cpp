@@ -1,10 +1,9 @@
-// Arrays of records: failures that are passed over, streams that end, and foreign code that changes
-// the array while it is walked.
+// Arrays of records: streams that end, and elements that cannot be replaced. The tests of vectors
+// show failures that are passed over, and foreign code that changes the array while it is walked.
 #include "persist/variant_arrays.h"
 
 #include <gmock/gmock.h>
 
-#include "tests/persist/record_values.h"
 #include "tests/persist/test_object.h"
 #include "tests/support/debug_capture.h"
 #include "tests/support/fault_stream.h"
@@ -18,8 +17,6 @@ using rastel::CComVariant;
 using testing::ElementsAre;
 
 constexpr HRESULT kFull = ResultCode(0x80030070u);
-constexpr char kNotWritten[] = "ReadFromStream()->can't write element\r\n";
-constexpr char kNotRead[] = "ReadFromStream()->can't read element\r\n";
 
 // So many values VT_I4, numbered from 0.
 std::vector<CComVariant> Numbers(std::size_t count) {
@@ -37,28 +34,7 @@ std::vector<int> TypesOf(const std::vector<CComVariant>& values) {
   return types;
 }
 
-class VariantArrays : public ObjectTest {};
-
-TEST_F(VariantArrays, PassFailingElementsOver) {
-  std::vector<CComVariant> values = Numbers(3);
-  values[1].vt = VT_NULL;
-  const ComPtr<IStream> stream = NewStream();
-  DebugCapture debug;
-  EXPECT_EQ(rastel::WriteVariantArray(stream.Get(), values), S_OK);
-  EXPECT_EQ(ContentOf(stream.Get()), "03 00 03 00 00 00 00 00 01 00 01 00 03 00 03 00 02 00 00 00");
-  EXPECT_THAT(debug.Texts(), ElementsAre(kNotWritten));
-  debug.Clear();
-  // The second record takes what follows for a text that is too long, and the stream goes back to
-  // its second type word: there the third one begins.
-  SeekTo(stream.Get(), 0);
-  values = Numbers(3);
-  EXPECT_EQ(rastel::ReadVariantArray(stream.Get(), values), S_OK);
-  EXPECT_THAT(TypesOf(values), ElementsAre(VT_I4, VT_EMPTY, VT_I4));
-  EXPECT_EQ(values[2].lVal, 0x20003);
-  EXPECT_THAT(debug.Texts(), ElementsAre(kNotRead));
-}
-
-TEST_F(VariantArrays, Reading_EndsWithTheStream) {
+TEST(VariantArrays, Reading_EndsWithTheStream) {
   const struct {
     bool fails;
     std::size_t newFrom;
@@ -85,6 +61,23 @@ TEST_F(VariantArrays, Reading_EndsWithTheStream) {
   std::vector<CComVariant> values = Numbers(3);
   EXPECT_EQ(rastel::ReadPlainVariantArray(NewStream("03 00 07 00 00 00").Get(), values), E_FAIL);
   EXPECT_THAT(TypesOf(values), ElementsAre(VT_I4, VT_EMPTY, VT_I4));
+}
+
+TEST(VariantArrays, DeepCopies_MarkAnElementThatCannotBeReplaced) {
+  std::vector<CComVariant> target = Numbers(3);
+  target[1].vt = VT_ARRAY | VT_I4;
+  target[1].parray = SafeArrayCreateVector(VT_I4, 0, 1);
+  SAFEARRAY* const array = target[1].parray;
+  SafeArrayLock(array);
+  std::vector<CComVariant> source = Numbers(3);
+  for (CComVariant& value : source) value.lVal += 7;
+  EXPECT_THROW(rastel::GetRealCopyOfVariants(target, source, 3), rastel::CAtlException);
+  EXPECT_THAT(TypesOf(target), ElementsAre(VT_I4, VT_ERROR, VT_I4));
+  EXPECT_EQ(target[0].lVal, 7);
+  EXPECT_EQ(target[1].scode, ResultCode(0x8002000Du));
+  EXPECT_EQ(target[2].lVal, 2);
+  SafeArrayUnlock(array);
+  SafeArrayDestroy(array);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ using rastel::CComVariant;
 using rastel::ReadFromStream;
 using rastel::WriteToStream;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 
 constexpr HRESULT kFull = ResultCode(0x80030070u);
 constexpr HRESULT kMismatch = ResultCode(0x80020005u);
@@ -42,22 +43,6 @@ HRESULT RaisedByCopy(Body body) {
     return error;
   }
   return S_OK;
-}
-
-TEST(TaggedRecords, HoldValuesBehindASecondType) {
-  for (const RecordRow& row : kFixedRecords) {
-    SCOPED_TRACE(row.plain);
-    const std::string tagged = std::string(row.plain, 5) + " " + row.plain;
-    const ComPtr<IStream> stream = NewStream();
-    EXPECT_EQ(WriteToStream(stream.Get(), FixedValue(row)), S_OK);
-    EXPECT_EQ(ContentOf(stream.Get()), tagged);
-    EXPECT_EQ(rastel::GetVariantStreamSize(FixedValue(row)), BytesOf(tagged).size());
-    SeekTo(stream.Get(), 0);
-    CComVariant value = TextValue(OLESTR("old"), 3);
-    EXPECT_EQ(ReadFromStream(stream.Get(), value), S_OK);
-    EXPECT_EQ(value.vt, row.vt);
-    EXPECT_EQ(value.ullVal, row.bits);
-  }
 }
 
 TEST(TaggedRecords, OfTextsAndOfWhatHasNone) {
@@ -144,11 +129,8 @@ TEST_F(TaggedObjects, AreCountedAndThenSaved) {
     EXPECT_EQ(calls, row.calls);
     EXPECT_EQ(countingCalls, row.calls[0] != 0 ? "C" : "");
     EXPECT_EQ(counted, row.counted);
-    if (row.what == std::string("none")) {
-      EXPECT_THAT(debug.Texts(), ElementsAre(kNotSaved, kNotSaved));
-    } else {
-      EXPECT_THAT(debug.Texts(), ElementsAre());
-    }
+    const std::size_t told = row.what == std::string("none") ? 2 : 0;
+    EXPECT_THAT(debug.Texts(), ElementsAreArray(std::vector<std::string>(told, kNotSaved)));
   }
   VARIANT null{};
   null.vt = VT_DISPATCH;
@@ -230,54 +212,34 @@ TEST_F(TaggedObjects, Read_FailsAtEveryStep) {
   }
 }
 
-TEST_F(TaggedObjects, OfAbsentClasses_SurviveAndComeAlive) {
-  script_.data = "A1 A2 A3";
-  const ComPtr<IStream> stream = NewStream("09" + kHolderRecord.substr(2) + "FF");
-  CComVariant holder;
-  {
+// The tests of vectors show that they come alive when the class is there.
+TEST_F(TaggedObjects, OfAbsentClasses_Survive) {
+  constexpr char kEmpty[] = "CInternalClassHolder::Save()->save empty object to stream";
+  const std::string withoutData = "0D 00 " + kClass + " 00 00 00 00 00 00 00 00";
+  for (const std::string& record : {kHolderRecord, withoutData}) {
+    const bool hasData = record == kHolderRecord;
+    const ComPtr<IStream> stream = NewStream("09" + record.substr(2) + "FF");
+    CComVariant holder;
     DebugCapture debug;
     EXPECT_EQ(ReadFromStream(stream.Get(), holder), S_OK);
     EXPECT_THAT(debug.Texts(), ElementsAre(kNotCreated, kTestClassText, kGeneric));
-  }
-  EXPECT_EQ(PositionOf(stream.Get()), 29u);
-  ASSERT_EQ(holder.vt, VT_UNKNOWN);
-  const ComPtr<IPersistStream> persist = ComPtr<IUnknown>(holder.punkVal).As<IPersistStream>();
-  ASSERT_TRUE(persist);
-  EXPECT_FALSE(persist.As<IPersist>());
-  EXPECT_FALSE(persist.As<IPersistStreamInit>());
-  ULARGE_INTEGER size{};
-  EXPECT_EQ(persist->GetSizeMax(&size), S_OK);
-  EXPECT_EQ(size.QuadPart, 3u);
-  EXPECT_EQ(persist->IsDirty(), S_FALSE);
-  EXPECT_EQ(persist->Load(stream.Get()), E_NOTIMPL);
-
-  // Written again, and copied, it is the same; with the class there, the object itself loads.
-  CComVariant copy = rastel::GetRealCopyOfVariant(holder);
-  ASSERT_EQ(copy.vt, VT_UNKNOWN);
-  EXPECT_NE(copy.punkVal, holder.punkVal);
-  for (const CComVariant* value : {&holder, &copy}) {
+    EXPECT_EQ(PositionOf(stream.Get()), hasData ? 29u : 26u);
+    ASSERT_EQ(holder.vt, VT_UNKNOWN);
+    const ComPtr<IPersistStream> persist = ComPtr<IUnknown>(holder.punkVal).As<IPersistStream>();
+    ASSERT_TRUE(persist);
+    EXPECT_FALSE(persist.As<IPersist>());
+    EXPECT_FALSE(persist.As<IPersistStreamInit>());
+    ULARGE_INTEGER size{};
+    EXPECT_EQ(persist->GetSizeMax(&size), S_OK);
+    EXPECT_EQ(size.QuadPart, hasData ? 3u : 0u);
+    EXPECT_EQ(persist->IsDirty(), S_FALSE);
+    EXPECT_EQ(persist->Load(stream.Get()), E_NOTIMPL);
+    debug.Clear();
     const ComPtr<IStream> written = NewStream();
-    EXPECT_EQ(WriteToStream(written.Get(), *value), S_OK);
-    EXPECT_EQ(ContentOf(written.Get()), kHolderRecord);
-    Register();
-    SeekTo(written.Get(), 0);
-    CComVariant alive;
-    EXPECT_EQ(ReadFromStream(written.Get(), alive), S_OK);
-    EXPECT_EQ(script_.objects, 1);
-    Unregister();
+    EXPECT_EQ(WriteToStream(written.Get(), holder), S_OK);
+    EXPECT_EQ(ContentOf(written.Get()), record);
+    EXPECT_THAT(debug.Texts(), ElementsAreArray(std::vector<std::string>(hasData ? 0 : 2, kEmpty)));
   }
-}
-
-TEST_F(TaggedObjects, WithoutData_StayValid) {
-  const std::string record = "0D 00 " + kClass + " 00 00 00 00 00 00 00 00";
-  CComVariant holder;
-  EXPECT_EQ(ReadFromStream(NewStream(record).Get(), holder), S_OK);
-  const ComPtr<IStream> stream = NewStream();
-  DebugCapture debug;
-  EXPECT_EQ(WriteToStream(stream.Get(), holder), S_OK);
-  constexpr char kEmpty[] = "CInternalClassHolder::Save()->save empty object to stream";
-  EXPECT_THAT(debug.Texts(), ElementsAre(kEmpty, kEmpty));
-  EXPECT_EQ(ContentOf(stream.Get()), record);
 }
 
 TEST_F(TaggedObjects, StatedSizes_CostNothing) {

@@ -73,7 +73,7 @@ ComPtr<ITyped> NewInside(LONG count) {
 template <ElementTypeKLP Code, class ITyped>
 void ExpectWholeAfterEachRefusal() {
   constexpr LONG kCount = 20;
-  const auto text = Text_(OLESTR("ab"));
+  const auto text = TextValue(OLESTR("ab"));
   ComPtr<ITyped> vector, target;
   const auto fresh = [&] {
     target = NewInside<Code, ITyped>(0);

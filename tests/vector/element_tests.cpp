@@ -10,7 +10,6 @@ namespace tests {
 namespace {
 
 using VectorElements = VectorTest;
-using testing::ElementsAre;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -124,9 +123,10 @@ TEST_F(VectorElements, ElementSlots_ClampFloatOnTheWayOutAsWell) {
   const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 1);
   auto* const slots = SlotsOf<VARIANT>(vector);
   CComVariant value;
-  ExpectEach(S_OK, {slots->PutElementImpl(0, Text_(OLESTR("a"))), slots->GetElement(0, &value)});
+  ExpectEach(S_OK,
+             {slots->PutElementImpl(0, TextValue(OLESTR("a"))), slots->GetElement(0, &value)});
   EXPECT_EQ(value.vt, VT_BSTR);
-  ExpectEach(S_OK, {slots->PutElement(0, Bits(VT_I4, 3)), slots->GetElementImpl(0, &value)});
+  ExpectEach(S_OK, {slots->PutElement(0, Number(3)), slots->GetElementImpl(0, &value)});
   EXPECT_EQ(value.vt, VT_I4);
   EXPECT_EQ(slots->GetElementImpl(1, &value), kBadIndex);
 }
@@ -169,7 +169,7 @@ TEST_F(VectorElements, ClearAndFill_KeepTheCountAndTheTags) {
   for (const Kind& kind : kKinds) {
     SCOPED_TRACE(kind.name);
     const auto vector = NewVector<IVectorKLP>(*kind.classId, 3, kOn);
-    vector->put_ElementTag(1, Bits(VT_I4, 1));
+    vector->put_ElementTag(1, Number(1));
     EXPECT_EQ(vector->Fill(4), S_OK);
     EXPECT_THAT(ValuesOf(vector), ElementsAre(4, 4, 4));
     EXPECT_THAT(TagTypesOf(vector), ElementsAre(VT_EMPTY, VT_I4, VT_EMPTY));
@@ -182,7 +182,7 @@ TEST_F(VectorElements, ClearAndFill_KeepTheCountAndTheTags) {
   const auto fillWith = [&](const CComVariant& value) {
     for (LONG i = 0; i < 3; ++i) EXPECT_EQ(vector->put_Value(i, value), S_OK);
   };
-  fillWith(Text_(OLESTR("a")));
+  fillWith(TextValue(OLESTR("a")));
   EXPECT_EQ(vector->Fill(1.5), S_OK);
   for (LONG i = 0; i < 3; ++i) EXPECT_TRUE(data[i].vt == VT_R8 && data[i].dblVal == 1.5);
   fillWith(NewValue());
@@ -192,7 +192,7 @@ TEST_F(VectorElements, ClearAndFill_KeepTheCountAndTheTags) {
 }
 
 TEST_F(VectorElements, VariantToDouble_GoesByTypeOrByTheRawField) {
-  const CComVariant text = Text_(OLESTR("12"));
+  const CComVariant text = TextValue(OLESTR("12"));
   const struct {
     VARTYPE vt;
     LONGLONG bits;
@@ -236,7 +236,7 @@ TEST_F(VectorElements, VariantValues_AreCopiedInAndOut) {
   const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 2);
   const auto generic = vector.As<IVectorKLP>();
   VARIANT* data = DataOf(vector);
-  const auto text = Text_(OLESTR("ab"));
+  const auto text = TextValue(OLESTR("ab"));
   EXPECT_EQ(vector->put_Value(0, text), S_OK);
   EXPECT_NE(data[0].bstrVal, text.bstrVal);
   CComVariant out = NewValue();
@@ -279,7 +279,7 @@ TEST_F(VectorElements, Copies_ShareObjectsOrDuplicateThem) {
   const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 2, kOn);
   vector->put_Value(0, NewValue());
   vector->put_ElementTag(0, NewValue());
-  vector->put_Value(1, Text_(OLESTR("ab")));
+  vector->put_Value(1, TextValue(OLESTR("ab")));
   const auto objectsOf = [](IVariantVectorKLP* of) {
     CComVariant element, tag;
     EXPECT_EQ(of->get_Value(0, &element), S_OK);

@@ -8,7 +8,6 @@ namespace tests {
 namespace {
 
 using VectorInterfaces = VectorTest;
-using testing::ElementsAre;
 
 // The address, without a count of its own.
 void* Answer(IUnknown* object, REFIID iid, HRESULT expected = S_OK) {

@@ -7,7 +7,6 @@ namespace tests {
 namespace {
 
 using NestedVectors = VectorTest;
-using testing::ElementsAre;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kQuick = std::chrono::seconds(1);

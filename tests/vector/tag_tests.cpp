@@ -5,7 +5,6 @@ namespace tests {
 namespace {
 
 using VectorTags = VectorTest;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 // The type of a tag, or -1 with the debug line of a refusal.
@@ -31,7 +30,7 @@ TEST_F(VectorTags, OnlyMinusOneSwitchesThemOn) {
       EXPECT_EQ(vector->get_HasElementTags(&now), S_OK);
       EXPECT_EQ(now, value);
       EXPECT_EQ(TagType(vector, 0), -1);
-      EXPECT_EQ(vector->put_ElementTag(1, Bits(VT_I4, 1)), E_FAIL);
+      EXPECT_EQ(vector->put_ElementTag(1, Number(1)), E_FAIL);
       EXPECT_THAT(TagTypesOf(vector), ElementsAre(-1));
       ComPtr<IVectorKLP> typed;
       EXPECT_EQ(vector->Clone(typed.Put()), S_OK);
@@ -58,7 +57,7 @@ void Walk(IVectorKLP* vector, const char* steps) {
     vector->get_Count(&count);
     if (step == '+' || step == '-') vector->put_HasElementTags(step == '+' ? kOn : 0);
     if (step == '1') vector->put_HasElementTags(1);
-    if (step == 't') vector->put_ElementTag(count - 1, Bits(VT_I4, 1));
+    if (step == 't') vector->put_ElementTag(count - 1, Number(1));
     if (step == 'C') vector->Clear();
     if (step == '!') vector->put_Count(-1);
     if (step == '#') vector->put_Count(*++steps - '0');
@@ -100,7 +99,7 @@ TEST_F(VectorTags, AreCopiedInAndOut) {
   EXPECT_EQ(vector->GetTagPointer(nullptr, &tags), E_POINTER);
   EXPECT_EQ(vector->GetTagPointer(&count, nullptr), E_POINTER);
   EXPECT_EQ(vector->GetTagPointer(&count, &tags), S_OK);
-  const auto text = Text_(OLESTR("ab"));
+  const auto text = TextValue(OLESTR("ab"));
   EXPECT_EQ(vector->put_ElementTag(0, text), S_OK);
   EXPECT_NE(tags[0].bstrVal, text.bstrVal);
   // The tag itself, or an image of it.
@@ -150,7 +149,7 @@ TEST_F(VectorTags, MayBeFewerOrMoreThanElements) {
     const auto tagCount = static_cast<LONG>(row.expected[0] == -1 ? 0 : row.expected.size());
     for (LONG i = 0; i < CountOf(vector); ++i) {
       EXPECT_EQ(TagType(vector, i), i < tagCount ? VT_I4 : -1);
-      EXPECT_EQ(vector->put_ElementTag(i, Bits(VT_I4, 1)), i < tagCount ? S_OK : E_FAIL);
+      EXPECT_EQ(vector->put_ElementTag(i, Number(1)), i < tagCount ? S_OK : E_FAIL);
     }
     EXPECT_THAT(TagTypesOf(vector), ElementsAreArray(row.expected));
     for (const auto copying : {&IByteVectorKLP::Clone, &IByteVectorKLP::DeepCopy}) {
@@ -171,7 +170,7 @@ struct Operation {
   LONG countAtRelease = 0;  // what an object finds that leaves
 };
 
-const CComVariant kNumber = Bits(VT_I4, 1);
+const CComVariant kNumber = Number(1);
 
 const Operation kDisplacing[] = {
     {"put_Value", [](auto& v) { return v->put_Value(1, kNumber); }, 12},

@@ -11,7 +11,6 @@ namespace {
 
 using VectorStreams = VectorTest;
 using testing::AnyOf;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
@@ -38,7 +37,7 @@ TEST_F(VectorStreams, Save_WritesTheNewestVersion) {
 
   const auto variants = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 3, kOn);
   variants->put_Value(0, Bits(VT_BOOL, 0xFFFF));
-  variants->put_Value(1, Text_(OLESTR("ab")));
+  variants->put_Value(1, TextValue(OLESTR("ab")));
   variants->put_ElementTag(1, NewValue());
   EXPECT_EQ(SavedBy(variants),
             "03 01 03 00 00 00 FF FF 0B 00 0B 00 FF FF "
@@ -94,7 +93,9 @@ TEST_F(VectorStreams, Load_ReadsEveryVersionOfEveryType) {
         EXPECT_EQ(SavedBy(vector), head + "00 00 " + kinds[i].saved);
         vector->put_HasElementTags(kOn);
       }
-      EXPECT_EQ(SavedBy(vector), head + "FF FF " + kinds[i].saved + " " + kTags);
+      const std::string whole = head + "FF FF " + kinds[i].saved + " " + kTags;
+      EXPECT_EQ(SavedBy(vector), whole);
+      EXPECT_EQ(SizeOf(vector), (whole.size() + 1) / 3);
     }
   }
 }
@@ -142,7 +143,7 @@ TEST_F(VectorStreams, Load_TellsWhatIsWrongWithAStream) {
     SCOPED_TRACE(testing::Message() << row.hex << " " << row.shortRead);
     const auto vector = NewVector<IByteVectorKLP>(CLSID_ByteVectorKLP, 2, kOn);
     vector->Fill(9);
-    vector->put_ElementTag(0, Bits(VT_I4, 1));
+    vector->put_ElementTag(0, Number(1));
     const auto inner = NewStream(row.hex);
     FaultStream stream(inner.Get());
     if (row.shortRead) stream.ShortenAt(StreamCall::kRead, row.shortRead, row.shortBytes);
@@ -291,7 +292,7 @@ TEST_F(VectorStreams, RawImages_AreTakenOnlyWithoutPointers) {
   }
   // Cut inside the second image.
   vector->put_Count(2);
-  vector->put_Value(1, Text_(OLESTR("a")));
+  vector->put_Value(1, TextValue(OLESTR("a")));
   EXPECT_EQ(LoadFrom(vector,
                      "0101 02000000 0000 0300 000000000000 0500000000000000 "
                      "0000000000000000 0300"),
@@ -304,13 +305,14 @@ TEST_F(VectorStreams, RawImages_AreTakenOnlyWithoutPointers) {
 
 TEST_F(VectorStreams, RecordsThatFail_ArePassedOverInTheDebugOutput) {
   const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 3);
-  vector->put_Value(0, Bits(VT_I4, 0));
+  vector->put_Value(0, Number(0));
   vector->put_Value(1, Bits(VT_NULL, 0));
-  vector->put_Value(2, Bits(VT_I4, 2));
+  vector->put_Value(2, Number(2));
   DebugCapture debug;
   const std::string saved = SavedBy(vector);
   EXPECT_EQ(saved,
             "03 01 03 00 00 00 00 00 03 00 03 00 00 00 00 00 01 00 01 00 03 00 03 00 02 00 00 00");
+  EXPECT_EQ(SizeOf(vector), (saved.size() + 1) / 3);
   EXPECT_THAT(debug.Texts(), ElementsAre(kNotWritten, kNotWritten));  // written, then counted
   debug.Clear();
   // The second record takes what follows for a text that is too long, and the stream goes back to

@@ -2,35 +2,22 @@
 // while a test runs, so that vectors nested in streams can be made.
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
 
-#include "frame/variants.h"
 #include "interfaces/marshal_behaviour.h"
 #include "interfaces/vector.h"
-#include "tests/persist/test_object.h"
+#include "tests/persist/client_objects.h"
 #include "tests/support/debug_capture.h"
-#include "tests/support/module_client.h"
-#include "tests/support/streams.h"
-#include "tests/support/thread_error.h"
 
 namespace tests {
 
-using platform::ComPtr;
-using rastel::CComVariant;
-using Text = std::basic_string<OLECHAR>;
-
 inline constexpr HRESULT kBadIndex = platform::ResultCode(0x80040461u);
-inline constexpr HRESULT kReported = platform::ResultCode(0x80020009u);
 inline constexpr HRESULT kBadVersion = platform::ResultCode(0x80040463u);
 inline constexpr HRESULT kMemory = platform::ResultCode(0x8007000Eu);
 inline constexpr HRESULT kBadType = platform::ResultCode(0x80020008u);
-inline constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
-inline constexpr VARIANT_BOOL kOn = -1;
 
 struct Kind {
   const char* name;
@@ -76,27 +63,6 @@ void ForAllNumericTypes(Test test) {
   ForType<IDoubleVectorKLP, double>(7, test);
 }
 
-inline CComVariant Bits(VARTYPE vt, LONGLONG bits) {
-  CComVariant value;
-  value.vt = vt;
-  value.llVal = bits;
-  return value;
-}
-inline CComVariant Text_(const OLECHAR* text) {
-  CComVariant value;
-  value.vt = VT_BSTR;
-  value.bstrVal = SysAllocString(text);
-  return value;
-}
-// Counts the object.
-inline CComVariant Object(IUnknown* object, VARTYPE vt = VT_UNKNOWN) {
-  CComVariant value;
-  value.vt = vt;
-  value.punkVal = object;
-  if (object) object->AddRef();
-  return value;
-}
-
 inline bool Same(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
 template <class Vector>
@@ -137,32 +103,6 @@ inline bool IsBadTypeMark(const VARIANT& value) {
   return value.vt == VT_ERROR && value.scode == kBadType;
 }
 
-template <class Vector>
-HRESULT Save(const Vector& vector, IStream* stream) {
-  return vector.template As<IPersistStream>()->Save(stream, FALSE);
-}
-template <class Vector>
-HRESULT Load(const Vector& vector, IStream* stream) {
-  return vector.template As<IPersistStream>()->Load(stream);
-}
-template <class Vector>
-HRESULT LoadFrom(const Vector& vector, std::string_view hex) {
-  return Load(vector, NewStream(hex).Get());
-}
-template <class Vector>
-ULONGLONG SizeOf(const Vector& vector) {
-  ULARGE_INTEGER size{};
-  EXPECT_EQ(vector.template As<IPersistStream>()->GetSizeMax(&size), S_OK);
-  return size.QuadPart;
-}
-// What Save writes.
-template <class Vector>
-std::string SavedBy(const Vector& vector) {
-  const auto stream = NewStream();
-  EXPECT_EQ(Save(vector, stream.Get()), S_OK);
-  EXPECT_EQ(SizeOf(vector), PositionOf(stream.Get()));
-  return ContentOf(stream.Get());
-}
 template <class I>
 HRESULT Cloned(const ComPtr<I>& vector) {
   ComPtr<I> copy;
@@ -174,33 +114,20 @@ HRESULT DeepCopied(const ComPtr<I>& vector) {
   return vector->DeepCopy(copy.Put());
 }
 
-// Foreign objects here write the two bytes AB CD; their class is there once Register is called.
-class VectorTest : public ObjectTest {
+class VectorTest : public ClientTest {
  protected:
-  VectorTest() {
-    script_.data = "AB CD";
-    for (const Kind& kind : kKinds) {
-      ComPtr<IUnknown> factory;
-      EXPECT_EQ(ModuleClient::Get().GetClassObject(*kind.classId, IID_IUnknown, factory.PutVoid()),
-                S_OK);
-      cookies_.push_back(0);
-      EXPECT_EQ(CoRegisterClassObject(*kind.classId, factory.Get(), CLSCTX_INPROC_SERVER,
-                                      REGCLS_MULTIPLEUSE, &cookies_.back()),
-                S_OK);
-    }
-  }
-  // Nothing that the test made is left.
-  ~VectorTest() override {
-    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
-    EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK);
-  }
+  VectorTest() : ClientTest(Classes()) {}
 
   std::ptrdiff_t Loads() const {
     return std::count(script_.calls.begin(), script_.calls.end(), 'L');
   }
 
  private:
-  std::vector<DWORD> cookies_;
+  static std::vector<CLSID> Classes() {
+    std::vector<CLSID> classIds;
+    for (const Kind& kind : kKinds) classIds.push_back(*kind.classId);
+    return classIds;
+  }
 };
 
 }  // namespace tests

@@ -1,0 +1,79 @@
+// Objects of the module as clients hold them: their streams, and their classes, which are
+// registered while a test runs, so that objects nested in streams can be made.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/persist/test_object.h"
+#include "tests/support/com_values.h"
+#include "tests/support/module_client.h"
+#include "tests/support/streams.h"
+#include "tests/support/thread_error.h"
+
+namespace tests {
+
+using platform::ComPtr;
+using rastel::CComVariant;
+using Text = std::basic_string<OLECHAR>;
+using testing::ElementsAre;
+
+inline constexpr HRESULT kReported = platform::ResultCode(0x80020009u);
+inline constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
+inline constexpr VARIANT_BOOL kOn = -1;
+
+template <class T>
+HRESULT Save(const T& object, IStream* stream, BOOL clearDirty = FALSE) {
+  return object.template As<IPersistStream>()->Save(stream, clearDirty);
+}
+template <class T>
+HRESULT Load(const T& object, IStream* stream) {
+  return object.template As<IPersistStream>()->Load(stream);
+}
+template <class T>
+HRESULT LoadFrom(const T& object, std::string_view hex) {
+  return Load(object, NewStream(hex).Get());
+}
+template <class T>
+ULONGLONG SizeOf(const T& object) {
+  ULARGE_INTEGER size{};
+  EXPECT_EQ(object.template As<IPersistStream>()->GetSizeMax(&size), S_OK);
+  return size.QuadPart;
+}
+// What Save writes.
+template <class T>
+std::string SavedBy(const T& object) {
+  const auto stream = NewStream();
+  EXPECT_EQ(Save(object, stream.Get()), S_OK);
+  return ContentOf(stream.Get());
+}
+
+// Foreign objects here write the two bytes AB CD; their class is there once Register is called.
+// Nothing that a test made is left at its end.
+class ClientTest : public ObjectTest {
+ protected:
+  explicit ClientTest(const std::vector<CLSID>& classIds) {
+    script_.data = "AB CD";
+    for (const CLSID& classId : classIds) {
+      ComPtr<IUnknown> factory;
+      EXPECT_EQ(ModuleClient::Get().GetClassObject(classId, IID_IUnknown, factory.PutVoid()), S_OK);
+      cookies_.push_back(0);
+      EXPECT_EQ(CoRegisterClassObject(classId, factory.Get(), CLSCTX_INPROC_SERVER,
+                                      REGCLS_MULTIPLEUSE, &cookies_.back()),
+                S_OK);
+    }
+    SetErrorInfo(0, nullptr);
+  }
+  ~ClientTest() override {
+    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
+    EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK);
+  }
+
+ private:
+  std::vector<DWORD> cookies_;
+};
+
+}  // namespace tests
