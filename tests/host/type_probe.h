@@ -10,8 +10,6 @@ inline constexpr IID IID_ITypeProbe{
 inline constexpr CLSID CLSID_TypeProbe{
     0x1F0A7C54, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x70, 0x03}};
 
-enum ProbeMode : std::int32_t { ProbeOff = 0, ProbeOn = 5 };
-
 struct ITypeProbe : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_Level(LONG* level) = 0;
   virtual HRESULT STDMETHODCALLTYPE put_Level(LONG level) = 0;
@@ -22,14 +20,9 @@ struct ITypeProbe : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE Measure(LONG* width, BSTR* name, ITypeProbe** self) = 0;
   virtual HRESULT STDMETHODCALLTYPE LevelOf(ITypeProbe* other, LONG* level) = 0;
   virtual HRESULT STDMETHODCALLTYPE get_Self(ITypeProbe** self) = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Numbers(SAFEARRAY** numbers) = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Mode(ProbeMode* mode) = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Mode(ProbeMode mode) = 0;
   // Gives the code, with an error object.
   virtual HRESULT STDMETHODCALLTYPE Fail(LONG code) = 0;
-  virtual HRESULT STDMETHODCALLTYPE Address(std::uint8_t** bytes) = 0;
   virtual HRESULT STDMETHODCALLTYPE Add(LONG* sum) = 0;
   virtual HRESULT STDMETHODCALLTYPE Look(std::uint8_t* bytes) = 0;
-  virtual HRESULT STDMETHODCALLTYPE Hide() = 0;
 };
 RASTEL_INTERFACE_ID(ITypeProbe);

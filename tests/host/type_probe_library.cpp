@@ -7,14 +7,11 @@ namespace rastel::types {
 
 template <>
 inline constexpr const char* kTypeName<ITypeProbe> = "ITypeProbe";
-template <>
-inline constexpr const char* kTypeName<ProbeMode> = "ProbeMode";
 
 }  // namespace rastel::types
 
 namespace {
 
-using rastel::types::ArrayOf;
 using rastel::types::Pixels;
 using rastel::types::Row;
 using I = ITypeProbe;
@@ -29,30 +26,22 @@ constexpr auto kRows = [] {
       Row<I, &I::Measure>("Measure", "width", "name", "self"),
       Row<I, &I::LevelOf>("LevelOf", "other", "level"),
       Row<I, &I::get_Self>("get_Self", "self"),
-      Row<I, &I::get_Numbers>("get_Numbers", ArrayOf(VT_VARIANT, "numbers")),
-      Row<I, &I::get_Mode>("get_Mode", "mode"),
-      Row<I, &I::put_Mode>("put_Mode", "mode"),
       Row<I, &I::Fail>("Fail", "code"),
-      Row<I, &I::Address>("Address", Pixels(VT_UI1, "bytes")),
       Row<I, &I::Add>("Add", "sum"),
       Row<I, &I::Look>("Look", Pixels(VT_UI1, "bytes")),
-      Row<I, &I::Hide>("Hide"),
   };
-  rows[13].parameters[0].flags = PARAMFLAG_FIN | PARAMFLAG_FOUT;
-  rows[15].flags = FUNCFLAG_FRESTRICTED;
+  rows[9].parameters[0].flags = PARAMFLAG_FIN | PARAMFLAG_FOUT;
   return rows;
 }();
 constexpr auto kMembers = rastel::types::Number(kRows, 7);
-constexpr HostTypeConstant kModes[] = {{"ProbeOff", ProbeOff}, {"ProbeOn", ProbeOn}};
 constexpr const char* kInterfaces[] = {"ITypeProbe"};
 constexpr HostType kTypes[] = {
-    {kHostEnumeration, "ProbeMode", nullptr, nullptr, 0, kModes, 2, nullptr, 0},
     {kHostDualInterface, "ITypeProbe", &IID_ITypeProbe, kMembers.data(), kMembers.size(), nullptr,
      0, nullptr, 0},
     {kHostClass, "TypeProbe", &CLSID_TypeProbe, nullptr, 0, nullptr, 0, kInterfaces, 1}};
 constexpr HostTypeLibrary kLibrary{
     sizeof(HostTypeLibrary), 1,      2, &LIBID_TypeProbeLib, "TypeProbeLib",
-    "Type Probe Library",    kTypes, 3};
+    "Type Probe Library",    kTypes, 2};
 
 }  // namespace
 

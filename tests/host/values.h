@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,10 +20,6 @@
 namespace tests {
 
 using OleText = std::basic_string<OLECHAR>;
-
-inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
-inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-inline constexpr long long kLowest64 = std::numeric_limits<long long>::min();
 
 inline OleText Widen(std::string_view ascii) { return OleText(ascii.begin(), ascii.end()); }
 

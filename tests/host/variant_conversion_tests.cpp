@@ -29,28 +29,18 @@ TEST(ChangeTypeFromText, EveryTarget_ConvertsOrIsRefused) {
     ASSERT_EQ(source->vt, FAILED(hr) ? VT_BSTR : type) << std::hex << type;
     ASSERT_TRUE(SUCCEEDED(hr) || Narrow(source->bstrVal) == "5");
   }
-  for (VARTYPE type : {VT_EMPTY, VT_NULL}) {
-    EXPECT_EQ(Converted(Typed(VT_BSTR), type), type == VT_EMPTY ? "empty" : "null");
-    EXPECT_EQ(ConvertedText("abc", type), type == VT_EMPTY ? "empty" : "null");
-  }
 }
 
 TEST(ChangeTypeFromText, NoNumbers_AreAMismatchForEveryNumberType) {
-  const char* const texts[] = {"",     ".",    "-",    "abc",   "12abc", "7 7",   "5%",  "1d2",
-                               "1e",   "e5",   "&H",   "0x10",  "NaN",   "inf",   "--5", "1.5.5",
-                               ",5",   "$",    "()",   "(5",    "5)",    "((5))", "$$5", "+5+",
-                               "-5-",  "1e 3", "1 e3", "1 ,5",  "1e3.5", "5e1e1", "&O8", "&HG",
-                               "& H5", "&H-5", "$&H5", "&H5.5", "5&",    "1_0",   "$,5"};
+  const char* const texts[] = {"",    ".",     "-",    "abc",  "12abc", "7 7",  "1e",
+                               "e5",  "&H",    "--5",  ",5",   "(5",    "5)",   "((5))",
+                               "$$5", "+5+",   "1e 3", "1 ,5", "&HG",   "$&H5", "&H5.5",
+                               "5&",  "1e3.5", "1_0",  "0x10", "NaN",   "$,5"};
   for (VARTYPE type : kNumberTypes) {
     EXPECT_EQ(Converted(Typed(VT_BSTR), type), "mismatch") << type;
     // The measured platform reads "7 7" as a date.
     if (type == VT_DATE && !kEmbeddedHost) continue;
     for (const char* text : texts) EXPECT_EQ(ConvertedText(text, type), "mismatch") << text;
-  }
-  EXPECT_EQ(ConvertedText("true", VT_I4), "mismatch");
-  if (!kEmbeddedHost) return;
-  for (const char* text : {"+5-", "-5+", "5--", "$5$", "5$$", "(5))", ".,5"}) {
-    EXPECT_EQ(ConvertedText(text, VT_I4), "mismatch") << text;
   }
 }
 
@@ -88,11 +78,8 @@ TEST(ChangeTypeFromText, Decimals) {
                     "79228162514264337593543950335.4=FFFFFFFF:FFFFFFFFFFFFFFFF/0|"
                     "79228162514264337593543950335.5=overflow|"
                     "7.92281625142643375935439503356=19999999:999999999999999A/27|"
-                    "0.00000000000000000000000000005=0:0000000000000000/0|"
                     "0.00000000000000000000000000015=0:0000000000000002/28|"
                     "0.000000000000000000000000000050001=0:0000000000000001/28|"
-                    "1.99999999999999999999999999999=0:0000000000000002/0|"
-                    "-1e-40=0:0000000000000000/0|-0.00=0:0000000000000000/0|"
                     "1e-99999999999999999999=0:0000000000000000/0");
 }
 
@@ -107,9 +94,6 @@ TEST(ChangeTypeFromText, Integers_AreRoundedThenChecked) {
                     "&H1FF=overflow");
   ExpectConversions(VT_BSTR, VT_UI1, "255=255|255.5=overflow|-1=overflow");
   ExpectConversions(VT_BSTR, VT_I2, "32768=overflow|-32768=-32768|&HFFFF=-1|&O177777=-1");
-  ExpectConversions(VT_BSTR, VT_UI2, "65535=65535|&H1FFFF=overflow");
-  ExpectConversions(VT_BSTR, VT_INT, "-2147483648=-2147483648");
-  ExpectConversions(VT_BSTR, VT_UINT, "4294967296=overflow");
   ExpectConversions(VT_BSTR, VT_I8,
                     "9223372036854775807=9223372036854775807|9223372036854775808=overflow|"
                     "-9223372036854775808=-9223372036854775808|&HFFFFFFFF=4294967295");
@@ -120,6 +104,15 @@ TEST(ChangeTypeFromText, Integers_AreRoundedThenChecked) {
   ExpectConversions(VT_BSTR, VT_I4, "2.50000000000000000000000000000000000000000000001=3");
   ExpectConversions(VT_BSTR, VT_I8, "&HFFFFFFFFFFFFFFFF=-1");
   ExpectConversions(VT_BSTR, VT_UI8, "&HFFFFFFFFFFFFFFFF=18446744073709551615");
+}
+
+// More digits than anything keeps, with the one that decides at the very end.
+TEST(ChangeTypeFromText, VeryLongNumbers_AreExact) {
+  if (!kEmbeddedHost) GTEST_SKIP() << "measured to be inexact on the platform";
+  const std::string zeros(100000, '0');
+  EXPECT_EQ(ConvertedText("0.5" + zeros + "1", VT_I4), "1");
+  EXPECT_EQ(ConvertedText("9007199254740993." + zeros + "1", VT_R8), "9007199254740994");
+  EXPECT_EQ(ConvertedText("1" + zeros + "e-100000", VT_DECIMAL), "0:0000000000000001/0");
 }
 
 TEST(ChangeTypeFromText, CurrencyRealsAndBool) {
@@ -136,25 +129,11 @@ TEST(ChangeTypeFromText, CurrencyRealsAndBool) {
   ExpectConversions(VT_BSTR, VT_CY,
                     "1.23445=12344|922337203685477.5807=9223372036854775807|"
                     "-922337203685477.5808=-9223372036854775808|&HFF=2550000");
-  ExpectConversions(VT_BSTR, VT_R4, "1e-60=0");
   ExpectConversions(VT_BSTR, VT_R8,
                     "9007199254740993.00000000000000000000000000000001=9007199254740994|"
                     "1.7976931348623157e308=1.7976931348623157e+308|&HFFFFFFFF=4294967295|"
                     "4.9406564584124654e-324=5e-324|"
                     "123456789012345678901234567890=1.2345678901234568e+29");
-}
-
-// More digits than anything keeps, with the one that decides at the very end.
-TEST(ChangeTypeFromText, VeryLongNumbers_AreExact) {
-  if (!kEmbeddedHost) GTEST_SKIP() << "measured to be inexact on the platform";
-  const std::string zeros(100000, '0');
-  EXPECT_EQ(ConvertedText("0.5" + zeros, VT_I4), "0");
-  EXPECT_EQ(ConvertedText("0.5" + zeros + "1", VT_I4), "1");
-  EXPECT_EQ(ConvertedText("9007199254740993." + zeros + "1", VT_R8), "9007199254740994");
-  EXPECT_EQ(ConvertedText("1" + zeros + "e-100000", VT_DECIMAL), "0:0000000000000001/0");
-  EXPECT_EQ(ConvertedText("0." + zeros + "25e100001", VT_R8), "2.5");
-  EXPECT_EQ(ConvertedText("1" + zeros, VT_R8), "overflow");
-  EXPECT_EQ(ConvertedText(zeros + "7", VT_UI1), "7");
 }
 
 struct Row {
@@ -174,14 +153,8 @@ TEST(ChangeTypeOfNumbers, Integers_OfTheSameWidthKeepTheBitsAndOthersAreChecked)
   for (VARTYPE type : {VT_I4, VT_DATE, VT_BOOL}) EXPECT_EQ(Converted(Typed(VT_EMPTY), type), "0");
   ExpectConversions(VT_I1, VT_UI1, "0x80=128");
   ExpectConversions(VT_I4, VT_UI4, "-5=4294967291");
-  ExpectConversions(VT_UINT, VT_INT, "0xFFFFFFFF=-1");
-  ExpectConversions(VT_UI8, VT_I8, "-1=-1");
   ExpectConversions(VT_I2, VT_UI1, "-1=overflow");
-  ExpectConversions(VT_I2, VT_I1, "-1=-1");
-  ExpectConversions(VT_I2, VT_UI4, "-1=overflow");
   ExpectConversions(VT_UI2, VT_I2, "0xFFFF=-1");
-  ExpectConversions(VT_UI2, VT_I4, "0xFFFF=65535");
-  ExpectConversions(VT_I4, VT_I1, "128=overflow");
   ExpectConversions(VT_I8, VT_UI4, "-3=overflow");
   ExpectConversions(VT_UI4, VT_I8, "0xFFFFFFFF=4294967295");
   ExpectConversions(VT_I4, VT_BOOL, "7=-1|0=0");
@@ -191,19 +164,13 @@ TEST(ChangeTypeOfNumbers, Integers_OfTheSameWidthKeepTheBitsAndOthersAreChecked)
   ExpectConversions(VT_BOOL, VT_I4, "0xFFFF=-1");
   ExpectConversions(VT_BOOL, VT_UI1, "0xFFFF=255");
   ExpectConversions(VT_BOOL, VT_UI8, "0xFFFF=18446744073709551615");
-  ExpectConversions(VT_BOOL, VT_CY, "0xFFFF=-10000");
-  ExpectConversions(VT_BOOL, VT_R8, "2=2");
-  ExpectConversions(VT_BOOL, VT_BOOL, "2=2");
   if (kEmbeddedHost) ExpectConversions(VT_BOOL, VT_DECIMAL, "0xFFFF=-0:0000000000000001/0");
 }
 
 TEST(ChangeTypeOfNumbers, Reals_AreRoundedAndChecked) {
   ExpectConversions(VT_R8, VT_I4,
                     "2.5=2|3.5=4|2147483647.4=2147483647|2147483647.5=overflow|inf=overflow");
-  ExpectConversions(VT_R8, VT_I2, "-2.5=-2");
-  ExpectConversions(VT_R8, VT_UI1, "-0.5=0");
   ExpectConversions(VT_R8, VT_I1, "127.5=overflow|-128.5=-128");
-  ExpectConversions(VT_R8, VT_UI2, "65535.5=overflow");
   ExpectConversions(VT_R8, VT_I8, "9.3e18=overflow|1e300=overflow|1e-300=0");
   ExpectConversions(VT_R8, VT_UI8, "-2.5=overflow|9.3e18=9300000000000000000");
   ExpectConversions(VT_R8, VT_BOOL, "nan=-1");
@@ -215,39 +182,30 @@ TEST(ChangeTypeOfNumbers, Reals_AreRoundedAndChecked) {
   ExpectConversions(VT_R8, VT_DATE,
                     "1.5=1.5|-657434.5=-657434.5|-657435=overflow|2958466=overflow");
   ExpectConversions(VT_DATE, VT_I4, "1.5=2");
-  ExpectConversions(VT_DATE, VT_R8, "-1.25=-1.25");
   ExpectConversions(VT_R8, VT_DECIMAL,
                     "0.1=0:0000000000000001/1|-2.5=-0:0000000000000019/1|"
                     "1e20=5:6BC75E2D63100000/0|1e-30=0:0000000000000000/0|1e29=overflow");
-  ExpectConversions(VT_R4, VT_DECIMAL, "0.1=0:0000000000000001/1");
   if (!kEmbeddedHost) return;
-  ExpectConversions(VT_R8, VT_I4, "nan=overflow");
-  ExpectConversions(VT_R8, VT_DATE, "nan=overflow");
   ExpectConversions(VT_R8, VT_DECIMAL, "nan=overflow|0.33333333333333333=0:00012F2A36ECD555/15");
 }
 
 TEST(ChangeTypeOfNumbers, CurrenciesAndDecimals_AreRoundedAndChecked) {
   const VARIANT tooFine = Decimal(29, 0, 0, 5), nextToOne = Decimal(28, 0, 0xFFFFFFFF, ~0ull);
   const VARIANT minus = Decimal(1, 0x80, 0, 25);
-  ExpectConversions(VT_CY, VT_I4, "25000=2");
   ExpectConversions(VT_CY, VT_UI1, "35000=4|-5000=0|2555000=overflow");
   ExpectConversions(VT_CY, VT_R8, "-1=-1e-04");
   ExpectConversions(VT_CY, VT_BOOL, "1=-1");
   ExpectConversions(VT_CY, VT_DECIMAL, "15000=0:0000000000003A98/4");
   ExpectPairs({{Typed(VT_EMPTY), VT_DECIMAL, "0:0000000000000000/0"},
-               {Decimal(1, 0, 0, 25), VT_I4, "2"},
-               {minus, VT_I8, "-2"},
                {minus, VT_UI2, "overflow"},
                {Decimal(0, 0, 1, 0), VT_UI8, "overflow"},
                {nextToOne, VT_I1, "8"},
                {Decimal(5, 0, 0, 123455), VT_CY, "12346"},
                {Decimal(1, 0, 0, 1), VT_R8, "0.1"},
-               {Decimal(3, 0x80, 0, 0), VT_R8, "0"},
                {tooFine, VT_I4, "invalid"},
                {Decimal(0, 1, 0, 5), VT_I4, "invalid"},
                {tooFine, VT_DECIMAL, "0:0000000000000005/29"}});
   if (!kEmbeddedHost) return;
-  ExpectConversions(VT_CY, VT_I8, "-5000=0");
   ExpectPairs({{Decimal(5, 0, 0, 123445), VT_CY, "12344"}, {Decimal(28, 0, 0, 1), VT_R8, "1e-28"}});
 }
 
@@ -258,33 +216,23 @@ TEST(ChangeTypeOfObjects, DefaultValue_IsAskedForUnlessTheFlagForbids) {
   EXPECT_EQ(Converted(source, VT_BSTR, VARIANT_NOVALUEPROP), "mismatch");
   EXPECT_EQ(object.invokes, 0);
   EXPECT_EQ(Converted(source, VT_BSTR), "42");
-  EXPECT_EQ(Converted(source, VT_R8), "42");
-  EXPECT_EQ(object.invokes, 2);
   object.defaultValue = Bits(VT_I4, 300);
   EXPECT_EQ(Converted(source, VT_UI1), "overflow");
   object.invokeResult = E_FAIL;
   EXPECT_EQ(Converted(source, VT_BSTR), "mismatch");
-  EXPECT_EQ(Converted(source, VT_EMPTY), "empty");
   EXPECT_EQ(object.references, 1);
-  if (!kEmbeddedHost) return;
-  EXPECT_EQ(Converted(Typed(VT_DISPATCH), VT_BSTR), "mismatch") << "null";
 }
 
 TEST(ChangeTypeOfObjects, InterfacesAreAskedForEachOther) {
   CountedObject object;
   for (VARTYPE from : {VT_DISPATCH, VT_UNKNOWN}) {
     for (VARTYPE to : {VT_DISPATCH, VT_UNKNOWN}) {
-      for (IUnknown* pointer : {static_cast<IUnknown*>(&object), static_cast<IUnknown*>(nullptr)}) {
-        VARIANT source = pointer ? object.AsVariant(from) : Typed(from);
-        Value target;
-        EXPECT_EQ(VariantChangeType(&target, &source, 0, to), S_OK);
-        EXPECT_EQ(target->vt, to);
-        EXPECT_EQ(target->punkVal, pointer);
-        EXPECT_EQ(object.references, pointer ? 2 : 0);
-        VariantClear(&source);
-      }
-      EXPECT_EQ(object.references, 0);
+      Value source(object.AsVariant(from)), target;
+      EXPECT_EQ(VariantChangeType(&target, &source, 0, to), S_OK);
+      EXPECT_EQ(target->punkVal, &object);
+      EXPECT_EQ(object.references, 2);
     }
+    EXPECT_EQ(object.references, 0);
   }
 }
 
@@ -297,39 +245,17 @@ TEST(ChangeTypeOfOthers, PairsWithoutConversion_AreAMismatch) {
     EXPECT_EQ(Converted(five, static_cast<VARTYPE>(type)), "mismatch") << type;
   }
   ExpectPairs({{Typed(VT_EMPTY), VT_NULL, "null"},
-               {Typed(VT_NULL), VT_NULL, "null"},
                {Typed(VT_NULL), VT_EMPTY, "mismatch"},
-               {Typed(VT_NULL), VT_I4, "mismatch"},
                {error, VT_ERROR, "5"},
-               {error, VT_EMPTY, "mismatch"},
                {error, VT_I4, "mismatch"},
                {five, VT_NULL, "null"},
                {five, 15, "bad type"},
                {Typed(15), 15, "bad type"},
                {Reference(VT_I4, &number), VT_BYREF | VT_I4, "mismatch"},
-               {Typed(VT_UNKNOWN), VT_I4, "mismatch"},
                {Typed(VT_VARIANT), VT_EMPTY, "empty"},
-               {Typed(VT_RECORD), VT_EMPTY, "mismatch"},
-               {*array, VT_EMPTY, "mismatch"},
                {*array, VT_I4, "mismatch"},
                {*array, VT_ARRAY | VT_I2, "mismatch"},
                {*array, VT_ARRAY | VT_I4, "type 2003"}});
-}
-
-TEST(ChangeType, TargetThatCannotBeCleared_IsLeft) {
-  VARIANT source = Bits(VT_I4, 5), target = Bits(15, 9);
-  EXPECT_EQ(VariantChangeType(&target, &source, 0, VT_BSTR), DISP_E_BADVARTYPE);
-  EXPECT_EQ(target.vt, 15);
-  EXPECT_EQ(VariantChangeTypeEx(&source, &source, 0x0407, 0, VT_R8), S_OK);
-  EXPECT_EQ(Show(source), "5");
-  if (!kEmbeddedHost) return;
-  EXPECT_EQ(VariantChangeType(nullptr, &source, 0, VT_BSTR), E_INVALIDARG);
-  EXPECT_EQ(VariantChangeType(&source, nullptr, 0, VT_BSTR), E_INVALIDARG);
-  Value locked(Array(VT_I4, SafeArrayCreateVector(VT_I4, 0, 1)));
-  SafeArrayLock(locked->parray);
-  EXPECT_EQ(VariantChangeType(&locked, &source, 0, VT_BSTR), DISP_E_ARRAYISLOCKED);
-  EXPECT_EQ(locked->vt, VT_ARRAY | VT_I4);
-  SafeArrayUnlock(locked->parray);
 }
 
 }  // namespace

@@ -25,9 +25,7 @@ TEST(ChangeTypeToText, ExactNumbers) {
   ExpectConversions(VT_I2, VT_BSTR, "0x8000=-32768");
   ExpectConversions(VT_UI2, VT_BSTR, "0xFFFF=65535");
   ExpectConversions(VT_I4, VT_BSTR, "0x80000000=-2147483648");
-  ExpectConversions(VT_INT, VT_BSTR, "0=0");
   ExpectConversions(VT_UI4, VT_BSTR, "0xFFFFFFFF=4294967295");
-  ExpectConversions(VT_UINT, VT_BSTR, "0xFFFFFFFF=4294967295");
   ExpectConversions(VT_I8, VT_BSTR, "0x8000000000000000=-9223372036854775808");
   ExpectConversions(VT_UI8, VT_BSTR, "-1=18446744073709551615");
   ExpectConversions(VT_BOOL, VT_BSTR, "0xFFFF=-1|0=0|2=2|255=255|0x8000=-32768");
@@ -36,20 +34,14 @@ TEST(ChangeTypeToText, ExactNumbers) {
                     "0x7FFFFFFFFFFFFFFF=922337203685477.5807|"
                     "0x8000000000000000=-922337203685477.5808");
   ExpectTexts({{Typed(VT_EMPTY), ""},
-               {Decimal(2, 0, 0, 150), "1.5"},
-               {Decimal(0, 0, 0, 1000), "1000"},
                {Decimal(3, 0x80, 0, 1000), "-1"},
                {Decimal(5, 0, 0, 5), "0.00005"},
                {Decimal(28, 0, 0, 1), "0.0000000000000000000000000001"},
                {Decimal(28, 0, ~0u, ~0ull), "7.9228162514264337593543950335"},
                {Decimal(0, 0x80, ~0u, ~0ull), "-79228162514264337593543950335"},
-               {Decimal(0, 0, 0, 0), "0"},
                {Decimal(3, 0x80, 0, 0), "0"},
                {Decimal(0, 1, 0, 5), "-5"}});
-  ExpectTexts({{Bits(VT_BOOL, 0xFFFF), "True"},
-               {Bits(VT_BOOL, 2), "True"},
-               {Bits(VT_BOOL, 0), "False"},
-               {Bits(VT_I4, 1), "1"}},
+  ExpectTexts({{Bits(VT_BOOL, 0xFFFF), "True"}, {Bits(VT_BOOL, 0), "False"}, {Bits(VT_I4, 1), "1"}},
               VARIANT_ALPHABOOL);
   if (kEmbeddedHost) ExpectTexts({{Decimal(29, 0, 0, 5), "invalid"}});
 }
@@ -112,54 +104,24 @@ TEST(ChangeTypeToText, Dates) {
   if (kEmbeddedHost) ExpectConversions(VT_DATE, VT_BSTR, "nan=invalid|2958465.9999999=invalid");
 }
 
-TEST(ChangeTypeToText, WhatHasNoText_IsAMismatchOrABadType) {
-  CountedObject object;
-  Value dispatch(object.AsVariant(VT_DISPATCH)), unknown(object.AsVariant(VT_UNKNOWN));
-  Value numbers(Array(VT_I4, SafeArrayCreateVector(VT_I4, 0, 2)));
-  Value bytes(Array(VT_UI1, SafeArrayCreateVector(VT_UI1, 0, 2)));
-  VARIANT chain = Reference(VT_VARIANT, nullptr);
-  chain.pvarVal = &chain;
-  for (const VARIANT& value :
-       {Typed(VT_NULL), Bits(VT_ERROR, 5), Typed(VT_DISPATCH), Typed(VT_UNKNOWN), *dispatch,
-        *unknown, Typed(VT_VARIANT), Typed(VT_RECORD), *numbers, Array(VT_I4, nullptr),
-        Reference(VT_I4, nullptr)}) {
-    ExpectTexts({{value, "mismatch"}});
-  }
-  for (int type : {VT_BYREF | VT_EMPTY, VT_BYREF | VT_NULL, VT_ARRAY | VT_EMPTY, 15, 24, 37,
-                   VT_VECTOR | VT_I4, VT_RESERVED | VT_I4}) {
-    ExpectTexts({{Typed(type), "bad type"}});
-  }
-  ExpectTexts({{chain, "invalid"}});
-  if (kEmbeddedHost) ExpectTexts({{*bytes, "mismatch"}});
-  EXPECT_EQ(object.invokes, 0);
-}
-
-TEST(ChangeTypeToText, TextsAndReferences_AreCopiedAndLeftAsTheyAre) {
+TEST(ChangeTypeToText, References_AreFollowedAndLeftAsTheyAre) {
   LONG number = -7;
   double real = 0.25;
-  BSTR text = NewText(std::string_view("a\0b", 3)), nullText = nullptr;
-  DECIMAL decimal = Decimal(1, 0, 0, 25).decVal;
-  VARIANT inner = Bits(VT_BOOL, 0xFFFF), innerReference = Reference(VT_R8, &real);
+  VARIANT innerReference = Reference(VT_R8, &real);
   ExpectTexts({{Reference(VT_I4, &number), "-7"},
-               {Reference(VT_R8, &real), "0.25"},
-               {Reference(VT_BSTR, &nullText), ""},
-               {Reference(VT_DECIMAL, &decimal), "2.5"},
-               {Reference(VT_VARIANT, &inner), "-1"},
                {Reference(VT_VARIANT, &innerReference), "0.25"},
                {Typed(VT_BSTR), ""}});
-  VARIANT source = Typed(VT_BSTR);
-  source.bstrVal = text;
-  for (VARIANT value : {source, Reference(VT_BSTR, &text)}) {
-    Value target;
-    EXPECT_EQ(VariantChangeType(&target, &value, 0, VT_BSTR), S_OK);
-    EXPECT_NE(target->bstrVal, text);
-    EXPECT_EQ(Show(*target), std::string_view("a\0b", 3));
-  }
-  source = Reference(VT_BSTR, &text);
+  VARIANT chain = Reference(VT_VARIANT, nullptr);
+  chain.pvarVal = &chain;
+  ExpectTexts({{chain, "invalid"},
+               {Reference(VT_I4, nullptr), "mismatch"},
+               {Typed(VT_BYREF | VT_EMPTY), "bad type"}});
+  BSTR text = NewText(std::string_view("a\0b", 3));
+  VARIANT source = Reference(VT_BSTR, &text);
   EXPECT_EQ(VariantChangeType(&source, &source, 0, VT_BSTR), S_OK);
   EXPECT_NE(source.bstrVal, text);
+  EXPECT_EQ(Show(source), std::string_view("a\0b", 3));
   VariantClear(&source);
-  EXPECT_EQ(SysStringLen(text), 3u);
   SysFreeString(text);
 }
 
