@@ -15,7 +15,6 @@ namespace {
 
 using rastel::CComVariant;
 using testing::AnyOf;
-using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 
@@ -32,16 +31,14 @@ struct Kind {
   ElementTypeKLP code;
   double first;  // pixel of the files in tests/data/aois
 };
-constexpr Kind kKinds[] = {
-    {"byte", &CLSID_ByteAOIKLP, ElementByte, 7},
-    {"char", &CLSID_CharAOIKLP, ElementChar, -30},
-    {"word", &CLSID_WordAOIKLP, ElementWord, 65000},
-    {"short", &CLSID_ShortAOIKLP, ElementShort, -300},
-    {"dword", &CLSID_DWordAOIKLP, ElementDWord, 4294967000.0},
-    {"long", &CLSID_LongAOIKLP, ElementLong, -70000},
-    {"float", &CLSID_FloatAOIKLP, ElementFloat, -1.5},
-    {"double", &CLSID_DoubleAOIKLP, ElementDouble, -0.25},
-};
+constexpr Kind kKinds[] = {{"byte", &CLSID_ByteAOIKLP, ElementByte, 7},
+                           {"char", &CLSID_CharAOIKLP, ElementChar, -30},
+                           {"word", &CLSID_WordAOIKLP, ElementWord, 65000},
+                           {"short", &CLSID_ShortAOIKLP, ElementShort, -300},
+                           {"dword", &CLSID_DWordAOIKLP, ElementDWord, 4294967000.0},
+                           {"long", &CLSID_LongAOIKLP, ElementLong, -70000},
+                           {"float", &CLSID_FloatAOIKLP, ElementFloat, -1.5},
+                           {"double", &CLSID_DoubleAOIKLP, ElementDouble, -0.25}};
 
 ComPtr<IAoiKLP> Make(REFCLSID classId = CLSID_ByteAOIKLP) {
   return ModuleClient::Get().Create<IAoiKLP>(classId);
@@ -61,27 +58,20 @@ ULONGLONG EstimateOf(const ComPtr<IAoiKLP>& aoi) {
   EXPECT_EQ(Persist(aoi)->GetSizeMax(&size), S_OK);
   return size.QuadPart;
 }
-double PixelAt(const ComPtr<IAoiKLP>& aoi, LONG x, LONG y) {
-  double value = -99;
-  EXPECT_EQ(aoi->GetPixel(x, y, &value), S_OK) << x << ", " << y;
-  return value;
-}
-// Every pixel of a buffer without margin, plane by plane.
+// Every pixel of a buffer, plane by plane.
 std::vector<double> PixelsIn(const ComPtr<IAoiKLP>& aoi) {
   const std::vector<LONG> g = GeometryOf(*aoi);
   std::vector<double> pixels;
   for (LONG plane = 0; plane < g[8]; ++plane) {
     aoi->put_ActivePlane(plane);
-    for (LONG y = 0; y < g[7]; ++y) {
-      for (LONG x = 0; x < g[6]; ++x) pixels.push_back(PixelAt(aoi, x - g[0], y - g[1]));
-    }
+    const auto more = PixelsOf(*aoi, -g[0], -g[1], g[6], g[7]);
+    pixels.insert(pixels.end(), more.begin(), more.end());
   }
   return pixels;
 }
 // One of the files that a script has made from the format.
-ComPtr<IStream> FileStream(const char* kind, const char* version, ULONGLONG* size) {
-  std::ifstream file(std::string(RASTEL_TEST_AOIS "/") + kind + "_" + version + ".aoi",
-                     std::ios::binary);
+ComPtr<IStream> FileStream(const std::string& kind, const std::string& version, ULONGLONG* size) {
+  std::ifstream file(RASTEL_TEST_AOIS "/" + kind + "_" + version + ".aoi", std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(file), {}};
   EXPECT_FALSE(bytes.empty());
   *size = bytes.size();
@@ -94,11 +84,9 @@ ComPtr<IAoiKLP> NewWords(MarshalFlagsKLP flags = MarshalRectangle) {
   const auto aoi = Make(CLSID_WordAOIKLP);
   aoi->put_BufferMargin(1);
   EXPECT_EQ(aoi->CreatePlanes(2, 4, 3), S_OK);
-  for (LONG plane = 0; plane < 2; ++plane) {
-    aoi->put_ActivePlane(plane);
-    for (LONG i = 0; i < 30; ++i) {
-      EXPECT_EQ(aoi->PutPixel(i % 6 - 1, i / 6 - 1, 30 * plane + i), S_OK);
-    }
+  for (LONG i = 0; i < 60; ++i) {
+    aoi->put_ActivePlane(i / 30);
+    EXPECT_EQ(aoi->PutPixel(i % 6 - 1, i / 6 % 5 - 1, i), S_OK);
   }
   EXPECT_EQ(aoi->SetRect(1, 1, 2, 1), S_OK);
   EXPECT_EQ(aoi->SetMargins(1, 1), S_OK);
@@ -131,15 +119,15 @@ TEST_F(AoiStreams, Save_WithoutABuffer_WritesTheHeaderAndReportsOnTheWay) {
       "02 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
       "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 ";
   const std::string tag = "00 00 00 00 02 00 00 00 00 00 00";
+  const std::string name = "04 00 00 00 04 00 00 00 4E 00 6F 00 6E 00 65 00 ";
   for (const Kind& kind : kKinds) {
     SCOPED_TRACE(kind.name);
     const auto aoi = Make(*kind.classId);
     const std::string code = HexOf(&kind.code, 4) + " ";
-    const std::string name = "04 00 00 00 04 00 00 00 4E 00 6F 00 6E 00 65 00 ";
     std::string saved;
     EXPECT_EQ(Ask([&] { return saved = SavedBy(aoi), S_OK; }), Swallowed(1114));
     EXPECT_EQ(saved, zeros + "00 00 " + code + name + tag);
-    EXPECT_EQ(Ask([&] { return EstimateOf(aoi) == 71 ? S_OK : E_FAIL; }), Swallowed(1114));
+    EXPECT_EQ(EstimateOf(aoi), 71u);
     aoi->put_MarshalFlags(MarshalBuffer);
     EXPECT_EQ(aoi->put_Name(nullptr), S_OK);
     EXPECT_EQ(SavedBy(aoi), zeros + "01 00 " + code + "00 00 00 00 00 00 00 00 " + tag +
@@ -173,24 +161,25 @@ TEST_F(AoiStreams, Save_WritesTheRectangleWithMarginsOrTheBuffer) {
 }
 
 TEST_F(AoiStreams, Load_ReadsEveryVersionOfEveryType) {
+  using Numbers = std::vector<LONG>;
+  const Numbers inner = {2, 1, 2, 2, 1, 1, 5, 4, 2, 0, 0}, rect = {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0},
+                buffer = {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0};
   const struct {
     const char* file;
-    std::vector<LONG> geometry;
-    int pixels;
+    Numbers geometry;
+    std::size_t pixels;
     LONG flags;  // 1: those of before the load
-  } versions[] = {
-      {"256_rect", {1, 0, 4, 2, 1, 0, 8, 3, 1, 0, 0}, 18, 1},
-      {"257_rect", {2, 1, 2, 2, 1, 1, 5, 4, 2, 0, 0}, 40, 1},
-      {"258_rect", {2, 1, 2, 2, 1, 1, 5, 4, 2, 0, 0}, 40, 1},
-      {"259_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
-      {"259_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
-      {"512_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
-      {"512_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
-      {"513_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
-      {"513_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
-      {"514_rect", {0, 0, 3, 2, 0, 0, 5, 4, 2, 0, 0}, 40, -2},
-      {"514_buffer", {2, 1, 3, 2, 1, 1, 6, 5, 2, 0, 0}, 60, 3},
-  };
+  } versions[] = {{"256_rect", {1, 0, 4, 2, 1, 0, 8, 3, 1, 0, 0}, 18, 1},
+                  {"257_rect", inner, 40, 1},
+                  {"258_rect", inner, 40, 1},
+                  {"259_rect", rect, 40, -2},
+                  {"259_buffer", buffer, 60, 3},
+                  {"512_rect", rect, 40, -2},
+                  {"512_buffer", buffer, 60, 3},
+                  {"513_rect", rect, 40, -2},
+                  {"513_buffer", buffer, 60, 3},
+                  {"514_rect", rect, 40, -2},
+                  {"514_buffer", buffer, 60, 3}};
   for (const Kind& kind : kKinds) {
     for (const auto& version : versions) {
       SCOPED_TRACE(testing::Message() << kind.name << " " << version.file);
@@ -215,7 +204,7 @@ TEST_F(AoiStreams, Load_ReadsEveryVersionOfEveryType) {
       CComVariant tag;
       aoi->get_Tag(&tag);
       EXPECT_EQ(tag.lVal, number >= "513" ? 5 : 9);
-      std::vector<double> expected(static_cast<std::size_t>(version.pixels));
+      std::vector<double> expected(version.pixels);
       std::iota(expected.begin(), expected.end(), kind.first);
       if (number < "257") {
         // The buffer is rounded up to 8, the rows in the stream are not.
@@ -234,107 +223,71 @@ const std::string kPixels = "0102030405 0607080910 1112131415";
 const std::string kPlain512 = kHead512 + "00000000 00000000" + kPixels;
 
 TEST_F(AoiStreams, Load_PassesOverWhatCannotBeBoundOrPlaced) {
-  const struct {
-    const char* what;
-    std::string hex;
-    std::vector<LONG> geometry;
-    Said said;
-  } rows[] = {
-      {"size 0",
-       "0002 00000000 03000000 00000000 00000000 05000000 03000000 00000000 00000000 01000000 0000 "
-       "00000000 00000000 00000000 0102",
-       {0, 0, 2, 2, 0, 0, 2, 2, 1, 0, 0},
-       Swallowed(1115)},
-      {"size 0, 256",
-       "0001 0000 0300 0000 0000 0100 0100 0000 0000",
-       {-99, -99, -99, -99, -99, -99, -99, -99, 1, 0, 0},
-       Swallowed(1114)},
-      {"negative width, 256",
-       "0001 F0FF 0300 0000 0000 0100 0100 0000 0000",
-       {0, 0, 1, 1, 0, 0, 2, 2, 1, 0, 0},
-       Plain(S_OK)},
-      {"no planes, 257",
-       "0101 05000000 03000000 0000 0000 0500 0300 0000 0000 0000" + kPixels,
-       {0, 0, 2, 2, 0, 0, 2, 2, 1, 0, 0},
-       Plain(S_OK)},
-      {"margins that do not fit, 258",
-       "0201 05000000 03000000 01000000 01000000 02000000 01000000 0300 0000 0100" + kPixels,
-       {1, 1, 2, 1, 0, 0, 5, 3, 1, 0, 0},
-       Plain(S_OK)},
-      {"negative X, 258",
-       "0201 05000000 03000000 FFFFFFFF 00000000 02000000 01000000 0100 0000 0100" + kPixels,
-       {1, 0, 3, 3, 1, 0, 5, 3, 1, 0, 0},
-       Swallowed(1113)},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
+  using Numbers = std::vector<LONG>;
+  const std::tuple<std::string, Numbers, Said> rows[] = {
+      // Size 0, and in 256.
+      {kHead512.substr(0, 5) + "00000000" + kHead512.substr(13) + "00000000 00000000 0102",
+       Numbers{0, 0, 2, 2, 0, 0, 2, 2, 1, 0, 0}, Swallowed(1115)},
+      {"0001 0000 0300 0000 0000 0100 0100 0000 0000",
+       Numbers{-99, -99, -99, -99, -99, -99, -99, -99, 1, 0, 0}, Swallowed(1114)},
+      // Margins that do not fit, and a negative X, in 258.
+      {"0201 05000000 03000000 01000000 01000000 02000000 01000000 0300 0000 0100" + kPixels,
+       Numbers{1, 1, 2, 1, 0, 0, 5, 3, 1, 0, 0}, Plain(S_OK)},
+      {"0201 05000000 03000000 FFFFFFFF 00000000 02000000 01000000 0100 0000 0100" + kPixels,
+       Numbers{1, 0, 3, 3, 1, 0, 5, 3, 1, 0, 0}, Swallowed(1113)}};
+  for (const auto& [hex, geometry, said] : rows) {
     const auto aoi = Make();
     ASSERT_EQ(aoi->CreateImage(2, 2), S_OK);
-    EXPECT_EQ(Ask([&] { return LoadFrom(aoi, row.hex); }), row.said);
-    EXPECT_EQ(GeometryOf(*aoi), row.geometry);
+    EXPECT_EQ(Ask([&] { return LoadFrom(aoi, hex); }), said) << hex;
+    EXPECT_EQ(GeometryOf(*aoi), geometry) << hex;
   }
 }
 
 TEST_F(AoiStreams, Load_UnknownVersion_IsReportedBehindIt) {
-  for (const char* hex : {"0302 FFFF", "0401 FFFF", "0000 FFFF", "FFFF FFFF", "0082 FFFF"}) {
-    SCOPED_TRACE(hex);
-    const auto aoi = Make();
+  const Said said = {platform::ResultCode(0x80040460u),
+                     "Rasteldata:  AOI kann nicht geladen werden"};
+  for (const char* hex : {"0302 FFFF", "0401 FFFF", "0082 FFFF"}) {
     const auto stream = NewStream(hex);
-    EXPECT_EQ(
-        Ask([&] { return Persist(aoi)->Load(stream.Get()); }),
-        (Said{platform::ResultCode(0x80040460u), "Rasteldata:  AOI kann nicht geladen werden"}));
+    EXPECT_EQ(Ask([&] { return Persist(Make())->Load(stream.Get()); }), said) << hex;
     EXPECT_EQ(PositionOf(stream.Get()), 2u);
   }
 }
 
 TEST_F(AoiStreams, Names_CarryTheirLengthTwice) {
-  const struct {
-    const char* lengthsAndText;
-    HRESULT result;
-    const OLECHAR* name;
-  } rows[] = {
-      {"03000000 03000000 610062006300", S_OK, OLESTR("abc")},
-      {"03000000 02000000 61006200", S_OK, OLESTR("ab")},
+  const std::tuple<const char*, HRESULT, const OLECHAR*> rows[] = {
       {"03000000 03000000 610000006300", S_OK, OLESTR("a")},
       {"FFFFFF00 01000000 6100", S_OK, OLESTR("a")},
       {"02000000 03000000 610062006300", E_FAIL, OLESTR("None")},
       {"00000000 FFFFFFFF", E_FAIL, OLESTR("None")},
-      {"FFFFFFFF FFFFFFFF", kMemory, OLESTR("None")},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.lengthsAndText);
+      {"FFFFFFFF FFFFFFFF", kMemory, OLESTR("None")}};
+  for (const auto& [lengthsAndText, result, name] : rows) {
     const auto aoi = Make();
-    EXPECT_EQ(LoadFrom(aoi, kHead512 + row.lengthsAndText + kPixels), row.result);
-    EXPECT_TRUE(NameOf(*aoi) == row.name);
-    LONG width = 0;
-    EXPECT_EQ(SUCCEEDED(aoi->get_Width(&width)), SUCCEEDED(row.result));
+    EXPECT_EQ(LoadFrom(aoi, kHead512 + lengthsAndText + kPixels), result) << lengthsAndText;
+    EXPECT_TRUE(NameOf(*aoi) == name) << lengthsAndText;
+    EXPECT_EQ(Get(*aoi, &IAoiKLP::get_PlaneCount), SUCCEEDED(result) ? 1 : 0);
   }
 }
 
 TEST_F(AoiStreams, Save_StreamFailsAtEveryWrite) {
   for (const MarshalFlagsKLP flags : {MarshalRectangle, MarshalBuffer}) {
     const auto aoi = NewWords(flags);
-    const std::string whole = SavedBy(aoi);
-    bool isOver = false;
-    for (ULONG call = 1; !isOver; ++call) {
+    const ULONG all = flags == MarshalBuffer ? 24 : 25;
+    for (ULONG call = 1; call <= all + 1; ++call) {
       SCOPED_TRACE(testing::Message() << flags << " " << call);
-      const auto memory = NewStream();
-      FaultStream stream(memory.Get());
+      FaultStream stream(NewStream().Get());
       stream.FailAt(StreamCall::kWrite, call, kFull);
       DebugCapture debug;
-      const Said said = Ask([&] { return Persist(aoi)->Save(&stream, FALSE); });
-      isOver = stream.Calls(StreamCall::kWrite) < call;
       // 15 for header and name, 3 for the tag, 1 for the map, 3 for the buffer's sizes.
       const bool isOwnField = call <= 15 || (flags == MarshalBuffer && call > 19 && call <= 22);
-      EXPECT_EQ(said, Plain(isOwnField ? kFull : S_OK));
+      EXPECT_EQ(Ask([&] { return Persist(aoi)->Save(&stream, FALSE); }),
+                Plain(isOwnField ? kFull : S_OK));
       EXPECT_EQ(debug.Texts(), call == 19 ? kNotSaved : std::vector<std::string>());
       // One call for a row or a plane, whether it fails or not.
-      const ULONG all = flags == MarshalBuffer ? 24 : 25;
-      if (!isOwnField) {
-        EXPECT_EQ(stream.Calls(StreamCall::kWrite), all - (call == 16 ? 2 : call == 17 ? 1 : 0));
-      }
+      EXPECT_EQ(stream.Calls(StreamCall::kWrite), isOwnField ? call
+                                                             : all - (call == 16   ? 2
+                                                                      : call == 17 ? 1
+                                                                                   : 0));
       EXPECT_EQ(stream.References(), 0u);
-      EXPECT_EQ(SavedBy(aoi), whole);
     }
   }
 }
@@ -351,117 +304,45 @@ std::string Picture(bool isBuffer) {
 TEST_F(AoiStreams, Load_StreamFailsAtEveryRead) {
   Register();
   for (const bool isBuffer : {false, true}) {
-    bool isOver = false;
-    for (ULONG call = 1; !isOver; ++call) {
+    const ULONG all = isBuffer ? 25 : 22;
+    for (ULONG call = 1; call <= all + 1; ++call) {
       SCOPED_TRACE(testing::Message() << isBuffer << " " << call);
       const auto aoi = Make();
-      const auto memory = NewStream(Picture(isBuffer));
-      FaultStream stream(memory.Get());
+      FaultStream stream(NewStream(Picture(isBuffer)).Get());
       stream.FailAt(StreamCall::kRead, call, kFull);
       DebugCapture debug;
       const Said said = Ask([&] { return Persist(aoi)->Load(&stream); });
-      isOver = stream.Calls(StreamCall::kRead) < call;
       // 15 for header and name, 3 for the tag, 3 for the map, 3 for the buffer's sizes, 1 for the
       // plane. A fault in tag or map puts what follows out of step, and no more.
-      const bool isOwnField = call <= 15 || (isBuffer && call > 21 && call <= 24);
-      const bool isClientData = call > 15 && call <= 21;
-      if (isClientData) {
+      if (call > 15 && call <= 21) {
         EXPECT_THAT(said.result, AnyOf(S_OK, kMemory, E_FAIL));
+      } else if (call < all) {
+        EXPECT_EQ(said, Plain(kFull));
       } else {
-        EXPECT_EQ(said, Plain(isOwnField ? kFull : S_OK));
-        if (!isOwnField) {
-          EXPECT_THAT(PixelsIn(aoi), Each(isOver ? 0x5A : 0));
-        }
+        EXPECT_EQ(said, Plain(S_OK));
+        EXPECT_THAT(PixelsIn(aoi), Each(call > all ? 0x5A : 0));
       }
-      if (call == 19 || call == 20 || !isClientData) {
-        EXPECT_EQ(debug.Texts(), isClientData ? kNotRead : std::vector<std::string>());
+      if (call == 19 || call == 20) {
+        EXPECT_EQ(debug.Texts(), kNotRead);
       }
       EXPECT_EQ(stream.References(), 0u);
       EXPECT_EQ(script_.objects, 0) << "no map is let go";
-      ASSERT_EQ(LoadFrom(aoi, kPlain512), S_OK);
     }
   }
 }
 
 TEST_F(AoiStreams, Load_StreamCutAtEveryByte_LeavesZerosForWhatIsMissing) {
   Register();
-  for (const bool isBuffer : {false, true}) {
-    const std::vector<BYTE> bytes = BytesOf(Picture(isBuffer));
-    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
-      SCOPED_TRACE(cut);
-      const auto aoi = Make();
-      const HRESULT result = LoadFrom(aoi, HexOf(bytes.data(), cut));
-      EXPECT_THAT(result, AnyOf(S_OK, platform::ResultCode(0x80040460u)));
-      if (cut < bytes.size() - 15) continue;
-      std::vector<double> expected(15, 0);
-      std::fill_n(expected.begin(), 15 - (bytes.size() - cut), 0x5A);
-      EXPECT_EQ(PixelsIn(aoi), expected);
-    }
-  }
-}
-
-// Loads, and touches what the geometry claims to be there, where that is not too much for a test.
-void LoadAndTouch(const Kind& kind, LONG bufferMargin, const std::vector<BYTE>& bytes) {
-  const auto aoi = Make(*kind.classId);
-  aoi->put_BufferMargin(bufferMargin);
-  EXPECT_THAT(LoadFrom(aoi, HexOf(bytes.data(), bytes.size())), AnyOf(S_OK, kMemory, E_FAIL));
-  for (const LONG plane : {0, 1, 0x7FFFFFFE}) {
-    if (FAILED(aoi->put_ActivePlane(plane))) continue;
-    for (LONG i = 0; i < 400; ++i) {
-      double value = 0;
-      aoi->GetPixel(i % 20 - 2, i / 20 - 2, &value);
-      if (kind.code == ElementByte) {
-        EXPECT_THAT(bytes, Contains(value)) << "from elsewhere";
-      }
-    }
-  }
-  aoi->PutPixel(3, 0, 1);
-  const std::vector<LONG> g = GeometryOf(*aoi);
-  if (std::int64_t{g[6]} * g[7] < 1000000 && g[8] < 1000) {
-    aoi->put_MarginMode(MarginMirror);
-    aoi->FillMargins();
-    aoi->SelectAll();
-    aoi->Clear();
-  }
-  EXPECT_EQ(LoadFrom(aoi, kPlain512), S_OK);
-}
-
-std::vector<BYTE> Changed(std::vector<BYTE> bytes, std::size_t at, LONG value, int width = 4) {
-  std::memcpy(&bytes[at], &value, static_cast<std::size_t>(width));
-  return bytes;
-}
-
-TEST_F(AoiStreams, Load_HostileLengths_StayInMemoryAndShowNothingOld) {
-  Register();
-  for (const bool isBuffer : {false, true}) {
-    const std::vector<BYTE> newest = BytesOf(Picture(isBuffer));
-    std::vector<std::size_t> fields = {2, 6, 10, 14, 18, 22, 26, 30, 34, 44, 48, 54};
-    for (std::size_t i = 0; isBuffer && i < 3; ++i) fields.push_back(newest.size() - 27 + 4 * i);
-    for (const std::size_t field : fields) {
-      for (const LONG value : {0, 2, 4, 0xFFFF, 0x10001, 0x7FFFFFFF, -0x7FFFFFFF - 1, -2, -1}) {
-        for (const LONG margin : {0, 1, -1, 3}) {
-          SCOPED_TRACE(testing::Message() << field << " " << value << " " << margin);
-          LoadAndTouch(kKinds[0], margin, Changed(newest, field, value));
-        }
-      }
-    }
-  }
-}
-
-TEST_F(AoiStreams, Load_ProductsThatWrap_StayInMemory) {
-  const LONG products[][3] = {
-      {1, 0x10000, 0x10000}, {3, 0x55555556, 1},  {2, 0x10001, 0x8000},       {0x7FFFFFFF, 1, 1},
-      {-1, -1, 1},           {-1, 0x40000001, 2}, {0x4001, 0x40000, 1},       {-5, 0x33333333, 1},
-      {0x7FFF, 0x20004, 1},  {0, 5, 3},           {1, 0x7FFFFFFF, 0x7FFFFFFF}};
-  // By planes, and by rows in 258.
-  const std::vector<BYTE> planes = BytesOf(kPlain512);
-  const std::vector<BYTE> rows = BytesOf("0201" + std::string(60, '0') + std::string(30, '5'));
-  for (const auto& [count, width, height] : products) {
-    for (const Kind& kind : kKinds) {
-      SCOPED_TRACE(testing::Message() << kind.name << " " << count << " " << width);
-      LoadAndTouch(kind, 0, Changed(Changed(Changed(planes, 2, width), 6, height), 34, count));
-      LoadAndTouch(kind, 0, Changed(Changed(Changed(rows, 2, width), 6, height), 30, count, 2));
-    }
+  const std::vector<BYTE> bytes = BytesOf(Picture(true));
+  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    const auto aoi = Make();
+    EXPECT_THAT(LoadFrom(aoi, HexOf(bytes.data(), cut)),
+                AnyOf(S_OK, platform::ResultCode(0x80040460u)));
+    if (cut < bytes.size() - 15) continue;
+    std::vector<double> expected(15, 0);
+    std::fill_n(expected.begin(), 15 - (bytes.size() - cut), 0x5A);
+    EXPECT_EQ(PixelsIn(aoi), expected);
   }
 }
 
@@ -475,18 +356,17 @@ TEST_F(AoiStreams, Load_IntoABlockOfAnotherShape_StaysInStep) {
   // Into rows of 7, in a row from the first image pixel on.
   const auto aoi = Make();
   EXPECT_EQ(load(aoi, 1, kPlain512 + "EE"), 67u);
-  std::vector<double> stored, expected(35, 0);
-  for (LONG i = 0; i < 35; ++i) stored.push_back(PixelAt(aoi, i % 7 - 1, i / 7 - 1));
+  std::vector<double> expected(35, 0);
   const BYTE pixels[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17, 18, 19, 20, 21};
   std::copy(std::begin(pixels), std::end(pixels), expected.begin() + 8);
-  EXPECT_EQ(stored, expected);
+  EXPECT_EQ(PixelsOf(*aoi, -1, -1, 7, 5), expected);
   // The image begins outside the block of 3 by 1, and nothing is read.
   EXPECT_EQ(load(aoi, -1, kPlain512), 52u);
   // 3 planes of 0x55555556 are 2 pixels; what a plane says beyond is taken out of the stream.
   std::string wrapped = kPlain512;
   wrapped.replace(5, 17, "56555555 01000000").replace(77, 8, "03000000");
   EXPECT_EQ(load(aoi, 0, wrapped), 67u);
-  EXPECT_EQ(PixelAt(aoi, 1, 0), 2);
+  EXPECT_EQ(PixelOf(*aoi, 1, 0), 2);
 }
 
 TEST_F(AoiStreams, TagsAndMapsThatRaise_ArePassedOver) {
@@ -494,23 +374,19 @@ TEST_F(AoiStreams, TagsAndMapsThatRaise_ArePassedOver) {
   script_.query = E_ACCESSDENIED;
   CComVariant tag(NewValue());
   EXPECT_EQ(aoi->put_Tag(tag), S_OK);
-  {
-    DebugCapture debug;
-    // The tag's type has been written, then the pixels follow.
-    EXPECT_EQ(SavedBy(aoi), std::string(kWordsHead) + "00" + std::string(kWordsText).substr(0, 46) +
-                                "0D 00 " + kFirstPlane + " " + kSecondPlane);
-    EXPECT_EQ(debug.Texts(), kNotSaved);
-    debug.Clear();
-    EXPECT_EQ(EstimateOf(aoi), 54u + 8);
-    EXPECT_THAT(debug.Texts(), ElementsAre("Aoi::GetMaxSize()->exception occured [(null)]\r\n"));
-  }
+  DebugCapture debug;
+  // The tag's type has been written, then the pixels follow.
+  EXPECT_EQ(SavedBy(aoi), std::string(kWordsHead) + "00" + std::string(kWordsText).substr(0, 46) +
+                              "0D 00 " + kFirstPlane + " " + kSecondPlane);
+  EXPECT_EQ(debug.Texts(), kNotSaved);
+  debug.Clear();
+  EXPECT_EQ(EstimateOf(aoi), 54u + 8);
+  EXPECT_THAT(debug.Texts(), ElementsAre("Aoi::GetMaxSize()->exception occured [(null)]\r\n"));
   script_.query = S_OK;
   tag = CComVariant();
   aoi->put_Tag(tag);
-  EXPECT_EQ(script_.objects, 0);
-
   // A class that nobody knows in the map's place ends the map, not the load.
-  DebugCapture debug;
+  debug.Clear();
   EXPECT_EQ(LoadFrom(aoi, Picture(false)), S_OK);
   EXPECT_EQ(debug.Texts(), kNotRead);
   debug.Clear();
@@ -522,20 +398,18 @@ TEST_F(AoiStreams, TagsAndMapsThatRaise_ArePassedOver) {
 }
 
 TEST_F(AoiStreams, Map_TravelsAndIsKeptIfItIsOne) {
+  constexpr CLSID kMap = CLSID_AttributeLongMapKLP;
   ComPtr<IUnknown> factory;
-  ASSERT_EQ(ModuleClient::Get().GetClassObject(CLSID_AttributeBstrMapKLP, IID_IUnknown,
-                                               factory.PutVoid()),
-            S_OK);
+  ASSERT_EQ(ModuleClient::Get().GetClassObject(kMap, IID_IUnknown, factory.PutVoid()), S_OK);
   DWORD cookie = 0;
-  ASSERT_EQ(CoRegisterClassObject(CLSID_AttributeBstrMapKLP, factory.Get(), CLSCTX_INPROC_SERVER,
-                                  REGCLS_MULTIPLEUSE, &cookie),
-            S_OK);
+  ASSERT_EQ(
+      CoRegisterClassObject(kMap, factory.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
+      S_OK);
   const auto aoi = NewWords();
   const ULONGLONG without = EstimateOf(aoi);
-  auto map = ModuleClient::Get().Create<IAttributeMapKLP>(CLSID_AttributeBstrMapKLP);
+  const auto map = ModuleClient::Get().Create<IAttributeMapKLP>(kMap);
   CComVariant key, value;
-  key.vt = VT_BSTR;
-  key.bstrVal = SysAllocString(OLESTR("k"));
+  key.vt = VT_INT;
   EXPECT_EQ(map->put_Value(key, Int4(6)), S_OK);
   aoi->put_AttributeMap(map.Get());
   ULARGE_INTEGER size{};
@@ -558,83 +432,24 @@ TEST_F(AoiStreams, Map_TravelsAndIsKeptIfItIsOne) {
   CoRevokeClassObject(cookie);
 }
 
-TEST_F(AoiStreams, PixelsMoveWithoutACopy) {
-  const auto aoi = Make(CLSID_LongAOIKLP);
-  const auto memory = NewStream();
-  FaultStream stream(memory.Get());
-  for (const auto& [flags, writes] :
-       {std::pair{MarshalRectangle, 19u + 3 * 200}, std::pair{MarshalBuffer, 22u + 3}}) {
-    ASSERT_EQ(aoi->CreatePlanes(3, 300, 200), S_OK);
-    aoi->put_MarshalFlags(flags);
-    aoi->put_Tag(Int4(5));
-    SeekTo(memory.Get(), 0);
-    stream.Reset();
-    const ULONG firstOfPixels = flags == MarshalBuffer ? 23 : 20;
-    // What changes right before its Write is written.
-    stream.onCall = [&] {
-      if (stream.Calls(StreamCall::kEvery) + 1 == firstOfPixels) aoi->Fill(77);
-    };
-    ASSERT_EQ(Persist(aoi)->Save(&stream, FALSE), S_OK);
-    EXPECT_EQ(stream.Calls(StreamCall::kEvery), writes);
-    // What a Read delivers is in the buffer before the next one.
-    const auto copy = Make(CLSID_LongAOIKLP);
-    SeekTo(memory.Get(), 0);
-    stream.Reset();
-    bool isThere = false;
-    stream.onCall = [&] {
-      double value = 0;
-      isThere |= stream.Calls(StreamCall::kEvery) == firstOfPixels &&
-                 copy->GetPixel(299, 199, &value) == S_OK && value == 77;
-    };
-    ASSERT_EQ(Persist(copy)->Load(&stream), S_OK);
-    EXPECT_TRUE(isThere);
-    EXPECT_EQ(stream.Calls(StreamCall::kEvery), firstOfPixels - 1 + 3) << "one for each plane";
-  }
-}
-
-// Streams that change the AOI in the middle of a call.
-TEST_F(AoiStreams, StreamsMayChangeTheAoiMeanwhile) {
-  const std::vector<std::function<void(IAoiKLP&)>> changes = {
-      [](IAoiKLP& aoi) { aoi.CreateImage(1, 1); }, [](IAoiKLP& aoi) { aoi.CreateImage(0, 0); },
-      [](IAoiKLP& aoi) { aoi.CreatePlanes(9, 200, 200); },
-      [](IAoiKLP& aoi) {
-        PutName(aoi, OLESTR("another name, longer than before"));
-        aoi.put_Tag(VARIANT{});
-        aoi.put_AttributeMap(nullptr);
-        aoi.put_MarshalFlags(MarshalBuffer);
-        aoi.SelectAll();
-      }};
-  for (const auto& change : changes) {
-    bool isOver = false;
-    for (ULONG call = 1; !isOver; ++call) {
+TEST_F(AoiStreams, StreamsMayTakeThePixelsAwayMeanwhile) {
+  for (const bool isBuffer : {false, true}) {
+    for (ULONG call = 1; call <= 25; ++call) {
       SCOPED_TRACE(call);
-      isOver = true;
-      for (const bool isBuffer : {false, true}) {
-        const auto aoi = NewWords(isBuffer ? MarshalBuffer : MarshalRectangle);
-        const auto run = [&](const std::string& hex, auto operation) {
-          const auto memory = NewStream(hex);
-          FaultStream stream(memory.Get());
-          stream.onCall = [&] {
-            if (stream.Calls(StreamCall::kEvery) + 1 == call) change(*aoi);
-          };
-          operation(stream);
-          isOver &= stream.Calls(StreamCall::kEvery) < call;
-          EXPECT_EQ(aoi->CreateImage(2, 2), S_OK);
+      const auto aoi = NewWords(isBuffer ? MarshalBuffer : MarshalRectangle);
+      for (const bool isLoad : {false, true}) {
+        FaultStream stream(NewStream(isLoad ? Picture(isBuffer) : "").Get());
+        stream.onCall = [&] {
+          if (stream.Calls(StreamCall::kEvery) + 1 == call) aoi->CreatePlanes(call % 3, 200, 1);
         };
         const auto persist = Persist(aoi);
-        run("", [&](IStream& stream) { EXPECT_EQ(persist->Save(&stream, FALSE), S_OK); });
-        for (const std::string& hex :
-             {Picture(isBuffer), kPlain512,
-              "0101 05000000 03000000 0000 0000 0500 0300 0000 0000 0100" + kPixels}) {
-          run(hex, [&](IStream& stream) { persist->Load(&stream); });
-        }
+        EXPECT_EQ(isLoad ? persist->Load(&stream) : persist->Save(&stream, FALSE), S_OK);
       }
     }
   }
 }
 
-// A long run of planes that are not there ends with the stream.
-TEST_F(AoiStreams, Load_StopsReadingWhereNothingComesAnyMore) {
+TEST_F(AoiStreams, Load_LongRunOfPlanes_EndsWithTheStream) {
   const std::string many =
       "0201 01000000 01000000 00000000 00000000 01000000 01000000 0000 0000 FF7F";
   for (const bool fails : {false, true}) {
@@ -649,16 +464,14 @@ TEST_F(AoiStreams, Load_StopsReadingWhereNothingComesAnyMore) {
 }
 
 TEST_F(AoiStreams, PrivateSlots_StandBehindTheTypedInterface) {
-  const auto aoi = NewWords();
-  const auto typed = aoi.As<IWordAOIKLP>();
-  LONG x = 0, y = 0, width = 0, height = 0;
-  EXPECT_EQ(CallSlot(typed.Get(), 70, &x, &y, &width, &height), S_OK);
-  EXPECT_THAT((std::vector<LONG>{x, y, width, height}), ElementsAre(1, 1, 2, 1));
+  const auto typed = NewWords().As<IWordAOIKLP>();
+  LONG n[4] = {};
+  EXPECT_EQ(CallSlot(typed.Get(), 70, &n[0], &n[1], &n[2], &n[3]), S_OK);
+  EXPECT_THAT(n, ElementsAre(1, 1, 2, 1));
   int slot = 71;
-  for (const char* version :
-       {"256_rect", "257_rect", "258_rect", "259_rect", "512_rect", "513_rect", "514_rect"}) {
+  for (const char* version : {"256", "257", "258", "259", "512", "513", "514"}) {
     ULONGLONG size = 0;
-    const auto stream = FileStream("word", version, &size);
+    const auto stream = FileStream("word", std::string(version) + "_rect", &size);
     SeekTo(stream.Get(), 2);
     EXPECT_EQ(CallSlot(typed.Get(), slot++, stream.Get()), S_OK);
     EXPECT_EQ(PositionOf(stream.Get()), size);

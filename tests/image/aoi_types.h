@@ -1,17 +1,22 @@
 // What the tests of the AOI classes share: one body over all eight classes, the states that an AOI
-// can be in, and what a call says, by its result and by the thread's error object.
+// can be in, the map that tests give to them, and what a call says, by its result and by the
+// thread's error object.
 #pragma once
 
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "interfaces/aoi.h"
 #include "interfaces/attribute.h"
+#include "tests/support/doubles.h"
 #include "tests/support/module_client.h"
+#include "tests/support/thread_error.h"
 
 namespace tests {
 
@@ -73,61 +78,31 @@ struct Said {
 };
 
 inline constexpr char kBefore[] = "from before the call";
-
 inline Said Plain(HRESULT result) { return {result, kBefore}; }
 
-inline const char* WordsOf(int number) {
-  switch (number) {
-    case 1106:
-      return "Rasteldata: Margins muessen groesser oder gleich null sein";
-    case 1113:
-      return "Rasteldata: Die uebergebenen Koordinaten sind kleiner null.";
-    case 1114:
-      return "Rasteldata: Dem AOI ist kein Bildpuffer zugeordnet.";
-    case 1115:
-      return "Rasteldata: AOI kann nicht erzeugt werden.";
-    case 1117:
-      return "Rasteldata: Clone kann nicht erzeugt werden.";
-    case 1118:
-      return "Rasteldata: SplitTiles nicht moeglich";
-    case 1119:
-      return "Rasteldata: AOI-Flaeche ist null.";
-    case 1129:
-      return "Rasteldata: Plane liegt ausserhalb des Bildpuffers";
-    default:
-      return "?";
-  }
-}
+inline const std::map<int, const char*> kWords = {
+    {1106, "Rasteldata: Margins muessen groesser oder gleich null sein"},
+    {1113, "Rasteldata: Die uebergebenen Koordinaten sind kleiner null."},
+    {1114, "Rasteldata: Dem AOI ist kein Bildpuffer zugeordnet."},
+    {1115, "Rasteldata: AOI kann nicht erzeugt werden."},
+    {1117, "Rasteldata: Clone kann nicht erzeugt werden."},
+    {1118, "Rasteldata: SplitTiles nicht moeglich"},
+    {1119, "Rasteldata: AOI-Flaeche ist null."},
+    {1129, "Rasteldata: Plane liegt ausserhalb des Bildpuffers"},
+};
 inline Said Reported(int number) {
-  return {platform::ResultCode(0x80040000u | static_cast<std::uint32_t>(number)), WordsOf(number)};
+  return {platform::ResultCode(0x80040000u | static_cast<std::uint32_t>(number)),
+          kWords.at(number)};
 }
 // Reported on the way, but not by the result.
-inline Said Swallowed(int number) { return {S_OK, WordsOf(number)}; }
-
-inline std::string TakeWords() {
-  ComPtr<IErrorInfo> error;
-  if (GetErrorInfo(0, error.Put()) != S_OK) return "no error object";
-  BSTR text = nullptr;
-  error->GetDescription(&text);
-  std::string words;
-  for (UINT i = 0; i < SysStringLen(text); ++i) words += static_cast<char>(text[i]);
-  SysFreeString(text);
-  return words;
-}
-
-inline void MarkThread() {
-  ComPtr<ICreateErrorInfo> error;
-  ASSERT_EQ(CreateErrorInfo(error.Put()), S_OK);
-  std::basic_string<OLECHAR> text(std::begin(kBefore), std::end(kBefore));
-  error->SetDescription(text.data());
-  SetErrorInfo(0, error.As<IErrorInfo>().Get());
-}
+inline Said Swallowed(int number) { return {S_OK, kWords.at(number)}; }
 
 template <class Call>
 Said Ask(const Call& call) {
-  MarkThread();
+  PutErrorText(OLESTR("from before the call"));
   const HRESULT result = call();
-  return {result, TakeWords()};
+  const auto text = TakeErrorText().value_or(OLESTR("no error text"));
+  return {result, std::string(text.begin(), text.end())};
 }
 
 // The value of a getter that succeeds. It starts as -99, which none of the tests expects.
@@ -206,35 +181,71 @@ ComPtr<typename Type::I> NewAoiIn(State state) {
   return aoi;
 }
 
-template <class Type>
-double PixelOf(typename Type::I& aoi, LONG x, LONG y) {
+template <class I>
+double PixelOf(I& aoi, LONG x, LONG y) {
   double value = -99;
   EXPECT_EQ(aoi.GetPixel(x, y, &value), S_OK) << "at " << x << ", " << y;
   return value;
 }
 
 // Row by row, the pixels from (left, top) on in rectangle coordinates.
-template <class Type>
-std::vector<double> PixelsOf(typename Type::I& aoi, LONG left, LONG top, LONG width, LONG height) {
+template <class I>
+std::vector<double> PixelsOf(I& aoi, LONG left, LONG top, LONG width, LONG height) {
   std::vector<double> pixels;
-  for (LONG y = top; y < top + height; ++y) {
-    for (LONG x = left; x < left + width; ++x) pixels.push_back(PixelOf<Type>(aoi, x, y));
+  for (LONG i = 0; i < width * height; ++i) {
+    pixels.push_back(PixelOf(aoi, left + i % width, top + i / width));
   }
   return pixels;
 }
 
 // An outer object around an AOI.
-struct AoiOuter final : IUnknown {
+struct AoiOuter final : Double<IUnknown> {
+  AoiOuter() { references = 1; }
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    if (!IsEqualIID(iid, IID_IUnknown)) return inner->QueryInterface(iid, out);
-    AddRef();
-    *out = this;
+    const bool isOwn = IsEqualIID(iid, IID_IUnknown);
+    return isOwn ? Double::QueryInterface(iid, out) : inner->QueryInterface(iid, out);
+  }
+  ComPtr<IUnknown> inner;
+};
+
+// A map in name only, which counts its references and can be told what to do when it goes or is
+// asked for its dispatch interface or a clone.
+class MapDouble final : public WithoutMembers<Double<IAttributeMapKLP>> {
+ public:
+  HRESULT dispatchResult = S_OK;
+  std::function<void()> onRelease;
+  std::function<void()> onClone;
+  IAttributeMapKLP* clone = nullptr;
+
+  MapDouble() { references = 1; }
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    const bool isDispatch = IsEqualIID(iid, IID_IDispatch);
+    if (isDispatch && FAILED(dispatchResult)) return *out = nullptr, dispatchResult;
+    return Double::QueryInterface(isDispatch ? IID_IUnknown : iid, out);
+  }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = Double::Release();
+    if (onRelease) onRelease();
+    return left;
+  }
+  STDMETHODIMP get_Keys(SAFEARRAY**) override { return E_NOTIMPL; }
+  STDMETHODIMP put_Value(VARIANT, VARIANT) override { return E_NOTIMPL; }
+  STDMETHODIMP get_Value(VARIANT, VARIANT*) override { return E_NOTIMPL; }
+  STDMETHODIMP Remove(VARIANT) override { return E_NOTIMPL; }
+  STDMETHODIMP Exists(VARIANT, VARIANT_BOOL*) override { return E_NOTIMPL; }
+  STDMETHODIMP Clear() override { return E_NOTIMPL; }
+  STDMETHODIMP put_OverrideMode(VARIANT_BOOL) override { return E_NOTIMPL; }
+  STDMETHODIMP get_OverrideMode(VARIANT_BOOL*) override { return E_NOTIMPL; }
+  STDMETHODIMP get_KeyKind(KeyKindKLP*) override { return E_NOTIMPL; }
+  STDMETHODIMP get_Count(LONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP Clone(IAttributeMapKLP** out) override {
+    if (onClone) onClone();
+    if (!clone) return E_NOTIMPL;
+    *out = clone;
+    clone->AddRef();
     return S_OK;
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
-  STDMETHODIMP_(ULONG) Release() override { return --references; }
-  ULONG references = 1;
-  ComPtr<IUnknown> inner;
+  STDMETHODIMP GetEnumerator(IEnumAttributeEntryKLP**) override { return E_NOTIMPL; }
 };
 
 // No object of the module outlives a test.
