@@ -173,7 +173,8 @@ TEST_F(Registry, HandleOfDeletedKey_StaysDeleted) {
 }
 
 TEST_F(Registry, BadHandlesAndArguments_AreRefused) {
-  Key test(HKEY_CLASSES_ROOT, kTestKey, REG_CREATED_NEW_KEY);
+  Key test(HKEY_CLASSES_ROOT, kTestKey, REG_CREATED_NEW_KEY), below;
+  EXPECT_EQ(below.Open(test, OLESTR("\\One")), ERROR_BAD_PATHNAME);
   DWORD bytes = 4, reserved = 0;
   BYTE data[4] = {};
   HKEY out = nullptr;

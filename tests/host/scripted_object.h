@@ -27,7 +27,7 @@ struct Script {
   HRESULT getUnmarshalClass = S_OK, marshal = S_OK;
   HRESULT unmarshal = S_OK, releaseData = S_OK;
   CLSID classId = kScriptedClass;
-  bool hasPersistStream = true, hasMarshal = true;
+  bool hasMarshal = true;
   DWORD claimedBytes = 6;
   // UnmarshalInterface says S_OK without an object.
   bool liesWithNull = false;
@@ -44,15 +44,6 @@ struct Script {
     calls += call;
     return result;
   }
-  HRESULT Log(const char* call, HRESULT result, REFIID asked, void* pointer, DWORD inContext,
-              void* data, DWORD withFlags) {
-    iid = asked;
-    object = pointer;
-    context = inContext;
-    contextData = data;
-    flags = withFlags;
-    return Log(call, result);
-  }
 };
 
 class ScriptedObject final : public Double<IPersistStream, IMarshal> {
@@ -62,7 +53,6 @@ class ScriptedObject final : public Double<IPersistStream, IMarshal> {
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     *out = nullptr;
     if (IsEqualIID(iid, IID_IMarshal) && !script_.hasMarshal) return E_NOINTERFACE;
-    if (IsEqualIID(iid, IID_IPersistStream) && !script_.hasPersistStream) return E_NOINTERFACE;
     return Double::QueryInterface(IsEqualIID(iid, kScriptedInterface) ? IID_IUnknown : iid, out);
   }
   STDMETHODIMP_(ULONG) Release() override {
@@ -86,22 +76,23 @@ class ScriptedObject final : public Double<IPersistStream, IMarshal> {
   }
   STDMETHODIMP GetSizeMax(ULARGE_INTEGER*) override { return script_.Log("GetSizeMax", S_OK); }
 
-  STDMETHODIMP GetUnmarshalClass(REFIID iid, void* object, DWORD context, void* contextData,
-                                 DWORD flags, CLSID* classId) override {
+  STDMETHODIMP GetUnmarshalClass(REFIID, void*, DWORD, void*, DWORD, CLSID* classId) override {
     *classId = script_.classId;
-    return script_.Log("GetUnmarshalClass", script_.getUnmarshalClass, iid, object, context,
-                       contextData, flags);
+    return script_.Log("GetUnmarshalClass", script_.getUnmarshalClass);
   }
-  STDMETHODIMP GetMarshalSizeMax(REFIID iid, void* object, DWORD context, void* contextData,
-                                 DWORD flags, DWORD* bytes) override {
+  STDMETHODIMP GetMarshalSizeMax(REFIID, void*, DWORD, void*, DWORD, DWORD* bytes) override {
     *bytes = script_.claimedBytes;
-    return script_.Log("GetMarshalSizeMax", S_OK, iid, object, context, contextData, flags);
+    return script_.Log("GetMarshalSizeMax", S_OK);
   }
   STDMETHODIMP MarshalInterface(IStream* stream, REFIID iid, void* object, DWORD context,
                                 void* contextData, DWORD flags) override {
+    script_.iid = iid;
+    script_.object = object;
+    script_.context = context;
+    script_.contextData = contextData;
+    script_.flags = flags;
     if (SUCCEEDED(script_.marshal)) WriteData(stream);
-    return script_.Log("MarshalInterface", script_.marshal, iid, object, context, contextData,
-                       flags);
+    return script_.Log("MarshalInterface", script_.marshal);
   }
   STDMETHODIMP UnmarshalInterface(IStream* stream, REFIID iid, void** out) override {
     script_.iid = iid;
