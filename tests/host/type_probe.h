@@ -1,4 +1,4 @@
-// An interface with every kind of member that a type library describes.
+// An interface with the kinds of members that a late-bound call tells apart.
 #pragma once
 
 #include "platform/interface_id.h"
