@@ -283,16 +283,12 @@ TEST_F(AoiGeometry, IsSameSize_ComparesAcrossPixelTypes) {
   const auto other = NewAoi<DoubleAoi>().As<IAoiKLP>();
   byte->CreateImage(4, 3);
   other->CreateImage(9, 9);
-  const struct {
-    LONG width, height;
-    HRESULT result;
-  } kRows[] = {{4, 3, S_OK}, {4, 2, S_FALSE}, {5, 3, S_FALSE}};
-  for (const auto& row : kRows) {
-    other->ResizeTo(row.width, row.height);
+  for (const auto& [width, height, expected] : {std::array{4, 3, 1}, {4, 2, 0}, {5, 3, 0}}) {
+    other->ResizeTo(width, height);
     LONG same = 7, back = 7;
-    EXPECT_EQ(byte->IsSameSize(other.Get(), &same), row.result);
-    EXPECT_EQ(other->IsSameSize(byte.Get(), &back), row.result);
-    EXPECT_TRUE(same == back && same == (row.result == S_OK ? 1 : 0));
+    EXPECT_EQ(byte->IsSameSize(other.Get(), &same), expected ? S_OK : S_FALSE);
+    EXPECT_EQ(other->IsSameSize(byte.Get(), &back), expected ? S_OK : S_FALSE);
+    EXPECT_TRUE(same == expected && back == expected);
   }
 }
 

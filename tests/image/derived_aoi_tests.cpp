@@ -98,7 +98,6 @@ TEST_F(DerivedAois, States_WithoutPixelsAreToldApart) {
     ComPtr<I> out;
     EXPECT_EQ(Ask([&] { return aoi->Duplicate(out.Put()); }), row.duplicate);
     EXPECT_EQ(RectOf(*out), row.copied);
-    const bool isStale = row.state == State::kStale;
     I* tiles[2] = {};
     EXPECT_EQ(Ask([&] { return aoi->SplitTiles(2, 1, tiles); }), row.tiles);
     for (I* tile : tiles) {
@@ -107,7 +106,7 @@ TEST_F(DerivedAois, States_WithoutPixelsAreToldApart) {
     }
     I* part = nullptr;
     EXPECT_EQ(Ask([&] { return aoi->SplitWidth(&part); }), row.split);
-    if (isStale) part->Release();
+    if (row.state == State::kStale) part->Release();
   }
 }
 
@@ -190,7 +189,6 @@ TEST_F(DerivedAois, Duplicate_CopiesTheActivePlane) {
     // The negative margins that SelectAll leaves move the rows to the left.
     const std::vector<double> whole = {12, 13, 14, 15, 16, 17, 22, 23, 24, 25, 26, 27,
                                        32, 33, 34, 35, 36, 37, 42, 43, 44, 45, 46, 47};
-    const std::vector<double> inside = {11, 12, 13, 21, 22, 23};
     const struct {
       LONG bufferMargin, planes, margin;
       Rectangle corners;  // empty: everything
@@ -198,7 +196,13 @@ TEST_F(DerivedAois, Duplicate_CopiesTheActivePlane) {
       std::vector<LONG> geometry;
       std::vector<double> pixels;
     } kRows[] = {
-        {0, 3, 0, {1, 1, 3, 2}, MarshalRectangle, {0, 0, 3, 2, 0, 0, 3, 2, 1, 0, 0}, inside},
+        {0,
+         3,
+         0,
+         {1, 1, 3, 2},
+         MarshalRectangle,
+         {0, 0, 3, 2, 0, 0, 3, 2, 1, 0, 0},
+         {11, 12, 13, 21, 22, 23}},
         {1, 1, 1, {1, 1, 2, 2}, MarshalRectangle, {1, 1, 2, 2, 1, 1, 4, 4, 1, 0, 0}, margins},
         {1, 1, 0, {}, MarshalRectangle, {0, 0, 6, 4, 0, 0, 6, 4, 1, 0, 0}, whole},
         {1, 2, 1, {1, 1, 3, 2}, MarshalBuffer, {1, 1, 3, 2, 0, 0, 6, 4, 1, 0, 0}, whole},
