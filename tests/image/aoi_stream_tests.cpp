@@ -428,6 +428,40 @@ TEST_F(AoiStreams, Map_TravelsAndIsKeptIfItIsOne) {
   CoRevokeClassObject(cookie);
 }
 
+TEST_F(AoiStreams, PixelsMoveWithoutACopy) {
+  const auto aoi = Make(CLSID_LongAOIKLP);
+  const auto memory = NewStream();
+  FaultStream stream(memory.Get());
+  for (const auto& [flags, writes] :
+       {std::pair{MarshalRectangle, 19u + 3 * 200}, std::pair{MarshalBuffer, 22u + 3}}) {
+    ASSERT_EQ(aoi->CreatePlanes(3, 300, 200), S_OK);
+    aoi->put_MarshalFlags(flags);
+    aoi->put_Tag(Int4(5));
+    SeekTo(memory.Get(), 0);
+    stream.Reset();
+    const ULONG firstOfPixels = flags == MarshalBuffer ? 23 : 20;
+    // What changes right before its Write is written.
+    stream.onCall = [&] {
+      if (stream.Calls(StreamCall::kEvery) + 1 == firstOfPixels) aoi->Fill(77);
+    };
+    ASSERT_EQ(Persist(aoi)->Save(&stream, FALSE), S_OK);
+    EXPECT_EQ(stream.Calls(StreamCall::kEvery), writes);
+    // What a Read delivers is in the buffer before the next one.
+    const auto copy = Make(CLSID_LongAOIKLP);
+    SeekTo(memory.Get(), 0);
+    stream.Reset();
+    bool isThere = false;
+    stream.onCall = [&] {
+      double value = 0;
+      isThere |= stream.Calls(StreamCall::kEvery) == firstOfPixels &&
+                 copy->GetPixel(299, 199, &value) == S_OK && value == 77;
+    };
+    ASSERT_EQ(Persist(copy)->Load(&stream), S_OK);
+    EXPECT_TRUE(isThere);
+    EXPECT_EQ(stream.Calls(StreamCall::kEvery), firstOfPixels - 1 + 3) << "one for each plane";
+  }
+}
+
 TEST_F(AoiStreams, StreamsMayTakeThePixelsAwayMeanwhile) {
   for (const bool isBuffer : {false, true}) {
     for (ULONG call = 1; call <= 25; ++call) {

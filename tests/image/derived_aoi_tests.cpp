@@ -167,6 +167,18 @@ TEST_F(DerivedAois, SplitTiles_CoverTheRectangleAndShareItsPixels) {
     EXPECT_EQ(tiles[i]->Release(), 0u);
   }
   EXPECT_THAT(RectOf(*aoi), ElementsAre(5, 5, 10, 7));
+
+  const auto square = NewPicture<WordAoi>(100, 100, 0);
+  std::uint16_t* first = nullptr;
+  square->GetPointer(&first);
+  IWordAOIKLP* hundred[100] = {};
+  ASSERT_EQ(square->SplitTiles(10, 10, hundred), S_OK);
+  for (int i = 0; i < 100; ++i) {
+    std::uint16_t* pixels = nullptr;
+    EXPECT_EQ(hundred[i]->GetPointer(&pixels), S_OK);
+    EXPECT_EQ(pixels - first, i / 10 * 1000 + i % 10 * 10) << "the same pixels, not moved";
+    EXPECT_EQ(hundred[i]->Release(), 0u);
+  }
 }
 
 // What a duplicate with a margin of 1 in a stored picture of 8 by 6 pixels holds. The margins of a
