@@ -7,19 +7,35 @@
 namespace rastel {
 
 template <class Number>
-bool NumberKeys<Number>::IsSame(Number stored, Number sought) noexcept {
+bool KeyKind<Number>::IsSame(Number stored, Number sought) noexcept {
   return std::memcmp(&stored, &sought, sizeof(Number)) == 0;
 }
 
 template <class Number>
-void NumberKeys<Number>::Write(IStream* stream, Number stored) {
+Number KeyKind<Number>::FromVariant(const VARIANT& key) {
+  if (key.vt != Row::kDemandedType) throw TextException(Row::kWrongType);
+  Number number{};
+  std::memcpy(&number, &key.llVal, sizeof(number));
+  return number;
+}
+
+template <class Number>
+VARIANT KeyKind<Number>::ToVariant(Number stored) noexcept {
+  VARIANT key{};
+  key.vt = Row::kGivenType;
+  std::memcpy(&key.llVal, &stored, sizeof(stored));
+  return key;
+}
+
+template <class Number>
+void KeyKind<Number>::Write(IStream* stream, Number stored) {
   ULONG written = 0;
   stream->Write(&stored, sizeof(stored), &written);
   if (written != sizeof(stored)) throw TextException("can't write the key!!");
 }
 
 template <class Number>
-Number NumberKeys<Number>::Read(IStream* stream) {
+Number KeyKind<Number>::Read(IStream* stream) {
   Number key{};
   ULONG delivered = 0;
   stream->Read(&key, sizeof(key), &delivered);
@@ -27,8 +43,8 @@ Number NumberKeys<Number>::Read(IStream* stream) {
   return key;
 }
 
-template struct NumberKeys<LONG>;
-template struct NumberKeys<DOUBLE>;
+template struct KeyKind<LONG>;
+template struct KeyKind<DOUBLE>;
 
 BSTR KeyKind<BSTR>::ToElement(const _bstr_t& stored) {
   const BSTR text = SysAllocString(stored.Wide());

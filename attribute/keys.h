@@ -17,11 +17,27 @@
 
 namespace rastel {
 
-template <class Key>
-struct KeyKind;
+// The row of a number type: what its VARIANTs are, and the words for a generic key of another type.
+template <class Number>
+struct NumberKeyRow;
+template <>
+struct NumberKeyRow<LONG> {
+  static constexpr KeyKindKLP kCode = KeyKindLong;
+  static constexpr VARTYPE kDemandedType = VT_INT;
+  static constexpr VARTYPE kGivenType = VT_I4;
+  static constexpr char kWrongType[] = "invalid key type. expected VT_INT";
+};
+template <>
+struct NumberKeyRow<DOUBLE> {
+  static constexpr KeyKindKLP kCode = KeyKindDouble;
+  static constexpr VARTYPE kDemandedType = VT_R8;
+  static constexpr VARTYPE kGivenType = VT_R8;
+  static constexpr char kWrongType[] = "invalid key type. expected VT_R8";
+};
 
 template <class Number>
-struct NumberKeys {
+struct KeyKind : NumberKeyRow<Number> {
+  using Row = NumberKeyRow<Number>;
   using Stored = Number;
   // What a look-up compares with.
   using Sought = Number;
@@ -35,6 +51,9 @@ struct NumberKeys {
   static Stored Form(Number key) noexcept { return key; }
   // Whether an equal key is stored in the very same form.
   static bool IsSame(Number stored, Number sought) noexcept;
+  // The content of a generic key. Another type raises std::exception with the words for clients.
+  static Number FromVariant(const VARIANT& key);
+  static VARIANT ToVariant(Number stored) noexcept;
   // For the typed array of keys.
   static Number ToElement(Number stored) noexcept { return stored; }
 
@@ -46,43 +65,8 @@ struct NumberKeys {
   static ULONGLONG CountedBytes(Number) noexcept { return sizeof(Number); }
 };
 
-extern template struct NumberKeys<LONG>;
-extern template struct NumberKeys<DOUBLE>;
-
-template <>
-struct KeyKind<LONG> : NumberKeys<LONG> {
-  static constexpr KeyKindKLP kCode = KeyKindLong;
-  static constexpr VARTYPE kGivenType = VT_I4;
-
-  // The content of a generic key. Another type raises std::exception with the words for clients.
-  static LONG FromVariant(const VARIANT& key) {
-    if (key.vt != VT_INT) throw TextException("invalid key type. expected VT_INT");
-    return key.intVal;
-  }
-  static VARIANT ToVariant(LONG stored) noexcept {
-    VARIANT key{};
-    key.vt = kGivenType;
-    key.lVal = stored;
-    return key;
-  }
-};
-
-template <>
-struct KeyKind<DOUBLE> : NumberKeys<DOUBLE> {
-  static constexpr KeyKindKLP kCode = KeyKindDouble;
-  static constexpr VARTYPE kGivenType = VT_R8;
-
-  static DOUBLE FromVariant(const VARIANT& key) {
-    if (key.vt != VT_R8) throw TextException("invalid key type. expected VT_R8");
-    return key.dblVal;
-  }
-  static VARIANT ToVariant(DOUBLE stored) noexcept {
-    VARIANT key{};
-    key.vt = kGivenType;
-    key.dblVal = stored;
-    return key;
-  }
-};
+extern template struct KeyKind<LONG>;
+extern template struct KeyKind<DOUBLE>;
 
 template <>
 struct KeyKind<BSTR> {
