@@ -313,6 +313,8 @@ int Run(int argc, char** argv) {
       "Registers the module, tells what is in the streams of its objects, and turns pictures into "
       "AOIs and back.",
       "rastel");
+  // A path may start with a slash on either host.
+  app.allow_windows_style_options(false);
   app.require_subcommand(1);
   app.footer(
       "Exit code: 0 done, the file is whole; 1 it is broken, cannot be read or cannot be "
