@@ -29,5 +29,5 @@ cmake/run-wine.sh "$windows/bin/rastel.exe" unregister >/dev/null
 
 diff <(sed "s,$work/native,OUT,g" "$work/native.txt") <(sed "s,$work/wine,OUT,g" "$work/wine.txt")
 diff -r "$work/native" "$work/wine"
-echo "$(ls "$work/native" | wc -l) pictures and the report are the same on both hosts"
+echo "$(ls "$work/native" | wc -l) files and the report are the same on both hosts"
 echo "$(ls "$work/aois_native" | wc -l) AOI files are the same, and each host reads the other's"
