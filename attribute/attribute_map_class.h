@@ -39,10 +39,8 @@ class CAttributeMapCoImpl
   HRESULT FinalConstruct(IUnknown* controllingUnknown) noexcept {
     return this->CreateMarshaler(controllingUnknown);
   }
-  void FinalRelease() noexcept {
-    this->ReleaseMarshaler();
-    this->ReleaseValues();
-  }
+  void FinalRelease() noexcept { this->ReleaseMarshaler(); }
+  void ReleaseContent() noexcept { this->ReleaseValues(); }
 
   void Lock() override { Root::Lock(); }
   void Unlock() override { Root::Unlock(); }

@@ -61,9 +61,10 @@ class CAttributeEntryImpl
   HRESULT FinalConstruct(IUnknown* controllingUnknown) noexcept {
     return CreateMarshaler(controllingUnknown);
   }
-  void FinalRelease() noexcept {
-    ReleaseMarshaler();
-    if (m_Owner) m_Owner->Release();
+  void FinalRelease() noexcept { ReleaseMarshaler(); }
+  void ReleaseContent() noexcept {
+    if (IAttributeMapKLP* const owner = std::exchange(m_Owner, nullptr)) owner->Release();
+    m_Key = _variant_t();
   }
 
   // It names the map's interface too, although it does not answer it.

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "frame/debug_texts.h"
-#include "frame/variants.h"
 
 namespace rastel {
 namespace {
@@ -49,12 +48,14 @@ AoiState::AoiState(SiblingOf sibling)
   CopyForSibling(sibling.source);
 }
 
-AoiState::~AoiState() {
-  // Each member is empty before what it held goes: a release may call back.
-  image.Reset();
-  attributeMap.Reset();
-  VARIANT value = std::exchange(tag, VARIANT{});
-  VariantClear(&value);
+void AoiState::ReleaseContent() noexcept {
+  while (image || attributeMap || tag.vt != VT_EMPTY) {
+    // Each member is empty before what it held goes.
+    image.Reset();
+    attributeMap.Reset();
+    tag = _variant_t();
+  }
+  name.Release();
 }
 
 HRESULT AoiState::CreateImage(LONG width, LONG height, Contents contents) {

@@ -16,6 +16,7 @@
 
 #include "frame/bstr.h"
 #include "frame/reports.h"
+#include "frame/variants.h"
 #include "image/com_image.h"
 #include "image/plane_mask.h"
 #include "interfaces/attribute.h"
@@ -44,7 +45,10 @@ class AoiState {
   explicit AoiState(SiblingOf sibling);
   AoiState(const AoiState&) = delete;
   AoiState& operator=(const AoiState&) = delete;
-  ~AoiState();
+
+  // Lets go of buffer, map, tag and name, in this order. An object among them may come back and put
+  // another: that goes as well.
+  void ReleaseContent() noexcept;
 
   // Binding. `pixels` is a buffer's or a client's memory of the pixel type. Raise std::bad_alloc
   // when memory cannot be had, std::length_error for a negative number of planes.
@@ -134,7 +138,7 @@ class AoiState {
   LONG bufferWidth = 0;   // the buffer's stored row, margins included
   LONG bufferHeight = 0;  // the buffer's stored rows in a plane, margins included
   _bstr_t name;
-  VARIANT tag{};
+  _variant_t tag;
   platform::ComPtr<IDispatch> attributeMap;
   platform::ComPtr<ComImageBase> image;
   ElementTypeKLP elementType;

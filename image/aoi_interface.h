@@ -365,6 +365,8 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
     ownTables_[aggregated].store(TableOf(static_cast<ITyped*>(this)), std::memory_order_relaxed);
   }
 
+  AoiState state_;
+
  private:
   using Derived = DerivedAois<Class, ITyped, Image_t>;
   friend Derived;
@@ -434,8 +436,6 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
   }
 
   static inline std::atomic<const void*> ownTables_[2];
-
-  AoiState state_;
 };
 
 // The coclass. Its template arguments are its row: pixel type, pixel type of pointer parameters,
@@ -477,6 +477,7 @@ class CCoRastelAoi
     return CreateMarshaler(controllingUnknown);
   }
   void FinalRelease() noexcept { ReleaseMarshaler(); }
+  void ReleaseContent() noexcept { this->state_.ReleaseContent(); }
 };
 
 }  // namespace rastel

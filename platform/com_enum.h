@@ -131,7 +131,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
     return result;
   }
 
-  void FinalRelease() noexcept {
+  void ReleaseContent() noexcept {
     EndArray();
     holder_.Reset();
   }

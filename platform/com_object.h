@@ -5,12 +5,18 @@
 // - derives from CComObjectRootEx first, so that its critical section goes last,
 // - has `static QueryTable GetQueryTable()`,
 // - may have `HRESULT FinalConstruct(IUnknown* controllingUnknown)`, run before anybody sees the
-//   object, with the unknown that an inner object aggregates on, and `void FinalRelease()`, run at
-//   destruction while all members still stand,
+//   object, with the unknown that an inner object aggregates on, and for its end `FinalRelease()`
+//   and `ReleaseContent()`, see below,
 // - leaves QueryInterface, AddRef and Release to the wrapper.
 //
 // A class whose inner objects count on it while it is being made sets kProtectFinalConstruct: the
 // plain wrapper then holds a temporary reference meanwhile. The aggregated one never does.
+//
+// An object ends in this order: the count becomes the guard value, FinalRelease lets go what
+// belongs to the object itself, the module's count goes down, ReleaseContent empties the object of
+// what clients put into it, and then it is destroyed. Objects in the content may come back with any
+// call in their own last Release, so it must be gone while the tables of the whole object still
+// stand; what they put in meanwhile goes as well.
 #pragma once
 
 #include <new>
@@ -40,6 +46,7 @@ class CComObjectRootEx {
   HRESULT InitialConstruct() noexcept { return section_.Init(); }
   HRESULT FinalConstruct(IUnknown*) noexcept { return S_OK; }
   void FinalRelease() noexcept {}
+  void ReleaseContent() noexcept {}
 
   // The object's own re-entrant lock.
   void Lock() noexcept { section_.Lock(); }
@@ -137,6 +144,7 @@ class CComObject final : public Base {
     this->GuardDestruction();
     this->FinalRelease();
     UnlockModule();
+    this->ReleaseContent();
   }
 
  private:
@@ -148,7 +156,7 @@ class CComObject final : public Base {
 template <class Base>
 class CComContainedObject final : public Base {
  public:
-  explicit CComContainedObject(IUnknown* outer) noexcept : outer_(outer) {}
+  explicit CComContainedObject(IUnknown* outer) : outer_(outer) {}
 
   HRESULT InnerQueryInterface(REFIID iid, void** out) noexcept {
     return InternalQueryInterface(static_cast<Base*>(this), Base::GetQueryTable(), iid, out);
@@ -209,6 +217,7 @@ class CComAggObject final : public IUnknown {
     references_.store(kDestructionGuard, std::memory_order_relaxed);
     contained_.FinalRelease();
     UnlockModule();
+    contained_.ReleaseContent();
   }
 
   std::atomic<ULONG> references_{0};

@@ -154,6 +154,16 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
     return Guarded(*ClassId, std::forward<Body>(body));
   }
 
+  // At the end of the vector, which still stands then: objects in values may come back to it.
+  void ReleaseValues() noexcept {
+    while (m_Elements.Count() > 0 || state_.m_ElementTags.Count() > 0) {
+      DisplacedVariants oldElements;
+      DisplacedVariants oldTags;
+      m_Elements.Resize(0, oldElements);
+      state_.m_ElementTags.Resize(0, oldTags);
+    }
+  }
+
  private:
   using Special::m_Elements;
   using Special::state_;
@@ -256,6 +266,7 @@ class CCoRastelVector
     return CreateMarshaler(controllingUnknown);
   }
   void FinalRelease() noexcept { ReleaseMarshaler(); }
+  void ReleaseContent() noexcept { this->ReleaseValues(); }
 };
 
 }  // namespace rastel
