@@ -1,0 +1,140 @@
+#!/usr/bin/env python3
+"""Tells what the tests notice: changes one line at a time that some test runs, builds, runs the tests.
+
+    scripts/coverage.sh && scripts/mutants.py [--count 300] [--seed 1] [--jobs 2] [--only FOLDER]
+
+A change that every test passes is a fault that nobody would see. Caught and missed ones are counted
+per folder, and the missed ones listed; scripts/equal_mutants.txt holds those that change nothing a
+client could see, each with its reason, and they do not count. For whoever changes tests: before and
+after, with the same seed. The same seed draws the same lines as long as the files are the same.
+"""
+import argparse
+import collections
+import concurrent.futures
+import json
+import pathlib
+import queue
+import random
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+WORK = ROOT / "build" / "mutants"
+
+# Pattern and what takes its place; the formatter sets blanks around relations, not in templates.
+SWAPS = [(r" < ", " <= "), (r" <= ", " < "), (r" > ", " >= "), (r" >= ", " > "), (r" == ", " != "),
+         (r" != ", " == "), (r" && ", " || "), (r" \|\| ", " && "), (r" \+ ", " - "), (r" - ", " + "),
+         (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\bS_OK\b", "S_FALSE"),
+         (r"\bS_FALSE\b", "S_OK"), (r"\b(E|DISP_E|STG_E)_[A-Z]+\b", "E_UNEXPECTED"),
+         (r"\bFAILED\(", "SUCCEEDED("), (r"\bSUCCEEDED\(", "FAILED("), (r"\(!(?=\w)", "("),
+         (r"(?<![\w.])(\d+)(?![\w.])", lambda m: str(int(m[1]) + 1))]
+CALL = re.compile(r"^\s+(?!return|throw|using|delete|co_)[\w:.>\-]+\([^{}]*\);$")
+CHECK = re.compile(r"^\s+if \(.*\) (return|break|continue)\b.*;$")
+
+
+def changes_of(line):
+    """The lines that may stand in this one's place."""
+    code = line.split("//")[0].rstrip()
+    if not code or '"' in code or code.lstrip().startswith(("#", "static_assert", "template", "case")):
+        return
+    for pattern, replacement in SWAPS:
+        for match in re.finditer(pattern, code):
+            changed = match.expand(replacement) if isinstance(replacement, str) else replacement(match)
+            yield code[:match.start()] + changed + code[match.end():]
+    if CALL.match(code) or CHECK.match(code):
+        yield ";"
+
+
+def candidates(only):
+    covered = json.loads((ROOT / "build/coverage/lines.json").read_text())
+    for file in covered["files"]:
+        name = file["file"]
+        if only and not name.startswith(only):
+            continue
+        text = (ROOT / name).read_text().splitlines()
+        for line in file["lines"]:
+            number = line["line_number"]
+            if line["count"]:
+                for changed in changes_of(text[number - 1]):
+                    yield name, number, text[number - 1], changed
+
+
+def run(*command, seconds, cwd):
+    try:
+        return subprocess.run(command, cwd=cwd, timeout=seconds, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
+
+
+def make_tree(index):
+    """A copy of the tree with a build of its own, without sanitizers and optimisation."""
+    tree = WORK / str(index)
+    tree.mkdir(parents=True, exist_ok=True)
+    files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, stdout=subprocess.PIPE, check=True)
+    subprocess.run(["rsync", "-a", "--from0", "--files-from=-", f"{ROOT}/", f"{tree}/"],
+                   input=files.stdout, check=True)
+    subprocess.run(["cmake", "-S", ".", "-B", "build", "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                    "-DCMAKE_CXX_FLAGS=-O0 -g0 -w"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["ninja", "-C", "build"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
+    if not passes(tree):
+        sys.exit("The tests fail as they are: nothing can be told from them.")
+    return tree
+
+
+def passes(tree):
+    return run("ctest", "--test-dir", "build", "--stop-on-failure", "--timeout", "60", "-E",
+               "^stream_fuzz$", seconds=300, cwd=tree)
+
+
+def try_one(trees, mutant):
+    name, number, original, changed = mutant
+    tree = trees.get()
+    path = tree / name
+    text = path.read_text()
+    lines = text.splitlines(keepends=True)
+    lines[number - 1] = changed + "\n"
+    path.write_text("".join(lines))
+    try:
+        if not run("ninja", "-C", "build", "-j1", seconds=600, cwd=tree):
+            return mutant, "does not build"
+        return mutant, "missed" if passes(tree) else "caught"
+    finally:
+        path.write_text(text)
+        trees.put(tree)
+
+
+def main():
+    options = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    options.add_argument("--count", type=int, default=300)
+    options.add_argument("--seed", type=int, default=1)
+    options.add_argument("--jobs", type=int, default=2)
+    options.add_argument("--only", default="", help="a folder")
+    arguments = options.parse_args()
+
+    known = (ROOT / "scripts/equal_mutants.txt").read_text() if (
+        ROOT / "scripts/equal_mutants.txt").exists() else ""
+    pool = sorted(set(candidates(arguments.only)))
+    drawn = random.Random(arguments.seed).sample(pool, min(arguments.count, len(pool)))
+    trees = queue.Queue()
+    for index in range(arguments.jobs):
+        trees.put(make_tree(index))
+    tally = collections.defaultdict(collections.Counter)
+    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as workers:
+        for mutant, outcome in workers.map(lambda mutant: try_one(trees, mutant), drawn):
+            name, number, original, changed = mutant
+            row = f"{name}: {original.strip()} -> {changed.strip()}"
+            if outcome == "missed" and row in known:
+                outcome = "equal"
+            tally[name.split("/")[0]][outcome] += 1
+            if outcome == "missed":
+                print(f"missed {name}:{number}: {original.strip()} -> {changed.strip()}", flush=True)
+    for folder, counts in sorted(tally.items()) + [("all", sum(tally.values(), collections.Counter()))]:
+        real = counts["caught"] + counts["missed"]
+        print(f"{folder:12} {counts['caught']:4} of {real:4} caught, "
+              f"{counts['equal']} equal, {counts['does not build']} do not build")
+
+
+if __name__ == "__main__":
+    sys.exit(main())
