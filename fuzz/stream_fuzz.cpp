@@ -1,9 +1,9 @@
 // Loads damaged streams into every class that reads its kind:
 //   stream_fuzz MODULE ROUNDS SEED FOLDER...
-// The folders hold sample streams, whose ending tells the kind (.aoi, .vec); attribute maps are
-// made and saved here. Each round damages one sample (bytes, 32-bit fields, lengths, pieces of
-// another sample), loads it, and lets the object count, save and duplicate what it took. A fault
-// is what the sanitizers, or the operating system, say. The same seed gives the same rounds.
+// The folders hold sample streams, whose ending tells the kind (.aoi, .vec, .map). Each round
+// damages one sample (bytes, 32-bit fields, lengths, pieces of another sample), loads it, and lets
+// the object count, save and duplicate what it took. A fault is what the sanitizers, or the
+// operating system, say. The same seed gives the same rounds.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -46,6 +46,11 @@ constexpr struct {
     {Kind::Map, CLSID_AttributeLongMapKLP}, {Kind::Map, CLSID_AttributeDoubleMapKLP},
 };
 
+constexpr struct {
+  const char* ending;
+  Kind kind;
+} kEndings[] = {{".aoi", Kind::Aoi}, {".vec", Kind::Vector}, {".map", Kind::Map}};
+
 struct Sample {
   Kind kind;
   Bytes bytes;
@@ -79,15 +84,6 @@ ComPtr<IStream> StreamOf(const Bytes& bytes) {
   return stream;
 }
 
-Bytes ContentOf(IStream& stream) {
-  ULARGE_INTEGER size{};
-  Check(stream.Seek({}, STREAM_SEEK_END, &size), "Seek");
-  Check(stream.Seek({}, STREAM_SEEK_SET, nullptr), "Seek");
-  Bytes bytes(static_cast<std::size_t>(size.QuadPart));
-  Check(stream.Read(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr), "Read");
-  return bytes;
-}
-
 class Fuzz {
  public:
   Fuzz(const char* module, std::uint64_t seed) : module_(module), dice_(seed) {
@@ -116,38 +112,11 @@ class Fuzz {
     }
     std::sort(paths.begin(), paths.end());
     for (const auto& path : paths) {
-      const bool isAoi = path.extension() == ".aoi";
-      if (!isAoi && path.extension() != ".vec") continue;
-      std::ifstream file(path, std::ios::binary);
-      samples_.push_back(
-          {isAoi ? Kind::Aoi : Kind::Vector, Bytes(std::istreambuf_iterator<char>(file), {})});
-    }
-  }
-
-  // Maps of each key type: a number, a text, and the map before it as an object.
-  void AddMaps() {
-    ComPtr<IDispatch> inner;
-    for (const auto& row : kClasses) {
-      if (row.kind != Kind::Map) continue;
-      ComPtr<IAttributeMapKLP> map;
-      Check(Create(row.classId, IID_IAttributeMapKLP, map.PutVoid()), "map");
-      Put(*map, 1, [](VARIANT& value) {
-        value.vt = VT_R8;
-        value.dblVal = 0.5;
-      });
-      Put(*map, 2, [](VARIANT& value) {
-        value.vt = VT_BSTR;
-        value.bstrVal = SysAllocString(OLESTR("text"));
-      });
-      Put(*map, 3, [&](VARIANT& value) {
-        value.vt = VT_DISPATCH;
-        value.pdispVal = ComPtr<IDispatch>(inner).Detach();
-      });
-      ComPtr<IStream> stream;
-      Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
-      Check(map.As<IPersistStream>()->Save(stream.Get(), FALSE), "Save");
-      samples_.push_back({Kind::Map, ContentOf(*stream)});
-      inner = map.As<IDispatch>();
+      for (const auto& row : kEndings) {
+        if (path.extension() != row.ending) continue;
+        std::ifstream file(path, std::ios::binary);
+        samples_.push_back({row.kind, Bytes(std::istreambuf_iterator<char>(file), {})});
+      }
     }
   }
 
@@ -171,31 +140,6 @@ class Fuzz {
  private:
   HRESULT Create(REFCLSID classId, REFIID iid, void** out) {
     return CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, iid, out);
-  }
-
-  template <class Fill>
-  static void Put(IAttributeMapKLP& map, int number, Fill fill) {
-    KeyKindKLP kind{};
-    map.get_KeyKind(&kind);
-    VARIANT key;
-    VARIANT value;
-    VariantInit(&key);
-    VariantInit(&value);
-    if (kind == KeyKindBstr) {
-      key.vt = VT_BSTR;
-      key.bstrVal = SysAllocStringLen(OLESTR("abc"), static_cast<UINT>(number));
-    } else if (kind == KeyKindLong) {
-      key.vt = VT_INT;
-      key.lVal = number;
-    } else {
-      key.vt = VT_R8;
-      key.dblVal = number;
-    }
-    fill(value);
-    const HRESULT result = map.put_Value(key, value);
-    VariantClear(&key);
-    VariantClear(&value);
-    Check(result, "put_Value");
   }
 
   Bytes Damage(Bytes bytes) {
@@ -304,7 +248,6 @@ int main(int argc, char** argv) {
     const int rounds = std::atoi(argv[2]);
     Fuzz fuzz(argv[1], std::strtoull(argv[3], nullptr, 10));
     for (int i = 4; i < argc; ++i) fuzz.AddFolder(argv[i]);
-    fuzz.AddMaps();
     const int taken = fuzz.Run(rounds);
     std::printf("%zu samples, %d rounds, %d damaged streams loaded\n", fuzz.samples(), rounds,
                 taken);

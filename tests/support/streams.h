@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +38,14 @@ inline std::string HexOf(const void* data, std::size_t bytes) {
     hex += kDigits[byte & 15];
   }
   return hex;
+}
+
+// The bytes of a file in tests/data, which are there.
+inline std::string SampleHex(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  if (bytes.empty()) std::abort();
+  return HexOf(bytes.data(), bytes.size());
 }
 
 inline HRESULT SeekTo(IStream* stream, LONGLONG move, DWORD origin = STREAM_SEEK_SET,

@@ -138,12 +138,11 @@ TEST_F(VectorTags, AreCopiedInAndOut) {
 TEST_F(VectorTags, MayBeFewerOrMoreThanElements) {
   const auto vector = NewVector<IByteVectorKLP>(CLSID_ByteVectorKLP);
   const struct {
-    const char* stream;
+    std::string stream;
     std::vector<int> expected;
-  } rows[] = {
-      {"0301 02000000 FFFF 0102 01000000 0300 0300 05000000", {VT_I4}},
-      {"0301 01000000 FFFF 01 02000000 0300 0300 05000000 0B00 0B00 FFFF", {VT_I4, VT_BOOL}},
-      {"0301 02000000 FFFF 0102 00000000", {-1}}};
+  } rows[] = {{VectorSample("byte_0103_fewer_tags"), {VT_I4}},
+              {VectorSample("byte_0103_more_tags"), {VT_I4, VT_BOOL}},
+              {"0301 02000000 FFFF 0102 00000000", {-1}}};
   for (const auto& row : rows) {
     ASSERT_EQ(LoadFrom(vector, row.stream), S_OK);
     const auto tagCount = static_cast<LONG>(row.expected[0] == -1 ? 0 : row.expected.size());

@@ -63,6 +63,11 @@ void ForAllNumericTypes(Test test) {
   ForType<IDoubleVectorKLP, double>(7, test);
 }
 
+// One of the files that a script has made from the format.
+inline std::string VectorSample(const std::string& name) {
+  return SampleHex(RASTEL_TEST_VECTORS "/" + name + ".vec");
+}
+
 inline bool Same(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
 template <class Vector>
