@@ -31,10 +31,9 @@ void WriteElementBlock(IStream* stream, const ElementBlock& elements);
 
 // S_OK, or
 //   0x80040463     reports 1123: unknown version; the stream stands behind it
-//   0x80020009     reports "insufficient file size", "can't read vector to stream" (0x0102,
-//   0x0103),
-//                  "Insufficient file size" (0x0101), and in 0x0103 any std::exception behind the
-//                  size of the elements, "vector too long" for a negative m among them
+//   0x80020009     reports in 0x0102 and 0x0103 "insufficient file size" or "can't read vector to
+//                  stream", in 0x0101 "Insufficient file size", and in 0x0103 any std::exception
+//                  behind the size of the elements, "vector too long" for a negative m among them
 //   E_ACCESSDENIED objects nested too deep
 //   the stream's code for version, counts and flag; a plain record's failure
 // Tagged records that fail go to the debug output and are passed over. Raises std::length_error and
