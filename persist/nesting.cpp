@@ -1,33 +1,36 @@
 #include "persist/nesting.h"
 
+#include "platform/thread_word.h"
+
 namespace rastel {
 namespace {
 
-struct ThreadNesting {
-  unsigned levels;
-  bool hasHitLimit;
-};
-
-// Trivial, so that a thread's end has nothing to undo.
-constinit thread_local ThreadNesting nesting{};
+// The lowest bit tells that the limit was hit, the others are the number of open levels.
+using ThreadNesting = platform::ThreadWord<NestingLevel>;
+constexpr std::uintptr_t kHasHitLimit = 1;
+constexpr std::uintptr_t kOneLevel = 2;
 
 }  // namespace
 
 NestingLevel::NestingLevel(Kind kind) noexcept {
-  ThreadNesting& thread = nesting;
-  if (thread.levels >= kMostNestingLevels && kind == Kind::kNestedCall) thread.hasHitLimit = true;
-  if (thread.hasHitLimit) {
+  std::uintptr_t word = ThreadNesting::Get();
+  const bool isNestedCall = kind == Kind::kNestedCall;
+  if (isNestedCall && word >= kMostNestingLevels * kOneLevel) {
+    word |= kHasHitLimit;
+    ThreadNesting::Set(word);
+  }
+  if ((word & kHasHitLimit) != 0) {
     result_ = E_ACCESSDENIED;
-  } else if (thread.levels == 0 || kind == Kind::kNestedCall) {
-    ++thread.levels;
-    isOpen_ = true;
+  } else if (word == 0 || isNestedCall) {
+    isOpen_ = ThreadNesting::Set(word + kOneLevel);
+    if (!isOpen_) result_ = E_OUTOFMEMORY;
   }
 }
 
 NestingLevel::~NestingLevel() {
   if (!isOpen_) return;
-  ThreadNesting& thread = nesting;
-  if (--thread.levels == 0) thread.hasHitLimit = false;
+  const std::uintptr_t word = ThreadNesting::Get() - kOneLevel;
+  ThreadNesting::Set(word < kOneLevel ? 0 : word);
 }
 
 }  // namespace rastel

@@ -26,7 +26,8 @@ class NestingLevel {
   NestingLevel(const NestingLevel&) = delete;
   NestingLevel& operator=(const NestingLevel&) = delete;
 
-  // S_OK, or E_ACCESSDENIED: the operation is not to be carried out.
+  // S_OK, or the operation is not to be carried out: E_ACCESSDENIED, or E_OUTOFMEMORY where the
+  // host has no room for the thread's count.
   HRESULT Result() const noexcept { return result_; }
 
  protected:
