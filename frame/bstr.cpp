@@ -47,6 +47,15 @@ std::unique_ptr<char[]> NarrowedText(BSTR wide) {
   return narrow;
 }
 
+BSTR CopyBytes(BSTR text) {
+  if (text == nullptr) return nullptr;
+  // The platform declares its source as narrow text and copies the bytes as they are.
+  const BSTR copy =
+      SysAllocStringByteLen(reinterpret_cast<const char*>(text), SysStringByteLen(text));
+  if (copy == nullptr) _com_issue_error(E_OUTOFMEMORY);
+  return copy;
+}
+
 }  // namespace
 
 _bstr_t::_bstr_t(const char* narrow) : record_(NewRecord(WidenedText(narrow))) {}
@@ -136,15 +145,6 @@ const char* _bstr_t::Narrow() const {
 }
 
 BSTR _bstr_t::Copy() const { return CopyBytes(Wide()); }
-
-BSTR CopyBytes(BSTR text) {
-  if (text == nullptr) return nullptr;
-  // The platform declares its source as narrow text and copies the bytes as they are.
-  const BSTR copy =
-      SysAllocStringByteLen(reinterpret_cast<const char*>(text), SysStringByteLen(text));
-  if (copy == nullptr) _com_issue_error(E_OUTOFMEMORY);
-  return copy;
-}
 
 std::int32_t CompareText(const OLECHAR* a, UINT lengthA, const OLECHAR* b, UINT lengthB) noexcept {
   const UINT common = std::min(lengthA, lengthB);

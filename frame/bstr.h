@@ -80,7 +80,6 @@ class _bstr_t {
   static _bstr_t Attach(BSTR text);
   // A new record with a byte-exact copy: odd lengths and embedded nulls are kept, null stays null.
   static _bstr_t CopyOfBytes(BSTR text);
-  static _bstr_t CopyOfBytes(const _bstr_t& other) { return CopyOfBytes(other.Wide()); }
 
   // Share the other's record.
   _bstr_t& operator=(const _bstr_t& other) noexcept;
@@ -115,15 +114,13 @@ class _bstr_t {
   BstrRecord* record_ = nullptr;
 };
 
-// A byte-exact copy of a text, null for null.
-BSTR CopyBytes(BSTR text);
-
 // The order of texts by UTF-16 code unit, unsigned, and then by length: no locale, no case folding.
 // The difference of the first units that differ, else -1, 0 or 1. Lengths in units; texts of length
 // 0 may be null. Neither converts nor allocates.
 std::int32_t CompareText(const OLECHAR* a, UINT lengthA, const OLECHAR* b, UINT lengthB) noexcept;
 
-// CompareText of what the holders hold.
+// CompareText of what the holders hold, and its two short forms. Keys of maps stand in this order
+// too, but are looked up by text without a holder.
 std::int32_t Compare(const _bstr_t& a, const _bstr_t& b) noexcept;
 
 // 1 if a stands before b, else 0.

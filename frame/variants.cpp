@@ -21,10 +21,7 @@ HRESULT ReplaceVariant(VARIANT& target, const VARIANT& source) noexcept {
 HRESULT ReplaceVariantOrMark(VARIANT& target, const VARIANT& source) noexcept {
   const HRESULT result = ReplaceVariant(target, source);
   if (FAILED(result)) {
-    VARIANT mark{};
-    mark.vt = VT_ERROR;
-    mark.scode = result;
-    VARIANT displaced = std::exchange(target, mark);
+    VARIANT displaced = std::exchange(target, ErrorVariant(result));
     VariantClear(&displaced);
   }
   return result;

@@ -13,6 +13,14 @@
 
 namespace rastel {
 
+// VT_ERROR with a code.
+inline VARIANT ErrorVariant(HRESULT result) noexcept {
+  VARIANT variant{};
+  variant.vt = VT_ERROR;
+  variant.scode = result;
+  return variant;
+}
+
 // VariantCopy, all or nothing: on failure, also where the target's old value cannot be cleared, the
 // target is unchanged. The source may be the target or a bitwise image of it.
 HRESULT ReplaceVariant(VARIANT& target, const VARIANT& source) noexcept;
