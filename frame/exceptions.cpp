@@ -1,6 +1,7 @@
 #include "frame/exceptions.h"
 
 #include <atomic>
+#include <new>
 
 namespace rastel {
 namespace {
@@ -26,5 +27,7 @@ void RaiseLastError() {
 }
 
 void AtlThrow(HRESULT result) { throw CAtlException(result); }
+
+void RaiseBadAllocation() { throw std::bad_alloc(); }
 
 }  // namespace rastel

@@ -19,7 +19,8 @@ class _com_error {
       : result_(result), info_(info) {}
 
   HRESULT Error() const noexcept { return result_; }
-  // Not counted for the caller; null in everything that this module raises.
+  // Not counted for the caller. The module neither raises nor asks for one; it is kept for handlers
+  // that know such errors to carry it.
   IErrorInfo* ErrorInfo() const noexcept { return info_.Get(); }
   // Null: such an error has no description of its own.
   const char* Message() const noexcept { return message_; }
@@ -57,7 +58,8 @@ class TextException final : public std::exception {
 using ComErrorHandler = void (*)(HRESULT result);
 
 // Replaces the handler behind _com_issue_error for the whole module and gives the one before. Null
-// brings back the default, which throws _com_error.
+// brings back the default, which throws _com_error. For whoever links the code into a program of
+// his own: the module leaves it alone.
 ComErrorHandler SetComErrorHandler(ComErrorHandler handler) noexcept;
 
 // Raises a failure through the handler. If that returns, _com_error is thrown all the same.
@@ -72,5 +74,8 @@ inline void CheckResult(HRESULT result) {
 }
 
 [[noreturn]] void AtlThrow(HRESULT result);
+
+// Raises std::bad_alloc, which reports call "bad allocation".
+[[noreturn]] void RaiseBadAllocation();
 
 }  // namespace rastel

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "frame/debug_texts.h"
+#include "frame/exceptions.h"
 
 namespace rastel {
 
@@ -30,7 +31,7 @@ HRESULT CInternalClassHolder::GetSizeMax(ULARGE_INTEGER* size) {
 HRESULT CInternalClassHolder::LoadWithSize(IStream* stream, ULONGLONG size, REFCLSID classId) {
   if (m_ByteCount == 0) {
     auto bytes = AllocateZeroed<BYTE>(size);
-    if (!bytes) return E_OUTOFMEMORY;
+    if (!bytes) RaiseBadAllocation();
     m_Bytes = std::move(bytes);
     m_ByteCount = size;
   }

@@ -36,12 +36,10 @@ class CInternalClassHolder
   STDMETHODIMP GetSizeMax(ULARGE_INTEGER* size) override;
 
   // Takes the next bytes of the stream, as many as size says cut to 32 bits, and gives the result
-  // of that one Read; what it does not deliver is zero. E_OUTOFMEMORY without a Read if there is no
-  // room for size bytes: then ByteCount stays 0. A holder that has bytes keeps their number and is
-  // filled with no more than that.
+  // of that one Read; what it does not deliver is zero. Raises std::bad_alloc, and reads nothing,
+  // if there is no room for size bytes. A holder that has bytes keeps their number and is filled
+  // with no more than that.
   HRESULT LoadWithSize(IStream* stream, ULONGLONG size, REFCLSID classId);
-
-  ULONGLONG ByteCount() const noexcept { return m_ByteCount; }
 
  protected:
   ~CInternalClassHolder() = default;

@@ -15,7 +15,8 @@ ComPtr<IMarshal> ForwardTarget(IUnknown* marshaler, DWORD context, MarshalBehavi
   return ComPtr<IUnknown>(marshaler).As<IMarshal>();
 }
 
-ComPtr<IPersistStream> PersistenceOf(IMarshal* object) {
+// Null whatever keeps the object from answering.
+ComPtr<IPersistStream> OwnPersistence(IMarshal* object) {
   return ComPtr<IMarshal>(object).As<IPersistStream>();
 }
 
@@ -26,7 +27,7 @@ HRESULT CMarshalByValue::GetUnmarshalClass(REFIID iid, void* object, DWORD conte
   if (const auto target = ForwardTarget(m_pFreeThreadedMarshaler, context, m_MarshalBehaviour)) {
     return target->GetUnmarshalClass(iid, object, context, contextData, flags, classId);
   }
-  const auto persist = PersistenceOf(this);
+  const auto persist = OwnPersistence(this);
   return persist ? persist->GetClassID(classId) : E_FAIL;
 }
 
@@ -35,7 +36,7 @@ HRESULT CMarshalByValue::GetMarshalSizeMax(REFIID iid, void* object, DWORD conte
   if (const auto target = ForwardTarget(m_pFreeThreadedMarshaler, context, m_MarshalBehaviour)) {
     return target->GetMarshalSizeMax(iid, object, context, contextData, flags, bytes);
   }
-  const auto persist = PersistenceOf(this);
+  const auto persist = OwnPersistence(this);
   if (!persist) return E_FAIL;
   ULARGE_INTEGER size{};
   const HRESULT result = persist->GetSizeMax(&size);
@@ -48,12 +49,12 @@ HRESULT CMarshalByValue::MarshalInterface(IStream* stream, REFIID iid, void* obj
   if (const auto target = ForwardTarget(m_pFreeThreadedMarshaler, context, m_MarshalBehaviour)) {
     return target->MarshalInterface(stream, iid, object, context, contextData, flags);
   }
-  const auto persist = PersistenceOf(this);
+  const auto persist = OwnPersistence(this);
   return persist ? persist->Save(stream, FALSE) : E_FAIL;
 }
 
 HRESULT CMarshalByValue::UnmarshalInterface(IStream* stream, REFIID iid, void** out) {
-  const auto persist = PersistenceOf(this);
+  const auto persist = OwnPersistence(this);
   if (!persist) return E_FAIL;
   const HRESULT loaded = persist->Load(stream);
   if (FAILED(loaded)) return loaded;

@@ -11,7 +11,6 @@ namespace {
 
 using platform::ComPtr;
 
-constexpr std::uint64_t kMostCallBytes = 0xFFFFFFFF;
 // A BSTR keeps its length in bytes in 32 bits, with its terminator in the same range.
 constexpr std::uint32_t kMostBstrChars = 0x7FFFFFFC;
 
@@ -21,11 +20,10 @@ const void* SlotTableOf(IStream* stream) noexcept {
   return table;
 }
 
-ComPtr<IPersistStream> PersistenceOrRaise(IUnknown* object) {
-  ComPtr<IPersistStream> persist;
-  if (FAILED(object->QueryInterface(IID_IPersistStream, persist.PutVoid())) || !persist) {
-    _com_issue_error(E_NOINTERFACE);
-  }
+// Whatever keeps an object from answering.
+ComPtr<IPersistStream> PersistenceOrRaise(const ComPtr<IUnknown>& object) {
+  auto persist = object.As<IPersistStream>();
+  if (!persist) _com_issue_error(E_NOINTERFACE);
   return persist;
 }
 
@@ -70,6 +68,13 @@ HRESULT CNullDeviceStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) { r
 HRESULT CNullDeviceStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) { return E_NOTIMPL; }
 HRESULT CNullDeviceStream::Stat(STATSTG*, DWORD) { return E_NOTIMPL; }
 HRESULT CNullDeviceStream::Clone(IStream**) { return E_NOTIMPL; }
+
+ComPtr<IPersistStream> PersistenceOf(IUnknown* object) {
+  ComPtr<IPersistStream> persist;
+  const HRESULT result = object->QueryInterface(IID_IPersistStream, persist.PutVoid());
+  if (result != E_NOINTERFACE) CheckResult(result);
+  return persist;
+}
 
 HRESULT WriteWideString(IStream* stream, const OLECHAR* text) {
   std::uint64_t chars = 0;
@@ -121,7 +126,7 @@ void WriteObject(IStream* stream, IUnknown* object) {
   const ComPtr<IUnknown> held(object);
   WriteScalarOrRaise(stream, static_cast<BYTE>(held ? 1 : 0));
   if (!held) return;
-  const ComPtr<IPersistStream> persist = PersistenceOrRaise(held.Get());
+  const ComPtr<IPersistStream> persist = PersistenceOrRaise(held);
   const NestedLevel level;
   CheckResult(level.Result());
   CheckResult(OleSaveToStream(persist.Get(), stream));
@@ -144,7 +149,7 @@ void AddObjectSize(ULONGLONG& totalBytes, IUnknown* object) {
   totalBytes += 1;
   if (!object) return;
   const ComPtr<IUnknown> held(object);
-  const ComPtr<IPersistStream> persist = PersistenceOrRaise(held.Get());
+  const ComPtr<IPersistStream> persist = PersistenceOrRaise(held);
   const NestedLevel level;
   CheckResult(level.Result());
   ULARGE_INTEGER size{};

@@ -67,6 +67,12 @@ class CNullDeviceStream final : public IStream {
   ULONGLONG m_Bytes = 0;
 };
 
+// The bytes that one Read or Write can move.
+inline constexpr std::uint64_t kMostCallBytes = 0xFFFFFFFF;
+
+// Null for an object without IPersistStream; any other failure to answer is raised.
+platform::ComPtr<IPersistStream> PersistenceOf(IUnknown* object);
+
 // Single values of a fixed width, by one call of that width.
 template <class T>
 concept StreamScalar = std::is_trivially_copyable_v<T> && !std::is_pointer_v<T> &&

@@ -9,7 +9,6 @@
 
 #include "frame/debug_texts.h"
 #include "frame/variants.h"
-#include "persist/nesting.h"
 #include "persist/variant_records.h"
 #include "platform/platform.h"
 
@@ -47,7 +46,6 @@ class ElementLoan {
 // else goes to the debug output, and the walk goes on. What is raised ends it.
 template <class Array>
 HRESULT WriteVariantArray(IStream* stream, const Array& array) {
-  const OperationLevel level;
   for (std::size_t i = 0; i < array.size(); ++i) {
     if (WriteToStream(stream, array[i]) != S_OK) {
       OutputDebugStringA(debug_texts::kElementNotWritten);
@@ -63,7 +61,6 @@ HRESULT WriteVariantArray(IStream* stream, const Array& array) {
 template <class Array>
 HRESULT ReadVariantArray(IStream* stream, Array&& array,
                          std::size_t newFrom = static_cast<std::size_t>(-1)) {
-  const OperationLevel level;
   int emptyRecords = 0;
   for (std::size_t i = 0; i < array.size(); ++i) {
     RecordProgress progress;
@@ -92,24 +89,12 @@ HRESULT ReadVariantArray(IStream* stream, Array&& array,
 // negative result, which is given back; else S_OK.
 template <class Array>
 HRESULT ReadPlainVariantArray(IStream* stream, Array&& array) {
-  const OperationLevel level;
   for (std::size_t i = 0; i < array.size(); ++i) {
     ElementLoan element(array, i);
     const HRESULT result = ReadPlainVariant(element.Value(), stream);
     if (FAILED(result)) return result;
   }
   return S_OK;
-}
-
-// GetRealCopyOfVariant of the first count elements into initialised elements, whose values are
-// released. An element that cannot be replaced becomes VT_ERROR, and CAtlException is raised.
-template <class Target, class Source>
-void GetRealCopyOfVariants(Target&& destination, const Source& source, ULONGLONG count) {
-  const OperationLevel level;
-  for (std::size_t i = 0; i < count && i < source.size(); ++i) {
-    const CComVariant copy = GetRealCopyOfVariant(source[i]);
-    if (i < destination.size()) CopyOrRaiseAtlException(destination[i], copy);
-  }
 }
 
 }  // namespace rastel

@@ -14,14 +14,6 @@ using platform::ComPtr;
 
 constexpr DWORD kCreationContext = 0x17;  // in-process server and handler, local and remote server
 
-// Null for an object without IPersistStream; a failure to say so is raised.
-ComPtr<IPersistStream> PersistenceOf(IUnknown* object) {
-  ComPtr<IPersistStream> persist;
-  const HRESULT result = object->QueryInterface(IID_IPersistStream, persist.PutVoid());
-  if (result != E_NOINTERFACE) CheckResult(result);
-  return persist;
-}
-
 HRESULT WriteTaggedObject(IStream* stream, IUnknown* object) {
   ComPtr<IPersistStream> persist;
   if (object) persist = PersistenceOf(object);
@@ -92,6 +84,7 @@ HRESULT ReadTaggedObject(IStream* stream, VARIANT& variant) {
     TellMissingClass(classId);
     platform::CComObject<CInternalClassHolder>* made = nullptr;
     platform::CComObject<CInternalClassHolder>::CreateInstance(&made);
+    if (!made) RaiseBadAllocation();
     holder = ComPtr<CInternalClassHolder>(made);
   }
   ULONGLONG size = 0;
@@ -101,9 +94,7 @@ HRESULT ReadTaggedObject(IStream* stream, VARIANT& variant) {
     result = LoadObject(stream, object.Get());
     if (result != S_OK) return result;
   } else {
-    if (!holder) return E_OUTOFMEMORY;
     holder->LoadWithSize(stream, size, classId);
-    if (holder->ByteCount() != size) return E_OUTOFMEMORY;
     holder->QueryInterface(IID_IUnknown, object.PutVoid());
   }
 
@@ -158,7 +149,6 @@ ULONGLONG GetVariantStreamSize(const VARIANT& variant) {
 CComVariant GetRealCopyOfVariant(const VARIANT& source) {
   if (!IsObjectType(source.vt)) return CComVariant(source);
   const CComVariant counted(source);
-  const OperationLevel level;
   ULARGE_INTEGER bytes;
   bytes.QuadPart = GetVariantStreamSize(counted);
   ComPtr<IStream> stream;

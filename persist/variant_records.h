@@ -50,9 +50,9 @@ struct RecordProgress {
 //   E_NOINTERFACE            an object without IPersistStream; its data is still in the stream
 //   E_ACCESSDENIED           objects nested too deep; the same
 //   Load's result            if it is not S_OK
-//   E_OUTOFMEMORY            no room for the data of an object whose class cannot be created
 //   raises _com_error        an object that fails to answer IPersistStream, but for E_NOINTERFACE
 //   raises CAtlException     the object is read, but the VARIANT cannot be cleared
+//   raises std::bad_alloc    no room for the data of an object whose class cannot be created
 // A failing object leaves the VARIANT as it was. Every object comes back as VT_UNKNOWN. A class
 // that cannot be created is replaced by a CInternalClassHolder, with debug texts and S_OK;
 // CLSID_NULL gives VT_EMPTY.
@@ -67,7 +67,7 @@ ULONGLONG GetVariantStreamSize(const VARIANT& variant);
 // a failing Save or Load leaves whatever the stream gives; results of the two are ignored, and what
 // they raise is raised.
 // Raises CAtlException when VariantCopy fails, and when there is no memory stream std::exception
-// "can't create stream on hGlobal".
+// "can't create stream on hGlobal". The caller is an operation of its own, see nesting.h.
 CComVariant GetRealCopyOfVariant(const VARIANT& source);
 
 }  // namespace rastel

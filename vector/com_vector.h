@@ -81,9 +81,7 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
   }
   STDMETHODIMP DeepCopy(ITyped** copy) override {
     *copy = nullptr;
-    const OperationLevel level;
-    if (FAILED(level.Result())) return level.Result();
-    return Copy(CopyDepth::kDeep, Message::VectorNotCreated, copy);
+    return StreamGuard([&] { return Copy(CopyDepth::kDeep, Message::VectorNotCreated, copy); });
   }
   // These hand out the typed interface's pointer, since clients know it so.
   STDMETHODIMP Clone(IVectorKLP** clone) override {
@@ -94,19 +92,18 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
   }
   STDMETHODIMP Clear() override {
     return Guard([&] {
-      DisplacedVariants oldElements;
-      DisplacedVariants oldTags;
-      m_Elements.Fill(Special::DefaultElement(), oldElements);
+      ElementChange elements(m_Elements);
+      ElementChange tags(state_.m_ElementTags);
+      elements.Fill(Special::DefaultElement());
       // Whether tags are on or off.
-      state_.m_ElementTags.Resize(0, oldTags);
-      state_.m_ElementTags.Resize(m_Elements.Count(), oldTags);
+      tags.Resize(0);
+      tags.Resize(m_Elements.Count());
       return S_OK;
     });
   }
   STDMETHODIMP Fill(DOUBLE value) override {
     return Guard([&] {
-      DisplacedVariants displaced;
-      m_Elements.Fill(Special::ElementOf(value), displaced);
+      ElementChange(m_Elements).Fill(Special::ElementOf(value));
       return S_OK;
     });
   }
@@ -124,16 +121,16 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
   STDMETHODIMP IsDirty() override { return S_OK; }
   STDMETHODIMP InitNew() override { return S_OK; }
   STDMETHODIMP Load(IStream* stream) override {
-    return Guard([&] { return LoadVector(state_, m_Elements, stream); });
+    // The stream and what the vector held may drop the last reference.
+    const platform::ComPtr<IUnknown> held(static_cast<ITyped*>(this));
+    return StreamGuard([&] { return LoadVector(state_, m_Elements, stream); });
   }
   STDMETHODIMP Save(IStream* stream, BOOL) override {
-    return Guard([&] { return SaveVector(state_, m_Elements, stream); });
+    return StreamGuard([&] { return SaveVector(state_, m_Elements, stream); });
   }
   // S_OK also where a Save would fail: what it would have written until then.
   STDMETHODIMP GetSizeMax(ULARGE_INTEGER* bytes) override {
-    return Guard([&] {
-      const OperationLevel level;
-      if (FAILED(level.Result())) return level.Result();
+    return StreamGuard([&] {
       CNullDeviceStream counter;
       SaveVector(state_, m_Elements, &counter);
       bytes->QuadPart = counter.Count();
@@ -153,15 +150,22 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
   static HRESULT Guard(Body&& body) noexcept {
     return Guarded(*ClassId, std::forward<Body>(body));
   }
+  // For what calls objects in the vector with a stream.
+  template <class Body>
+  static HRESULT StreamGuard(Body&& body) noexcept {
+    const OperationLevel level;
+    return FAILED(level.Result()) ? level.Result() : Guard(std::forward<Body>(body));
+  }
 
-  // At the end of the vector, which still stands then: objects in values may come back to it.
+  // At the end of the vector, which still stands then: objects in values may come back to it and
+  // put new ones.
   void ReleaseValues() noexcept {
-    while (m_Elements.Count() > 0 || state_.m_ElementTags.Count() > 0) {
-      DisplacedVariants oldElements;
-      DisplacedVariants oldTags;
-      m_Elements.Resize(0, oldElements);
-      state_.m_ElementTags.Resize(0, oldTags);
-    }
+    do {
+      ElementChange elements(m_Elements);
+      ElementChange tags(state_.m_ElementTags);
+      elements.Resize(0);
+      tags.Resize(0);
+    } while (m_Elements.Count() > 0 || state_.m_ElementTags.Count() > 0);
   }
 
  private:
@@ -169,11 +173,11 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
   using Special::state_;
 
   HRESULT Resize(LONG count, bool withTags) {
-    DisplacedVariants oldElements;
-    DisplacedVariants oldTags;
+    ElementChange elements(m_Elements);
+    ElementChange tags(state_.m_ElementTags);
     const LONG wanted = (std::max)(count, LONG{0});
-    m_Elements.Resize(wanted, oldElements);
-    if (withTags || wanted == 0) state_.m_ElementTags.Resize(wanted, oldTags);
+    elements.Resize(wanted);
+    if (withTags || wanted == 0) tags.Resize(wanted);
     return S_OK;
   }
 
@@ -187,11 +191,8 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
       copy->AddUnsharedReference();
       platform::ComPtr<ITyped> owner;
       owner.Attach(copy);
-      // A clone is the client's before it is filled, also when an element fails; a deep copy only
-      // when it is whole.
-      if (depth == CopyDepth::kShared) *out = platform::ComPtr<ITyped>(owner).Detach();
       static_cast<ComVector*>(copy)->CopyFrom(*this, depth);
-      if (depth == CopyDepth::kDeep) *out = owner.Detach();
+      *out = owner.Detach();
       return S_OK;
     });
   }
@@ -224,8 +225,6 @@ class CCoRastelVector
   using Vector = ComVector<T, CCoRastelVector, ITyped, ClassId, TypedId, LibraryId>;
 
  public:
-  static constexpr WORD kScript = Script;
-
   CCoRastelVector() noexcept : Vector(Code) {}
 
   static platform::QueryTable GetQueryTable() noexcept {

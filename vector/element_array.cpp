@@ -5,36 +5,45 @@
 #include <new>
 #include <stdexcept>
 
+#include "frame/exceptions.h"
+
 namespace rastel {
 namespace {
 
-// From this size on memory is asked of the system afresh rather than cleared by hand.
-constexpr std::size_t kLazyBytes = std::size_t{1} << 20;
+constexpr std::byte kZeros[4096]{};
 
-class BadAllocation final : public std::bad_alloc {
- public:
-  const char* what() const noexcept override { return "bad allocation"; }
-};
+bool IsZero(const std::byte* chunk, std::size_t bytes) noexcept {
+  return bytes == sizeof kZeros && std::memcmp(chunk, kZeros, bytes) == 0;
+}
 
-// Copies to zeroed memory, and leaves what is zero untouched there.
+// Both leave alone what is zero already, so that nothing becomes resident for it.
+
 void CopyToZeroed(void* target, const void* source, std::size_t bytes) noexcept {
-  static constexpr std::byte kZeros[4096]{};
-  auto* to = static_cast<std::byte*>(target);
-  auto* from = static_cast<const std::byte*>(source);
-  while (bytes > 0) {
-    const std::size_t chunk = (std::min)(bytes, sizeof kZeros);
-    if (bytes < sizeof kZeros || std::memcmp(from, kZeros, chunk) != 0) {
-      std::memcpy(to, from, chunk);
-    }
-    to += chunk;
-    from += chunk;
-    bytes -= chunk;
+  for (std::size_t at = 0; at < bytes; at += sizeof kZeros) {
+    const std::size_t chunk = (std::min)(bytes - at, sizeof kZeros);
+    const auto* const from = static_cast<const std::byte*>(source) + at;
+    if (!IsZero(from, chunk)) std::memcpy(static_cast<std::byte*>(target) + at, from, chunk);
   }
 }
 
-}  // namespace
+void Zero(void* target, std::size_t bytes) noexcept {
+  for (std::size_t at = 0; at < bytes; at += sizeof kZeros) {
+    const std::size_t chunk = (std::min)(bytes - at, sizeof kZeros);
+    auto* const to = static_cast<std::byte*>(target) + at;
+    if (!IsZero(to, chunk)) std::memset(to, 0, chunk);
+  }
+}
 
-void RaiseBadAllocation() { throw BadAllocation(); }
+// Whether releasing a value does anything.
+bool IsOwner(const VARIANT& value) noexcept {
+  const VARTYPE type = value.vt;
+  if (type & VT_BYREF) return false;
+  return type == VT_BSTR || type == VT_DISPATCH || type == VT_UNKNOWN || type > VT_UINT;
+}
+
+void Release(VARIANT value) noexcept { VariantClear(&value); }
+
+}  // namespace
 
 SharedBlock SharedBlock::TryAllocate(std::size_t bytes) noexcept {
   SharedBlock block;
@@ -48,27 +57,18 @@ SharedBlock::~SharedBlock() {
 }
 
 void ElementBlock::Resize(LONG count) {
-  if (count < 0 || count > capacity_) {
-    Reserve(count, Bytes());
+  if (!HasRoomFor(count)) {
+    Move(count, Bytes());
   } else if (count > count_) {
-    const std::size_t gap = static_cast<std::size_t>(count - count_) * elementBytes_;
-    SharedBlock fresh;
-    if (gap >= kLazyBytes) {
-      fresh = SharedBlock::TryAllocate(static_cast<std::size_t>(capacity_) * elementBytes_);
-    }
-    if (fresh) {
-      MoveTo(std::move(fresh), capacity_, Bytes());
-    } else {
-      std::memset(Address(count_), 0, gap);
-    }
+    Zero(Address(count_), static_cast<std::size_t>(count - count_) * elementBytes_);
   }
   count_ = count;
 }
 
 void ElementBlock::CopyFrom(const ElementBlock& source) {
   const std::size_t bytes = source.Bytes();
-  if (source.count_ > capacity_) {
-    Reserve(source.count_, 0);
+  if (!HasRoomFor(source.count_)) {
+    Move(source.count_, 0);
     CopyToZeroed(data_, source.data_, bytes);
   } else if (bytes > 0) {
     std::memcpy(data_, source.data_, bytes);
@@ -76,9 +76,8 @@ void ElementBlock::CopyFrom(const ElementBlock& source) {
   count_ = source.count_;
 }
 
-void ElementBlock::Reserve(LONG count, std::size_t bytesInUse) {
+void ElementBlock::Move(LONG count, std::size_t bytesInUse) {
   if (count < 0) throw std::length_error("vector too long");
-  if (count <= capacity_) return;
   // Room to grow on, or what is wanted if that cannot be had.
   std::int64_t capacity = (std::max)(std::int64_t{count}, capacity_ + capacity_ / 2);
   SharedBlock block = SharedBlock::TryAllocate(static_cast<std::size_t>(capacity) * elementBytes_);
@@ -87,92 +86,73 @@ void ElementBlock::Reserve(LONG count, std::size_t bytesInUse) {
     block = SharedBlock::TryAllocate(static_cast<std::size_t>(capacity) * elementBytes_);
   }
   if (!block) RaiseBadAllocation();
-  MoveTo(std::move(block), capacity, bytesInUse);
-}
-
-void ElementBlock::MoveTo(SharedBlock block, std::int64_t capacity,
-                          std::size_t bytesInUse) noexcept {
   CopyToZeroed(block.Get(), data_, bytesInUse);
   block_ = std::move(block);
   data_ = block_.Get();
   capacity_ = capacity;
 }
 
-SharedBlock ElementBlock::Detach() noexcept {
-  data_ = nullptr;
-  count_ = 0;
-  capacity_ = 0;
-  return std::exchange(block_, SharedBlock());
-}
-
-DisplacedVariants::~DisplacedVariants() {
-  for (std::size_t i = 0; i < count_; ++i) VariantClear(&values_[i]);
-  if (values_ != stack_) std::free(values_);
-  auto* const slots = static_cast<VARIANT*>(block_.Get());
-  for (LONG i = 0; i < blockCount_; ++i) VariantClear(&slots[i]);
-}
-
-bool DisplacedVariants::IsOwner(const VARIANT& value) noexcept {
-  const VARTYPE type = value.vt;
-  if (type & VT_BYREF) return false;
-  return type == VT_BSTR || type == VT_DISPATCH || type == VT_UNKNOWN || type > VT_UINT;
-}
-
-bool DisplacedVariants::Reserve(std::size_t more) noexcept {
-  if (more <= capacity_ - count_) return true;
-  const std::size_t capacity = count_ + more;
-  auto* const values = static_cast<VARIANT*>(std::malloc(capacity * sizeof(VARIANT)));
-  if (!values) return false;
-  std::copy_n(values_, count_, values);
-  if (values_ != stack_) std::free(values_);
-  values_ = values;
-  capacity_ = capacity;
-  return true;
-}
-
-void DisplacedVariants::TakeBlock(SharedBlock block, LONG count) noexcept {
-  block_ = std::move(block);
-  blockCount_ = count;
-}
-
 ElementArray<VARIANT>::~ElementArray() {
-  for (LONG i = 0; i < Touched(); ++i) VariantClear(&Slots()[i]);
+  Change(*this).Resize(0);
+  for (Change* change = change_; change; change = change->outer_) change->array_ = nullptr;
 }
 
-void ElementArray<VARIANT>::Resize(LONG count, DisplacedVariants& displaced) {
-  if (count < 0 || count >= Count()) {
-    Reserve(count, static_cast<std::size_t>(Touched()) * sizeof(VARIANT));
-  } else if (!TryEmpty(count, displaced)) {
-    if (count > 0) RaiseBadAllocation();
-    const LONG touched = std::exchange(touched_, 0);
-    displaced.TakeBlock(Detach(), touched);
+VARIANT ElementArray<VARIANT>::TakeBehindEnd(LONG index) noexcept {
+  if (!isExposed_) mark_ = (std::min)(mark_, index);
+  return std::exchange(Slots()[index], VARIANT{});
+}
+
+void ElementChange<ElementArray<VARIANT>>::Resize(LONG count) {
+  ElementArray<VARIANT>& array = *array_;
+  if (array.HasRoomFor(count)) {
+    Replace(array.Count(), count, VARIANT{});
+  } else {
+    SharedBlock block = array.Hold();
+    array.Move(count, static_cast<std::size_t>(array.Touched()) * sizeof(VARIANT));
+    leftBlock_ = std::move(block);
+    left_ = {array.Count(), array.mark_};
+    array.mark_ = array.Touched();
+    array.isExposed_ = false;
   }
-  SetCount(count);
+  array.SetCount(count);
+  if (array.isExposed_) array.Touch(count);
 }
 
-void ElementArray<VARIANT>::Empty(LONG from, DisplacedVariants& displaced) {
-  if (!TryEmpty(from, displaced)) RaiseBadAllocation();
-}
-
-void ElementArray<VARIANT>::Fill(const VARIANT& value, DisplacedVariants& displaced) {
-  Empty(0, displaced);
-  std::fill_n(Slots(), Count(), value);
-  touched_ = Count();
-}
-
-bool ElementArray<VARIANT>::TryEmpty(LONG from, DisplacedVariants& displaced) noexcept {
-  const LONG end = Touched();
-  if (from >= end) return true;
-  VARIANT* const first = Slots() + from;
-  VARIANT* const last = Slots() + end;
-  const auto owners = std::count_if(first, last, &DisplacedVariants::IsOwner);
-  if (!displaced.Reserve(static_cast<std::size_t>(owners))) return false;
-  for (VARIANT* slot = first; slot < last; ++slot) {
-    if (DisplacedVariants::IsOwner(*slot)) displaced.Take(*slot);
-    *slot = VARIANT{};
+void ElementChange<ElementArray<VARIANT>>::Replace(LONG from, LONG end,
+                                                   const VARIANT& value) noexcept {
+  if (value.vt == VT_EMPTY) end = (std::min)(end, array_->mark_);
+  if (from >= end) return;
+  VARIANT* const slots = array_->Slots();
+  const auto owners = std::count_if(slots + from, slots + end, &IsOwner);
+  bool hasRoom = owners == 0;
+  if (!hasRoom && !values_) {
+    values_ = AllocateZeroed<VARIANT>(static_cast<std::uint64_t>(owners));
+    hasRoom = values_ != nullptr;
   }
-  touched_ = from;
-  return true;
+  array_->Touch(end);
+  for (LONG i = from; i < end; ++i) {
+    if (IsOwner(slots[i])) {
+      if (!hasRoom) continue;
+      values_[static_cast<std::size_t>(valueCount_++)] = slots[i];
+    }
+    slots[i] = value;
+  }
+  if (hasRoom) return;
+  late_ = {from, end};
+  lateValue_ = value;
+}
+
+ElementChange<ElementArray<VARIANT>>::~ElementChange() {
+  for (LONG i = 0; i < valueCount_; ++i) VariantClear(&values_[static_cast<std::size_t>(i)]);
+  auto* const leftSlots = static_cast<VARIANT*>(leftBlock_.Get());
+  for (LONG i = left_.from; i < left_.end; ++i) Release(std::exchange(leftSlots[i], VARIANT{}));
+  // A release may have moved or ended the array, which is therefore asked again each time.
+  LONG end = array_ ? array_->mark_ : 0;
+  while (array_ && end > array_->Count()) Release(array_->TakeBehindEnd(--end));
+  for (LONG i = late_.from; array_ && i < late_.end && array_->Has(i); ++i) {
+    if (IsOwner(array_->At(i))) Release(array_->Exchange(i, lateValue_));
+  }
+  if (array_) array_->change_ = outer_;
 }
 
 }  // namespace rastel

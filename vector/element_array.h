@@ -14,11 +14,10 @@
 #include <cstdint>
 #include <utility>
 
+#include "persist/zeroed_memory.h"
 #include "platform/platform.h"
 
 namespace rastel {
-
-[[noreturn]] void RaiseBadAllocation();
 
 // Zeroed memory that lives until its last holder lets go: a stream that is given an address may
 // resize the array before it uses it.
@@ -61,7 +60,8 @@ class ElementBlock {
   std::size_t ElementBytes() const noexcept { return elementBytes_; }
   // Of all elements.
   std::size_t Bytes() const noexcept { return static_cast<std::size_t>(count_) * elementBytes_; }
-  // Valid until the array next grows or is destroyed, and as long as somebody holds the block.
+  // Valid until the array grows beyond its capacity or is destroyed, and as long as somebody holds
+  // the block.
   void* Address() const noexcept { return data_; }
   void* Address(LONG index) const noexcept {
     return static_cast<std::byte*>(data_) + static_cast<std::size_t>(index) * elementBytes_;
@@ -76,51 +76,18 @@ class ElementBlock {
  protected:
   ~ElementBlock() = default;
 
-  // Makes room, keeping so many bytes from the start. Raises.
-  void Reserve(LONG count, std::size_t bytesInUse);
+  // Whether so many elements have room where the array lies.
+  bool HasRoomFor(LONG count) const noexcept { return count >= 0 && count <= capacity_; }
+  // Moves to where there is room, with so many bytes from the start. Raises.
+  void Move(LONG count, std::size_t bytesInUse);
   void SetCount(LONG count) noexcept { count_ = count; }
-  // Gives the memory away; the array is empty.
-  SharedBlock Detach() noexcept;
 
  private:
-  void MoveTo(SharedBlock block, std::int64_t capacity, std::size_t bytesInUse) noexcept;
-
   void* data_ = nullptr;
   LONG count_ = 0;
   std::size_t elementBytes_;
   std::int64_t capacity_ = 0;  // in elements
   SharedBlock block_;
-};
-
-// Values that were taken out of an array of VARIANTs. They are released at the end of the scope,
-// when the array is in its final state: a release may call back into the object. One serves one
-// array.
-class DisplacedVariants {
- public:
-  DisplacedVariants() noexcept = default;
-  DisplacedVariants(const DisplacedVariants&) = delete;
-  DisplacedVariants& operator=(const DisplacedVariants&) = delete;
-  ~DisplacedVariants();
-
-  // Whether releasing a value does anything.
-  static bool IsOwner(const VARIANT& value) noexcept;
-
-  // Room for more values; false without memory.
-  bool Reserve(std::size_t more) noexcept;
-  // Takes a value, for which there must be room.
-  void Take(const VARIANT& value) noexcept { values_[count_++] = value; }
-  // Takes a whole array.
-  void TakeBlock(SharedBlock block, LONG count) noexcept;
-
- private:
-  static constexpr std::size_t kStackValues = 8;
-
-  VARIANT stack_[kStackValues];
-  VARIANT* values_ = stack_;
-  std::size_t count_ = 0;
-  std::size_t capacity_ = kStackValues;
-  SharedBlock block_;
-  LONG blockCount_ = 0;
 };
 
 // Numeric elements.
@@ -130,15 +97,31 @@ class ElementArray : public ElementBlock {
   ElementArray() noexcept : ElementBlock(sizeof(T)) {}
 
   T* Data() const noexcept { return static_cast<T*>(Address()); }
-
-  using ElementBlock::Resize;
-  void Resize(LONG count, DisplacedVariants&) { Resize(count); }
-  // Sets every element.
-  void Fill(const T& value, DisplacedVariants&) noexcept { std::fill_n(Data(), Count(), value); }
 };
 
-// VARIANTs, which the array owns. What a slot held comes out to the caller and is never released in
-// here.
+// One operation's change of an array, of numbers here.
+template <class Array>
+class ElementChange {
+ public:
+  explicit ElementChange(Array& array) noexcept : array_(array) {}
+
+  // Raises, as told above.
+  void Resize(LONG count) { array_.Resize(count); }
+  // Sets every element.
+  template <class T>
+  void Fill(const T& value) noexcept {
+    std::fill_n(array_.Data(), array_.Count(), value);
+  }
+
+ private:
+  Array& array_;
+};
+
+// VARIANTs, which the array owns.
+//
+// Slots from a mark on are zero bits, so that nobody need look at them. A client that has the
+// address may write in all slots that it was ever told of, until the array moves: from then on the
+// mark rises with the count and never falls.
 template <>
 class ElementArray<VARIANT> : private ElementBlock {
  public:
@@ -150,36 +133,79 @@ class ElementArray<VARIANT> : private ElementBlock {
 
   // The live array, for clients.
   VARIANT* Data() noexcept {
-    touched_ = Count();
+    isExposed_ = true;
+    Touch(Count());
     return Slots();
   }
   // The bits of an element, without a count of its own.
   const VARIANT& At(LONG index) const noexcept { return Slots()[index]; }
   // Elements from here on are VT_EMPTY.
-  LONG Touched() const noexcept { return (std::min)(touched_, Count()); }
+  LONG Touched() const noexcept { return (std::min)(mark_, Count()); }
   // A place to put a value in; what it holds is then the caller's.
   VARIANT& Slot(LONG index) noexcept {
-    touched_ = (std::max)(touched_, index + 1);
+    Touch(index + 1);
     return Slots()[index];
   }
   [[nodiscard]] VARIANT Exchange(LONG index, const VARIANT& value) noexcept {
     return std::exchange(Slot(index), value);
   }
 
-  // Raises std::bad_alloc also for a shrink that finds no room for what it displaces; emptying
-  // never raises.
-  void Resize(LONG count, DisplacedVariants& displaced);
-  // Makes the elements from an index on VT_EMPTY; the count stays. Raises std::bad_alloc.
-  void Empty(LONG from, DisplacedVariants& displaced);
-  // Sets every element to a value that owns nothing. Raises std::bad_alloc.
-  void Fill(const VARIANT& value, DisplacedVariants& displaced);
+ private:
+  using Change = ElementChange<ElementArray>;
+  friend Change;
+
+  VARIANT* Slots() const noexcept { return static_cast<VARIANT*>(Address()); }
+  void Touch(LONG end) noexcept { mark_ = (std::max)(mark_, end); }
+  VARIANT TakeBehindEnd(LONG index) noexcept;
+
+  LONG mark_ = 0;
+  bool isExposed_ = false;
+  // The innermost of the changes that go on.
+  Change* change_ = nullptr;
+};
+
+// A change of an array of VARIANTs. What it displaces is released at the end of the scope, when the
+// object is in its final state: a release may call back into the object and change it again, or end
+// it. None of this needs memory, but for the move of an array that grows.
+//
+// Elements that are cut off wait in their slots behind the end, where nobody looks. Those that a
+// fill replaces wait in memory of their own; without it they stay in place and leave one by one,
+// each when its slot has the new value.
+template <>
+class ElementChange<ElementArray<VARIANT>> {
+ public:
+  explicit ElementChange(ElementArray<VARIANT>& array) noexcept
+      : array_(&array), outer_(std::exchange(array.change_, this)) {}
+  ~ElementChange();
+  ElementChange(const ElementChange&) = delete;
+  ElementChange& operator=(const ElementChange&) = delete;
+
+  // Raises, as told above; not for a count that has room.
+  void Resize(LONG count);
+  // Sets every element to a value that owns nothing.
+  void Fill(const VARIANT& value) noexcept { Replace(0, array_->Count(), value); }
 
  private:
-  VARIANT* Slots() const noexcept { return static_cast<VARIANT*>(Address()); }
-  bool TryEmpty(LONG from, DisplacedVariants& displaced) noexcept;
+  friend ElementArray<VARIANT>;
 
-  // Elements from here on are zero bits, so that nobody need look at them.
-  LONG touched_ = 0;
+  struct Range {
+    LONG from = 0;
+    LONG end = 0;
+  };
+
+  void Replace(LONG from, LONG end, const VARIANT& value) noexcept;
+
+  ElementArray<VARIANT>* array_;  // null once it is gone
+  ElementChange* const outer_;
+  // What was replaced.
+  ZeroedMemory<VARIANT> values_;
+  LONG valueCount_ = 0;
+  // What stayed in place instead, and its successor.
+  Range late_;
+  VARIANT lateValue_{};
+  // What was cut off in the block from which the array moved.
+  SharedBlock leftBlock_;
+  Range left_;
 };
 
 }  // namespace rastel

@@ -4,16 +4,6 @@
 #include "persist/variant_records.h"
 
 namespace rastel {
-namespace {
-
-// Duplicates the object in a value through a stream; the value is given up.
-VARIANT DeepCopyOf(VARIANT& value) {
-  CComVariant counted;
-  std::swap(static_cast<VARIANT&>(counted), value);
-  return GetRealCopyOfVariant(counted).Detach();
-}
-
-}  // namespace
 
 HRESULT CopyElement(const ElementArray<VARIANT>& array, LONG index, VARIANT* copy) noexcept {
   VARIANT image = array.At(index);
@@ -23,20 +13,11 @@ HRESULT CopyElement(const ElementArray<VARIANT>& array, LONG index, VARIANT* cop
 
 void CopyElements(ElementArray<VARIANT>& target, const ElementArray<VARIANT>& source,
                   CopyDepth depth) {
-  DisplacedVariants none;
-  target.Resize(source.Count(), none);
+  ElementChange(target).Resize(source.Count());
   for (LONG i = 0; i < target.Count() && i < source.Touched(); ++i) {
-    VARIANT copy;
-    const HRESULT result = CopyElement(source, i, &copy);
-    if (FAILED(result)) {
-      VARIANT mark{};
-      mark.vt = VT_ERROR;
-      mark.scode = result;
-      static_cast<void>(target.Exchange(i, mark));
-      AtlThrow(result);
-    }
-    if (depth == CopyDepth::kDeep && IsObjectType(copy.vt)) copy = DeepCopyOf(copy);
-    static_cast<void>(target.Exchange(i, copy));
+    const VARIANT image = source.At(i);
+    CComVariant copy = depth == CopyDepth::kDeep ? GetRealCopyOfVariant(image) : CComVariant(image);
+    static_cast<void>(target.Exchange(i, copy.Detach()));
   }
 }
 

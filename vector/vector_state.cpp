@@ -12,13 +12,6 @@ HRESULT NoTag() noexcept {
   return E_FAIL;
 }
 
-VARIANT ErrorVariant(HRESULT result) noexcept {
-  VARIANT variant{};
-  variant.vt = VT_ERROR;
-  variant.scode = result;
-  return variant;
-}
-
 }  // namespace
 
 HRESULT VectorState::BadIndex() const noexcept {
@@ -69,8 +62,8 @@ HRESULT VectorState::GetTagPointer(LONG* count, VARIANT** tags) noexcept {
 
 void VectorState::SwitchTags(VARIANT_BOOL hasTags, LONG elementCount) {
   if (hasTags == m_HasElementTags) return;
-  DisplacedVariants displaced;
-  m_ElementTags.Resize(hasTags == 0 ? 0 : elementCount, displaced);
+  ElementChange tags(m_ElementTags);
+  tags.Resize(hasTags == 0 ? 0 : elementCount);
   m_HasElementTags = hasTags;
 }
 

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "frame/exceptions.h"
-#include "persist/nesting.h"
 #include "persist/streams.h"
 #include "persist/variant_arrays.h"
 #include "persist/zeroed_memory.h"
@@ -14,8 +13,6 @@ namespace {
 constexpr WORD kSingleElements = 0x0100;
 constexpr WORD kRawBlock = 0x0101;
 constexpr WORD kPlainTags = 0x0102;
-
-constexpr std::size_t kMostCallBytes = 0xFFFFFFFF;
 
 // An array for the record routines, no further than it went at the start: objects in it may let it
 // grow under the walk.
@@ -113,28 +110,15 @@ void WriteElements(IStream* stream, ElementArray<VARIANT>& elements) {
   WriteVariantArray(stream, walk);
 }
 
-void ResizeElements(ElementBlock& elements, LONG count, DisplacedVariants&) {
-  elements.Resize(count);
-}
-void ResizeElements(ElementArray<VARIANT>& elements, LONG count, DisplacedVariants& displaced) {
-  elements.Resize(count, displaced);
-}
-
-// m and its tags, by one of the two forms of record.
-HRESULT ReadTags(IStream* stream, ElementArray<VARIANT>& tags, DisplacedVariants& displaced,
-                 HRESULT (*readRecords)(IStream*, ElementArray<VARIANT>&)) {
-  LONG count = 0;
-  const HRESULT result = ReadScalar(stream, count);
-  if (FAILED(result)) return result;
-  tags.Resize(count, displaced);
-  return readRecords(stream, tags);
-}
-
 template <class Elements>
 class Loader {
  public:
   Loader(VectorState& state, Elements& elements, IStream* stream) noexcept
-      : state_(state), elements_(elements), stream_(stream) {}
+      : state_(state),
+        elements_(elements),
+        stream_(stream),
+        elementChange_(elements),
+        tagChange_(state.m_ElementTags) {}
 
   HRESULT Load() {
     WORD version = 0;
@@ -171,49 +155,49 @@ class Loader {
     LONG count = 0;
     HRESULT result = ReadScalar(stream_, count);
     if (FAILED(result)) return result;
-    ResizeElements(elements_, count, oldElements_);
+    elementChange_.Resize(count);
     result = ReadSingly(stream_, elements_, count);
     if (FAILED(result)) return result;
-    return ReadTags(stream_, state_.m_ElementTags, oldTags_, &ReadPlainRecords);
+    return ReadTags(&ReadPlainRecords);
   }
 
   HRESULT ReadHead() {
     LONG count = 0;
     HRESULT result = ReadScalar(stream_, count);
     if (FAILED(result)) return result;
-    VARIANT_BOOL hasTags = 0;
-    result = ReadScalar(stream_, hasTags);
+    // Straight into the field, which keeps the bytes that do not come.
+    result = ReadScalar(stream_, state_.m_HasElementTags);
     if (FAILED(result)) return result;
-    state_.m_HasElementTags = hasTags;
-    ResizeElements(elements_, count, oldElements_);
+    elementChange_.Resize(count);
     return S_OK;
   }
 
-  HRESULT ReadTagsIfOn(HRESULT (*readRecords)(IStream*, ElementArray<VARIANT>&)) {
-    if (state_.HasTags()) return ReadTags(stream_, state_.m_ElementTags, oldTags_, readRecords);
-    state_.m_ElementTags.Resize(0, oldTags_);
+  // One of the two forms of record.
+  using ReadForm = HRESULT (*)(IStream*, ElementArray<VARIANT>&);
+
+  HRESULT ReadTags(ReadForm readRecords) {
+    LONG count = 0;
+    const HRESULT result = ReadScalar(stream_, count);
+    if (FAILED(result)) return result;
+    tagChange_.Resize(count);
+    return readRecords(stream_, state_.m_ElementTags);
+  }
+
+  HRESULT ReadTagsIfOn(ReadForm readRecords) {
+    if (state_.HasTags()) return ReadTags(readRecords);
+    tagChange_.Resize(0);
     return S_OK;
   }
 
   VectorState& state_;
   Elements& elements_;
   IStream* stream_;
-  // Leave last, when the object is in its final state.
-  DisplacedVariants oldElements_;
-  DisplacedVariants oldTags_;
+  ElementChange<Elements> elementChange_;
+  ElementChange<ElementArray<VARIANT>> tagChange_;
 };
 
 template <class Elements>
-HRESULT Load(VectorState& state, Elements& elements, IStream* stream) {
-  const OperationLevel level;
-  if (FAILED(level.Result())) return level.Result();
-  return Loader<Elements>(state, elements, stream).Load();
-}
-
-template <class Elements>
 HRESULT Save(VectorState& state, Elements& elements, IStream* stream) {
-  const OperationLevel level;
-  if (FAILED(level.Result())) return level.Result();
   HRESULT result = WriteScalar(stream, WORD{state.m_StreamVersion});
   if (FAILED(result)) return result;
   result = WriteScalar(stream, LONG{elements.Count()});
@@ -255,10 +239,10 @@ void WriteElementBlock(IStream* stream, const ElementBlock& elements) {
 }
 
 HRESULT LoadVector(VectorState& state, ElementBlock& elements, IStream* stream) {
-  return Load(state, elements, stream);
+  return Loader(state, elements, stream).Load();
 }
 HRESULT LoadVector(VectorState& state, ElementArray<VARIANT>& elements, IStream* stream) {
-  return Load(state, elements, stream);
+  return Loader(state, elements, stream).Load();
 }
 HRESULT SaveVector(VectorState& state, ElementBlock& elements, IStream* stream) {
   return Save(state, elements, stream);

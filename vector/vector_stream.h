@@ -31,10 +31,10 @@ void WriteElementBlock(IStream* stream, const ElementBlock& elements);
 
 // S_OK, or
 //   0x80040463     reports 1123: unknown version; the stream stands behind it
-//   0x80020009     reports in 0x0102 and 0x0103 "insufficient file size" or "can't read vector to
-//                  stream", in 0x0101 "Insufficient file size", and in 0x0103 any std::exception
-//                  behind the size of the elements, "vector too long" for a negative m among them
-//   E_ACCESSDENIED objects nested too deep
+//   0x80020009     reports "insufficient file size", "can't read vector to stream" (0x0102,
+//                  0x0103), "Insufficient file size" (0x0101), any std::exception that the elements
+//                  raise (0x0102, 0x0103) and, in 0x0103, the tags: "vector too long" for a
+//                  negative m, "bad allocation" for an absent class's data that finds no room
 //   the stream's code for version, counts and flag; a plain record's failure
 // Tagged records that fail go to the debug output and are passed over. Raises std::length_error and
 // std::bad_alloc where n, or m in the older versions, cannot be had, CAtlException and _com_error.
@@ -43,7 +43,6 @@ HRESULT LoadVector(VectorState& state, ElementArray<VARIANT>& elements, IStream*
 
 // S_OK, or
 //   0x80020009     reports "insufficient file size", "can't write vector to stream"
-//   E_ACCESSDENIED objects nested too deep
 //   the stream's code for version, counts and flag
 // Records that fail go to the debug output. Raises CAtlException and _com_error.
 HRESULT SaveVector(VectorState& state, ElementBlock& elements, IStream* stream);

@@ -74,11 +74,16 @@ TEST_F(VectorElements, GetPointer_GivesTheLiveArray) {
     vector->put_Value(2, 7);
     EXPECT_EQ(data[2], T{7});
     // Less and more again within what it has: the address stays.
-    vector->put_Count(1);
-    vector->put_Count(3);
-    EXPECT_EQ(vector->GetPointer(&count, &again), S_OK);
-    EXPECT_EQ(again, data);
-    EXPECT_THAT(ValuesOf(vector), ElementsAre(0, 0, 0));
+    for (const LONG most : {3, 3 << 20}) {
+      vector->put_Count(most);
+      vector->GetPointer(&count, &data);
+      data[most - 1] = T{7};
+      vector->put_Count(1);
+      vector->put_Count(most);
+      EXPECT_EQ(vector->GetPointer(&count, &again), S_OK);
+      EXPECT_EQ(again, data);
+      EXPECT_EQ(again[most - 1], T{0});
+    }
     vector->put_Count(0);
     EXPECT_EQ(vector->GetPointer(&count, &data), S_FALSE);
     EXPECT_TRUE(count == 0 && !data);
@@ -298,19 +303,66 @@ TEST_F(VectorElements, Copies_ShareObjectsOrDuplicateThem) {
   EXPECT_NE(objectsOf(copy.Get()).second, objectsOf(vector.Get()).second);
   EXPECT_EQ(SavedBy(copy), SavedBy(vector));
 
-  // An element that cannot be copied ends both. The clone was handed out before, with the code in
-  // the element's place; of the deep copy nothing is.
+  // An element that cannot be copied ends both, and nothing is handed out.
   VARIANT* data = DataOf(vector);
   SysFreeString(data[1].bstrVal);
   data[1].vt = 15;
-  ComPtr<IVariantVectorKLP> marked;
-  EXPECT_EQ(vector->Clone(marked.Put()), kBadType);
-  ASSERT_TRUE(marked);
-  EXPECT_TRUE(IsBadTypeMark(DataOf(marked)[1]));
-  IVariantVectorKLP* none = vector.Get();
-  EXPECT_EQ(vector->DeepCopy(&none), kBadType);
-  EXPECT_EQ(none, nullptr);
+  for (const auto copying : {&IVariantVectorKLP::Clone, &IVariantVectorKLP::DeepCopy}) {
+    IVariantVectorKLP* none = vector.Get();
+    EXPECT_EQ((vector.Get()->*copying)(&none), kBadType);
+    EXPECT_EQ(none, nullptr);
+  }
+  EXPECT_EQ(script_.objects, 4);
   data[1].vt = VT_EMPTY;
+}
+
+// A client keeps the addresses until the arrays move, whatever happens to their lengths meanwhile.
+TEST_F(VectorElements, ValuesWrittenThroughPointers_AreTheVectors) {
+  Register();
+  const std::string four = SavedBy(NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 4, kOn));
+  const struct {
+    const char* name;
+    std::function<void(const ComPtr<IVariantVectorKLP>&)> run;
+  } rows[] = {{"nothing", [](auto&) {}},
+              {"Clear", [](auto& v) { v->Clear(); }},
+              {"one and four", [](auto& v) { v->ResizeAll(1), v->ResizeAll(4); }},
+              {"none and four", [](auto& v) { v->put_Count(0), v->put_Count(4); }},
+              {"tags off and on", [](auto& v) { v->put_HasElementTags(0), Tagged(v); }},
+              {"Load", [&](auto& v) { LoadFrom(v, four); }}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 4, kOn);
+    VARIANT *data = DataOf(vector), *tags = Tagged(vector);
+    const auto write = [&](int index) {
+      data[index] = NewValue().Detach();
+      tags[index] = NewValue().Detach();
+    };
+    row.run(vector);
+    write(3);
+    for (const auto copying : {&IVariantVectorKLP::Clone, &IVariantVectorKLP::DeepCopy}) {
+      ComPtr<IVariantVectorKLP> copy;
+      EXPECT_EQ((vector.Get()->*copying)(copy.Put()), S_OK);
+      EXPECT_TRUE(DataOf(copy)[3].vt == VT_UNKNOWN && Tagged(copy)[3].vt == VT_UNKNOWN);
+    }
+    vector->ResizeAll(2);
+    EXPECT_EQ(script_.objects, 0);
+    // Also behind the end.
+    write(3);
+    vector->ResizeAll(4);
+    EXPECT_EQ(script_.objects, 0);
+    EXPECT_TRUE(data[3].vt == VT_EMPTY && tags[3].vt == VT_EMPTY);
+    // A move takes along what is to be seen, and lets the rest go.
+    vector->ResizeAll(3);
+    write(2);
+    write(3);
+    vector->ResizeAll(1000);
+    EXPECT_EQ(script_.objects, 2);
+    data = DataOf(vector), tags = Tagged(vector);
+    EXPECT_TRUE(data[2].vt == VT_UNKNOWN && tags[2].vt == VT_UNKNOWN);
+    EXPECT_TRUE(data[3].vt == VT_EMPTY && tags[3].vt == VT_EMPTY);
+    vector->ResizeAll(1);
+    write(500);
+  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Vectors and foreign objects inside vectors: through streams, by copies, in cycles, very deep.
 #include <chrono>
+#include <thread>
 
 #include "tests/vector/vector_test.h"
 
@@ -134,6 +135,10 @@ TEST_F(NestedVectors, Chain_CostsAtMostTheSquareOfItsDepthInSaves) {
 
 TEST_F(NestedVectors, Nesting_EndsAt256Levels) {
   Register();
+  // A thread has its own levels.
+  const auto other = Chain(200, Number(1));
+  const ULONGLONG size = SizeOf(other);
+  script_.onSave = [&] { std::thread([&] { EXPECT_EQ(SizeOf(other), size); }).join(); };
   for (const int depth : {255, 256, 300}) {
     SCOPED_TRACE(depth);
     script_.saves = 0;

@@ -117,7 +117,11 @@ TEST_F(VectorStreams, Load_ReadsEveryVersionOfEveryType) {
 
 // Into two elements 9 and 9 with tags, of which the first is VT_I4.
 TEST_F(VectorStreams, Load_TellsWhatIsWrongWithAStream) {
-  const std::optional<Text> none, tooLong = Text(OLESTR("vector too long"));
+  const std::optional<Text> none, tooLong = Text(OLESTR("vector too long")),
+                                  noMemory = Text(OLESTR("bad allocation"));
+  // The data of an object of an absent class, more than any machine has room for.
+  constexpr char kHuge[] =
+      "0301 00000000 FFFF 01000000 0D00 99999999999999999999999999999999 0000000000000040 A1";
   const struct {
     const char* hex;
     HRESULT result;
@@ -148,6 +152,9 @@ TEST_F(VectorStreams, Load_TellsWhatIsWrongWithAStream) {
               // A failing tag ends the load in the older versions only.
               {"0201 00000000 FFFF 01000000 03", E_FAIL, none, 13, {}, kOn, VT_EMPTY},
               {"0301 00000000 FFFF 01000000 03", S_OK, none, 13, {}, kOn, VT_EMPTY},
+              {kHuge, kReported, noMemory, 38, {}, kOn},
+              // Half a flag over FF FF.
+              {"0301 01000000 02", kReported, kShort, 7, {9}, -254},
               // Short reads of streams that have more.
               {"0301 03000000 0000 010203", kReported, kShort, 10, {1, 2, 0}, 0, VT_I4, 4, 2},
               {"0201 03000000 0000 010203", kReported, kShort, 8, {9, 9, 0}, 0, VT_I4, 4, 0},
@@ -190,6 +197,20 @@ TEST_F(VectorStreams, Load_StopsReadingWhereNothingComesAnyMore) {
     FaultStream stream(memory.Get());
     EXPECT_THAT(Load(vector, &stream), AnyOf(S_OK, E_FAIL));
     EXPECT_LE(stream.Calls(StreamCall::kEvery), 70u * 3);
+  }
+  // A stream at its end clears the elements that were there, one that fails leaves them alone.
+  for (const bool fails : {false, true}) {
+    const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 1000);
+    vector->Fill(1);
+    const auto memory = NewStream("0301 E8030000 0000 0300 0300 07000000");
+    FaultStream stream(memory.Get());
+    if (fails) stream.FailFrom(StreamCall::kRead, 7, kFull);
+    DebugCapture debug;
+    EXPECT_EQ(Load(vector, &stream), S_OK);
+    EXPECT_EQ(debug.Texts().size(), 64u);
+    VARIANT* data = DataOf(vector);
+    EXPECT_EQ(data[0].lVal, 7);
+    for (const int i : {1, 65, 999}) EXPECT_EQ(data[i].vt, fails ? VT_R8 : VT_EMPTY);
   }
 }
 
@@ -337,6 +358,11 @@ TEST_F(VectorStreams, RecordsThatFail_ArePassedOverInTheDebugOutput) {
   VARIANT* data = DataOf(vector);
   EXPECT_TRUE(data[0].vt == VT_I4 && data[1].vt == VT_EMPTY && data[2].vt == VT_I4);
   EXPECT_EQ(data[2].lVal, 0x20003);
+  // But for one without memory.
+  EXPECT_EQ(LoadFrom(vector,
+                     std::string("0201 01000000 0000 0D00 ") + kTestClassHex + "0000000000000040"),
+            kReported);
+  EXPECT_EQ(TakeErrorText(), OLESTR("bad allocation"));
   // In the older versions a failing record ends the load.
   EXPECT_EQ(LoadFrom(vector, "0001 02000000 0800 01000000 0200 0300 00000000"), E_FAIL);
   // What no stream of values can copy is raised, and comes out as its code.

@@ -91,6 +91,14 @@ inline VARIANT* DataOf(const ComPtr<IVariantVectorKLP>& vector) {
   vector->GetPointer(&count, &data);
   return data;
 }
+// The tags, switched on.
+inline VARIANT* Tagged(const ComPtr<IVariantVectorKLP>& vector) {
+  LONG count = 0;
+  VARIANT* tags = nullptr;
+  vector->put_HasElementTags(kOn);
+  vector->GetTagPointer(&count, &tags);
+  return tags;
+}
 // The types of the tags that GetTagPointer shows; -1 where it gives S_FALSE.
 template <class Vector>
 std::vector<int> TagTypesOf(Vector& vector) {
