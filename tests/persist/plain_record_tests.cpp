@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <list>
 
 #include "tests/persist/record_values.h"
 #include "tests/persist/test_object.h"
@@ -216,6 +217,8 @@ TEST_F(PlainObjects, AreTheClassAndTheirData) {
   CComVariant null;
   null.vt = VT_UNKNOWN;
   EXPECT_EQ(Write(null).hex, "0D 00 " + none);
+  const std::list<rastel::NestedLevel> tooDeep(rastel::kMostNestingLevels);
+  EXPECT_EQ(Write(NewValue()).result, E_ACCESSDENIED);
 }
 
 TEST_F(PlainObjects, Read_WithoutTheClass_GivesANullPointer) {
