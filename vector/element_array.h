@@ -119,9 +119,9 @@ class ElementChange {
 
 // VARIANTs, which the array owns.
 //
-// Slots from a mark on are zero bits, so that nobody need look at them. A client that has the
-// address may write in all slots that it was ever told of, until the array moves: from then on the
-// mark rises with the count and never falls.
+// Slots from a mark on are zero bits, so that nobody need look at them. A client that was given the
+// address may write in all slots that it was ever told of until the array moves, which it does only
+// to grow beyond its capacity: until then the mark rises with the count and never falls.
 template <>
 class ElementArray<VARIANT> : private ElementBlock {
  public:

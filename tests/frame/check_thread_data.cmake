@@ -2,6 +2,9 @@
 # process where there is none.
 #   cmake -DTOOL=<readelf> -DLIBRARY=<file> -P check_thread_data.cmake
 execute_process(COMMAND ${TOOL} -rW ${LIBRARY} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-if(output MATCHES "[^\n]*(DTPMOD|TLSDESC)[^\n]*")
-  message(FATAL_ERROR "${LIBRARY} has thread data of its own block: ${CMAKE_MATCH_0}")
-endif()
+foreach(relocation IN ITEMS DTPMOD TLSDESC)
+  string(FIND "${output}" ${relocation} at)
+  if(NOT at EQUAL -1)
+    message(FATAL_ERROR "${LIBRARY} has thread data in a block of its own: ${relocation}")
+  endif()
+endforeach()

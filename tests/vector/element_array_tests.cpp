@@ -148,7 +148,7 @@ void HideHalf(IVariantVectorKLP* vector) {
 // A client may call with a borrowed pointer while an object in the vector holds the last reference.
 TEST_F(ElementArrayObjects, MayEndTheirVectorAndCallItInItsEnd) {
   using Vector = IVariantVectorKLP;
-  const auto empty = NewStream("0301 00000000 0000");
+  const auto one = NewStream("0301 01000000 0000 0300 0300 05000000");
   const struct {
     const char* name;
     std::function<HRESULT(Vector*)> run;
@@ -161,7 +161,7 @@ TEST_F(ElementArrayObjects, MayEndTheirVectorAndCallItInItsEnd) {
               {"Fill", [](Vector* v) { return v->Fill(2); }},
               {"Load", [&](Vector* v) {
                  IPersistStream* const persist = ComPtr<Vector>(v).As<IPersistStream>().Get();
-                 return persist->Load(empty.Get());
+                 return persist->Load(one.Get());
                }}};
   const CComVariant late = NewValue();
   for (const auto& row : rows) {
@@ -187,7 +187,7 @@ TEST_F(ElementArrayObjects, MayEndTheirVectorAndCallItInItsEnd) {
           borrowed->put_ElementTag(1, late);
         }
       };
-      SeekTo(empty.Get(), 0);
+      SeekTo(one.Get(), 0);
       AllocationFaults faults(run % 3 - 1);  // all are granted, the first or the second is not
       const HRESULT result = row.run(borrowed);
       owner.Reset();
