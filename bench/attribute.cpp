@@ -1,5 +1,6 @@
-// Attribute maps of 10,000 attributes through their interfaces, next to a std::map of the standard
-// library with the same keys and VARIANTs, used as a program would that locks around it.
+// Attribute maps of 10, 100 and 10,000 attributes through their interfaces, next to a std::map of
+// the standard library with the same keys and VARIANTs, used as a program would that locks around
+// it.
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -19,8 +20,8 @@ namespace {
 using platform::ComPtr;
 using Text = std::basic_string<OLECHAR>;
 
-constexpr LONG kAttributes = 10'000;
-// Coprime to the number of keys, so that all are visited without an order.
+constexpr LONG kMostAttributes = 10'000;
+// Coprime to the numbers of keys, so that all are visited without an order.
 constexpr LONG kStride = 7'919;
 
 VARIANT Number(LONG number) {
@@ -45,7 +46,7 @@ struct Texts {
   static constexpr KeyKindKLP kKind = KeyKindBstr;
   static constexpr const IID& kIid = IID_IAttributeBstrMapKLP;
   Texts() {
-    for (LONG i = 0; i < kAttributes; ++i) {
+    for (LONG i = 0; i < kMostAttributes; ++i) {
       keys.emplace_back(("attribute " + std::to_string(i)).c_str());
       plainKeys.emplace_back(keys.back().Wide());
     }
@@ -57,35 +58,46 @@ struct Texts {
 };
 
 template <class Kind>
-ComPtr<typename Kind::I> FilledMap(const Kind& kind) {
+ComPtr<typename Kind::I> NewMap() {
   ComPtr<typename Kind::I> map;
   if (FAILED(rastel::CreateAttributeMap<Kind::kKind>(nullptr, Kind::kIid, map.PutVoid()))) {
     std::abort();
   }
-  for (LONG i = 0; i < kAttributes; ++i) map->put_Value(kind.Key(i), Number(i));
   return map;
 }
 template <class Kind>
-typename Kind::Plain FilledPlain(const Kind& kind) {
+ComPtr<typename Kind::I> FilledMap(const Kind& kind, LONG attributes) {
+  const auto map = NewMap<Kind>();
+  for (LONG i = 0; i < attributes; ++i) map->put_Value(kind.Key(i), Number(i));
+  return map;
+}
+template <class Kind>
+typename Kind::Plain FilledPlain(const Kind& kind, LONG attributes) {
   typename Kind::Plain plain;
-  for (LONG i = 0; i < kAttributes; ++i) plain[kind.PlainKey(i)] = Number(i);
+  for (LONG i = 0; i < attributes; ++i) plain[kind.PlainKey(i)] = Number(i);
   return plain;
+}
+
+LONG Attributes(const benchmark::State& state) { return static_cast<LONG>(state.range(0)); }
+void CountAttributes(benchmark::State& state) {
+  state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
 // act(number) for one attribute after the other, in no order.
 template <class Act>
 void VisitAll(benchmark::State& state, Act act) {
+  const LONG attributes = Attributes(state);
   LONG i = 0;
   for (auto _ : state) {
     act(i);
-    i = (i + kStride) % kAttributes;
+    i = (i + kStride) % attributes;
   }
 }
 
 template <class Kind>
 void BM_Get(benchmark::State& state) {
   const Kind kind;
-  const auto map = FilledMap(kind);
+  const auto map = FilledMap(kind, Attributes(state));
   VARIANT out{};
   VisitAll(state, [&](LONG i) { map->get_Value(kind.Key(i), &out); });
   benchmark::DoNotOptimize(out);
@@ -93,7 +105,7 @@ void BM_Get(benchmark::State& state) {
 template <class Kind>
 void BM_PlainGet(benchmark::State& state) {
   const Kind kind;
-  const auto plain = FilledPlain(kind);
+  const auto plain = FilledPlain(kind, Attributes(state));
   std::recursive_mutex lock;
   VARIANT out{};
   VisitAll(state, [&](LONG i) {
@@ -106,13 +118,13 @@ void BM_PlainGet(benchmark::State& state) {
 template <class Kind>
 void BM_Replace(benchmark::State& state) {
   const Kind kind;
-  const auto map = FilledMap(kind);
+  const auto map = FilledMap(kind, Attributes(state));
   VisitAll(state, [&](LONG i) { map->put_Value(kind.Key(i), Number(i)); });
 }
 template <class Kind>
 void BM_PlainReplace(benchmark::State& state) {
   const Kind kind;
-  auto plain = FilledPlain(kind);
+  auto plain = FilledPlain(kind, Attributes(state));
   std::recursive_mutex lock;
   VisitAll(state, [&](LONG i) {
     const std::scoped_lock locked(lock);
@@ -124,49 +136,69 @@ void BM_PlainReplace(benchmark::State& state) {
 template <class Kind>
 void BM_Fill(benchmark::State& state) {
   const Kind kind;
-  for (auto _ : state) benchmark::DoNotOptimize(FilledMap(kind).Get());
-  state.SetItemsProcessed(state.iterations() * kAttributes);
+  for (auto _ : state) benchmark::DoNotOptimize(FilledMap(kind, Attributes(state)).Get());
+  CountAttributes(state);
 }
 template <class Kind>
 void BM_PlainFill(benchmark::State& state) {
   const Kind kind;
-  for (auto _ : state) benchmark::DoNotOptimize(FilledPlain(kind).size());
-  state.SetItemsProcessed(state.iterations() * kAttributes);
+  for (auto _ : state) benchmark::DoNotOptimize(FilledPlain(kind, Attributes(state)).size());
+  CountAttributes(state);
 }
 
 template <class Kind>
 void BM_Keys(benchmark::State& state) {
-  const auto map = FilledMap(Kind());
+  const auto map = FilledMap(Kind(), Attributes(state));
   for (auto _ : state) {
     SAFEARRAY* keys = nullptr;
     map->get_Keys(&keys);
     SafeArrayDestroy(keys);
   }
-  state.SetItemsProcessed(state.iterations() * kAttributes);
+  CountAttributes(state);
 }
 
 template <class Kind>
 void BM_Enumerate(benchmark::State& state) {
-  const auto map = FilledMap(Kind());
+  const auto map = FilledMap(Kind(), Attributes(state));
   for (auto _ : state) {
     ComPtr<IEnumAttributeEntryKLP> enumerator;
     map->GetEnumerator(enumerator.Put());
     ComPtr<IAttributeEntryKLP> entry;
     while (enumerator->Next(1, entry.Put(), nullptr) == S_OK) benchmark::DoNotOptimize(entry.Get());
   }
-  state.SetItemsProcessed(state.iterations() * kAttributes);
+  CountAttributes(state);
 }
 
 template <class Kind>
 void BM_Save(benchmark::State& state) {
-  const auto persist = FilledMap(Kind()).template As<IPersistStream>();
+  const auto persist = FilledMap(Kind(), Attributes(state)).template As<IPersistStream>();
   ComPtr<IStream> stream;
   if (FAILED(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()))) std::abort();
   for (auto _ : state) {
     stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr);
     persist->Save(stream.Get(), FALSE);
   }
-  state.SetItemsProcessed(state.iterations() * kAttributes);
+  CountAttributes(state);
+}
+
+template <class Kind>
+void BM_Load(benchmark::State& state) {
+  ComPtr<IStream> stream;
+  if (FAILED(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()))) std::abort();
+  FilledMap(Kind(), Attributes(state)).template As<IPersistStream>()->Save(stream.Get(), FALSE);
+  const auto persist = NewMap<Kind>().template As<IPersistStream>();
+  for (auto _ : state) {
+    stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr);
+    persist->Load(stream.Get());
+  }
+  CountAttributes(state);
+}
+
+template <class Kind>
+void BM_Clone(benchmark::State& state) {
+  const auto map = FilledMap(Kind(), Attributes(state));
+  for (auto _ : state) map->Clone(ComPtr<typename Kind::I>().Put());
+  CountAttributes(state);
 }
 
 void BM_CreateMap(benchmark::State& state) {
@@ -177,23 +209,22 @@ void BM_CreateMap(benchmark::State& state) {
 }
 BENCHMARK(BM_CreateMap);
 
-BENCHMARK(BM_Get<Longs>);
-BENCHMARK(BM_PlainGet<Longs>);
-BENCHMARK(BM_Get<Texts>);
-BENCHMARK(BM_PlainGet<Texts>);
-BENCHMARK(BM_Replace<Longs>);
-BENCHMARK(BM_PlainReplace<Longs>);
-BENCHMARK(BM_Replace<Texts>);
-BENCHMARK(BM_PlainReplace<Texts>);
-BENCHMARK(BM_Fill<Longs>);
-BENCHMARK(BM_PlainFill<Longs>);
-BENCHMARK(BM_Fill<Texts>);
-BENCHMARK(BM_PlainFill<Texts>);
-BENCHMARK(BM_Keys<Longs>);
-BENCHMARK(BM_Keys<Texts>);
-BENCHMARK(BM_Enumerate<Longs>);
-BENCHMARK(BM_Save<Longs>);
-BENCHMARK(BM_Save<Texts>);
+void Sizes(benchmark::internal::Benchmark* row) { row->Arg(10)->Arg(100)->Arg(kMostAttributes); }
+#define ROW(name)                       \
+  BENCHMARK(name<Longs>)->Apply(Sizes); \
+  BENCHMARK(name<Texts>)->Apply(Sizes)
+ROW(BM_Get);
+ROW(BM_PlainGet);
+ROW(BM_Replace);
+ROW(BM_PlainReplace);
+ROW(BM_Fill);
+ROW(BM_PlainFill);
+ROW(BM_Keys);
+ROW(BM_Enumerate);
+ROW(BM_Save);
+ROW(BM_Load);
+ROW(BM_Clone);
+#undef ROW
 
 }  // namespace
 }  // namespace bench
