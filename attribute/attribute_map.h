@@ -7,6 +7,9 @@
 //
 // Values are released when the map is unlocked and not needed any more: a value may be an object
 // that comes back to the map, or ends it. Copying a value calls the object in it too.
+//
+// Look-ups raise nothing. What put_Value raises as a std::exception is reported in words, also for
+// want of memory; everything else leaves a slot as its code.
 #pragma once
 
 #include <atomic>
@@ -35,32 +38,32 @@ struct MapTraits {
   using Key = KeyType;
   using Store = AttributeStore<Key>;
   using Kind = typename Store::Kind;
-  using Iterator = typename Store::Iterator;
   using TypedBase = platform::IDispatchImpl<ITyped, &LIBID_RASTEL_KLP_Lib>;
 };
 
-// Holds a map's lock and, from Hold on, its content. The content is let go under the lock unless
-// the map has another one by then: the last hold releases values.
+// Holds a map's lock and, for a walk, its content of this moment. The content is let go under the
+// lock unless the map has another one by then: the last hold releases values.
 template <class Store>
 class LockedContent {
  public:
-  LockedContent(LockableClass& map, const Store& store) : map_(map), store_(store) { map_.Lock(); }
+  LockedContent(LockableClass& map, const Store& store) : lock_(map), store_(store) {
+    held_ = store.Hold();
+  }
   ~LockedContent() {
     if (held_.use_count() > 1) held_.reset();
-    map_.Unlock();
   }
   LockedContent(const LockedContent&) = delete;
   LockedContent& operator=(const LockedContent&) = delete;
 
-  const typename Store::Nodes& Hold() noexcept {
-    held_ = store_.Hold();
-    return *held_;
-  }
+  auto Attributes() const noexcept { return Store::Attributes(held_); }
+  std::size_t Count() const noexcept { return Store::CountOf(held_); }
+  // Whether it still is the map's content, unchanged.
+  bool IsCurrent() const noexcept { return store_.IsCurrent(held_); }
 
  private:
-  LockableClass& map_;
-  const Store& store_;
   typename Store::Held held_;
+  const ScopedLock lock_;
+  const Store& store_;
 };
 
 // The operations behind the last slot of the typed interface. They are for the classes' own use.
@@ -82,21 +85,21 @@ struct MapRemovalSlot<BSTR, Map, Base> : Base {
   STDMETHODIMP Remove(BSTR key) override { return static_cast<Map*>(this)->RemoveTyped(key); }
 };
 
-template <class Key, class Iterator, class Base>
+template <class Key, class Place, class Base>
 struct MapLookUpSlots : Base {
   // Passes a bitwise copy of the value to put_Value.
   virtual HRESULT STDMETHODCALLTYPE PutByValue(Key key, VARIANT value) = 0;
   // Reports a key of the wrong type; else looks it up and gives S_OK whatever came of it.
   virtual HRESULT STDMETHODCALLTYPE FindVariantEntry(VARIANT key, VARIANT_BOOL* found,
-                                                     Iterator* place) = 0;
+                                                     Place* place) = 0;
   // found: whether the key is there. place: where, or the end; may be null. Reports a null text;
   // null found: E_POINTER.
-  virtual HRESULT STDMETHODCALLTYPE FindEntry(Key key, VARIANT_BOOL* found, Iterator* place) = 0;
+  virtual HRESULT STDMETHODCALLTYPE FindEntry(Key key, VARIANT_BOOL* found, Place* place) = 0;
 };
 
 template <class Traits, class Map>
 using MapSlots = MapLookUpSlots<
-    typename Traits::Key, typename Traits::Iterator,
+    typename Traits::Key, typename Traits::Store::Place,
     MapRemovalSlot<typename Traits::Key, Map,
                    MapInternalSlots<typename Traits::ITyped, typename Traits::TypedBase>>>;
 
@@ -107,34 +110,32 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   using Key = typename Traits::Key;
   using ITyped = typename Traits::ITyped;
   using Store = typename Traits::Store;
-  using Iterator = typename Traits::Iterator;
+  using Place = typename Store::Place;
   using Kind = typename Traits::Kind;
-  using Locked = LockedContent<Store>;
 
   STDMETHODIMP get_Keys(SAFEARRAY** keys) override { return GetKeysInternal(keys); }
   STDMETHODIMP put_Value(Key key, VARIANT value) override {
-    CComVariant displaced;
+    typename Store::Displaced displaced;
     return Guard([&] {
       const ScopedLock lock(Self());
       return PutTyped(key, value, displaced);
     });
   }
   STDMETHODIMP get_Value(Key key, VARIANT* value) override {
+    typename Store::AttributePtr held;
     return Guard([&] {
-      Locked content(Self(), attributes_);
-      return GetTyped(key, value, content);
+      const ScopedLock lock(Self());
+      return GetTyped(key, value, held);
     });
   }
   STDMETHODIMP Exists(Key key, VARIANT_BOOL* exists) override {
     return FindEntry(key, exists, nullptr);
   }
   STDMETHODIMP Clear() override {
-    typename Store::Nodes displaced;
-    return Guard([&] {
-      const ScopedLock lock(Self());
-      displaced = attributes_.TakeAll();
-      return S_OK;
-    });
+    typename Store::Held displaced;
+    const ScopedLock lock(Self());
+    displaced = attributes_.TakeAll();
+    return S_OK;
   }
   STDMETHODIMP put_OverrideMode(VARIANT_BOOL replace) override {
     const ScopedLock lock(Self());
@@ -157,14 +158,14 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   STDMETHODIMP Clone(ITyped** clone) override { return CloneInternal(clone); }
   STDMETHODIMP GetEnumerator(IEnumAttributeEntryKLP** enumerator) override {
     return Guard([&]() -> HRESULT {
-      Locked content(Self(), attributes_);
+      const LockedContent content(Self(), attributes_);
       if (!enumerator) return E_POINTER;
-      const auto& attributes = content.Hold();
+      *enumerator = nullptr;
       IAttributeMapKLP* const map = &Self();
-      EntryList entries(attributes.size());
-      for (const auto& attribute : attributes) {
+      EntryList entries(content.Count());
+      for (const auto& attribute : content.Attributes()) {
         _variant_t key;
-        static_cast<VARIANT&>(key) = Kind::ToVariant(attribute.first);
+        static_cast<VARIANT&>(key) = Kind::ToVariant(attribute.key);
         entries.Add(key, map);
       }
       return entries.GiveEnumerator(map, enumerator);
@@ -190,33 +191,28 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
       SpecialAttributeImpl& other = *copy;
       other.SetOverrideByte(OverrideByte());
       const typename Store::Held held = attributes_.Hold();
-      for (const auto& [key, value] : *held) {
-        other.attributes_.Add(key, GetRealCopyOfVariant(value));
+      for (const auto& attribute : Store::Attributes(held)) {
+        CComVariant value = GetRealCopyOfVariant(attribute.value);
+        other.attributes_.Add(attribute.key, value);
       }
       *clone = owner.Detach();
       return S_OK;
     });
   }
   STDMETHODIMP PutByValue(Key key, VARIANT value) override { return put_Value(key, value); }
-  STDMETHODIMP FindVariantEntry(VARIANT key, VARIANT_BOOL* found, Iterator* place) override {
-    return Guard([&] {
-      const ScopedLock lock(Self());
-      return ReportTexts(*Traits::kClassId, [&] {
-        FindTyped(Kind::FromVariant(key), found, place);
-        return S_OK;
-      });
-    });
+  STDMETHODIMP FindVariantEntry(VARIANT key, VARIANT_BOOL* found, Place* place) override {
+    if (key.vt != Kind::kDemandedType) return Say(Kind::kWrongType);
+    FindEntry(Kind::FromVariant(key), found, place);
+    return S_OK;
   }
-  STDMETHODIMP FindEntry(Key key, VARIANT_BOOL* found, Iterator* place) override {
-    return Guard([&] {
-      const ScopedLock lock(Self());
-      return FindTyped(key, found, place);
-    });
+  STDMETHODIMP FindEntry(Key key, VARIANT_BOOL* found, Place* place) override {
+    const ScopedLock lock(Self());
+    return FindTyped(key, found, place);
   }
 
   HRESULT RemoveTyped(Key key) {
     return RemoveFound(
-        [&](VARIANT_BOOL* found, Iterator* place) { return FindEntry(key, found, place); });
+        [&](VARIANT_BOOL* found, Place* place) { return FindEntry(key, found, place); });
   }
 
  protected:
@@ -229,55 +225,53 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   static HRESULT Say(const char* text) noexcept { return ReportErrorText(*Traits::kClassId, text); }
 
   // The slots' inner parts, for a caller who has the lock.
-  HRESULT FindTyped(Key key, VARIANT_BOOL* found, Iterator* place) {
-    return ReportTexts(*Traits::kClassId, [&]() -> HRESULT {
-      Kind::Check(key);
-      if (!found) return E_POINTER;
-      *found = VARIANT_FALSE;
-      const Iterator result = attributes_.Find(key);
-      if (place) *place = result;
-      if (result != attributes_.End()) *found = VARIANT_TRUE;
-      return S_OK;
-    });
+  HRESULT FindTyped(Key key, VARIANT_BOOL* found, Place* place) noexcept {
+    if (!Kind::IsKey(key)) return Say(kInvalidKey);
+    if (!found) return E_POINTER;
+    const Place result = attributes_.Find(key);
+    if (place) *place = result;
+    *found = result.attribute ? VARIANT_TRUE : VARIANT_FALSE;
+    return S_OK;
   }
-  HRESULT PutTyped(Key key, const VARIANT& value, CComVariant& displaced) {
+  HRESULT PutTyped(Key key, const VARIANT& value, typename Store::Displaced& displaced) {
     return ReportTexts(*Traits::kClassId, [&]() -> HRESULT {
-      Kind::Check(key);
-      displaced = value;
-      if (!attributes_.Put(key, displaced, OverrideByte() != 0)) {
+      if (!Kind::IsKey(key)) return Say(kInvalidKey);
+      displaced.value = value;
+      if (!attributes_.Put(key, OverrideByte() != 0, displaced)) {
         return Say("element already exist => use override mode");
       }
       Self().SetDirty();
       return S_OK;
     });
   }
-  HRESULT GetTyped(Key key, VARIANT* value, Locked& content) {
+  // held: to be released when the map is unlocked.
+  HRESULT GetTyped(Key key, VARIANT* value, typename Store::AttributePtr& held) {
     if (!value) return E_POINTER;
     VARIANT_BOOL exists = VARIANT_FALSE;
-    Iterator place{};
+    Place place{};
     FindTyped(key, &exists, &place);
     if (!exists) return Say("Element is not defined");
     // Two words for one thing, of which clients know the first.
-    if (place == attributes_.End()) return Say("Attribute is not defined");
+    if (!place.attribute) return Say("Attribute is not defined");
+    const VARIANT& stored = place.attribute->value;
     // The object in the value may take it out of the map while it is copied.
-    if (place->second.vt > VT_BSTR) content.Hold();
-    CComVariant copy(place->second);
+    if (stored.vt > VT_BSTR) held = place.attribute;
+    CComVariant copy(stored);
     *value = copy.Detach();
     return S_OK;
   }
   // find(found, place) looks the key up.
   template <class FindKey>
   HRESULT RemoveFound(FindKey find) {
-    typename Store::Node displaced;
+    typename Store::Displaced displaced;
     return Guard([&]() -> HRESULT {
       const ScopedLock lock(Self());
-      attributes_.Unshare();
       VARIANT_BOOL found = VARIANT_FALSE;
-      Iterator place{};
+      Place place{};
       const HRESULT result = find(&found, &place);
       if (FAILED(result)) return result;
       if (!found) return Say("this attribute is not defined");
-      displaced = attributes_.Take(place);
+      attributes_.Take(place, displaced);
       return S_OK;
     });
   }
@@ -285,9 +279,10 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   template <class Element, class Make>
   HRESULT GiveKeyArray(VARTYPE type, Make make, SAFEARRAY** keys) {
     if (!keys) return E_POINTER;
+    *keys = nullptr;
     return Guard([&] {
-      const ScopedLock lock(Self());
-      GiveKeys<Element>(type, *attributes_.Hold(), make, keys);
+      const LockedContent content(Self(), attributes_);
+      GiveKeys<Element>(type, content.Count(), content.Attributes(), make, keys);
       return S_OK;
     });
   }
@@ -300,6 +295,8 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   Store attributes_;
 
  private:
+  static constexpr char kInvalidKey[] = "invalid key";
+
   Map& Self() noexcept { return static_cast<Map&>(*this); }
 
   std::atomic<BYTE> override_{1};
@@ -317,27 +314,26 @@ class VariantAttributeImpl
     return Self().template GiveKeyArray<VARIANT>(VT_VARIANT, &Kind::ToVariant, keys);
   }
   STDMETHODIMP put_Value(VARIANT key, VARIANT value) override {
-    CComVariant displaced;
+    typename Traits::Store::Displaced displaced;
     return Typed::Guard([&] {
       const ScopedLock lock(Self());
-      return ReportTexts(*Traits::kClassId, [&] {
-        const HRESULT result = Self().PutTyped(Kind::FromVariant(key), value, displaced);
-        Self().SetDirty();
-        return result;
-      });
+      if (key.vt != Kind::kDemandedType) return Typed::Say(Kind::kWrongType);
+      const HRESULT result = Self().PutTyped(Kind::FromVariant(key), value, displaced);
+      Self().SetDirty();
+      return result;
     });
   }
   STDMETHODIMP get_Value(VARIANT key, VARIANT* value) override {
+    typename Traits::Store::AttributePtr held;
     return Typed::Guard([&] {
-      typename Typed::Locked content(Self(), Self().attributes_);
-      return ReportTexts(*Traits::kClassId, [&] {
-        Self().GetTyped(Kind::FromVariant(key), value, content);
-        return S_OK;
-      });
+      const ScopedLock lock(Self());
+      if (key.vt != Kind::kDemandedType) return Typed::Say(Kind::kWrongType);
+      Self().GetTyped(Kind::FromVariant(key), value, held);
+      return S_OK;
     });
   }
   STDMETHODIMP Remove(VARIANT key) override {
-    return Self().RemoveFound([&](VARIANT_BOOL* found, typename Traits::Iterator* place) {
+    return Self().RemoveFound([&](VARIANT_BOOL* found, typename Traits::Store::Place* place) {
       return Self().FindVariantEntry(key, found, place);
     });
   }
@@ -396,13 +392,11 @@ class CAttributeMapImpl : public SpecialAttributeImpl<Traits, CAttributeMapImpl<
  protected:
   ~CAttributeMapImpl() = default;
 
-  // At the end of the map, which still stands then: objects in values may come back to it.
+  // At the end of the map, which still stands then: objects in values may come back to it. What
+  // they put in meanwhile goes as well.
   void ReleaseValues() noexcept {
-    typename Traits::Store::Nodes displaced;
-    this->Guard([&] {
-      displaced = this->attributes_.TakeAll();
-      return S_OK;
-    });
+    while (this->attributes_.TakeAll()) {
+    }
   }
 };
 

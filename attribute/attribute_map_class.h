@@ -1,14 +1,14 @@
 // The coclass of an attribute map.
 #pragma once
 
-#include "attribute/agile_object.h"
 #include "attribute/map_stream.h"
+#include "frame/agile_object.h"
 #include "interfaces/identifiers.h"
 
 namespace rastel {
 
 // Its template arguments are its row: class, typed interface, type of the keys, identifier of the
-// interface, registration script.
+// interface, registration script (told here, run by the catalogue).
 template <const CLSID* ClassId, class ITyped, class Key, const IID* TypedId, WORD Script>
 class CAttributeMapCoImpl
     : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
@@ -22,7 +22,6 @@ class CAttributeMapCoImpl
   using Map = CAttributeMapImpl<MapTraits<ClassId, ITyped, Key>, CAttributeMapCoImpl>;
 
  public:
-  static constexpr WORD kScript = Script;
   static constexpr bool kProtectFinalConstruct = true;
 
   static platform::QueryTable GetQueryTable() noexcept {

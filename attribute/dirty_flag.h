@@ -10,7 +10,7 @@ class DirtyFlagInterface {
   virtual void ClearDirty() = 0;
   virtual void SetDirty() = 0;
   virtual bool IsDirtyFlag() = 0;
-  // S_OK if the flag is set, else S_FALSE.
+  // S_OK if the flag is set, else S_FALSE. Nothing calls it; it stays as one of the four.
   virtual HRESULT GetDirtyResult() = 0;
 
  protected:

@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-#include "attribute/agile_object.h"
+#include "frame/agile_object.h"
 #include "frame/boundary.h"
 #include "frame/stack_buffer.h"
 #include "frame/variants.h"
@@ -37,6 +37,7 @@ struct InterfaceId<rastel::IInternalSetting<VARIANT, IAttributeEntryKLP>>
 
 namespace rastel {
 
+// Script: its registration script, which the catalogue runs.
 template <const CLSID* ClassId, class Entry, class Value, const IID* EntryId, WORD Script>
 class CAttributeEntryImpl
     : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
@@ -46,7 +47,6 @@ class CAttributeEntryImpl
       public platform::IDispatchImpl<IInternalSetting<Value, Entry>, &LIBID_RASTEL_KLP_Lib>,
       public AgileObject {
  public:
-  static constexpr WORD kScript = Script;
   static constexpr bool kProtectFinalConstruct = true;
 
   static platform::QueryTable GetQueryTable() noexcept {

@@ -26,13 +26,14 @@ class KeyArray {
   void* elements_ = nullptr;
 };
 
-// out: make(key) for each key of the attributes, which gives an Element that the array owns.
-// Raises as make and KeyArray.
-template <class Element, class Nodes, class Make>
-void GiveKeys(VARTYPE type, const Nodes& nodes, Make make, SAFEARRAY** out) {
-  KeyArray array(type, nodes.size());
+// out: make(key) for the key of each of count attributes, which gives an Element that the array
+// owns. Raises as make and KeyArray.
+template <class Element, class Attributes, class Make>
+void GiveKeys(VARTYPE type, std::size_t count, Attributes&& attributes, Make make,
+              SAFEARRAY** out) {
+  KeyArray array(type, count);
   auto* element = static_cast<Element*>(array.Elements());
-  for (const auto& attribute : nodes) *element++ = make(attribute.first);
+  for (const auto& attribute : attributes) *element++ = make(attribute.key);
   *out = array.Detach();
 }
 

@@ -7,13 +7,12 @@
 namespace rastel {
 
 template <class Number>
-bool KeyKind<Number>::IsSame(Number stored, Number sought) noexcept {
-  return std::memcmp(&stored, &sought, sizeof(Number)) == 0;
+bool KeyKind<Number>::IsSame(Number a, Number b) noexcept {
+  return std::memcmp(&a, &b, sizeof(Number)) == 0;
 }
 
 template <class Number>
-Number KeyKind<Number>::FromVariant(const VARIANT& key) {
-  if (key.vt != Row::kDemandedType) throw TextException(Row::kWrongType);
+Number KeyKind<Number>::FromVariant(const VARIANT& key) noexcept {
   Number number{};
   std::memcpy(&number, &key.llVal, sizeof(number));
   return number;

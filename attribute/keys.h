@@ -6,9 +6,11 @@
 //   DOUBLE    DOUBLE       VT_R8          VT_R8                             8
 //
 // The integer kind demands VT_INT and hands out VT_I4; clients know it so. Texts end at their first
-// null character and stand in the order of Compare. Floats are ordered by <, so that -0.0 and 0.0
-// are one key, and NaN stands for the smallest key there is.
+// null character and stand in the order of their units. Floats are ordered by <, so that -0.0 and
+// 0.0 are one key, and NaN is equal to every key: a look-up finds the smallest.
 #pragma once
+
+#include <compare>
 
 #include "frame/bstr.h"
 #include "frame/exceptions.h"
@@ -39,20 +41,19 @@ template <class Number>
 struct KeyKind : NumberKeyRow<Number> {
   using Row = NumberKeyRow<Number>;
   using Stored = Number;
-  // What a look-up compares with.
+  // What look-ups compare.
   using Sought = Number;
-  struct Order {
-    bool operator()(Number a, Number b) const noexcept { return a < b; }
-  };
 
   // Every number is a key.
-  static void Check(Number) noexcept {}
-  static Sought Seek(Number key) noexcept { return key; }
+  static bool IsKey(Number) noexcept { return true; }
   static Stored Form(Number key) noexcept { return key; }
-  // Whether an equal key is stored in the very same form.
-  static bool IsSame(Number stored, Number sought) noexcept;
-  // The content of a generic key. Another type raises std::exception with the words for clients.
-  static Number FromVariant(const VARIANT& key);
+  static Sought Seek(Number key) noexcept { return key; }
+  // Keys are equal if neither is less.
+  static auto Compare(Number a, Number b) noexcept { return a <=> b; }
+  // Whether an equal key has the very same form.
+  static bool IsSame(Number a, Number b) noexcept;
+  // The content of a generic key of the demanded type.
+  static Number FromVariant(const VARIANT& key) noexcept;
   static VARIANT ToVariant(Number stored) noexcept;
   // For the typed array of keys.
   static Number ToElement(Number stored) noexcept { return stored; }
@@ -71,41 +72,28 @@ extern template struct KeyKind<DOUBLE>;
 template <>
 struct KeyKind<BSTR> {
   static constexpr KeyKindKLP kCode = KeyKindBstr;
+  static constexpr VARTYPE kDemandedType = VT_BSTR;
   static constexpr VARTYPE kGivenType = VT_BSTR;
+  static constexpr char kWrongType[] = "invalid key type";
 
   // Never with a null text.
   using Stored = _bstr_t;
-  // A client's text: a look-up copies nothing.
+  // A client's text, or that of a stored key: look-ups copy nothing.
   using Sought = const OLECHAR*;
-  // The order of Compare, for texts that end at their first null.
-  struct Order {
-    using is_transparent = void;
-    bool operator()(const _bstr_t& a, const _bstr_t& b) const noexcept {
-      return IsLess(a.Wide(), b.Wide());
-    }
-    bool operator()(const _bstr_t& a, Sought b) const noexcept { return IsLess(a.Wide(), b); }
-    bool operator()(Sought a, const _bstr_t& b) const noexcept { return IsLess(a, b.Wide()); }
 
-   private:
-    static bool IsLess(const OLECHAR* a, const OLECHAR* b) noexcept {
-      for (; *a == *b; ++a, ++b) {
-        if (*a == 0) return false;
-      }
-      return *a < *b;
-    }
-  };
-
-  // Raises std::exception "invalid key" for null. An empty text is a key.
-  static void Check(BSTR key) {
-    if (!key) throw TextException("invalid key");
-  }
-  static Sought Seek(BSTR key) noexcept { return key; }
+  // An empty text is a key.
+  static bool IsKey(BSTR key) noexcept { return key != nullptr; }
+  // Raises _com_error.
   static Stored Form(BSTR key) { return _bstr_t(static_cast<const OLECHAR*>(key)); }
-  static bool IsSame(const _bstr_t&, Sought) noexcept { return true; }
-  static BSTR FromVariant(const VARIANT& key) {
-    if (key.vt != VT_BSTR) throw TextException("invalid key type");
-    return key.bstrVal;
+  static Sought Seek(BSTR key) noexcept { return key; }
+  static Sought Seek(const _bstr_t& stored) noexcept { return stored.Wide(); }
+  // The order of texts that end at their first null.
+  static auto Compare(Sought a, Sought b) noexcept {
+    while (*a == *b && *a != 0) ++a, ++b;
+    return *a <=> *b;
   }
+  static bool IsSame(Sought, Sought) noexcept { return true; }
+  static BSTR FromVariant(const VARIANT& key) noexcept { return key.bstrVal; }
   // These two give a new text. Raise _com_error.
   static VARIANT ToVariant(const _bstr_t& stored) {
     VARIANT key{};

@@ -48,10 +48,10 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     return Map::Guard([&]() -> HRESULT {
       const OperationLevel level;
       if (FAILED(level.Result())) return level.Result();
-      LockedContent<Store> content(*this, this->attributes_);
+      const LockedContent content(*this, this->attributes_);
       if (this->IsDirtyFlag()) return S_OK;
-      for (const auto& attribute : content.Hold()) {
-        if (IsValueDirty(attribute.second)) return S_OK;
+      for (const auto& attribute : content.Attributes()) {
+        if (IsValueDirty(attribute.value)) return S_OK;
       }
       return S_FALSE;
     });
@@ -59,7 +59,7 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
 
   // Behind a failure the map holds what was read so far.
   STDMETHODIMP Load(IStream* stream) override {
-    typename Store::Nodes displaced;
+    typename Store::Held displaced;
     return Map::Guard([&]() -> HRESULT {
       const OperationLevel level;
       if (FAILED(level.Result())) return level.Result();
@@ -72,21 +72,22 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     });
   }
 
+  // A change that the stream or an object makes meanwhile is not in the stream, and then the flag
+  // stays as it is.
   STDMETHODIMP Save(IStream* stream, BOOL clearDirty) override {
     return Map::Guard([&]() -> HRESULT {
       const OperationLevel level;
       if (FAILED(level.Result())) return level.Result();
-      LockedContent<Store> content(*this, this->attributes_);
+      const LockedContent content(*this, this->attributes_);
       try {
-        const auto& attributes = content.Hold();
         WriteScalarOrRaise(stream, kMapVersion);
         WriteScalarOrRaise(stream, this->OverrideByte());
-        WriteScalarOrRaise(stream, static_cast<DWORD>(attributes.size()));
-        for (const auto& [key, value] : attributes) {
-          Kind::Write(stream, key);
-          WriteValue(stream, value);
+        WriteScalarOrRaise(stream, static_cast<DWORD>(content.Count()));
+        for (const auto& attribute : content.Attributes()) {
+          Kind::Write(stream, attribute.key);
+          WriteValue(stream, attribute.value);
         }
-        if (clearDirty) this->ClearDirty();
+        if (clearDirty && content.IsCurrent()) this->ClearDirty();
         return S_OK;
       } catch (const _com_error& error) {
         return ReportMapError(*Traits::kClassId, error);
@@ -100,13 +101,13 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     return Map::Guard([&]() -> HRESULT {
       const OperationLevel level;
       if (FAILED(level.Result())) return level.Result();
-      LockedContent<Store> content(*this, this->attributes_);
+      const LockedContent content(*this, this->attributes_);
       try {
         ULONGLONG total = 8;
-        for (const auto& [key, value] : content.Hold()) {
-          total += Kind::CountedBytes(key);
+        for (const auto& attribute : content.Attributes()) {
+          total += Kind::CountedBytes(attribute.key);
           CNullDeviceStream counter;
-          CheckResult(WriteToStream(&counter, value));
+          CheckResult(WriteToStream(&counter, attribute.value));
           total += counter.Count();
         }
         bytes->QuadPart = total;
@@ -121,7 +122,7 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
   ~IPersistStreamAttributeMapImpl() = default;
 
  private:
-  HRESULT LoadLocked(IStream* stream, typename Store::Nodes& displaced) {
+  HRESULT LoadLocked(IStream* stream, typename Store::Held& displaced) {
     DWORD version = 0;
     ReadScalarOrRaise(stream, version);
     if (version != kMapVersion) return Map::Say("AttributeMap::Load()->wrong version");
@@ -137,7 +138,7 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     for (DWORD i = 0; i < count; ++i) {
       auto key = Kind::Read(stream);
       CComVariant value = ReadValue(stream);
-      this->attributes_.Add(std::move(key), std::move(value));
+      this->attributes_.Add(std::move(key), value);
     }
     this->ClearDirty();
     return S_OK;

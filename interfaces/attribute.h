@@ -2,9 +2,25 @@
 // three classes for text, integer and float keys. A map answers one typed interface and the generic
 // IAttributeMapKLP, where keys are VARIANTs. Entries and their enumerator walk a map.
 //
-// A map may be used by any thread; Clone reads it without its lock. Reports give 0x80020009 with an
-// error object. A generic key must be of exactly one type: VT_BSTR in a text map, VT_INT in an
-// integer map, VT_R8 in a float map; any other is reported.
+// A map may be used by any thread, but Clone reads it without its lock: no other thread may change
+// it meanwhile. Reports give 0x80020009 with an error object. Everything that needs memory may give
+// E_OUTOFMEMORY, and a value that cannot be copied the code of VariantCopy.
+//
+// A generic key must be of exactly one type, and any other is reported: VT_BSTR in a text map,
+// VT_INT in an integer map, VT_R8 in a float map. Keys that a map hands out in VARIANTs are
+// VT_BSTR, VT_I4 and VT_R8, so that those of an integer map are refused when they come back.
+//
+// Text keys end at their first null character and are ordered by UTF-16 unit; an empty text is a
+// key, a null one is not. Float keys are ordered by <, without tolerance: -0.0 and 0.0 are one key.
+// NaN is equal to every key: a look-up for it finds the smallest key, and a put is one of an
+// existing key where there is any: refused, or in override mode in the place of all keys. From then
+// on every key finds the NaN, and is put in its place. A load drops a NaN beside other keys, and
+// other keys beside a NaN.
+//
+// IPersistStream::IsDirty of a map is S_OK from its creation on, clones included, and from each
+// put_Value that stores, until a Save with clearDirty or a Load succeeds; a Save during which the
+// map was changed leaves it so. Nothing else counts as a change, neither Remove nor Clear nor
+// put_OverrideMode. A map that holds a dirty object is dirty as well.
 #pragma once
 
 #include "interfaces/enums.h"
@@ -19,30 +35,31 @@ namespace rastel {
 template <class K>
 struct MapValueSlots : IDispatch {
   // out: a new array of the keys, ascending, which the caller destroys; no elements for an empty
-  // map. Keys are BSTR, 32-bit or 64-bit float, on the generic interface VARIANTs of VT_BSTR, VT_I4
-  // or VT_R8. E_POINTER for a null pointer.
+  // map. Elements are VT_BSTR, VT_I4 or VT_R8, on the generic interface VT_VARIANT with one of
+  // these. E_POINTER for a null pointer.
   virtual HRESULT STDMETHODCALLTYPE get_Keys(SAFEARRAY** keys) = 0;
   // Stores a copy of the value; objects are shared. An existing key is replaced in override mode,
-  // and reported otherwise. A null text key is reported.
+  // and reported otherwise; a null text key is reported, and want of memory may be. The typed slots
+  // make the map dirty on S_OK, the generic one also where it reports, but for the type of the key.
   virtual HRESULT STDMETHODCALLTYPE put_Value(K key, VARIANT value) = 0;
   // out: a copy of the value; what the VARIANT held is overwritten, not cleared. E_POINTER for a
-  // null pointer; an absent key is reported. The generic slot leaves out as it is and gives S_OK
-  // for both.
+  // null pointer; an absent key is reported, a null text key too. The generic slot leaves out as it
+  // is and gives S_OK for all of these, with the error object of the report.
   virtual HRESULT STDMETHODCALLTYPE get_Value(K key, VARIANT* value) = 0;
 };
 
 // Slot 10 of the generic and the text interface; the integer and float ones have none.
 template <class K, class Base>
 struct MapRemoveSlot : Base {
-  // Removes an attribute. An absent key is reported.
+  // Removes an attribute. An absent key is reported, a null text key too.
   virtual HRESULT STDMETHODCALLTYPE Remove(K key) = 0;
 };
 
 // Slots 11 to 18, or 10 to 17 without Remove. Self is the interface that a clone is given as.
 template <class Self, class K, class Base>
 struct MapContentSlots : Base {
-  // out: VARIANT_TRUE if the key is there, else VARIANT_FALSE. E_POINTER for a null pointer; the
-  // generic slot gives S_OK.
+  // out: VARIANT_TRUE if the key is there, else VARIANT_FALSE. E_POINTER for a null pointer; a null
+  // text key is reported. The generic slot leaves out as it is and gives S_OK for both.
   virtual HRESULT STDMETHODCALLTYPE Exists(K key, VARIANT_BOOL* exists) = 0;
   // Removes all attributes.
   virtual HRESULT STDMETHODCALLTYPE Clear() = 0;
@@ -52,13 +69,15 @@ struct MapContentSlots : Base {
   virtual HRESULT STDMETHODCALLTYPE get_OverrideMode(VARIANT_BOOL* replace) = 0;
   // out: the type of the keys. The pointer must not be null.
   virtual HRESULT STDMETHODCALLTYPE get_KeyKind(KeyKindKLP* kind) = 0;
-  // out: number of attributes. The pointer must not be null.
+  // out: number of attributes, its low 32 bits. The pointer must not be null.
   virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* count) = 0;
-  // out: a new map, which the caller owns, with the same override mode and copies of the values;
-  // objects are duplicated through a stream.
+  // out: a new map, which the caller owns, with the same override mode and copies of the values.
+  // Objects are duplicated through a stream and become VT_UNKNOWN: VT_EMPTY where the object cannot
+  // be saved or is null, an object that keeps the saved bytes where its class cannot be created.
+  // The pointer must not be null; on failure it is.
   virtual HRESULT STDMETHODCALLTYPE Clone(Self** clone) = 0;
-  // out: a new enumerator over the keys of this moment, ascending, which the caller owns. E_POINTER
-  // for a null pointer, E_OUTOFMEMORY.
+  // out: a new enumerator over the keys of this moment, ascending, which the caller owns; null on
+  // failure. E_POINTER for a null pointer.
   virtual HRESULT STDMETHODCALLTYPE GetEnumerator(IEnumAttributeEntryKLP** enumerator) = 0;
 };
 
@@ -78,7 +97,6 @@ struct NumericMapSlots : MapContentSlots<Self, K, MapValueSlots<K>> {
 struct IAttributeMapKLP : rastel::RemovingMapSlots<IAttributeMapKLP, VARIANT> {};
 RASTEL_INTERFACE_ID(IAttributeMapKLP);
 
-// Keys end at their first null character.
 struct IAttributeBstrMapKLP : rastel::RemovingMapSlots<IAttributeBstrMapKLP, BSTR> {};
 RASTEL_INTERFACE_ID(IAttributeBstrMapKLP);
 
@@ -89,15 +107,17 @@ struct IAttributeDoubleMapKLP : rastel::NumericMapSlots<IAttributeDoubleMapKLP, 
 RASTEL_INTERFACE_ID(IAttributeDoubleMapKLP);
 
 // One attribute of a map: its own copy of the key, and the map itself for the value. It keeps the
-// map alive. An entry without a map gives E_POINTER for its value.
+// map alive. An entry that a client creates has an empty key and no map, and gives E_POINTER for
+// its value.
 struct IAttributeEntryKLP : IDispatch {
   static constexpr int kSlotCount = 10;
 
   // out: a copy of the key, VT_BSTR, VT_I4 or VT_R8; what the VARIANT held is overwritten, not
   // cleared. E_POINTER for a null pointer.
   virtual HRESULT STDMETHODCALLTYPE get_Key(VARIANT* key) = 0;
-  // The value as the map has it now, with the results of its generic slots: S_OK and out untouched
-  // if the attribute is gone. The entry of an integer map cannot reach its value: 0x80020009.
+  // The value as the map has it now, by the map's generic slots and with their results: S_OK and
+  // out untouched if the attribute is gone, which put_Value creates again. The entry of an integer
+  // map cannot reach its value, since its key is VT_I4: a report.
   virtual HRESULT STDMETHODCALLTYPE get_Value(VARIANT* value) = 0;
   virtual HRESULT STDMETHODCALLTYPE put_Value(VARIANT value) = 0;
 };
@@ -109,7 +129,8 @@ struct IEnumAttributeEntryKLP : IUnknown {
   static constexpr int kSlotCount = 7;
 
   // out: up to count counted entries, and their number; fetched may be null for a count of 0 or 1.
-  // S_FALSE if fewer are left. E_POINTER for a null array or a missing fetched.
+  // S_FALSE if fewer are left. E_POINTER for a null array or a missing fetched. E_FAIL if there was
+  // no memory for the entries when the enumerator was made.
   virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, IAttributeEntryKLP** entries,
                                          ULONG* fetched) = 0;
   // Passes over count entries; S_FALSE, at the end, if fewer are left.

@@ -1,7 +1,5 @@
 #include "persist/marshal_by_value.h"
 
-#include <utility>
-
 #include "platform/com_ptr.h"
 
 namespace rastel {
@@ -64,16 +62,5 @@ HRESULT CMarshalByValue::UnmarshalInterface(IStream* stream, REFIID iid, void** 
 HRESULT CMarshalByValue::ReleaseMarshalData(IStream*) { return S_OK; }
 
 HRESULT CMarshalByValue::DisconnectObject(DWORD) { return S_OK; }
-
-CMarshalByValue::~CMarshalByValue() { ReleaseMarshaler(); }
-
-HRESULT CMarshalByValue::CreateMarshaler(IUnknown* controllingUnknown) noexcept {
-  return CoCreateFreeThreadedMarshaler(controllingUnknown, &m_pFreeThreadedMarshaler);
-}
-
-void CMarshalByValue::ReleaseMarshaler() noexcept {
-  IUnknown* marshaler = std::exchange(m_pFreeThreadedMarshaler, nullptr);
-  if (marshaler) marshaler->Release();
-}
 
 }  // namespace rastel

@@ -3,12 +3,13 @@
 // over the pointer itself. AOIs and vectors derive from this; IUnknown is left to them.
 #pragma once
 
+#include "frame/agile_object.h"
 #include "interfaces/enums.h"
 #include "platform/platform.h"
 
 namespace rastel {
 
-class CMarshalByValue : public IMarshal {
+class CMarshalByValue : public IMarshal, protected AgileObject {
  public:
   // Destination context 3 (in-process), and behaviour MarshalByReference everywhere: what the
   // free-threaded marshaler says. Otherwise by value, whatever identifier and flags are given:
@@ -26,14 +27,9 @@ class CMarshalByValue : public IMarshal {
   STDMETHODIMP ReleaseMarshalData(IStream* stream) override;
   STDMETHODIMP DisconnectObject(DWORD reserved) override;
 
-  virtual ~CMarshalByValue();
+  virtual ~CMarshalByValue() = default;
 
  protected:
-  // Makes the marshaler on the object's controlling unknown, as the last step of its creation.
-  HRESULT CreateMarshaler(IUnknown* controllingUnknown) noexcept;
-  void ReleaseMarshaler() noexcept;
-
-  IUnknown* m_pFreeThreadedMarshaler = nullptr;
   MarshalBehaviourKLP m_MarshalBehaviour = MarshalByValue;
 };
 

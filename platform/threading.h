@@ -49,7 +49,7 @@ struct CComMultiThreadModel {
   }
 };
 
-// Holds a lock for a scope.
+// Holds a lock for a scope, also where an exception leaves it.
 template <class Lockable>
 class ScopedLock {
  public:

@@ -289,7 +289,13 @@ TEST_F(MapStreams, EachAllocationRefused_LeavesNothingBehind) {
         return full->put_Value(key.Wide(), value);
       },
       [&] { return full->Clone(ComPtr<IAttributeBstrMapKLP>().Put()); },
-      [&] { return full->GetEnumerator(ComPtr<IEnumAttributeEntryKLP>().Put()); },
+      [&] {
+        auto* out = reinterpret_cast<IEnumAttributeEntryKLP*>(full.Get());
+        const HRESULT result = full->GetEnumerator(&out);
+        if (FAILED(result)) return out ? E_UNEXPECTED : result;
+        ComPtr<IEnumAttributeEntryKLP>().Attach(out);
+        return result;
+      },
       [&] {
         const auto other = map();
         SeekTo(saved.Get(), 0);
@@ -304,6 +310,30 @@ TEST_F(MapStreams, EachAllocationRefused_LeavesNothingBehind) {
     });
     EXPECT_GT(refused, 0);
   }
+
+  // While a stream walks the map, only a change needs memory, but not to empty it.
+  full->put_OverrideMode(0);
+  const auto changeNothing = [&] {
+    AllocationFaults seen;
+    full->put_Value(BstrMap::Key(0), value);
+    full->Remove(key.Wide());
+    return seen.Stop();
+  };
+  full->Remove(key.Wide());
+  const long long outside = changeNothing();
+  long long inside = 0;
+  HRESULT cleared = E_UNEXPECTED;
+  const auto stream = NewStream();
+  FaultStream walking(stream.Get());
+  walking.onCall = [&] { inside = (std::max)(inside, changeNothing()); };
+  EXPECT_EQ(Save(full, &walking), S_OK);
+  EXPECT_EQ(inside, outside);
+  walking.onCall = [&] {
+    const AllocationFaults none(0);
+    cleared = full->Clear();
+  };
+  EXPECT_EQ(Save(full, &walking), S_OK);
+  EXPECT_EQ(cleared, S_OK);
 }
 
 }  // namespace

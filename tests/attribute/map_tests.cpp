@@ -234,23 +234,32 @@ TEST_F(Maps, FloatKeys) {
   EXPECT_EQ(CountOf(map), 3);
   EXPECT_THAT(SavedBy(map), testing::HasSubstr("03 00 00 00 00 00 00 00 00 00 00 00 03"))
       << "the new key came with the new value";
-  // NaN stands for the smallest key.
+  // NaN is equal to every key: found as the smallest, and put in the place of all.
   EXPECT_TRUE(has(kNan));
   EXPECT_EQ(ValueOf(map, kNan), 4);
-  EXPECT_EQ(map->put_Value(kNan, Number(5)), S_OK);
-  EXPECT_FALSE(has(0.0));
-  EXPECT_EQ(CountOf(map), 2);
   EXPECT_EQ(generic->Remove(Real(kNan)), S_OK);
+  EXPECT_FALSE(has(0.0));
+  map->put_OverrideMode(0);
+  ExpectReport(map->put_Value(kNan, Number(5)),
+               OLESTR("element already exist => use override mode"));
+  EXPECT_EQ(CountOf(map), 2);
+  map->put_OverrideMode(1);
+  for (const DOUBLE key : {0.3, 5.0}) map->put_Value(key, NewValue());
+  script_.onRelease = [&] { EXPECT_EQ(ValueOf(map, 0.3), 6) << "before the old values go"; };
   EXPECT_EQ(map->put_Value(kNan, Number(6)), S_OK);
+  script_.onRelease = nullptr;
+  EXPECT_EQ(script_.objects, 0);
   EXPECT_EQ(CountOf(map), 1);
   EXPECT_EQ(ValueOf(map, 17.0), 6) << "alone it is any key";
-  EXPECT_EQ(map->put_Value(17.0, Number(7)), S_OK);
+  EXPECT_EQ(map->put_Value(kNan, Number(7)), S_OK);
+  EXPECT_EQ(map->put_Value(17.0, Number(8)), S_OK);
   EXPECT_FALSE(has(18.0));
-  EXPECT_EQ(LoadFrom(map,
-                     "01 00 00 00 01 02 00 00 00 00 00 00 00 00 00 F8 7F 03 00 03 00 01 00 00 "
-                     "00 00 00 00 00 00 00 F0 3F 03 00 03 00 02 00 00 00"),
-            S_OK);
-  EXPECT_EQ(CountOf(map), 1);
+  const std::string nan = "00 00 00 00 00 00 F8 7F 03 00 03 00 01 00 00 00 ";
+  const std::string one = "00 00 00 00 00 00 F0 3F 03 00 03 00 02 00 00 00 ";
+  for (const std::string& entries : {nan + one, one + nan}) {
+    EXPECT_EQ(LoadFrom(map, "01 00 00 00 01 02 00 00 00 " + entries), S_OK);
+    EXPECT_EQ(SavedBy(map) + " ", "01 00 00 00 01 01 00 00 00 " + entries.substr(0, nan.size()));
+  }
 }
 
 TEST_F(Maps, Clone_CopiesObjectsAndKeepsTheMode) {

@@ -1,7 +1,12 @@
 // Maps in maps, in themselves and very deep; objects that change their map; large maps.
 #include <chrono>
 #include <functional>
+#include <future>
+#include <random>
+#include <set>
 
+#include "attribute/attribute_classes.h"
+#include "platform/module.h"
 #include "tests/attribute/attribute_test.h"
 #include "tests/support/fault_stream.h"
 
@@ -110,6 +115,12 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
       {"removes the others", [&] { remove(1), remove(5), remove(7); }, {3}},
       {"clears", [&] { map->Clear(); }, {}},
   };
+  // Objects go when the map is unlocked, so that another thread can use it.
+  std::vector<std::future<LONG>> counts;
+  const auto expectUnlocked = [&] {
+    counts.push_back(std::async(std::launch::async, [&] { return CountOf(map); }));
+    EXPECT_EQ(counts.back().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  };
   CComVariant out;
   ComPtr<IAttributeLongMapKLP> clone;
   ULARGE_INTEGER size{};
@@ -138,6 +149,7 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
       persist->Save(NewStream().Get(), TRUE);
       SeekTo(stream.Get(), 0);
       bool isFirst = true;
+      script_.onRelease = expectUnlocked;
       script_.*operation.hook = [&] {
         if (std::exchange(isFirst, false)) change.act();
       };
@@ -151,8 +163,9 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
     fill();
     const auto whole = NewStream();
     script_.onSave = change.act;
-    EXPECT_EQ(persist->Save(whole.Get(), FALSE), S_OK);
+    EXPECT_EQ(persist->Save(whole.Get(), TRUE), S_OK);
     script_.onSave = nullptr;
+    EXPECT_EQ(persist->IsDirty(), S_OK) << "the change is not in the stream";
     SeekTo(whole.Get(), 0);
     const auto loaded = NewMap<LongMap>();
     EXPECT_EQ(Load(loaded, whole.Get()), S_OK);
@@ -160,6 +173,23 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
     loaded->Clear();
     map->Clear();
   }
+
+  // A put from the AddRef of an object, wherever one falls into another put.
+  fill();
+  bool isPutting = false, hasPut = false;
+  script_.onAddRef = [&] {
+    if (isPutting && !std::exchange(hasPut, true)) put({9});
+  };
+  script_.onSave = [&] {
+    isPutting = true;
+    put({0});
+  };
+  EXPECT_EQ(persist->Save(NewStream().Get(), FALSE), S_OK);
+  script_.onSave = nullptr;
+  map->get_Value(3, &out);
+  script_.onAddRef = nullptr;
+  out = CComVariant();
+  EXPECT_THAT(LongKeysOf(map), ElementsAre(0, 1, 3, 5, 7, 9));
 
   // The last Release of the object under 3.
   const std::function<void()> kReleases[] = {
@@ -174,6 +204,7 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
     fill();
     LONG counted = -1;
     script_.onRelease = [&] {
+      expectUnlocked();
       counted = CountOf(map);
       map->put_Value(8, Number(1));
       remove(7);
@@ -187,15 +218,87 @@ TEST_F(NestedMaps, ObjectsThatChangeTheirMap) {
     EXPECT_EQ(static_cast<LONG>(keys.size()), counted == 0 ? 1 : counted);
     EXPECT_EQ(keys.back(), 8);
   }
-  // The end of the map itself.
-  fill();
-  auto last = NewMap<LongMap>();
-  IAttributeLongMapKLP* const uncounted = last.Get();
-  last->put_Value(1, NewValue());
-  script_.onRelease = [&] { uncounted->put_Value(2, Number(1)); };
-  last.Reset();
-  script_.onRelease = nullptr;
-  map->Clear();
+}
+
+// What objects in values do, in their own last Release, to a map that is ending. On the map's code
+// in this program, for its count.
+TEST_F(NestedMaps, ObjectsThatUseTheirDyingMap) {
+  Register();
+  const BSTR key = BstrMap::Key(1);
+  enum Last { kMap, kMapInAggregate, kEntry, kEnumerator };
+  for (const Last last : {kMap, kMapInAggregate, kEntry, kEnumerator}) {
+    SCOPED_TRACE(last);
+    Double<IUnknown> outer;
+    ComPtr<IUnknown> holder;
+    IUnknown* const aggregate = last == kMapInAggregate ? &outer : nullptr;
+    rastel::CreateAttributeMap<KeyKindBstr>(aggregate, IID_IUnknown, holder.PutVoid());
+    ASSERT_TRUE(holder);
+    // Uncounted.
+    IAttributeBstrMapKLP* const map = holder.As<IAttributeBstrMapKLP>().Get();
+    IPersistStream* const persist = holder.As<IPersistStream>().Get();
+    EXPECT_EQ(map->put_Value(key, NewValue()), S_OK);
+    ComPtr<IEnumAttributeEntryKLP> enumerator;
+    ComPtr<IAttributeEntryKLP> entry;
+    if (last == kEntry || last == kEnumerator) map->GetEnumerator(enumerator.Put());
+    if (last == kEntry) enumerator->Next(1, entry.Put(), nullptr);
+    if (last == kEntry) holder = ComPtr<IUnknown>(entry.Get());
+    if (last == kEnumerator) holder = ComPtr<IUnknown>(enumerator.Get());
+    entry.Reset();
+    enumerator.Reset();
+
+    int calls = 0;
+    bool isInside = false;
+    script_.onRelease = [&] {
+      if (std::exchange(isInside, true)) return;
+      EXPECT_EQ(platform::moduleLockCount, 0);
+      map->AddRef();
+      map->Release();
+      EXPECT_EQ(CountOf(map), 0);
+      map->put_Value(key, NewValue());
+      EXPECT_EQ(persist->IsDirty(), S_OK);
+      const auto stream = NewStream();
+      EXPECT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
+      SeekTo(stream.Get(), 0);
+      EXPECT_EQ(persist->Load(stream.Get()), S_OK);
+      EXPECT_EQ(map->Clone(ComPtr<IAttributeBstrMapKLP>().Put()), S_OK);
+      EXPECT_EQ(map->GetEnumerator(enumerator.Put()), S_OK);
+      enumerator->Next(1, entry.Put(), nullptr);
+      enumerator.Reset();
+      CComVariant out;
+      EXPECT_EQ(entry->get_Value(&out), S_OK);
+      EXPECT_EQ(out.vt, VT_UNKNOWN);
+      entry.Reset();
+      map->Clear();
+      if (++calls < 4) map->put_Value(key, NewValue());
+      out = CComVariant();
+      isInside = false;
+    };
+    holder.Reset();
+    script_.onRelease = nullptr;
+    EXPECT_EQ(calls, 4) << "what is put in meanwhile goes as well";
+    EXPECT_EQ(script_.objects, 0);
+    EXPECT_EQ(outer.references, 0);
+  }
+}
+
+TEST_F(NestedMaps, ManyPutsAndRemovals) {
+  std::mt19937 random;
+  std::set<LONG> keys;
+  const auto map = NewMap<LongMap>();
+  const auto generic = map.As<IAttributeMapKLP>();
+  for (int step = 0; step < 20000; ++step) {
+    // Grows, and shrinks to nothing again.
+    const auto key = static_cast<LONG>(random() % 500);
+    const bool isPut = random() % 20000 > static_cast<unsigned>(step);
+    const HRESULT result =
+        isPut ? map->put_Value(key, Number(key)) : generic->Remove(Bits(VT_INT, key));
+    const bool wasThere = isPut ? !keys.insert(key).second : keys.erase(key) > 0;
+    ASSERT_EQ(result, isPut || wasThere ? S_OK : kReported);
+    ASSERT_EQ(ValueOf(map, key), isPut ? key : -1);
+    if (step % 500 != 499) continue;
+    ASSERT_EQ(LongKeysOf(map), std::vector<LONG>(keys.begin(), keys.end()));
+  }
+  SetErrorInfo(0, nullptr);
 }
 
 TEST_F(NestedMaps, HundredThousandKeys) {

@@ -1,4 +1,5 @@
-// What makes an object agile: within the process it crosses threads as a plain pointer.
+// What makes an object agile: within the process it crosses threads as a plain pointer, which its
+// free-threaded marshaler hands over. Objects of all classes have one.
 #pragma once
 
 #include <utility>
