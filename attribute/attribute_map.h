@@ -233,10 +233,10 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
     *found = result.attribute ? VARIANT_TRUE : VARIANT_FALSE;
     return S_OK;
   }
-  HRESULT PutTyped(Key key, const VARIANT& value, typename Store::Displaced& displaced) {
+  HRESULT PutTyped(Key key, VARIANT& value, typename Store::Displaced& displaced) {
     return ReportTexts(*Traits::kClassId, [&]() -> HRESULT {
       if (!Kind::IsKey(key)) return Say(kInvalidKey);
-      displaced.value = value;
+      CopyToNew(displaced.value, value);
       if (!attributes_.Put(key, OverrideByte() != 0, displaced)) {
         return Say("element already exist => use override mode");
       }
@@ -244,7 +244,8 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
       return S_OK;
     });
   }
-  // held: to be released when the map is unlocked.
+  // held: to be released when the map is unlocked. A failed copy is raised, since the generic slot
+  // passes over results.
   HRESULT GetTyped(Key key, VARIANT* value, typename Store::AttributePtr& held) {
     if (!value) return E_POINTER;
     VARIANT_BOOL exists = VARIANT_FALSE;
@@ -253,12 +254,18 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
     if (!exists) return Say("Element is not defined");
     // Two words for one thing, of which clients know the first.
     if (!place.attribute) return Say("Attribute is not defined");
-    const VARIANT& stored = place.attribute->value;
+    VARIANT& stored = place.attribute->value;
     // The object in the value may take it out of the map while it is copied.
     if (stored.vt > VT_BSTR) held = place.attribute;
-    CComVariant copy(stored);
-    *value = copy.Detach();
+    VARIANT copy{};
+    CopyToNew(copy, stored);
+    *value = copy;
     return S_OK;
+  }
+  // Into an empty VARIANT. Raises CAtlException.
+  static void CopyToNew(VARIANT& target, VARIANT& source) {
+    const HRESULT result = VariantCopy(&target, &source);
+    if (FAILED(result)) AtlThrow(result);
   }
   // find(found, place) looks the key up.
   template <class FindKey>

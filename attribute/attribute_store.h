@@ -154,7 +154,7 @@ class AttributeStore {
   using Page = std::vector<Row>;
   static constexpr std::size_t kMostRows = 64;
   // Maps are mostly small.
-  static constexpr std::size_t kFirstRows = 8;
+  static constexpr std::size_t kFirstRows = 16;
 
   struct Content {
     Content() = default;

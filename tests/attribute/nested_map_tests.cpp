@@ -286,10 +286,10 @@ TEST_F(NestedMaps, ManyPutsAndRemovals) {
   std::set<LONG> keys;
   const auto map = NewMap<LongMap>();
   const auto generic = map.As<IAttributeMapKLP>();
-  for (int step = 0; step < 20000; ++step) {
+  for (int step = 0; step < 8000; ++step) {
     // Grows, and shrinks to nothing again.
     const auto key = static_cast<LONG>(random() % 500);
-    const bool isPut = random() % 20000 > static_cast<unsigned>(step);
+    const bool isPut = random() % 8000 > static_cast<unsigned>(step);
     const HRESULT result =
         isPut ? map->put_Value(key, Number(key)) : generic->Remove(Bits(VT_INT, key));
     const bool wasThere = isPut ? !keys.insert(key).second : keys.erase(key) > 0;
