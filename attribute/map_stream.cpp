@@ -14,9 +14,7 @@ bool IsValueDirty(const VARIANT& value) {
   if (!IsObjectType(value.vt)) return false;
   const _variant_t copy(value);
   if (!copy.punkVal) return false;
-  platform::ComPtr<IPersistStream> persist;
-  const HRESULT result = copy.punkVal->QueryInterface(IID_IPersistStream, persist.PutVoid());
-  if (result != E_NOINTERFACE) CheckResult(result);
+  const platform::ComPtr<IPersistStream> persist = PersistenceOf(copy.punkVal);
   if (!persist) return false;
   const NestedLevel level;
   return SUCCEEDED(level.Result()) && persist->IsDirty() == S_OK;
