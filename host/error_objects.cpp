@@ -1,5 +1,7 @@
 #include "host/error_objects.h"
 
+#include <pthread.h>
+
 #include <new>
 #include <utility>
 
@@ -89,21 +91,28 @@ class ErrorObject final : public ICreateErrorInfo, public IErrorInfo {
 
 namespace {
 
-// Plain data, so that a late call during the thread's end still finds it in order.
 thread_local IErrorInfo* errorSlot = nullptr;
 thread_local bool errorSlotClosed = false;
 
-// Releases the slot at the end of the thread. The object that goes may set another one: by then the
-// slot is closed.
-struct ErrorSlotCleaner {
-  void Watch() noexcept { isWatching = true; }
-  ~ErrorSlotCleaner() {
-    errorSlotClosed = true;
-    if (IErrorInfo* last = std::exchange(errorSlot, nullptr)) last->Release();
+// Has the slot of a thread emptied at the thread's end. The object that goes may set another one:
+// by then the slot is closed. The system's own list of what ends with a thread asks for no memory,
+// as the end of a variable of the language does.
+class ErrorSlotCleaner {
+ public:
+  ErrorSlotCleaner() noexcept {
+    isKnown_ = pthread_key_create(&key_, [](void*) {
+                 errorSlotClosed = true;
+                 if (IErrorInfo* last = std::exchange(errorSlot, nullptr)) last->Release();
+               }) == 0;
   }
-  bool isWatching = false;
+  // False: the thread's end would not be noticed.
+  bool Watch() const noexcept { return isKnown_ && pthread_setspecific(key_, &errorSlot) == 0; }
+
+ private:
+  pthread_key_t key_{};
+  bool isKnown_ = false;
 };
-thread_local ErrorSlotCleaner errorSlotCleaner;
+const ErrorSlotCleaner errorSlotCleaner;
 
 }  // namespace
 }  // namespace host
@@ -118,7 +127,7 @@ HRESULT STDAPICALLTYPE SetErrorInfo(ULONG reserved, IErrorInfo* object) {
   if (reserved != 0) return E_INVALIDARG;
   if (object) {
     if (host::errorSlotClosed) return E_UNEXPECTED;
-    host::errorSlotCleaner.Watch();
+    if (!host::errorSlotCleaner.Watch()) return E_OUTOFMEMORY;
     object->AddRef();
   }
   if (IErrorInfo* old = std::exchange(host::errorSlot, object)) old->Release();

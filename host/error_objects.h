@@ -14,7 +14,7 @@ RASTEL_HOST_API HRESULT STDAPICALLTYPE CreateErrorInfo(ICreateErrorInfo** out);
 
 // Puts an object, or null for none, into the calling thread's slot; the slot takes a reference of
 // its own and releases what it held. E_INVALIDARG: reserved is not 0. E_UNEXPECTED: the thread is
-// ending and has released its slot for good.
+// ending and has released its slot for good. E_OUTOFMEMORY: the system cannot watch the thread.
 RASTEL_HOST_API HRESULT STDAPICALLTYPE SetErrorInfo(ULONG reserved, IErrorInfo* object);
 
 // Moves the slot's reference to the caller and leaves the slot empty. S_FALSE and null: it was

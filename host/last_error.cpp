@@ -2,8 +2,7 @@
 
 namespace {
 
-// Beside the thread's other static data, so that reading it is no call.
-constinit thread_local DWORD lastError __attribute__((tls_model("initial-exec"))) = 0;
+constinit thread_local DWORD lastError = 0;
 
 }  // namespace
 
