@@ -77,18 +77,18 @@ HRESULT AoiState::CreatePlanes(LONG planes, LONG width, LONG height, Contents co
 }
 
 HRESULT AoiState::CreateFromData(LONG planes, LONG width, LONG height, const void* pixels) {
-  // The pixels may be those of the buffer that is replaced here.
-  const platform::ComPtr<ComImageBase> source = image;
+  // Pixels of the buffer that is replaced here must outlive the copy; any other buffer goes first.
+  const platform::ComPtr<ComImageBase> source = image && image->Contains(pixels) ? image : nullptr;
   BindEmptyImage();
   if (width == 0 || height == 0) return Report(Message::AoiNotCreated);
-  const HRESULT copied = image->InitFromBytes(pixels, planes, width, height, bufferMargin);
+  const HRESULT copied = image->InitFromData(pixels, planes, width, height, bufferMargin);
   return FAILED(copied) ? copied : Reset();
 }
 
 HRESULT AoiState::AttachImage(LONG width, LONG height, void* pixels) {
   if (width == 0 || height == 0) return Report(Message::AoiNotCreated);
   if (!image) BindEmptyImage();
-  const HRESULT attached = image->AttachBytes(pixels, 1, width, height);
+  const HRESULT attached = image->Attach(pixels, 1, width, height);
   if (FAILED(attached)) return attached;
   const HRESULT reset = Reset();
   ResetName();
@@ -98,7 +98,7 @@ HRESULT AoiState::AttachImage(LONG width, LONG height, void* pixels) {
 HRESULT AoiState::AttachPlanes(LONG planes, LONG width, LONG height, void* pixels) {
   BindEmptyImage();
   if (width == 0 || height == 0) return Report(Message::AoiNotCreated);
-  const HRESULT attached = image->AttachBytes(pixels, planes, width, height);
+  const HRESULT attached = image->Attach(pixels, planes, width, height);
   return FAILED(attached) ? attached : Reset();
 }
 

@@ -28,22 +28,15 @@ struct StepRange {
   std::int64_t end;
 };
 
-std::int64_t FloorDivide(std::int64_t value, std::int64_t divisor) noexcept {
-  return value / divisor - (value % divisor < 0 ? 1 : 0);
-}
-
-// The k from 0 to count - 1 with low < k * step < high. Found by division: counts may be anything.
-StepRange StepsBetween(std::int64_t low, std::int64_t high, std::int64_t step,
-                       std::int64_t count) noexcept {
-  if (step == 0) return {0, low < 0 && 0 < high ? count : 0};
-  if (step < 0) {
-    step = -step;
-    std::swap(low, high);
-    low = -low;
-    high = -high;
-  }
-  return {std::max<std::int64_t>(0, FloorDivide(low, step) + 1),
-          std::min(count, FloorDivide(high - 1, step) + 1)};
+// The steps k from 0 to count - 1 that bring `length` elements from start + k * step on into
+// 0 .. reach - 1. Found by division, since a count may state anything; step is not 0.
+StepRange StepsInside(std::int64_t start, std::int64_t length, std::int64_t step,
+                      std::int64_t count, std::int64_t reach) noexcept {
+  const std::int64_t pace = step < 0 ? -step : step;
+  const auto toCover = [pace](std::int64_t way) { return way > 0 ? (way - 1) / pace + 1 : 0; };
+  const std::int64_t outside = step < 0 ? start - reach + 1 : 1 - start - length;
+  const std::int64_t toLeave = step < 0 ? start + length : reach - start;
+  return {toCover(outside), std::min(count, toCover(toLeave))};
 }
 
 }  // namespace
@@ -96,8 +89,8 @@ HRESULT ComImageBase::Allocate(LONG planes, LONG width, LONG height, LONG margin
   return S_OK;
 }
 
-HRESULT ComImageBase::InitFromBytes(const void* source, LONG planes, LONG width, LONG height,
-                                    LONG margin) {
+HRESULT ComImageBase::InitFromData(const void* source, LONG planes, LONG width, LONG height,
+                                   LONG margin) {
   if (source == nullptr) return E_POINTER;
   if (AreBadSizes(planes, width, height, margin)) return E_INVALIDARG;
   if (data_ != nullptr) return E_ABORT;
@@ -106,15 +99,11 @@ HRESULT ComImageBase::InitFromBytes(const void* source, LONG planes, LONG width,
   const bool fits = BufferGeometry::Of(planes, width, height, margin).Fits();
   Allocate(planes, width, height, margin, fits ? Contents::Undefined : Contents::Zero);
   if (data_ == nullptr) return E_FAIL;
-  if (fits) {
-    CopyInterior(static_cast<const std::byte*>(source));
-  } else {
-    CopyClippedInterior(static_cast<const std::byte*>(source));
-  }
+  CopyInterior(static_cast<const std::byte*>(source));
   return margin != 0 ? FillMargins(MarginZero) : S_OK;
 }
 
-HRESULT ComImageBase::AttachBytes(void* data, LONG planes, LONG width, LONG height) noexcept {
+HRESULT ComImageBase::Attach(void* data, LONG planes, LONG width, LONG height) noexcept {
   if (data == nullptr) return E_POINTER;
   if (planes == 0 || width == 0 || height == 0) return E_INVALIDARG;
   if (width < 0 || height < 0) return E_INVALIDARG;
@@ -149,46 +138,28 @@ HRESULT ComImageBase::FillMargins(MarginModeKLP mode) noexcept {
   }
 }
 
-void ComImageBase::CopyInterior(const std::byte* source) noexcept {
-  auto* const data = static_cast<std::byte*>(data_);
-  if (geometry_.margin == 0) {
-    std::memcpy(data, source, static_cast<std::size_t>(blockElements_) * elementBytes_);
-    return;
-  }
-  const std::size_t widthBytes = static_cast<std::size_t>(geometry_.width) * elementBytes_;
-  const std::size_t strideBytes = static_cast<std::size_t>(geometry_.stride) * elementBytes_;
-  const auto margin = static_cast<std::size_t>(geometry_.margin);
-  std::byte* target = data + margin * strideBytes + margin * elementBytes_;
-  for (LONG plane = 0; plane < geometry_.planes; ++plane) {
-    for (LONG y = 0; y < geometry_.height; ++y) {
-      std::memcpy(target, source, widthBytes);
-      source += widthBytes;
-      target += strideBytes;
-    }
-    target += 2 * margin * strideBytes;
-  }
-}
-
 // Walks the target as a pointer would, in 64 bits from a wrapped start, and copies what lies
-// inside.
-void ComImageBase::CopyClippedInterior(const std::byte* source) noexcept {
+// inside. Where rows overlap the later one stays.
+void ComImageBase::CopyInterior(const std::byte* source) noexcept {
   const std::int64_t reach = reachableElements_;
   const std::int64_t width = geometry_.width;
   const std::int64_t height = geometry_.height;
   const std::int64_t rowStep = geometry_.stride;
   if (reach == 0 || geometry_.planes < 1 || width < 1 || height < 1) return;
-
+  if (geometry_.margin == 0) {
+    std::memcpy(data_, source, static_cast<std::size_t>(reach) * elementBytes_);
+    return;
+  }
   const LONG margin = geometry_.margin;
   const std::int64_t start = geometry_.IndexInPlane(margin, margin);
   const std::int64_t planeStep = height * rowStep + geometry_.IndexInPlane(0, WrapMul(2, margin));
-  const std::int64_t toLastRow = (height - 1) * rowStep;
-  const std::int64_t below = std::min<std::int64_t>(0, toLastRow);
-  const std::int64_t above = std::max<std::int64_t>(0, toLastRow) + width;
+  const std::int64_t lastRow = (height - 1) * rowStep;
   const StepRange planes =
-      StepsBetween(-above - start, reach - below - start, planeStep, geometry_.planes);
+      StepsInside(start + std::min<std::int64_t>(0, lastRow), std::abs(lastRow) + width, planeStep,
+                  geometry_.planes, reach);
   for (std::int64_t plane = planes.begin; plane < planes.end; ++plane) {
     const std::int64_t first = start + plane * planeStep;
-    const StepRange rows = StepsBetween(-width - first, reach - first, rowStep, height);
+    const StepRange rows = StepsInside(first, width, rowStep, height, reach);
     for (std::int64_t row = rows.begin; row < rows.end; ++row) {
       const std::int64_t target = first + row * rowStep;
       const ElementRange run = ClipRun(target, width);
@@ -197,9 +168,8 @@ void ComImageBase::CopyClippedInterior(const std::byte* source) noexcept {
                                   static_cast<std::uint64_t>(row)) *
                                      static_cast<std::uint64_t>(width) +
                                  static_cast<std::uint64_t>(run.first - target);
-      std::memcpy(
-          static_cast<std::byte*>(data_) + static_cast<std::size_t>(run.first) * elementBytes_,
-          source + from * elementBytes_, static_cast<std::size_t>(run.count) * elementBytes_);
+      std::memcpy(Address(run.first), source + from * elementBytes_,
+                  static_cast<std::size_t>(run.count) * elementBytes_);
     }
   }
 }

@@ -58,11 +58,17 @@ class ComImageBase : public IUnknown {
   HRESULT Allocate(LONG planes, LONG width, LONG height, LONG margin,
                    Contents contents = Contents::Undefined);
 
-  // InitFromData and Attach of ComImage, for callers that do not know the pixel type.
-  HRESULT InitFromBytes(const void* source, LONG planes, LONG width, LONG height, LONG margin);
-  HRESULT AttachBytes(void* data, LONG planes, LONG width, LONG height) noexcept;
+  // Allocate, and a copy of `planes` times `height` rows of `width` elements without gaps. The
+  // margins become 0. E_POINTER for a null source, then as Allocate. The source is only read.
+  HRESULT InitFromData(const void* source, LONG planes, LONG width, LONG height, LONG margin);
 
-  // The margin in pixels, S_OK. An empty buffer: 0, S_FALSE.
+  // Looks at a caller's memory: planes in packed rows, no margin; nothing is copied. E_POINTER for
+  // null data; E_INVALIDARG for 0 planes, width or height, or a negative width or height; E_ABORT
+  // if there are pixels already. A failure changes nothing.
+  HRESULT Attach(void* data, LONG planes, LONG width, LONG height) noexcept;
+
+  // The margin in pixels, S_OK. An empty buffer: 0, S_FALSE. An operation of the buffer like the
+  // others, although the AOIs of this module do with margin().
   HRESULT GetMargin(LONG* pixels) const noexcept;
 
   // Fills the margins of all planes. MarginNone: S_OK; an empty buffer: E_FAIL; no margin: S_OK,
@@ -74,12 +80,7 @@ class ComImageBase : public IUnknown {
   bool HasData() const noexcept { return data_ != nullptr; }
   const BufferGeometry& geometry() const noexcept { return geometry_; }
   LONG planes() const noexcept { return geometry_.planes; }
-  LONG width() const noexcept { return geometry_.width; }
-  LONG height() const noexcept { return geometry_.height; }
   LONG margin() const noexcept { return geometry_.margin; }
-  LONG stride() const noexcept { return geometry_.stride; }
-  LONG rows() const noexcept { return geometry_.rows; }
-  bool ownsData() const noexcept { return ownsData_; }
   std::size_t elementBytes() const noexcept { return elementBytes_; }
   // The address of an element by index; the caller has clipped or tested it.
   std::byte* Address(std::int64_t index) const noexcept {
@@ -92,6 +93,12 @@ class ComImageBase : public IUnknown {
   std::int64_t blockElements() const noexcept { return blockElements_; }
   std::int64_t reachableElements() const noexcept { return reachableElements_; }
 
+  // Whether an address lies in block or tail.
+  bool Contains(const void* address) const noexcept {
+    const auto offset =
+        reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(data_);
+    return offset / elementBytes_ < static_cast<std::uintptr_t>(reachableElements_);
+  }
   bool InBlock(std::int64_t index) const noexcept { return index >= 0 && index < blockElements_; }
 
   // The part of `count` elements from `first` on that lies in block or tail; empty, at index 0, if
@@ -114,7 +121,6 @@ class ComImageBase : public IUnknown {
 
  private:
   void CopyInterior(const std::byte* source) noexcept;
-  void CopyClippedInterior(const std::byte* source) noexcept;
 
   void* data_ = nullptr;
   BufferGeometry geometry_;
@@ -140,19 +146,6 @@ class ComImage final : public ComImageBase {
   T* data() const noexcept { return static_cast<T*>(bytes()); }
   // The address of an element by index; the caller has clipped or tested it.
   T* At(std::int64_t index) const noexcept { return data() + index; }
-
-  // Allocate, and a copy of `planes` times `height` rows of `width` elements without gaps. The
-  // margins become 0. E_POINTER for a null source, then as Allocate. The source is only read.
-  HRESULT InitFromData(const T* source, LONG planes, LONG width, LONG height, LONG margin) {
-    return InitFromBytes(source, planes, width, height, margin);
-  }
-
-  // Looks at a caller's memory: planes in packed rows, no margin; nothing is copied. E_POINTER for
-  // null data; E_INVALIDARG for 0 planes, width or height, or a negative width or height; E_ABORT
-  // if there are pixels already. A failure changes nothing.
-  HRESULT Attach(T* data, LONG planes, LONG width, LONG height) noexcept {
-    return AttachBytes(data, planes, width, height);
-  }
 };
 
 }  // namespace rastel

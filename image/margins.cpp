@@ -233,81 +233,46 @@ void FillPlane(const PlaneBytes& plane, MarginModeKLP mode) {
   CopyMarginRows(plane, mode);
 }
 
-// A plane of which only the first `elements` elements are there; no speed is needed.
-class CutPlane {
- public:
-  CutPlane(std::byte* start, std::size_t elementBytes, std::int64_t elements,
-           const BufferGeometry& geometry)
-      : start_(start),
-        elementBytes_(elementBytes),
-        elements_(elements),
-        width_(geometry.width),
-        height_(geometry.height),
-        margin_(geometry.margin),
-        stride_(geometry.stride),
-        rows_(geometry.rows) {}
+// The stored row or column that one outside the interior repeats; size is the interior's.
+std::int64_t Repeated(MarginModeKLP mode, std::int64_t stored, std::int64_t margin,
+                      std::int64_t size) {
+  const bool isBefore = stored < margin;
+  if (mode == MarginPeriodic) return isBefore ? stored + size : stored - size;
+  const std::int64_t edge = isBefore ? margin : margin + size - 1;
+  if (mode == MarginReplicate) return edge;
+  return 2 * edge - stored + (isBefore ? -1 : 1);
+}
 
-  void Clear() const {
-    const std::int64_t wholeRows = margin_ * stride_ + margin_;
-    Clear(0, wholeRows);
-    std::int64_t gap = wholeRows + width_;
-    for (std::int64_t y = 1; y < height_ && gap < elements_; ++y, gap += stride_) {
-      Clear(gap, 2 * margin_);
-    }
-    if (gap < elements_) Clear(gap, wholeRows);
-  }
-
-  void Fill(MarginModeKLP mode) const {
-    const std::int64_t bottom = margin_ + height_;
-    for (std::int64_t row = bottom; row < rows_ && row * stride_ < elements_; ++row) {
-      Copy(row * stride_ + margin_, Source(mode, row, height_) * stride_ + margin_, width_);
-    }
-    for (std::int64_t row = 0; row < margin_ && row * stride_ < elements_; ++row) {
-      Copy(row * stride_ + margin_, Source(mode, row, height_) * stride_ + margin_, width_);
-    }
-    FillColumns(mode, margin_ + width_);
-    FillColumns(mode, 0);
-  }
-
- private:
-  // The stored row or column that one outside the interior repeats; size is the interior's.
-  std::int64_t Source(MarginModeKLP mode, std::int64_t stored, std::int64_t size) const {
-    const bool before = stored < margin_;
-    if (mode == MarginPeriodic) return before ? stored + size : stored - size;
-    const std::int64_t edge = before ? margin_ : margin_ + size - 1;
-    if (mode == MarginReplicate) return edge;
-    return before ? 2 * edge - 1 - stored : 2 * edge + 1 - stored;
-  }
-
-  void FillColumns(MarginModeKLP mode, std::int64_t firstColumn) const {
-    for (std::int64_t row = 0; row < rows_ && row * stride_ < elements_; ++row) {
-      const std::int64_t rowStart = row * stride_;
-      const std::int64_t end = std::min(firstColumn + margin_, elements_ - rowStart);
-      for (std::int64_t column = firstColumn; column < end; ++column) {
-        Copy(rowStart + column, rowStart + Source(mode, column, width_), 1);
+// A plane of which only the first `elements` elements are there. No speed is needed. The columns
+// come last, since the corners repeat what the margin rows got.
+template <class Element>
+void FillCutPlane(std::byte* start, std::int64_t elements, const BufferGeometry& geometry,
+                  MarginModeKLP mode) {
+  const std::int64_t margin = geometry.margin;
+  const auto at = [&](std::int64_t index) {
+    return start + static_cast<std::size_t>(index) * sizeof(Element);
+  };
+  for (const bool isColumns : {false, true}) {
+    for (std::int64_t i = 0; i < elements; ++i) {
+      std::int64_t row = i / geometry.stride;
+      std::int64_t column = i % geometry.stride;
+      const bool isRowInside = row >= margin && row < margin + geometry.height;
+      const bool isColumnInside = column >= margin && column < margin + geometry.width;
+      if (isColumns ? isColumnInside : isRowInside || !isColumnInside) continue;
+      if (mode == MarginZero) {
+        Store(at(i), Element{0});
+        continue;
       }
+      if (isColumns) {
+        column = Repeated(mode, column, margin, geometry.width);
+      } else {
+        row = Repeated(mode, row, margin, geometry.height);
+      }
+      const std::int64_t source = row * geometry.stride + column;
+      if (source < elements) Store(at(i), Load<Element>(at(source)));
     }
   }
-
-  void Clear(std::int64_t first, std::int64_t count) const {
-    count = std::min(count, elements_ - first);
-    if (count > 0) std::memset(At(first), 0, static_cast<std::size_t>(count) * elementBytes_);
-  }
-
-  void Copy(std::int64_t target, std::int64_t source, std::int64_t count) const {
-    count = std::min(count, elements_ - std::max(target, source));
-    if (count < 1) return;
-    std::memcpy(At(target), At(source), static_cast<std::size_t>(count) * elementBytes_);
-  }
-
-  std::byte* At(std::int64_t index) const {
-    return start_ + static_cast<std::size_t>(index) * elementBytes_;
-  }
-
-  std::byte* start_;
-  std::size_t elementBytes_;
-  std::int64_t elements_, width_, height_, margin_, stride_, rows_;
-};
+}
 
 template <class Element>
 void FillPlanes(std::byte* data, std::int64_t elements, const BufferGeometry& geometry,
@@ -326,13 +291,8 @@ void FillPlanes(std::byte* data, std::int64_t elements, const BufferGeometry& ge
   for (std::int64_t i = 0; i < wholePlanes; ++i, plane.start += planeBytes) {
     FillPlane<Element>(plane, mode);
   }
-  if (wholePlanes == geometry.planes) return;
-  const CutPlane cut(plane.start, sizeof(Element), elements - wholePlanes * planeElements,
-                     geometry);
-  if (mode == MarginZero) {
-    cut.Clear();
-  } else {
-    cut.Fill(mode);
+  if (wholePlanes < geometry.planes) {
+    FillCutPlane<Element>(plane.start, elements - wholePlanes * planeElements, geometry, mode);
   }
 }
 
