@@ -64,9 +64,7 @@ HRESULT AoiState::CreateImage(LONG width, LONG height, Contents contents) {
   BindEmptyImage();
   const HRESULT allocated = image->Allocate(1, width, height, bufferMargin, contents);
   if (FAILED(allocated)) return allocated;
-  const HRESULT reset = Reset();
-  ResetName();
-  return reset;
+  return Reset();
 }
 
 HRESULT AoiState::CreatePlanes(LONG planes, LONG width, LONG height, Contents contents) {
@@ -90,9 +88,7 @@ HRESULT AoiState::AttachImage(LONG width, LONG height, void* pixels) {
   if (!image) BindEmptyImage();
   const HRESULT attached = image->Attach(pixels, 1, width, height);
   if (FAILED(attached)) return attached;
-  const HRESULT reset = Reset();
-  ResetName();
-  return reset;
+  return Reset();
 }
 
 HRESULT AoiState::AttachPlanes(LONG planes, LONG width, LONG height, void* pixels) {
@@ -350,7 +346,7 @@ HRESULT AoiState::Reset() {
   bufferMargin = 0;
   bufferWidth = 0;
   bufferHeight = 0;
-  ResetName();
+  name.AssignLiteral(kDefaultName);
   if (!image) return S_OK;
   const BufferGeometry& buffer = image->geometry();
   planeCount = buffer.planes;
@@ -361,7 +357,5 @@ HRESULT AoiState::Reset() {
   bufferHeight = buffer.rows;
   return S_OK;
 }
-
-void AoiState::ResetName() noexcept { name.AssignLiteral(kDefaultName); }
 
 }  // namespace rastel

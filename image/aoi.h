@@ -155,7 +155,6 @@ class AoiState {
   void ClampMargins() noexcept;
   void BindEmptyImage();
   HRESULT Reset();
-  void ResetName() noexcept;
 
   const CLSID& classId_;
   ImageMaker makeImage_;
