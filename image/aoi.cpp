@@ -273,9 +273,7 @@ HRESULT AoiState::PutName(BSTR text) {
 HRESULT AoiState::GetTag(VARIANT* out) const {
   if (!out) return E_POINTER;
   _variant_t copy(tag);
-  // A VARIANT that cannot be cleared keeps what it holds, and the call succeeds all the same.
-  MoveVariantTo(out, copy);
-  return S_OK;
+  return MoveVariantTo(out, copy);
 }
 
 HRESULT AoiState::PutTag(const VARIANT& value) {

@@ -65,6 +65,10 @@ TEST_F(AoiClientData, Tag_IsCopiedBothWays) {
   EXPECT_EQ(aoi->get_Tag(&out), S_OK);
   EXPECT_TRUE(out.vt == VT_ERROR && out.scode == DISP_E_BADVARTYPE);
 }
+  // Nothing moves to where it cannot be cleared.
+  out.vt = 0x0FFF;
+  EXPECT_EQ(Ask([&] { return aoi->get_Tag(&out); }), Plain(DISP_E_BADVARTYPE));
+  EXPECT_EQ(out.vt, 0x0FFF);
 
 TEST_F(AoiClientData, AttributeMap_IsShared) {
   MapDouble first, second;
