@@ -283,10 +283,11 @@ class Loader {
 
   void ReadClientData(AoiStreamVersion version) {
     try {
-      if (version == AoiStreamVersion::k513) {
-        CheckResult(ReadPlainVariant(state_.tag, stream_));
+      const bool isPlain = version == AoiStreamVersion::k513;
+      const HRESULT result = ReadTag(isPlain);
+      if (isPlain) {
+        CheckResult(result);
       } else {
-        ReadFromStream(stream_, state_.tag);
         ReadMap();
       }
     } catch (const _com_error& error) {
@@ -295,20 +296,30 @@ class Loader {
     }
   }
 
-  // The member is given up as ReadObject says, and never holds an object that has not been asked.
+  // A record that says nothing about its VARIANT leaves the tag alone.
+  HRESULT ReadTag(bool isPlain) {
+    constexpr VARTYPE kUntouched = VT_BYREF | VT_VARIANT;  // no record gives a reference
+    _variant_t tag;
+    tag.vt = kUntouched;
+    const HRESULT result = isPlain ? ReadPlainVariant(tag, stream_) : ReadFromStream(stream_, tag);
+    if (tag.vt != kUntouched) displacedTag_ = std::exchange(state_.tag, std::move(tag));
+    return result;
+  }
+
+  // The member changes if the presence mark can be read: what came is kept if it is a map, and what
+  // could not be loaded leaves null. Only an object from the stream is asked what it is.
   void ReadMap() {
-    ComPtr<IDispatch> map = state_.attributeMap;
-    const auto keepMaps = [&]() noexcept {
-      if (map && !map.As<IAttributeMapKLP>()) map.Reset();
-      state_.attributeMap = std::move(map);
-    };
+    displacedMap_ = state_.attributeMap;
+    ComPtr<IDispatch> map = displacedMap_;
     try {
       ReadObject(stream_, map);
     } catch (...) {
-      keepMaps();
+      const bool isMarkRead = displacedMap_ && !map;
+      if (isMarkRead) state_.attributeMap.Reset();
       throw;
     }
-    keepMaps();
+    if (map && !map.As<IAttributeMapKLP>()) map.Reset();
+    state_.attributeMap = std::move(map);
   }
 
   template <class PlanesWire>
@@ -391,6 +402,9 @@ class Loader {
   IStream* const stream_;
   int failuresInARow_ = 0;
   bool hasEnded_ = false;
+  // Go with the loader, when the AOI is in its final state: their release may call back.
+  _variant_t displacedTag_;
+  ComPtr<IDispatch> displacedMap_;
 };
 
 }  // namespace

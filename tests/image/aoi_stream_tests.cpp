@@ -320,7 +320,9 @@ TEST_F(AoiStreams, Load_StreamFailsAtEveryRead) {
     const ULONG all = isBuffer ? 25 : 22;
     for (ULONG call = 1; call <= all + 1; ++call) {
       SCOPED_TRACE(testing::Message() << isBuffer << " " << call);
+      MapDouble before;
       const auto aoi = Make();
+      aoi->put_AttributeMap(&before);
       FaultStream stream(NewStream(Picture(isBuffer)).Get());
       stream.FailAt(StreamCall::kRead, call, kFull);
       DebugCapture debug;
@@ -340,6 +342,12 @@ TEST_F(AoiStreams, Load_StreamFailsAtEveryRead) {
       }
       EXPECT_EQ(stream.References(), 0u);
       EXPECT_EQ(script_.objects, 0) << "no map is let go";
+      // The client's map goes when its mark is read, and is never asked.
+      const bool isKept = call <= 15 || call == 19;
+      if (isKept || call > 18) {
+        EXPECT_EQ(before.references, isKept ? 2 : 1);
+      }
+      EXPECT_EQ(before.queries, 0);
     }
   }
 }
@@ -427,6 +435,30 @@ TEST_F(AoiStreams, Map_TravelsAndIsKeptIfItIsOne) {
   const auto floats = Make(CLSID_FloatAOIKLP);
   ASSERT_EQ(LoadFrom(floats, Sample("float_514_nan")), S_OK);
   EXPECT_EQ(SavedBy(floats), Sample("float_514_nan"));
+}
+
+TEST_F(AoiStreams, Load_LetsGoOfTagAndMapAtItsEnd) {
+  const std::string saved = SavedBy(NewWords());
+  auto aoi = Make(CLSID_WordAOIKLP);
+  IAoiKLP* const uncounted = aoi.Get();
+  MapDouble map, tagged;
+  CComVariant tag;
+  tag.vt = VT_DISPATCH;
+  tag.pdispVal = &tagged;
+  aoi->put_Tag(tag);
+  tag.Detach();
+  aoi->put_AttributeMap(&map);
+  Text seen;
+  // The first one that goes takes the AOI with it.
+  map.onRelease = tagged.onRelease = [&] {
+    if (map.references > 1 && tagged.references > 1) return;
+    if (aoi) seen += NameOf(*uncounted) + OLESTR("/");
+    aoi.Reset();
+  };
+  IPersistStream* const persist = Persist(aoi).Get();
+  EXPECT_EQ(persist->Load(NewStream(saved).Get()), S_OK);
+  EXPECT_TRUE(seen == OLESTR("w/"));
+  EXPECT_TRUE(map.references == 1 && tagged.references == 1) << "a mark of 0 is no map";
 }
 
 TEST_F(AoiStreams, PixelsMoveWithoutACopy) {

@@ -209,16 +209,19 @@ struct AoiOuter final : Double<IUnknown> {
 };
 
 // A map in name only, which counts its references and can be told what to do when it goes or is
-// asked for its dispatch interface or a clone.
+// asked for its dispatch interface, its persistence or a clone.
 class MapDouble final : public WithoutMembers<Double<IAttributeMapKLP>> {
  public:
-  HRESULT dispatchResult = S_OK;
+  HRESULT dispatchResult = S_OK, persistResult = E_NOINTERFACE;
+  int queries = 0;
   std::function<void()> onRelease;
   std::function<void()> onClone;
   IAttributeMapKLP* clone = nullptr;
 
   MapDouble() { references = 1; }
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    ++queries;
+    if (IsEqualIID(iid, IID_IPersistStream)) return *out = nullptr, persistResult;
     const bool isDispatch = IsEqualIID(iid, IID_IDispatch);
     if (isDispatch && FAILED(dispatchResult)) return *out = nullptr, dispatchResult;
     return Double::QueryInterface(isDispatch ? IID_IUnknown : iid, out);
