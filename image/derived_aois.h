@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <new>
 #include <span>
 #include <utility>
 
@@ -85,6 +84,7 @@ struct DerivedAois {
   }
   template <class Impl>
   static HRESULT Clone(Impl& aoi, IAoiKLP** clone) noexcept {
+    *clone = nullptr;
     ITyped* typed = CreateSibling(aoi);
     return typed ? ConvertAndRelease(typed, clone) : E_FAIL;
   }
@@ -99,6 +99,7 @@ struct DerivedAois {
   template <class Impl>
   static HRESULT Split(Impl& aoi, Cut cut, IAoiKLP** out) noexcept {
     if (!out) return E_POINTER;
+    *out = nullptr;
     platform::ComPtr<ITyped> part;
     ITyped* address = nullptr;
     const HRESULT result = MakePart(aoi, cut, &address, part);
@@ -136,23 +137,19 @@ struct DerivedAois {
     return result;
   }
 
-  // Both raise what DuplicatePixels and CopyClientData raise.
+  // Both raise what DuplicatePixels and CopyClientData raise, and then too leave null.
   template <class Impl>
   static HRESULT Duplicate(Impl& aoi, ITyped** out) {
+    *out = nullptr;
     return (aoi.state_.marshalFlags & MarshalBuffer) != 0 ? DuplicateBuffer(aoi, out)
                                                           : DuplicateRectangle(aoi, out);
   }
   template <class Impl>
   static HRESULT Duplicate(Impl& aoi, IAoiKLP** out) {
+    *out = nullptr;
     ITyped* typed = nullptr;
-    try {
-      const HRESULT result = Duplicate(aoi, &typed);
-      return FAILED(result) ? result : ConvertAndRelease(typed, out);
-    } catch (...) {
-      // Foreign data that cannot be copied; the client does not get at the typed pointer.
-      if (typed) typed->Release();
-      throw;
-    }
+    const HRESULT result = Duplicate(aoi, &typed);
+    return FAILED(result) ? result : ConvertAndRelease(typed, out);
   }
 
  private:
@@ -224,7 +221,13 @@ struct DerivedAois {
     DuplicatePixels<Image>(aoi.state_, duplicate);
     *out = owner.Get();
     owner->AddRef();
-    CopyClientData(aoi.state_, duplicate);
+    try {
+      CopyClientData(aoi.state_, duplicate);
+    } catch (...) {
+      // Foreign code may have taken it out of there.
+      if (*out == owner.Get()) std::exchange(*out, nullptr)->Release();
+      throw;
+    }
     return S_OK;
   }
 

@@ -284,6 +284,28 @@ TEST_F(DerivedAois, Duplicate_KeepsNameTagAndMapOfARectangle) {
   EXPECT_EQ(clone.references, 1);
 }
 
+TEST_F(DerivedAois, Duplicate_ThatFails_HandsOutNothing) {
+  MapDouble object;
+  object.persistResult = E_ACCESSDENIED;
+  VARIANT tag{};
+  tag.vt = VT_DISPATCH;
+  tag.pdispVal = &object;
+  const auto aoi = NewAoi<FloatAoi>();
+  const auto generic = aoi.As<IAoiKLP>();
+  // Without a buffer the whole cannot be selected; a tag that raises ends the rectangle's copy.
+  for (const auto& [flags, expected] :
+       {std::pair{MarshalBuffer, Reported(1114).result}, {MarshalRectangle, E_ACCESSDENIED}}) {
+    aoi->put_MarshalFlags(flags);
+    aoi->put_Tag(tag);
+    IFloatAOIKLP* typedOut = aoi.Get();
+    IAoiKLP* genericOut = generic.Get();
+    EXPECT_EQ(aoi->Duplicate(&typedOut), expected);
+    EXPECT_EQ(generic->Duplicate(&genericOut), expected);
+    EXPECT_TRUE(!typedOut && !genericOut);
+  }
+  aoi->put_Tag(Int4(0));
+}
+
 TEST_F(DerivedAois, Allocations_ThatFailAreToldAndLeaveNoMoreThanTold) {
   if (!kEmbeddedHost) GTEST_SKIP();
   const auto aoi = NewPicture<ByteAoi>(6, 6, 0, 2);
