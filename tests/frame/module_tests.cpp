@@ -7,6 +7,7 @@
 #include "interfaces/identifiers.h"
 #include "platform/module_file.h"
 #include "platform/module_loader.h"
+#include "tests/support/allocation_faults.h"
 #include "tests/support/host_kind.h"
 #include "tests/support/module_client.h"
 #include "tests/support/temp_file.h"
@@ -118,6 +119,21 @@ TEST_F(Module, CreateInstance_GivesTheClassOfItsRowOrNothing) {
     }
     EXPECT_EQ(outer.references, 1u);
     object.Reset();
+    // Elsewhere the module has an allocator of its own, out of the test's sight.
+    for (const bool isInside : {false, true}) {
+      int wrong = 0;
+      const int refused = FailEachAllocation(
+          [&] {
+            return factory->CreateInstance(isInside ? &outer : nullptr, IID_IUnknown,
+                                           object.PutVoid());
+          },
+          [&](HRESULT result, long long left) {
+            wrong += result != E_OUTOFMEMORY || object || left > 0;
+          });
+      EXPECT_GE(refused, kEmbeddedHost ? 2 : 0) << "the object and its marshaler at least";
+      EXPECT_EQ(wrong, 0);
+      object.Reset();
+    }
     factory.Reset();
     EXPECT_EQ(module_.CanUnloadNow(), S_OK) << "what was refused has left nothing";
 

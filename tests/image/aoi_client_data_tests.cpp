@@ -1,6 +1,7 @@
 // Name, tag and attribute map: what a client hangs on a picture.
 #include "tests/image/aoi_types.h"
 #include "tests/support/debug_capture.h"
+#include "tests/support/streams.h"
 
 namespace tests {
 namespace {
@@ -64,11 +65,11 @@ TEST_F(AoiClientData, Tag_IsCopiedBothWays) {
   EXPECT_EQ(Ask([&] { return aoi->put_Tag(tag); }), Plain(DISP_E_BADVARTYPE));
   EXPECT_EQ(aoi->get_Tag(&out), S_OK);
   EXPECT_TRUE(out.vt == VT_ERROR && out.scode == DISP_E_BADVARTYPE);
-}
   // Nothing moves to where it cannot be cleared.
   out.vt = 0x0FFF;
   EXPECT_EQ(Ask([&] { return aoi->get_Tag(&out); }), Plain(DISP_E_BADVARTYPE));
   EXPECT_EQ(out.vt, 0x0FFF);
+}
 
 TEST_F(AoiClientData, AttributeMap_IsShared) {
   MapDouble first, second;
@@ -112,19 +113,60 @@ TEST_F(AoiClientData, AttributeMap_IsShared) {
   EXPECT_EQ(first.references, 1);
 }
 
-TEST_F(AoiClientData, Destruction_LetsGoOfTheMapBeforeTheTag) {
-  MapDouble map, tagged;
-  auto aoi = NewAoi<ByteAoi>();
-  aoi->put_AttributeMap(&map);
+VARIANT TagOf(IDispatch& object) {
   VARIANT tag{};
   tag.vt = VT_DISPATCH;
-  tag.pdispVal = &tagged;
-  aoi->put_Tag(tag);
-  std::string order;
-  map.onRelease = [&] { order += 'm'; };
-  tagged.onRelease = [&] { order += 't'; };
-  aoi.Reset();
-  EXPECT_EQ(order, "mt");
+  tag.pdispVal = &object;
+  return tag;
+}
+
+TEST_F(AoiClientData, Destruction_LeavesAWholeAoiToWhatItLetsGo) {
+  using I = IByteAOIKLP;
+  MapDouble late;
+  const std::function<void(I&)> kCalls[] = {
+      [&](I& a) { EXPECT_EQ(a.put_Tag(TagOf(late)), S_OK); },
+      [&](I& a) { EXPECT_EQ(a.put_AttributeMap(&late), S_OK); },
+      [](I& a) { EXPECT_EQ(a.CreatePlanes(2, 4, 4), S_OK); },
+      [](I& a) { PutName(a, NameOf(a).c_str()); },
+      [](I& a) { EXPECT_EQ(a.SetRect(0, 0, 0, 0), platform::ResultCode(0x8004045Au)); },
+      [](I& a) { EXPECT_EQ(a.Clone(ComPtr<I>().Put()), S_OK); },
+      [](I& a) { EXPECT_EQ(a.Duplicate(ComPtr<I>().Put()), S_OK); },
+      [](I& a) {
+        EXPECT_EQ(ComPtr<I>(&a).As<IPersistStream>()->Save(NewStream().Get(), TRUE), S_OK);
+      }};
+  for (const bool isAggregated : {false, true}) {
+    for (const auto& call : kCalls) {
+      SCOPED_TRACE(testing::Message() << isAggregated << " " << &call - kCalls);
+      AoiOuter outer;
+      ASSERT_EQ(ModuleClient::Get().CreateInside(isAggregated ? &outer : nullptr, ByteAoi::kClass,
+                                                 IID_IUnknown, outer.inner.PutVoid()),
+                S_OK);
+      IUnknown* const object = outer.inner.Get();
+      I* const aoi = outer.inner.As<I>().Get();
+      ASSERT_EQ(aoi->CreateImage(4, 4), S_OK);
+      MapDouble map, tagged;
+      aoi->put_AttributeMap(&map);
+      aoi->put_Tag(TagOf(tagged));
+      std::string order;
+      const auto comeBack = [&](MapDouble& self, char mark) {
+        if (self.references > 1 || order.find(mark) != order.npos) return;
+        order += mark;
+        EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK) << "the count goes down first";
+        EXPECT_EQ(object->AddRef(), 0xC0000002u);
+        EXPECT_EQ(object->Release(), 0xC0000001u);
+        call(*aoi);
+      };
+      // What comes in meanwhile goes as early.
+      late.onRelease = [&] { static_cast<void>(object->AddRef() + object->Release()); };
+      map.onRelease = [&] { comeBack(map, 'm'); };
+      tagged.onRelease = [&] { comeBack(tagged, 't'); };
+      EXPECT_EQ(object->Release(), 0u);
+      static_cast<void>(outer.inner.Detach());
+      EXPECT_EQ(order, "mt");
+      EXPECT_TRUE(map.references == 1 && tagged.references == 1 && late.references == 1);
+      EXPECT_EQ(outer.references, 1);
+    }
+  }
 }
 
 }  // namespace

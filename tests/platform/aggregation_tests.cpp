@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "platform/com_object.h"
 #include "tests/platform/probe.h"
@@ -51,17 +51,23 @@ TEST(Aggregation, InterfacesBelongToTheOuterAndTheUnknownToItself) {
   EXPECT_EQ(outer.inner->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
   EXPECT_EQ(outer.inner->Release(), 0u);
   EXPECT_EQ(platform::moduleLockCount, 0);
-  EXPECT_EQ(script.log.back(), "section deleted");
+  const std::vector<std::string> end(script.log.end() - 4, script.log.end());
+  EXPECT_THAT(end,
+              testing::ElementsAre("final release", "content", "destructor", "section deleted"));
+  EXPECT_EQ(script.locksInContent, 0);
 }
 
 TEST(Aggregation, FailuresLeaveNothing) {
   Outer outer;
   for (const HRESULT failure : {E_ABORT, E_OUTOFMEMORY}) {
-    for (const bool inSection : {true, false}) {
+    for (const char* step : {"constructor", "section", "final construct"}) {
+      SCOPED_TRACE(step);
       script = ProbeScript{};
-      (inSection ? script.sectionResult : script.finalConstructResult) = failure;
+      script.constructorThrows = step[0] == 'c';
+      (step[0] == 's' ? script.sectionResult : script.finalConstructResult) = failure;
       void* out = &outer;
-      EXPECT_EQ(platform::CreateObject<Probe>(&outer, IID_IUnknown, &out), failure);
+      EXPECT_EQ(platform::CreateObject<Probe>(&outer, IID_IUnknown, &out),
+                script.constructorThrows ? E_OUTOFMEMORY : failure);
       EXPECT_EQ(out, nullptr);
       EXPECT_EQ(platform::moduleLockCount, 0);
       EXPECT_EQ(outer.references, 0);

@@ -26,7 +26,8 @@ TEST_F(ComObject, LifeFollowsItsSteps) {
   EXPECT_EQ(probe->First(), S_OK);
   EXPECT_EQ(probe->Release(), 0u);
   EXPECT_THAT(script.log, ElementsAre("constructor", "section", "final construct", "final release",
-                                      "destructor", "section deleted"));
+                                      "content", "destructor", "section deleted"));
+  EXPECT_EQ(script.locksInContent, 0);
   EXPECT_EQ(script.countInFinalRelease, 0xC0000001u) << "a late pair does not destroy it again";
 }
 

@@ -34,6 +34,7 @@ struct ProbeScript {
   IUnknown* controllingUnknown = nullptr;
   LONG locksAtFinalConstruct = 0;
   ULONG countInFinalRelease = 0;
+  LONG locksInContent = -1;
 };
 inline ProbeScript script;
 
@@ -82,6 +83,11 @@ class Probe : public platform::CComObjectRootEx<ScriptedThreadModel>,
     script.countInFinalRelease = static_cast<IFirstProbe*>(this)->Release();
     if (marshaler_) marshaler_->Release();
     marshaler_ = nullptr;
+  }
+
+  void ReleaseContent() noexcept {
+    script.log.push_back("content");
+    script.locksInContent = platform::moduleLockCount;
   }
 
   STDMETHODIMP First() override { return ++calls_ > 0 ? S_OK : E_FAIL; }
