@@ -3,9 +3,9 @@
 // or give AOIs convert the pointer and go to the typed ones.
 #pragma once
 
-#include <algorithm>
+#include <atomic>
 #include <cstring>
-#include <new>
+#include <utility>
 
 #include "frame/boundary.h"
 #include "frame/element_conversion.h"
@@ -451,8 +451,6 @@ class CCoRastelAoi
       public IAOIImpl<CCoRastelAoi<T, U, ITyped, TypedId, ClassId, LibraryId, Script, Code>, T, U,
                       ITyped, ClassId, LibraryId, Code> {
  public:
-  static constexpr WORD kScript = Script;
-
   static platform::QueryTable GetQueryTable() noexcept {
     using platform::DirectRow;
     static constexpr platform::QueryRow kRows[] = {
