@@ -1,4 +1,9 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
 #include "tests/host/values.h"
+#include "tests/support/host_kind.h"
 #include "tests/support/results.h"
 
 namespace tests {

@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "tests/host/facts.h"
+
+namespace tests::facts {
+namespace {
+
+template <class Char>
+std::basic_string<Char> Unquoted(std::string_view word) {
+  std::basic_string<Char> text;
+  for (std::size_t i = word.find('"') + 1; i + 1 < word.size(); ++i) {
+    if (word[i] == '\\') ++i;
+    const std::size_t digits = word[i - 1] != '\\' ? 0
+                               : word[i] == 'x'    ? 2
+                               : word[i] == 'u'    ? 4
+                                                   : 0;
+    const std::string code(word.substr(i + 1, digits));
+    text += static_cast<Char>(digits ? std::strtoul(code.c_str(), nullptr, 16) : word[i]);
+    i += digits;
+  }
+  return text;
+}
+
+BSTR ParseString(std::string_view literal) {
+  if (literal.starts_with("bytes")) {
+    const std::string bytes = Unquoted<char>(literal);
+    return SysAllocStringByteLen(bytes.data(), static_cast<UINT>(bytes.size()));
+  }
+  const OleText text = Unquoted<OLECHAR>(literal);
+  return SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+}
+
+}  // namespace
+
+State::~State() {
+  for (VARIANT& variant : variants) {
+    const bool isArray = (variant.vt & VT_ARRAY) != 0 && (variant.vt & VT_BYREF) == 0;
+    while (isArray && variant.parray && SUCCEEDED(SafeArrayUnlock(variant.parray))) {
+    }
+    VariantClear(&variant);
+  }
+  EXPECT_EQ(object.references, 0);
+}
+
+std::size_t Find(std::string_view text, char character) {
+  bool isQuoted = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == character && !isQuoted) return i;
+    if (text[i] == '"') isQuoted = !isQuoted;
+    if (text[i] == '\\' && isQuoted) ++i;
+  }
+  return text.size();
+}
+
+std::string Words::Next() {
+  left_.remove_prefix((std::min)(left_.find_first_not_of(' '), left_.size()));
+  const std::string word(left_.substr(0, Find(left_, ' ')));
+  left_.remove_prefix(word.size());
+  return word;
+}
+
+bool Words::Take(std::string_view word) {
+  const std::string_view left = left_;
+  if (Next() == word) return true;
+  left_ = left;
+  return false;
+}
+
+long long Words::Number() {
+  return static_cast<long long>(std::strtoull(Next().c_str(), nullptr, 0));
+}
+
+GUID Words::Guid() {
+  const std::string word = Next();
+  unsigned fields[11] = {};
+  std::sscanf(word.c_str(), "{%8x-%4x-%4x-%2x%2x-%2x%2x%2x%2x%2x%2x}", &fields[0], &fields[1],
+              &fields[2], &fields[3], &fields[4], &fields[5], &fields[6], &fields[7], &fields[8],
+              &fields[9], &fields[10]);
+  GUID guid{fields[0], static_cast<WORD>(fields[1]), static_cast<WORD>(fields[2]), {}};
+  for (int i = 0; i < 8; ++i) guid.Data4[i] = static_cast<BYTE>(fields[3 + i]);
+  return guid;
+}
+
+const std::string* Words::Bytes() {
+  const std::string word = Next();
+  return word == "null" ? nullptr : &row.bytes.emplace_back(Unquoted<char>(word));
+}
+
+const OLECHAR* Words::Text() {
+  const std::string word = Next();
+  return word == "null" ? nullptr : row.texts.emplace_back(Unquoted<OLECHAR>(word)).c_str();
+}
+
+VARIANT* Words::ParseVariant(std::string_view literal) {
+  const std::size_t colon = literal.find(':');
+  VARIANT* value = &row.variants.emplace_back(Typed(TypeOf(literal.substr(0, colon))));
+  const VARTYPE type = value->vt;
+  if (colon == literal.npos) return value;
+  const std::string rest(literal.substr(colon + 1));
+  const auto number = [&] { return std::strtoull(rest.c_str(), nullptr, 0); };
+  if (rest == "nothing" || (rest == "null" && !(type & VT_BYREF))) return value;
+  if (type == (VT_BYREF | VT_VARIANT)) {
+    value->pvarVal = ParseVariant(rest);
+  } else if (type & VT_BYREF) {
+    VARIANT* place = ParseVariant(NameOf(type & ~VT_BYREF) + ':' + rest);
+    value->byref = place->vt == VT_DECIMAL ? static_cast<void*>(place) : &place->llVal;
+  } else if (type & VT_ARRAY) {
+    value->parray = SafeArrayCreateVector(type & VT_TYPEMASK, 0, static_cast<ULONG>(number()));
+    if (rest.ends_with(",locked")) SafeArrayLock(value->parray);
+  } else if (type == VT_DISPATCH || type == VT_UNKNOWN) {
+    CountedObject* object = &row.object;
+    value->pdispVal = object;
+    object->AddRef();
+    object->invokeResult = rest == "object=fails" ? E_FAIL : S_OK;
+    if (object->invokeResult == S_OK && rest.starts_with("object=")) {
+      object->defaultValue = *ParseVariant(rest.substr(7));
+    }
+  } else if (type == VT_R4 || type == VT_R8 || type == VT_DATE) {
+    *value = Real(std::strtod(rest.c_str(), nullptr), type);
+  } else if (type == VT_DECIMAL) {
+    unsigned long long fields[4] = {};
+    const char* at = rest.c_str();
+    for (auto& field : fields) {
+      char* end;
+      field = std::strtoull(at, &end, 0);
+      at = *end ? end + 1 : end;
+    }
+    *value = Decimal(static_cast<BYTE>(fields[0]), static_cast<BYTE>(fields[1]),
+                     static_cast<ULONG>(fields[2]), fields[3]);
+  } else if (type == VT_BSTR) {
+    value->bstrVal = ParseString(rest);
+  } else {
+    value->llVal = static_cast<long long>(number());
+  }
+  return value;
+}
+
+}  // namespace tests::facts

@@ -1,0 +1,72 @@
+// Facts about a host as rows of text, `operation arguments; operation arguments -> result; result`:
+// the operations run one after the other on what the row has made so far.
+//
+// Arguments are words between blanks: numbers, "text" (\xHH and \uHHHH are one unit, \ keeps the
+// character behind it), null, and VARIANTs as type and value: I4:-5, R8:0.5, BSTR:"ab",
+// BSTR:bytes"abc", BYREF|I4:7, BYREF|I4:nothing, BYREF|VARIANT:BYREF|I4:7, CY:15000 (1/10000),
+// ARRAY|I4:2 (elements, "2,locked" with a lock), DISPATCH:object, DISPATCH:object=I4:5 (with that
+// default value), and DECIMAL:scale,sign,high,low of their fields. Results are written in the same
+// form.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "tests/host/values.h"
+
+namespace tests::facts {
+
+// What the operations of a row share. Everything is given up at the row's end.
+struct State {
+  State() = default;
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+  ~State();
+
+  CountedObject object;
+  std::deque<VARIANT> variants;
+  std::deque<OleText> texts;
+  std::deque<std::string> bytes;
+};
+
+// The position of the first such character outside quotes; the size of the text if there is none.
+std::size_t Find(std::string_view text, char character);
+
+// The arguments of an operation, taken one after the other. What they point at lives as long as the
+// row.
+class Words {
+ public:
+  Words(std::string_view words, State& state) : row(state), left_(words) {}
+  bool HasMore() const { return left_.find_first_not_of(' ') != left_.npos; }
+  std::string Next();  // empty behind the last
+  bool Take(std::string_view word);
+  long long Number();
+  GUID Guid();
+  const std::string* Bytes();  // null for null
+  const OLECHAR* Text();       // the same
+  VARIANT* Variant() { return Take("null") ? nullptr : ParseVariant(Next()); }
+
+  State& row;
+
+ private:
+  VARIANT* ParseVariant(std::string_view literal);
+
+  std::string_view left_;
+};
+
+VARTYPE TypeOf(std::string_view name);
+std::string NameOf(VARTYPE type);
+// The name of a result code, or its hexadecimal digits.
+std::string Code(HRESULT result);
+std::string Print(const GUID& guid);
+std::string Print(const VARIANT& value);
+std::string Quoted(std::string_view text);
+std::string Quoted(std::basic_string_view<OLECHAR> text);
+
+// By name; the result is what the row shows.
+using Operations = std::map<std::string, std::string (*)(Words&)>;
+extern const Operations kOperations;
+
+}  // namespace tests::facts
