@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 
@@ -34,16 +32,6 @@ BSTR ParseString(std::string_view literal) {
 }
 
 }  // namespace
-
-State::~State() {
-  for (VARIANT& variant : variants) {
-    const bool isArray = (variant.vt & VT_ARRAY) != 0 && (variant.vt & VT_BYREF) == 0;
-    while (isArray && variant.parray && SUCCEEDED(SafeArrayUnlock(variant.parray))) {
-    }
-    VariantClear(&variant);
-  }
-  EXPECT_EQ(object.references, 0);
-}
 
 std::size_t Find(std::string_view text, char character) {
   bool isQuoted = false;
@@ -84,9 +72,9 @@ GUID Words::Guid() {
   return guid;
 }
 
-const std::string* Words::Bytes() {
+const char* Words::Bytes() {
   const std::string word = Next();
-  return word == "null" ? nullptr : &row.bytes.emplace_back(Unquoted<char>(word));
+  return word == "null" ? nullptr : row.bytes.emplace_back(Unquoted<char>(word)).c_str();
 }
 
 const OLECHAR* Words::Text() {

@@ -14,6 +14,7 @@ constexpr const char* kTypeNames[] = {"EMPTY",   "NULL",    "I2",      "I4",    
 constexpr std::pair<std::uint32_t, const char*> kCodeNames[] = {
     {0, "S_OK"},
     {1, "S_FALSE"},
+    {0x80004002u, "E_NOINTERFACE"},
     {0x8000FFFFu, "E_UNEXPECTED"},
     {0x8007000Eu, "E_OUTOFMEMORY"},
     {0x80070057u, "E_INVALIDARG"},

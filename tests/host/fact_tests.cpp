@@ -43,10 +43,13 @@ std::vector<Line> ReadLines(const std::string& path) {
 std::string RunOperation(std::string_view step, State& state) {
   Words words(step, state);
   const std::string name = words.Next();
-  const auto found = kOperations.find(name);
-  if (found == kOperations.end()) return "no such operation: " + name;
-  const std::string result = found->second(words);
-  return words.HasMore() ? result + ", not read: " + words.Next() : result;
+  for (const Operations* operations : {&kValueOperations, &kSystemOperations}) {
+    const auto found = operations->find(name);
+    if (found == operations->end()) continue;
+    const std::string result = found->second(words);
+    return words.HasMore() ? result + ", not read: " + words.Next() : result;
+  }
+  return "no such operation: " + name;
 }
 
 std::string RunRow(std::string_view row) {
@@ -82,8 +85,8 @@ std::map<std::string, std::string> Changes() {
   return changes;
 }
 
-constexpr const char* kSections[] = {"strings",   "variants",   "numbers",    "to_text",
-                                     "from_text", "code_pages", "identifiers"};
+constexpr const char* kSections[] = {"strings",    "variants",    "numbers", "to_text", "from_text",
+                                     "code_pages", "identifiers", "arrays",  "streams", "registry"};
 
 class Facts : public testing::TestWithParam<const char*> {};
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/com_ptr.h"
 #include "tests/host/values.h"
 
 namespace tests::facts {
@@ -29,6 +30,9 @@ struct State {
   std::deque<VARIANT> variants;
   std::deque<OleText> texts;
   std::deque<std::string> bytes;
+  SAFEARRAY* array = nullptr;
+  std::map<std::string, platform::ComPtr<IStream>> streams;
+  std::map<std::string, HKEY> keys;  // `root` is of the row alone, `wild` was never given out.
 };
 
 // The position of the first such character outside quotes; the size of the text if there is none.
@@ -44,8 +48,9 @@ class Words {
   bool Take(std::string_view word);
   long long Number();
   GUID Guid();
-  const std::string* Bytes();  // null for null
-  const OLECHAR* Text();       // the same
+  const char* Bytes();    // null for null
+  const OLECHAR* Text();  // the same
+  HKEY* Key();            // of that name, null at first
   VARIANT* Variant() { return Take("null") ? nullptr : ParseVariant(Next()); }
 
   State& row;
@@ -62,11 +67,13 @@ std::string NameOf(VARTYPE type);
 std::string Code(HRESULT result);
 std::string Print(const GUID& guid);
 std::string Print(const VARIANT& value);
+std::string Print(SAFEARRAY* array);  // type, features, size of an element, bounds, elements
 std::string Quoted(std::string_view text);
 std::string Quoted(std::basic_string_view<OLECHAR> text);
 
 // By name; the result is what the row shows.
-using Operations = std::map<std::string, std::string (*)(Words&)>;
-extern const Operations kOperations;
+using Operation = std::function<std::string(Words&)>;
+using Operations = std::map<std::string, Operation>;
+extern const Operations kValueOperations, kSystemOperations;
 
 }  // namespace tests::facts

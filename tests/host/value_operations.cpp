@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <thread>
 #include <vector>
 
-#include "tests/host/facts.h"
-#include "tests/support/streams.h"
+#include "tests/host/fact_call.h"
 
 namespace tests::facts {
 namespace {
@@ -140,45 +138,13 @@ std::string ChangeType(Words& words) {
 
 // ---- code pages
 
-template <class In, class Out, class Convert>
-std::string Converted(const In* text, int size, Words& words, const Convert& convert) {
-  const auto call = [&](int length, Out* target, int room) {
+Operation WithLastError(const Operation& operation) {
+  return [=](Words& words) {
     SetLastError(0);
-    return convert(text, length, target, room);
+    const std::string shown = operation(words);
+    const DWORD error = GetLastError();
+    return error ? shown + ", error " + Text(error) : shown;
   };
-  const std::string given = words.Next();
-  const int length = given.empty() ? size : std::stoi(given);
-  const int room = given.empty() ? call(length, nullptr, 0) : static_cast<int>(words.Number());
-  if (given.empty() && room == 0) return "0, error " + Text(GetLastError());
-  std::basic_string<Out> target(static_cast<std::size_t>((std::max)(room, 0)) + 1, Out{'#'});
-  const int count = call(length, words.Take("nowhere") ? nullptr : target.data(), room);
-  const DWORD error = GetLastError();
-  if (target.back() != '#') return "written behind the room";
-  if (count == 0) return "0, error " + Text(error);
-  if (room == 0) return Text(count);
-  return Quoted(target.substr(0, static_cast<std::size_t>(count)));
-}
-
-std::string Widened(Words& words) {
-  const auto page = static_cast<UINT>(words.Number());
-  const auto flags = static_cast<DWORD>(words.Number());
-  const std::string* text = words.Bytes();
-  return Converted<char, OLECHAR>(
-      text ? text->c_str() : nullptr, text ? static_cast<int>(text->size()) : 3, words,
-      [=](const char* from, int length, OLECHAR* target, int room) {
-        return MultiByteToWideChar(page, flags, from, length, target, room);
-      });
-}
-
-std::string Narrowed(Words& words) {
-  const auto page = static_cast<UINT>(words.Number());
-  const auto flags = static_cast<DWORD>(words.Number());
-  const OLECHAR* text = words.Text();
-  return Converted<OLECHAR, char>(
-      text, text ? static_cast<int>(words.row.texts.back().size()) : 3, words,
-      [=](const OLECHAR* from, int length, char* target, int room) {
-        return WideCharToMultiByte(page, flags, from, length, target, room, nullptr, nullptr);
-      });
 }
 
 // ---- identifiers
@@ -220,7 +186,7 @@ std::string NewGuid(Words& words) {
 
 }  // namespace
 
-const Operations kOperations = {
+const Operations kValueOperations = {
     {"SysAllocString", [](Words& words) { return Block(SysAllocString(words.Text())); }},
     {"SysAllocStringLen",
      [](Words& words) {
@@ -229,9 +195,8 @@ const Operations kOperations = {
      }},
     {"SysAllocStringByteLen",
      [](Words& words) {
-       const std::string* bytes = words.Bytes();
-       return Block(SysAllocStringByteLen(bytes ? bytes->c_str() : nullptr,
-                                          static_cast<UINT>(words.Number())),
+       const char* bytes = words.Bytes();
+       return Block(SysAllocStringByteLen(bytes, static_cast<UINT>(words.Number())),
                     bytes != nullptr);
      }},
     {"SysFreeString",
@@ -272,8 +237,8 @@ const Operations kOperations = {
        const VARTYPE type = TypeOf(words.Next());
        return Outcome(VariantChangeType(target, source, 0, type), target, before);
      }},
-    {"MultiByteToWideChar", Widened},
-    {"WideCharToMultiByte", Narrowed},
+    {"MultiByteToWideChar", WithLastError(Of(MultiByteToWideChar))},
+    {"WideCharToMultiByte", WithLastError(Of(WideCharToMultiByte))},
     {"StringFromCLSID", [](Words& words) { return FromGuid(words, StringFromCLSID); }},
     {"StringFromIID", [](Words& words) { return FromGuid(words, StringFromIID); }},
     {"StringFromGUID2", FromGuidInto},
