@@ -1,6 +1,6 @@
-// Calls an operation with a word for each of its parameters: a number, a text, bytes in
-// hexadecimal, the name of a key or stream of the row, null. Buffers are given by the room in them.
-// The result is what the operation returns (a number, or the name of a failure) and what it stores.
+// Calls an operation with a word for each of its parameters, and shows what it returns (a number,
+// or the name of a failure) and what it stores. Buffers are given by the room in them, pointers to
+// what is not known here are null, and an array is the one that the row has made.
 #pragma once
 
 #include <concepts>
@@ -13,69 +13,49 @@
 
 namespace tests::facts {
 
-// Only passed in. Pointers to what is not known here are null.
+inline void Read(Words& words, std::integral auto& value) {
+  value = static_cast<std::remove_reference_t<decltype(value)>>(words.Number());
+}
 template <class T>
-struct Input {
+void Read(Words& words, T*& value) {
+  words.Next();
+  value = nullptr;
+}
+inline void Read(Words& words, VARTYPE& value) { value = TypeOf(words.Next()); }
+inline void Read(Words& words, LARGE_INTEGER& value) { value.QuadPart = words.Number(); }
+inline void Read(Words& words, ULARGE_INTEGER& value) {
+  value.QuadPart = static_cast<ULONGLONG>(words.Number());
+}
+inline void Read(Words& words, GUID& value) { value = words.Guid(); }
+inline void Read(Words& words, const char*& value) { value = words.Bytes(); }
+inline void Read(Words& words, const OLECHAR*& value) { value = words.Text(); }
+inline void Read(Words& words, HKEY& value) { value = *words.Key(); }
+inline void Read(Words& words, HKEY*& value) { value = words.Take("null") ? nullptr : words.Key(); }
+inline void Read(Words& words, IStream*& value) { value = words.Stream().Get(); }
+inline void Read(Words& words, IStream**& value) {
+  value = words.Take("null") ? nullptr : words.Stream().Put();
+}
+inline void Read(Words& words, SAFEARRAY*& value) { value = words.row.array; }
+
+// What is only passed in.
+template <class T>
+struct Argument {
+  explicit Argument(Words& words) { Read(words, value); }
   T Pass() { return value; }
   std::string Show() { return ""; }
   T value{};
 };
-template <class T>
-struct Argument : Input<T> {
-  explicit Argument(Words& words) { words.Next(); }
-};
-template <std::integral T>
-struct Argument<T> : Input<T> {
-  explicit Argument(Words& words) : Input<T>{static_cast<T>(words.Number())} {}
-};
 template <>
-struct Argument<VARTYPE> : Input<VARTYPE> {
-  explicit Argument(Words& words) : Input{TypeOf(words.Next())} {}
-};
-template <>
-struct Argument<LARGE_INTEGER> : Input<LARGE_INTEGER> {
-  explicit Argument(Words& words) { value.QuadPart = words.Number(); }
-};
-template <>
-struct Argument<ULARGE_INTEGER> : Input<ULARGE_INTEGER> {
-  explicit Argument(Words& words) { value.QuadPart = static_cast<ULONGLONG>(words.Number()); }
-};
-template <>
-struct Argument<const OLECHAR*> : Input<const OLECHAR*> {
-  explicit Argument(Words& words) : Input{words.Text()} {}
-};
-template <>
-struct Argument<const char*> : Input<const char*> {
-  explicit Argument(Words& words) : Input{words.Bytes()} {}
-};
-template <>
-struct Argument<HKEY> : Input<HKEY> {
-  explicit Argument(Words& words) : Input{*words.Key()} {}
-};
-template <>
-struct Argument<HKEY*> : Input<HKEY*> {
-  explicit Argument(Words& words) : Input{words.Take("null") ? nullptr : words.Key()} {}
-};
-template <>
-struct Argument<IStream*> : Input<IStream*> {
-  explicit Argument(Words& words) : Input{words.row.streams[words.Next()].Get()} {}
-};
-template <>
-struct Argument<IStream**> : Input<IStream**> {
-  explicit Argument(Words& words) : Input{words.row.streams[words.Next()].Put()} {}
-};
-// Takes no word: a row has one array.
-template <>
-struct Argument<SAFEARRAY*> : Input<SAFEARRAY*> {
-  explicit Argument(Words& words) : Input{words.row.array} {}
+struct Argument<VARIANT*> {
+  explicit Argument(Words& words) : value(words.Variant()) {}
+  VARIANT* Pass() { return value; }
+  std::string Show() { return value ? ", " + Print(*value) : ""; }
+  VARIANT* value;
 };
 
+// Bytes that are read, in hexadecimal.
 template <class T>
 concept Bytes = std::same_as<T, BYTE> || std::same_as<T, void>;
-template <class T>
-concept Numbers = std::integral<T> || std::same_as<T, ULARGE_INTEGER>;
-
-// Some that are read.
 template <Bytes T>
 struct Argument<const T*> {
   explicit Argument(Words& words) : bytes(BytesOf(words.Take("null") ? "" : words.Next())) {}
@@ -83,12 +63,53 @@ struct Argument<const T*> {
   std::string Show() { return ""; }
   std::vector<BYTE> bytes;
 };
+// Bytes or characters that are written: all the room is shown.
+template <class T>
+concept Unit = Bytes<T> || std::same_as<T, char> || std::same_as<T, OLECHAR>;
+template <Unit T>
+struct Argument<T*> {
+  using Stored = std::conditional_t<std::is_void_v<T>, BYTE, T>;
+  explicit Argument(Words& words) : isNull(words.Take("null")) {
+    if (!isNull) units.assign(static_cast<std::size_t>(words.Number()) + 1, Stored{'#'});
+  }
+  T* Pass() { return isNull ? nullptr : units.data(); }
+  std::string Show() {
+    if (isNull) return "";
+    if (units.back() != '#') return ", written behind the room";
+    units.pop_back();
+    if constexpr (Bytes<T>) {
+      return ", " + HexOf(units.data(), units.size());
+    } else {
+      return ", " + Quoted(units);
+    }
+  }
+  bool isNull;
+  std::basic_string<Stored> units;
+};
+
+// A number that is read or written or both.
+template <class T>
+concept Single =
+    (std::integral<T> && !std::is_const_v<T> && !Unit<T>) || std::same_as<T, ULARGE_INTEGER>;
+template <Single T>
+struct Argument<T*> {
+  explicit Argument(Words& words) : isNull(words.Take("null")) {
+    if (!isNull) Read(words, value);
+  }
+  T* Pass() { return isNull ? nullptr : &value; }
+  std::string Show() { return isNull ? "" : ", " + Shown(value); }
+  static std::string Shown(std::integral auto number) { return std::to_string(number); }
+  static std::string Shown(VARTYPE type) { return NameOf(type); }
+  static std::string Shown(ULARGE_INTEGER number) { return std::to_string(number.QuadPart); }
+  bool isNull;
+  T value{};
+};
+
 template <>
 struct Argument<SAFEARRAYBOUND*> {  // "3@-1,4@0": elements and lower bound of each dimension
   explicit Argument(Words& words) {
-    if (words.Take("null")) return;
     const std::string word = words.Next();
-    for (const char* at = word.c_str(); *at != 0;) {
+    for (const char* at = word == "null" ? "" : word.c_str(); *at != 0;) {
       char* end = nullptr;
       const auto elements = static_cast<ULONG>(std::strtoul(at, &end, 0));
       bounds.push_back({elements, static_cast<LONG>(std::strtol(end + 1, &end, 0))});
@@ -98,44 +119,6 @@ struct Argument<SAFEARRAYBOUND*> {  // "3@-1,4@0": elements and lower bound of e
   SAFEARRAYBOUND* Pass() { return bounds.empty() ? nullptr : bounds.data(); }
   std::string Show() { return ""; }
   std::vector<SAFEARRAYBOUND> bounds;
-};
-
-// Some that are written: all the room is shown.
-template <class T>
-requires Bytes<T> || std::same_as<T, OLECHAR>
-struct Argument<T*> {
-  using Unit = std::conditional_t<std::is_void_v<T>, BYTE, T>;
-  explicit Argument(Words& words) : isNull(words.Take("null")) {
-    if (!isNull) units.assign(static_cast<std::size_t>(words.Number()) + 1, Unit{'#'});
-  }
-  T* Pass() { return isNull ? nullptr : units.data(); }
-  std::string Show() {
-    if (isNull) return "";
-    if (units.back() != '#') return ", written behind the room";
-    units.pop_back();
-    if constexpr (Bytes<T>)
-      return ", " + HexOf(units.data(), units.size());
-    else
-      return ", " + Quoted(units);
-  }
-  bool isNull;
-  std::basic_string<Unit> units;
-};
-// A number that is read or written or both.
-template <Numbers T>
-requires(!Bytes<T> && !std::same_as<T, OLECHAR>) struct Argument<T*> {
-  explicit Argument(Words& words) : isNull(words.Take("null")) {
-    if (!isNull) number = Argument<T>(words).value;
-  }
-  T* Pass() { return isNull ? nullptr : &number; }
-  std::string Show() {
-    if (isNull) return "";
-    if constexpr (std::same_as<T, VARTYPE>) return ", " + NameOf(number);
-    if constexpr (std::integral<T>) return ", " + std::to_string(number);
-    if constexpr (!std::integral<T>) return ", " + std::to_string(number.QuadPart);
-  }
-  bool isNull;
-  T number{};
 };
 template <>
 struct Argument<SAFEARRAY**> {
@@ -163,18 +146,30 @@ struct Argument<void**> {  // A place in the row's array.
   SAFEARRAY* array;
   void* place = nullptr;
 };
+template <>
+struct Argument<BSTR*> {  // A string that is replaced.
+  explicit Argument(Words& words) : isNull(words.Take("nowhere")) {
+    if (!isNull) text = SysAllocString(words.Text());
+  }
+  BSTR* Pass() { return isNull ? nullptr : &text; }
+  std::string Show() { return isNull ? "" : ", " + PrintAndFree(text); }
+  bool isNull;
+  BSTR text = nullptr;
+};
 
-inline std::string Shown(std::integral auto result, Words&) {
+std::string Shown(std::integral auto result, Words&) {
   const bool isCode = static_cast<std::int32_t>(result) < 0;
   return isCode ? Code(static_cast<HRESULT>(result)) : std::to_string(result);
 }
+inline std::string Shown(BSTR result, Words&) { return PrintAndFree(result); }
 inline std::string Shown(SAFEARRAY* result, Words& words) {
   return Print(words.row.array = result);
 }
 
 template <class Result, class... Parameters>
 std::string Call(Words& words, const std::function<Result(Parameters...)>& operation) {
-  std::tuple<Argument<Parameters>...> arguments{Argument<Parameters>(words)...};
+  std::tuple<Argument<std::decay_t<Parameters>>...> arguments{
+      Argument<std::decay_t<Parameters>>(words)...};
   return std::apply(
       [&](auto&... argument) {
         std::string shown = Shown(operation(argument.Pass()...), words);
@@ -192,7 +187,7 @@ Operation Of(Result (*operation)(Parameters...)) {
 template <class Result, class Interface, class... Parameters>
 Operation Of(Result (Interface::*operation)(Parameters...)) {
   return [=](Words& words) {
-    Interface* stream = words.row.streams[words.Next()].Get();
+    Interface* stream = words.Stream().Get();
     return Call(words, std::function<Result(Parameters...)>([=](Parameters... parameters) {
                   return (stream->*operation)(parameters...);
                 }));

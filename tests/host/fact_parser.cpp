@@ -82,6 +82,11 @@ const OLECHAR* Words::Text() {
   return word == "null" ? nullptr : row.texts.emplace_back(Unquoted<OLECHAR>(word)).c_str();
 }
 
+VARIANT* Words::Variant() {
+  if (Take("itself")) return &row.variants.back();
+  return Take("null") ? nullptr : ParseVariant(Next());
+}
+
 VARIANT* Words::ParseVariant(std::string_view literal) {
   const std::size_t colon = literal.find(':');
   VARIANT* value = &row.variants.emplace_back(Typed(TypeOf(literal.substr(0, colon))));

@@ -115,6 +115,15 @@ std::string Print(const VARIANT& value) {
   return shown.empty() ? name : name + ':' + shown;
 }
 
+std::string PrintAndFree(BSTR text) {
+  if (!text) return "null";
+  const std::string units = ", units " + std::to_string(SysStringLen(text));
+  const auto* first = reinterpret_cast<const BYTE*>(text) - 4;
+  const std::string shown = HexOf(first, SysStringByteLen(text) + 6);
+  SysFreeString(text);
+  return shown + units;
+}
+
 std::string Quoted(std::string_view text) { return QuotedUnits(text); }
 std::string Quoted(std::basic_string_view<OLECHAR> text) { return QuotedUnits(text); }
 

@@ -50,8 +50,9 @@ class Words {
   GUID Guid();
   const char* Bytes();    // null for null
   const OLECHAR* Text();  // the same
-  HKEY* Key();            // of that name, null at first
-  VARIANT* Variant() { return Take("null") ? nullptr : ParseVariant(Next()); }
+  platform::ComPtr<IStream>& Stream() { return row.streams[Next()]; }
+  HKEY* Key();         // of that name, null at first
+  VARIANT* Variant();  // null for null, the one before for itself
 
   State& row;
 
@@ -68,6 +69,7 @@ std::string Code(HRESULT result);
 std::string Print(const GUID& guid);
 std::string Print(const VARIANT& value);
 std::string Print(SAFEARRAY* array);  // type, features, size of an element, bounds, elements
+std::string PrintAndFree(BSTR text);  // its length in bytes, content and end; length in units
 std::string Quoted(std::string_view text);
 std::string Quoted(std::basic_string_view<OLECHAR> text);
 

@@ -47,7 +47,7 @@ std::string GetElement(Words& words) {
       words.row.array, indices.empty() ? nullptr : indices.data(), ElementIn(*value, type));
   if (FAILED(result)) return Code(result);
   if (type != VT_VARIANT) value->vt = type;
-  return Print(*value);
+  return Shown(result, words) + ", " + Print(*value);
 }
 
 std::string PtrOfIndex(Words& words) {
@@ -60,7 +60,7 @@ std::string PtrOfIndex(Words& words) {
 std::string Stat(Words& words) {
   STATSTG stat;
   std::memset(&stat, 0xCC, sizeof(stat));
-  const HRESULT result = words.row.streams[words.Next()]->Stat(&stat, STATFLAG_DEFAULT);
+  const HRESULT result = words.Stream()->Stat(&stat, STATFLAG_DEFAULT);
   return Shown(result, words) + ", type " + std::to_string(stat.type) + ", size " +
          std::to_string(stat.cbSize.QuadPart) + (stat.pwcsName ? ", a name, " : ", no name, ") +
          Print(stat.clsid);
@@ -149,7 +149,7 @@ const Operations kSystemOperations = {
     {"Array", [](Words& words) { return Print(words.row.array); }},
     {"CreateStreamOnHGlobal",
      [](Words& words) {
-       IStream** out = words.Take("null") ? nullptr : words.row.streams[words.Next()].Put();
+       IStream** out = words.Take("null") ? nullptr : words.Stream().Put();
        return Shown(CreateStreamOnHGlobal(nullptr, TRUE, out), words);
      }},
     {"Read", Of(&IStream::Read)},
@@ -163,10 +163,10 @@ const Operations kSystemOperations = {
     {"UnlockRegion", Of(&IStream::UnlockRegion)},
     {"Clone", Of(&IStream::Clone)},
     {"Stat", Stat},
-    {"Content", [](Words& words) { return ContentOf(words.row.streams[words.Next()].Get()); }},
+    {"Content", [](Words& words) { return ContentOf(words.Stream().Get()); }},
     {"QueryInterface",
      [](Words& words) {
-       IUnknown *stream = words.row.streams[words.Next()].Get(), *found = nullptr;
+       IUnknown *stream = words.Stream().Get(), *found = nullptr;
        void** out = reinterpret_cast<void**>(&found);
        const HRESULT result = stream->QueryInterface(words.Guid(), out);
        if (found) found->Release();

@@ -1,48 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <functional>
 #include <vector>
 
 #include "tests/host/fact_call.h"
 
 namespace tests::facts {
 namespace {
-
-using platform::ComPtr;
-
-std::string Text(long long number) { return std::to_string(number); }
-
-// ---- texts
-
-// A string with the length before it and the terminator behind it, and gives it up.
-std::string Block(BSTR text, bool hasContent = true) {
-  if (!text) return "null";
-  const UINT bytes = SysStringByteLen(text);
-  const auto* first = reinterpret_cast<const BYTE*>(text);
-  const std::string shown = hasContent ? HexOf(first - 4, bytes + 6)
-                                       : HexOf(first - 4, 4) + " ... " + HexOf(first + bytes, 2);
-  const std::string units = ", units " + Text(SysStringLen(text));
-  SysFreeString(text);
-  return shown + units;
-}
-
-std::string ReAllocLen(Words& words) {
-  const OLECHAR* old = words.Text();
-  BSTR text = SysAllocString(old);
-  const UINT oldUnits = SysStringLen(text);
-  const bool isPart = words.Take("itself");
-  const OLECHAR* fresh = isPart ? text + words.Number() : words.Text();
-  const auto units = static_cast<UINT>(words.Number());
-  const std::string done = Text(SysReAllocStringLen(&text, fresh, units));
-  const UINT now = SysStringLen(text), defined = fresh ? now : (std::min)(oldUnits, now);
-  const std::string shown = Quoted(OleText(text, defined));
-  SysFreeString(text);
-  return done + ' ' + shown + ", units " + Text(now);
-}
-
-// ---- VARIANTs
 
 std::string Print(const VARIANT* value) { return value ? facts::Print(*value) : "nothing"; }
 
@@ -54,7 +15,7 @@ std::string Outcome(HRESULT result, const VARIANT* target, const std::string& be
 
 // The outcome on another VARIANT, which is an old text, and in place if that differs.
 std::string OnBoth(VARIANT* source, const std::function<HRESULT(VARIANT*)>& operation) {
-  Value target(tests::Text("old"));
+  Value target(Text("old"));
   const std::string before = Print(source), old = Print(&target);
   const std::string separate = Outcome(operation(&target), &target, old);
   const std::string inPlace = Outcome(operation(source), source, before);
@@ -87,34 +48,22 @@ std::vector<int> EveryType() {
   return types;
 }
 
-std::string Clear(Words& words) {
-  if (!words.Take("every")) {
-    VARIANT* variant = words.Variant();
-    const std::string before = Print(variant);
-    return Outcome(VariantClear(variant), variant, before);
-  }
+std::string ClearEveryType(Words&) {
   return ByType(EveryType(), [](VARTYPE type) {
     VARIANT variant = Typed(type);
     const HRESULT result = VariantClear(&variant);
-    return Code(result) +
-           (variant.vt == (result == S_OK ? VARTYPE{VT_EMPTY} : type) ? "" : " changed");
+    const bool isRight = variant.vt == (result == S_OK ? VARTYPE{VT_EMPTY} : type);
+    return Code(result) + (isRight ? "" : " changed");
   });
 }
 
-std::string Copy(Words& words) {
-  if (!words.Take("every")) {
-    const bool isItself = words.Take("itself");
-    VARIANT* target = words.Variant();
-    VARIANT* source = isItself ? target : words.Variant();
-    const std::string before = Print(target);
-    return Outcome(VariantCopy(target, source), target, before);
-  }
+std::string CopyEveryType(Words&) {
   return ByType(EveryType(), [](VARTYPE type) {
     VARIANT source = Typed(type);
     Value target(Bits(VT_I4, 7));
     const HRESULT result = VariantCopy(&target, &source);
-    return Code(result) +
-           (target->vt == (result == S_OK ? type : VARTYPE{VT_I4}) ? "" : " changed");
+    const bool isRight = target->vt == (result == S_OK ? type : VARTYPE{VT_I4});
+    return Code(result) + (isRight ? "" : " changed");
   });
 }
 
@@ -136,115 +85,80 @@ std::string ChangeType(Words& words) {
   });
 }
 
-// ---- code pages
-
 Operation WithLastError(const Operation& operation) {
   return [=](Words& words) {
     SetLastError(0);
     const std::string shown = operation(words);
     const DWORD error = GetLastError();
-    return error ? shown + ", error " + Text(error) : shown;
+    return error ? shown + ", error " + std::to_string(error) : shown;
   };
 }
 
-// ---- identifiers
-
-template <class Operation>
-std::string FromGuid(Words& words, Operation operation) {
-  const GUID guid = words.Guid();
-  LPOLESTR text = nullptr;
-  const HRESULT result = operation(guid, words.Take("nowhere") ? nullptr : &text);
-  const std::string shown = text ? ' ' + Quoted(OleText(text)) : "";
-  CoTaskMemFree(text);
-  return Code(result) + shown;
+template <class FromString>
+Operation FromText(FromString operation) {
+  return [=](Words& words) {
+    const OLECHAR* text = words.Text();
+    GUID guid{1, 2, 3, {}};
+    const HRESULT result = operation(text, words.Take("null") ? nullptr : &guid);
+    return Shown(result, words) + (result == S_OK ? ", " + facts::Print(guid) : "");
+  };
 }
 
-template <class Operation>
-std::string ToGuid(Words& words, Operation operation) {
-  const OLECHAR* text = words.Text();
-  GUID guid{1, 2, 3, {}};
-  const HRESULT result = operation(text, words.Take("nowhere") ? nullptr : &guid);
-  return result == S_OK ? facts::Print(guid) : Code(result);
-}
-
-std::string FromGuidInto(Words& words) {
-  const GUID guid = words.Guid();
-  const int room = static_cast<int>(words.Number());
-  OleText all(40, OLECHAR{'#'});
-  const int units = StringFromGUID2(guid, words.Take("nowhere") ? nullptr : all.data(), room);
-  return Text(units) + ' ' + Quoted(all.substr(0, all.find_last_not_of(OLECHAR{'#'}) + 1));
-}
-
-std::string NewGuid(Words& words) {
-  if (words.Take("nowhere")) return Code(CoCreateGuid(nullptr));
-  GUID first{}, second{};
-  const HRESULT result = CoCreateGuid(&first);
-  if (FAILED(CoCreateGuid(&second)) || IsEqualGUID(first, second)) return "not another";
-  return Code(result) + ", version " + Text(first.Data3 >> 12) + ", variant " +
-         Text(first.Data4[0] >> 6);
+template <class StringFrom>
+Operation ToText(StringFrom operation) {
+  return [=](Words& words) {
+    const GUID guid = words.Guid();
+    LPOLESTR text = nullptr;
+    const HRESULT result = operation(guid, words.Take("null") ? nullptr : &text);
+    const std::string shown = text ? ", " + Quoted(OleText(text)) : "";
+    CoTaskMemFree(text);
+    return Shown(result, words) + shown;
+  };
 }
 
 }  // namespace
 
 const Operations kValueOperations = {
-    {"SysAllocString", [](Words& words) { return Block(SysAllocString(words.Text())); }},
-    {"SysAllocStringLen",
-     [](Words& words) {
-       const OLECHAR* text = words.Text();
-       return Block(SysAllocStringLen(text, static_cast<UINT>(words.Number())), text != nullptr);
-     }},
-    {"SysAllocStringByteLen",
-     [](Words& words) {
-       const char* bytes = words.Bytes();
-       return Block(SysAllocStringByteLen(bytes, static_cast<UINT>(words.Number())),
-                    bytes != nullptr);
-     }},
-    {"SysFreeString",
-     [](Words& words) {
-       SysFreeString(words.Variant()->bstrVal);
-       return std::string("done");
-     }},
-    {"SysStringLen", [](Words& words) { return Text(SysStringLen(words.Variant()->bstrVal)); }},
-    {"SysStringByteLen",
-     [](Words& words) { return Text(SysStringByteLen(words.Variant()->bstrVal)); }},
-    {"SysReAllocString",
-     [](Words& words) {
-       if (words.Take("nowhere")) return Text(SysReAllocString(nullptr, words.Text()));
-       BSTR text = SysAllocString(words.Text());
-       const std::string done = Text(SysReAllocString(&text, words.Text()));
-       return done + ", " + Block(text);
-     }},
-    {"SysReAllocStringLen", ReAllocLen},
-    {"VariantInit",
-     [](Words&) {
-       VARIANT garbage;
-       std::memset(static_cast<void*>(&garbage), 0xFF, sizeof(garbage));
-       VariantInit(&garbage);
-       return facts::Print(garbage);
-     }},
-    {"VariantClear", Clear},
-    {"VariantCopy", Copy},
+    {"SysAllocString", Of(SysAllocString)},
+    {"SysAllocStringLen", Of(SysAllocStringLen)},
+    {"SysAllocStringByteLen", Of(SysAllocStringByteLen)},
+    {"SysStringLen", Of(SysStringLen)},
+    {"SysStringByteLen", Of(SysStringByteLen)},
+    {"SysFreeString", Of(+[](BSTR text) { return SysFreeString(text), 0; })},
+    {"SysReAllocString", Of(SysReAllocString)},
+    {"SysReAllocStringLen", Of(SysReAllocStringLen)},
+    {"SysReAllocStringLenOfItself", Of(+[](BSTR* text, UINT first, UINT units) {
+       return SysReAllocStringLen(text, *text + first, units);
+     })},
+    {"VariantInit", Of(+[](VARIANT* variant) { return VariantInit(variant), 0; })},
+    {"VariantClear", Of(VariantClear)},
+    {"ClearEveryType", ClearEveryType},
+    {"VariantCopy", Of(VariantCopy)},
+    {"CopyEveryType", CopyEveryType},
     {"VariantCopyInd",
      [](Words& words) {
        VARIANT* source = words.Variant();
        return OnBoth(source, [=](VARIANT* target) { return VariantCopyInd(target, source); });
      }},
     {"VariantChangeType", ChangeType},
-    {"VariantChangeTypeOver",
-     [](Words& words) {
-       VARIANT *target = words.Variant(), *source = words.Variant();
-       const std::string before = Print(target);
-       const VARTYPE type = TypeOf(words.Next());
-       return Outcome(VariantChangeType(target, source, 0, type), target, before);
-     }},
+    {"VariantChangeTypeOver", Of(VariantChangeType)},
     {"MultiByteToWideChar", WithLastError(Of(MultiByteToWideChar))},
     {"WideCharToMultiByte", WithLastError(Of(WideCharToMultiByte))},
-    {"StringFromCLSID", [](Words& words) { return FromGuid(words, StringFromCLSID); }},
-    {"StringFromIID", [](Words& words) { return FromGuid(words, StringFromIID); }},
-    {"StringFromGUID2", FromGuidInto},
-    {"CLSIDFromString", [](Words& words) { return ToGuid(words, CLSIDFromString); }},
-    {"IIDFromString", [](Words& words) { return ToGuid(words, IIDFromString); }},
-    {"CoCreateGuid", NewGuid},
+    {"StringFromCLSID", ToText(StringFromCLSID)},
+    {"StringFromIID", ToText(StringFromIID)},
+    {"StringFromGUID2", Of(StringFromGUID2)},
+    {"CLSIDFromString", FromText(CLSIDFromString)},
+    {"IIDFromString", FromText(IIDFromString)},
+    {"CoCreateGuid",
+     [](Words& words) {
+       if (words.Take("null")) return Code(CoCreateGuid(nullptr));
+       GUID first{}, second{};
+       const HRESULT result = CoCreateGuid(&first);
+       CoCreateGuid(&second);
+       return Shown(result, words) + (IsEqualGUID(first, second) ? ", again" : ", another") +
+              ", version " + std::to_string(first.Data3 >> 12) + ", variant " +
+              std::to_string(first.Data4[0] >> 6);
+     }},
 };
 
 }  // namespace tests::facts
