@@ -109,11 +109,10 @@ template <>
 struct Argument<SAFEARRAYBOUND*> {  // "3@-1,4@0": elements and lower bound of each dimension
   explicit Argument(Words& words) {
     const std::string word = words.Next();
-    for (const char* at = word == "null" ? "" : word.c_str(); *at != 0;) {
-      char* end = nullptr;
-      const auto elements = static_cast<ULONG>(std::strtoul(at, &end, 0));
-      bounds.push_back({elements, static_cast<LONG>(std::strtol(end + 1, &end, 0))});
-      at = *end == ',' ? end + 1 : end;
+    if (word == "null") return;
+    for (char* at = const_cast<char*>(word.c_str()); *at != 0;) {
+      const auto elements = static_cast<ULONG>(std::strtoul(at + (*at == ','), &at, 0));
+      bounds.push_back({elements, static_cast<LONG>(std::strtol(at + 1, &at, 0))});
     }
   }
   SAFEARRAYBOUND* Pass() { return bounds.empty() ? nullptr : bounds.data(); }

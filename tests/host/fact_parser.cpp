@@ -63,12 +63,8 @@ long long Words::Number() {
 
 GUID Words::Guid() {
   const std::string word = Next();
-  unsigned fields[11] = {};
-  std::sscanf(word.c_str(), "{%8x-%4x-%4x-%2x%2x-%2x%2x%2x%2x%2x%2x}", &fields[0], &fields[1],
-              &fields[2], &fields[3], &fields[4], &fields[5], &fields[6], &fields[7], &fields[8],
-              &fields[9], &fields[10]);
-  GUID guid{fields[0], static_cast<WORD>(fields[1]), static_cast<WORD>(fields[2]), {}};
-  for (int i = 0; i < 8; ++i) guid.Data4[i] = static_cast<BYTE>(fields[3 + i]);
+  GUID guid{};
+  IIDFromString(OleText(word.begin(), word.end()).c_str(), &guid);
   return guid;
 }
 
@@ -115,14 +111,12 @@ VARIANT* Words::ParseVariant(std::string_view literal) {
     *value = Real(std::strtod(rest.c_str(), nullptr), type);
   } else if (type == VT_DECIMAL) {
     unsigned long long fields[4] = {};
-    const char* at = rest.c_str();
-    for (auto& field : fields) {
-      char* end;
-      field = std::strtoull(at, &end, 0);
-      at = *end ? end + 1 : end;
-    }
-    *value = Decimal(static_cast<BYTE>(fields[0]), static_cast<BYTE>(fields[1]),
-                     static_cast<ULONG>(fields[2]), fields[3]);
+    char* at = const_cast<char*>(rest.c_str());
+    for (auto& field : fields) field = std::strtoull(at + (*at == ','), &at, 0);
+    value->decVal.scale = static_cast<BYTE>(fields[0]);
+    value->decVal.sign = static_cast<BYTE>(fields[1]);
+    value->decVal.Hi32 = static_cast<ULONG>(fields[2]);
+    value->decVal.Lo64 = fields[3];
   } else if (type == VT_BSTR) {
     value->bstrVal = ParseString(rest);
   } else {

@@ -2,13 +2,11 @@
 #pragma once
 
 #include <charconv>
-#include <cstdio>
 #include <functional>
 #include <string>
 #include <string_view>
 
 #include "tests/support/doubles.h"
-#include "tests/support/host_kind.h"
 
 namespace tests {
 
@@ -50,15 +48,6 @@ inline VARIANT Real(double real, VARTYPE type = VT_R8) {
   }
   return value;
 }
-inline VARIANT Decimal(BYTE scale, BYTE sign, ULONG high, ULONGLONG low) {
-  VARIANT value{};
-  value.decVal.scale = scale;
-  value.decVal.sign = sign;
-  value.decVal.Hi32 = high;
-  value.decVal.Lo64 = low;
-  value.vt = VT_DECIMAL;
-  return value;
-}
 inline VARIANT Text(std::string_view ascii) {
   VARIANT value = Typed(VT_BSTR);
   value.bstrVal = NewText(ascii);
@@ -91,53 +80,46 @@ class Value {
   VARIANT variant_{};
 };
 
-template <class Real>
-std::string ShowReal(Real real) {
-  char digits[32];
-  return {digits, std::to_chars(digits, digits + sizeof(digits), real).ptr};
-}
-
 // A number as text: "-5", "0.5"; VT_CY in units of 1/10000, a DECIMAL as "scale,sign,high,low".
 // Empty for what is no number.
 inline std::string Show(const VARIANT& value) {
-  const auto show = [](auto number) { return std::to_string(number); };
+  const auto text = [](auto number) {
+    char digits[32];
+    return std::string(digits, std::to_chars(digits, digits + sizeof(digits), number).ptr);
+  };
   switch (value.vt) {
     case VT_UI1:
-      return show(value.bVal);
+      return text(value.bVal);
     case VT_I1:
-      return show(static_cast<signed char>(value.bVal));
+      return text(static_cast<signed char>(value.bVal));
     case VT_I2:
     case VT_BOOL:
-      return show(value.iVal);
+      return text(value.iVal);
     case VT_UI2:
-      return show(value.uiVal);
+      return text(value.uiVal);
     case VT_I4:
     case VT_INT:
     case VT_ERROR:
-      return show(value.lVal);
+      return text(value.lVal);
     case VT_UI4:
     case VT_UINT:
-      return show(value.ulVal);
+      return text(value.ulVal);
     case VT_I8:
     case VT_CY:
-      return show(value.llVal);
+      return text(value.llVal);
     case VT_UI8:
-      return show(value.ullVal);
+      return text(value.ullVal);
     case VT_R4:
-      return ShowReal(value.fltVal);
+      return text(value.fltVal);
     case VT_R8:
     case VT_DATE:
-      return ShowReal(value.dblVal);
+      return text(value.dblVal);
     case VT_DECIMAL:
-      break;
+      return text(value.decVal.scale) + ',' + text(value.decVal.sign) + ',' +
+             text(value.decVal.Hi32) + ',' + text(value.decVal.Lo64);
     default:
       return "";
   }
-  char fields[64];
-  std::snprintf(fields, sizeof(fields), "%d,0x%X,0x%X,0x%llX", value.decVal.scale,
-                value.decVal.sign, static_cast<unsigned>(value.decVal.Hi32),
-                static_cast<unsigned long long>(value.decVal.Lo64));
-  return fields;
 }
 
 // An object that counts its references, tells when one is given up, and has a default value.
