@@ -115,6 +115,29 @@ std::string Print(const VARIANT& value) {
   return shown.empty() ? name : name + ':' + shown;
 }
 
+std::string Print(SAFEARRAY* array) {
+  if (!array) return "null";
+  VARTYPE type = VT_EMPTY;
+  SafeArrayGetVartype(array, &type);
+  std::string shown = NameOf(type) + Formatted(" 0x%04X %u bytes", unsigned{array->fFeatures},
+                                               static_cast<unsigned>(array->cbElements));
+  ULONG count = 1;
+  for (USHORT dimension = array->cDims; dimension-- > 0;) {  // Kept last dimension first.
+    const auto [elements, lower] = array->rgsabound[dimension];
+    shown += ' ' + std::to_string(elements) + '@' + std::to_string(lower);
+    count *= elements;
+  }
+  if (array->cLocks) shown += " locks " + std::to_string(array->cLocks);
+  for (ULONG i = 0; i < count; ++i) {
+    VARIANT element = Typed(type);
+    const BYTE* data = DataOf<BYTE>(array) + i * array->cbElements;
+    std::memcpy(ElementIn(element, type), data, array->cbElements);
+    if (type == VT_DECIMAL) element.vt = type;
+    shown += (i == 0 ? ": " : " ") + Print(element);
+  }
+  return shown;
+}
+
 std::string PrintAndFree(BSTR text) {
   if (!text) return "null";
   const std::string units = ", units " + std::to_string(SysStringLen(text));

@@ -1,10 +1,10 @@
-// Compares what the host answers with rows of text that Windows wrote, section by section:
+// Compares what the host answers with rows of text that were recorded under Wine:
 //
 //     host_facts --record FILE
 //
 // prints the rows of a file with what the host at hand answers. Rows with the result "?" are not
-// asked on Windows, where they crash or show what the memory held before. The embedded host's
-// answer to them, and where it differs on purpose, stand in changes.txt, with the reason above.
+// asked there, where they crash or show what the memory held before. The embedded host's answers to
+// them, and those that differ on purpose, stand in changes.txt, with the reason above.
 #include <gtest/gtest.h>
 
 #include <cstdio>

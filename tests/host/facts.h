@@ -5,8 +5,8 @@
 // character behind it), null, and VARIANTs as type and value: I4:-5, R8:0.5, BSTR:"ab",
 // BSTR:bytes"abc", BYREF|I4:7, BYREF|I4:nothing, BYREF|VARIANT:BYREF|I4:7, CY:15000 (1/10000),
 // ARRAY|I4:2 (elements, "2,locked" with a lock), DISPATCH:object, DISPATCH:object=I4:5 (with that
-// default value), and DECIMAL:scale,sign,high,low of their fields. Results are written in the same
-// form.
+// default value), DECIMAL:scale,sign,high,low of its fields, and itself for the one before. Results
+// are written in the same form.
 #pragma once
 
 #include <deque>
@@ -69,6 +69,11 @@ std::string Code(HRESULT result);
 std::string Print(const GUID& guid);
 std::string Print(const VARIANT& value);
 std::string Print(SAFEARRAY* array);  // type, features, size of an element, bounds, elements
+// Where in a VARIANT the element lies that it stands for.
+inline void* ElementIn(VARIANT& value, VARTYPE type) {
+  const bool isWhole = type == VT_VARIANT || type == VT_DECIMAL;
+  return isWhole ? static_cast<void*>(&value) : &value.llVal;
+}
 std::string PrintAndFree(BSTR text);  // its length in bytes, content and end; length in units
 std::string Quoted(std::string_view text);
 std::string Quoted(std::basic_string_view<OLECHAR> text);

@@ -15,12 +15,6 @@ VARTYPE TypeOfElements(SAFEARRAY* array) {
   return type;
 }
 
-// Where the element lies that a VARIANT of its type stands for.
-void* ElementIn(VARIANT& value, VARTYPE type) {
-  const bool isWhole = type == VT_VARIANT || type == VT_DECIMAL;
-  return isWhole ? static_cast<void*>(&value) : &value.llVal;
-}
-
 std::vector<LONG> Indices(Words& words) {
   std::vector<LONG> indices;
   while (words.HasMore()) indices.push_back(static_cast<LONG>(words.Number()));
@@ -67,30 +61,6 @@ std::string Stat(Words& words) {
 }
 
 }  // namespace
-
-std::string Print(SAFEARRAY* array) {
-  if (!array) return "null";
-  const VARTYPE type = TypeOfElements(array);
-  char fields[40];
-  std::snprintf(fields, sizeof(fields), " 0x%04X %u bytes", unsigned{array->fFeatures},
-                static_cast<unsigned>(array->cbElements));
-  std::string shown = NameOf(type) + fields;
-  ULONG count = 1;
-  for (USHORT dimension = array->cDims; dimension-- > 0;) {  // Kept last dimension first.
-    const auto [elements, lower] = array->rgsabound[dimension];
-    shown += ' ' + std::to_string(elements) + '@' + std::to_string(lower);
-    count *= elements;
-  }
-  if (array->cLocks) shown += " locks " + std::to_string(array->cLocks);
-  for (ULONG i = 0; i < count; ++i) {
-    VARIANT element = Typed(type);
-    const BYTE* data = DataOf<BYTE>(array) + i * array->cbElements;
-    std::memcpy(ElementIn(element, type), data, array->cbElements);
-    if (type == VT_DECIMAL) element.vt = type;
-    shown += (i == 0 ? ": " : " ") + Print(element);
-  }
-  return shown;
-}
 
 HKEY* Words::Key() {
   auto& keys = row.keys;

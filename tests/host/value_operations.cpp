@@ -5,10 +5,10 @@
 namespace tests::facts {
 namespace {
 
-std::string Print(const VARIANT* value) { return value ? facts::Print(*value) : "nothing"; }
+std::string Held(const VARIANT* value) { return value ? Print(*value) : "nothing"; }
 
 std::string Outcome(HRESULT result, const VARIANT* target, const std::string& before) {
-  const std::string after = Print(target);
+  const std::string after = Held(target);
   if (result == S_OK) return after;
   return Code(result) + (after == before ? "" : ", " + after);
 }
@@ -16,7 +16,7 @@ std::string Outcome(HRESULT result, const VARIANT* target, const std::string& be
 // The outcome on another VARIANT, which is an old text, and in place if that differs.
 std::string OnBoth(VARIANT* source, const std::function<HRESULT(VARIANT*)>& operation) {
   Value target(Text("old"));
-  const std::string before = Print(source), old = Print(&target);
+  const std::string before = Held(source), old = Held(&target);
   const std::string separate = Outcome(operation(&target), &target, old);
   const std::string inPlace = Outcome(operation(source), source, before);
   return separate == inPlace ? separate : separate + ", in place " + inPlace;
@@ -67,6 +67,7 @@ std::string CopyEveryType(Words&) {
   });
 }
 
+// To one type, or "every" one, or those of "numbers".
 std::string ChangeType(Words& words) {
   VARIANT* given = words.Variant();
   const std::string name = words.Next();
@@ -100,7 +101,7 @@ Operation FromText(FromString operation) {
     const OLECHAR* text = words.Text();
     GUID guid{1, 2, 3, {}};
     const HRESULT result = operation(text, words.Take("null") ? nullptr : &guid);
-    return Shown(result, words) + (result == S_OK ? ", " + facts::Print(guid) : "");
+    return Shown(result, words) + (result == S_OK ? ", " + Print(guid) : "");
   };
 }
 
