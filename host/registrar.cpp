@@ -22,7 +22,10 @@ namespace host {
 
 namespace {
 
-HRESULT ResultOf(LSTATUS status) noexcept { return HRESULT_FROM_WIN32(static_cast<DWORD>(status)); }
+HRESULT ResultOf(LSTATUS status) noexcept {
+  if (status == ERROR_NOT_ENOUGH_MEMORY) return E_OUTOFMEMORY;
+  return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+}
 
 struct OpenKey {
   HKEY handle = nullptr;

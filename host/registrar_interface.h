@@ -34,10 +34,11 @@
 // (HKEY_CLASSES_ROOT) alone: HKCU, HKLM, HKU and the others end with E_HANDLE.
 //
 // Results: DISP_E_EXCEPTION for a script that is not whole and for a replacement that is missing;
-// the registry's error as a result code; E_INVALIDARG for a null text; E_OUTOFMEMORY. Of those that
-// read a file or the resources of a module: 0x80070002 no such file, 0x800700C1 not a module,
-// 0x80070714 to 0x80070716 no resources, none of the type, none with the number. Bytes are text in
-// the narrow code page. On the embedded host any thread may call.
+// the registry's error as a result code, E_OUTOFMEMORY where it is out of memory; E_INVALIDARG for
+// a null text; E_OUTOFMEMORY. Of those that read a file or the resources of a module: 0x80070002 no
+// such file, 0x800700C1 not a module, 0x80070714 to 0x80070716 no resources, none of the type, none
+// with the number. Bytes are text in the narrow code page. On the embedded host any thread may
+// call.
 #pragma once
 
 #ifndef _WIN32

@@ -193,23 +193,22 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR, DWORD, R
   LSTATUS status = RegOpenKeyExW(key, path, 0, rights, out);
   DWORD result = REG_OPENED_EXISTING_KEY;
   if (status == ERROR_FILE_NOT_FOUND) {
-    OpenKey made;
     const auto make = [&](RegistryKeyPointer& root, const RegistryKey&, const OpenKey& handle) {
-      made = {handle.path, 0, false, GrantedRights(rights)};
+      OpenKey made{handle.path, 0, false, GrantedRights(rights)};
       const LSTATUS pathStatus = AppendPath(path, made.path);
       if (pathStatus != ERROR_SUCCESS) return pathStatus;
       const RegistryKeyPointer before = root;
       root = AddRegistryKey(root, made.path);
       if (root != before) result = REG_CREATED_NEW_KEY;
       made.serial = FindRegistryKey(*root, made.path)->serial;
+      // Before the key is there for all: without a handle it is not made.
+      *out = HandleTable::Get().Add(std::move(made));
       return ERROR_SUCCESS;
     };
     status = ChangeKey(key, 0, make);
-    if (status == ERROR_SUCCESS) {
-      status = RegistryCall([&] {
-        *out = HandleTable::Get().Add(std::move(made));
-        return ERROR_SUCCESS;
-      });
+    if (status != ERROR_SUCCESS) {
+      RegCloseKey(*out);
+      *out = nullptr;
     }
   }
   if (status == ERROR_SUCCESS && disposition != nullptr) *disposition = result;

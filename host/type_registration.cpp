@@ -1,5 +1,6 @@
 #include "host/type_registration.h"
 
+#include <new>
 #include <vector>
 
 #include "host/identifiers.h"
@@ -59,6 +60,13 @@ HRESULT WriteResult(LSTATUS status) noexcept {
   return status == ERROR_NOT_ENOUGH_MEMORY ? E_OUTOFMEMORY : TYPE_E_REGISTRYACCESS;
 }
 
+// What the registry says, unless it is out of memory: that ends the operation as a whole. The other
+// failures of a look-up mean that the entry is none of this library's.
+LSTATUS Told(LSTATUS status) {
+  if (status == ERROR_NOT_ENOUGH_MEMORY) throw std::bad_alloc();
+  return status;
+}
+
 class Key {
  public:
   ~Key() {
@@ -68,12 +76,12 @@ class Key {
   Key(const Key&) = delete;
   Key& operator=(const Key&) = delete;
 
-  LSTATUS Open(HKEY above, const RegistryText& path) noexcept {
-    return RegOpenKeyExW(above, path.c_str(), 0, KEY_READ | KEY_WRITE, &handle_);
+  LSTATUS Open(HKEY above, const RegistryText& path) {
+    return Told(RegOpenKeyExW(above, path.c_str(), 0, KEY_READ | KEY_WRITE, &handle_));
   }
-  LSTATUS Make(HKEY above, const RegistryText& path) noexcept {
-    return RegCreateKeyExW(above, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &handle_,
-                           nullptr);
+  LSTATUS Make(HKEY above, const RegistryText& path) {
+    return Told(
+        RegCreateKeyExW(above, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &handle_, nullptr));
   }
   HKEY handle() const noexcept { return handle_; }
 
@@ -81,8 +89,8 @@ class Key {
     OLECHAR units[1024];
     DWORD type = REG_NONE;
     DWORD bytes = sizeof(units) - sizeof(OLECHAR);
-    const LSTATUS status =
-        RegQueryValueExW(handle_, name, nullptr, &type, reinterpret_cast<BYTE*>(units), &bytes);
+    const LSTATUS status = Told(
+        RegQueryValueExW(handle_, name, nullptr, &type, reinterpret_cast<BYTE*>(units), &bytes));
     if (status != ERROR_SUCCESS) return status;
     units[bytes / sizeof(OLECHAR)] = 0;
     text = units;
@@ -94,7 +102,7 @@ class Key {
     for (DWORD index = 0;; ++index) {
       OLECHAR name[kMostKeyNameUnits + 1];
       DWORD units = static_cast<DWORD>(std::size(name));
-      if (RegEnumKeyExW(handle_, index, name, &units, nullptr, nullptr, nullptr, nullptr) !=
+      if (Told(RegEnumKeyExW(handle_, index, name, &units, nullptr, nullptr, nullptr, nullptr)) !=
           ERROR_SUCCESS) {
         return names;
       }
@@ -112,13 +120,18 @@ LSTATUS WriteText(const RegistryText& path, LPCOLESTR name, RegistryTextView tex
   const LSTATUS made = key.Make(HKEY_CLASSES_ROOT, path);
   if (made != ERROR_SUCCESS) return made;
   const RegistryText terminated(text);
-  return RegSetValueExW(key.handle(), name, 0, REG_SZ,
-                        reinterpret_cast<const BYTE*>(terminated.c_str()),
-                        static_cast<DWORD>((terminated.size() + 1) * sizeof(OLECHAR)));
+  return Told(RegSetValueExW(key.handle(), name, 0, REG_SZ,
+                             reinterpret_cast<const BYTE*>(terminated.c_str()),
+                             static_cast<DWORD>((terminated.size() + 1) * sizeof(OLECHAR))));
 }
 
-// Removes a key that has nothing below it any more.
-void RemoveIfBare(const RegistryText& path) { RegDeleteKeyW(HKEY_CLASSES_ROOT, path.c_str()); }
+// Removes a key with all below it, and one that has nothing below it any more.
+LSTATUS RemoveTree(const RegistryText& path) {
+  return Told(RegDeleteTreeW(HKEY_CLASSES_ROOT, path.c_str()));
+}
+void RemoveIfBare(const RegistryText& path) {
+  Told(RegDeleteKeyW(HKEY_CLASSES_ROOT, path.c_str()));
+}
 
 // Changes that happen together or not at all.
 class Batch {
@@ -210,7 +223,7 @@ void RemoveInterfaces(REFGUID libraryId, const RegistryText& version) {
     const RegistryText path = OLESTR("Interface\\") + name;
     for (LPCOLESTR below :
          {OLESTR("\\TypeLib"), OLESTR("\\ProxyStubClsid"), OLESTR("\\ProxyStubClsid32")}) {
-      RegDeleteTreeW(HKEY_CLASSES_ROOT, (path + below).c_str());
+      RemoveTree(path + below);
     }
     RemoveIfBare(path);
   }
@@ -287,7 +300,7 @@ HRESULT RemoveLibrary(REFGUID libraryId, WORD major, WORD minor) {
   const RegistryText version = library + OLESTR("\\") + VersionText(major, minor);
   const RegistryText locale = version + OLESTR("\\") + kNeutralLocale;
   const RegistryText file = locale + OLESTR("\\") + kPlatform;
-  const LSTATUS removed = RegDeleteTreeW(HKEY_CLASSES_ROOT, file.c_str());
+  const LSTATUS removed = RemoveTree(file);
   if (removed == ERROR_FILE_NOT_FOUND) return E_INVALIDARG;
   if (removed != ERROR_SUCCESS) return WriteResult(removed);
   RemoveInterfaces(libraryId, VersionText(major, minor));
@@ -302,7 +315,7 @@ HRESULT RemoveLibrary(REFGUID libraryId, WORD major, WORD minor) {
       }
     }
   }
-  if (!isLeft) RegDeleteTreeW(HKEY_CLASSES_ROOT, version.c_str());
+  if (!isLeft) RemoveTree(version);
   RemoveIfBare(library);
   return WriteResult(batch.Commit());
 }
