@@ -26,18 +26,17 @@ class IDispatchImpl : public Interface {
     return holder_.Get(locale, out);
   }
 
+  // Member and parameter names as the library spells them, in any case.
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale,
                              DISPID* ids) override {
-    ITypeInfo* info = nullptr;
-    const HRESULT loaded = holder_.Get(locale, &info);
-    if (FAILED(loaded)) return loaded;
-    const HRESULT result = info->GetIDsOfNames(names, count, ids);
-    info->Release();
-    return result;
+    return holder_.GetIDsOfNames(names, count, locale, ids);
   }
 
+  // Calls the member with an empty error object: a plain failure does not carry the words of an
+  // older one.
   STDMETHODIMP Invoke(DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* params,
                       VARIANT* result, EXCEPINFO* exception, UINT* badArgument) override {
+    SetErrorInfo(0, nullptr);
     ITypeInfo* info = nullptr;
     const HRESULT loaded = holder_.Get(locale, &info);
     if (FAILED(loaded)) return loaded;

@@ -1,18 +1,26 @@
-// The type information of one interface, taken from its registered library on first use and kept
-// until the module goes.
+// The type information of one interface and the names of its members, taken from the registered
+// library on first use and kept until the module goes.
 #pragma once
 
 #include <atomic>
+#include <new>
 
-#include "platform/platform.h"
+#include "platform/member_names.h"
 
 namespace platform {
 
 class TypeInfoHolder {
  public:
-  constexpr TypeInfoHolder(const IID& interfaceId, const GUID& libraryId, WORD major,
-                           WORD minor) noexcept
-      : interfaceId_(interfaceId), libraryId_(libraryId), major_(major), minor_(minor) {}
+  // Where the type information comes from.
+  using Loader = HRESULT (*)(const TypeInfoHolder& holder, LCID locale, ITypeInfo** out) noexcept;
+
+  constexpr TypeInfoHolder(const IID& interfaceId, const GUID& libraryId, WORD major, WORD minor,
+                           Loader load = &LoadRegistered) noexcept
+      : interfaceId_(interfaceId),
+        libraryId_(libraryId),
+        major_(major),
+        minor_(minor),
+        load_(load) {}
   TypeInfoHolder(const TypeInfoHolder&) = delete;
   TypeInfoHolder& operator=(const TypeInfoHolder&) = delete;
 
@@ -22,7 +30,7 @@ class TypeInfoHolder {
     *out = nullptr;
     ITypeInfo* info = info_.load(std::memory_order_acquire);
     if (!info) {
-      const HRESULT result = LoadInfo(locale, &info);
+      const HRESULT result = Load(locale, &info);
       if (FAILED(result)) return result;
     }
     info->AddRef();
@@ -30,24 +38,48 @@ class TypeInfoHolder {
     return S_OK;
   }
 
+  // As ITypeInfo::GetIDsOfNames, which is asked for several names, for a name in another case and
+  // for an unknown one. A single name as the type information spells it is known.
+  HRESULT GetIDsOfNames(LPOLESTR* names, UINT count, LCID locale, DISPID* ids) noexcept {
+    if (Knows(names, count, ids)) return S_OK;
+    ITypeInfo* info = nullptr;
+    const HRESULT loaded = Get(locale, &info);
+    if (FAILED(loaded)) return loaded;
+    // The first call has the names only now.
+    const HRESULT result = Knows(names, count, ids) ? S_OK : info->GetIDsOfNames(names, count, ids);
+    info->Release();
+    return result;
+  }
+
   // Lets go of everything that was loaded; for the module's end, when nobody calls any more.
   static void ReleaseAll() noexcept {
     for (TypeInfoHolder* holder = first_.exchange(nullptr); holder; holder = holder->next_) {
+      delete holder->names_.exchange(nullptr);
       if (ITypeInfo* info = holder->info_.exchange(nullptr)) info->Release();
     }
   }
 
  private:
-  HRESULT LoadInfo(LCID locale, ITypeInfo** out) noexcept {
+  static HRESULT LoadRegistered(const TypeInfoHolder& holder, LCID locale,
+                                ITypeInfo** out) noexcept {
     ITypeLib* library = nullptr;
-    HRESULT result = LoadRegTypeLib(libraryId_, major_, minor_, locale, &library);
+    HRESULT result =
+        LoadRegTypeLib(holder.libraryId_, holder.major_, holder.minor_, locale, &library);
     if (FAILED(result)) return result;
-    ITypeInfo* info = nullptr;
-    result = library->GetTypeInfoOfGuid(interfaceId_, &info);
+    result = library->GetTypeInfoOfGuid(holder.interfaceId_, out);
     library->Release();
+    return result;
+  }
+
+  // *out is not counted. Of threads that come at the same time one reads the names, and the others
+  // do without meanwhile.
+  HRESULT Load(LCID locale, ITypeInfo** out) noexcept {
+    ITypeInfo* info = nullptr;
+    const HRESULT result = load_(*this, locale, &info);
     if (FAILED(result)) return result;
     ITypeInfo* other = nullptr;
     if (info_.compare_exchange_strong(other, info)) {
+      names_.store(new (std::nothrow) MemberNames(*info), std::memory_order_release);
       next_ = first_.load();
       while (!first_.compare_exchange_weak(next_, this)) {
       }
@@ -59,13 +91,24 @@ class TypeInfoHolder {
     return S_OK;
   }
 
+  bool Knows(LPOLESTR* names, UINT count, DISPID* ids) const noexcept {
+    const MemberNames* known = names_.load(std::memory_order_acquire);
+    if (!known || count != 1 || !names || !*names || !ids) return false;
+    const DISPID member = known->Find(*names);
+    if (member == DISPID_UNKNOWN) return false;
+    *ids = member;
+    return true;
+  }
+
   static inline std::atomic<TypeInfoHolder*> first_{nullptr};
 
   const IID& interfaceId_;
   const GUID& libraryId_;
   WORD major_;
   WORD minor_;
+  Loader load_;
   std::atomic<ITypeInfo*> info_{nullptr};
+  std::atomic<MemberNames*> names_{nullptr};
   TypeInfoHolder* next_ = nullptr;
 };
 
