@@ -3,6 +3,8 @@
 #include <atomic>
 #include <new>
 
+#include "platform/last_error.h"
+
 namespace rastel {
 namespace {
 
@@ -21,10 +23,7 @@ void _com_issue_error(HRESULT result) {
   ThrowComError(result);
 }
 
-void RaiseLastError() {
-  const DWORD error = GetLastError();
-  _com_issue_error(HRESULT_FROM_WIN32(error));
-}
+void RaiseLastError() { _com_issue_error(platform::ResultOfLastError()); }
 
 void AtlThrow(HRESULT result) { throw CAtlException(result); }
 

@@ -65,7 +65,7 @@ ComErrorHandler SetComErrorHandler(ComErrorHandler handler) noexcept;
 // Raises a failure through the handler. If that returns, _com_error is thrown all the same.
 [[noreturn]] void _com_issue_error(HRESULT result);
 
-// Raises a failure that the thread's last error tells: 0x80070000 with its low 16 bits.
+// Raises the failure that the thread's last error tells: see ResultOfLastError.
 [[noreturn]] void RaiseLastError();
 
 // Raises result only if it is negative.

@@ -220,6 +220,10 @@ class Call {
     if (!isOut) return DISP_E_TYPEMISMATCH;
     const bool isVariant = source.vt == (VT_BYREF | VT_VARIANT);
     if ((source.vt & VT_BYREF) != 0 && !isVariant) return DISP_E_TYPEMISMATCH;
+    // The system's platform finds that out behind the call.
+    if (!isIn && IsInterfaceType(source.vt) && !IsInterfaceType(type) && type != VT_VARIANT) {
+      return DISP_E_TYPEMISMATCH;
+    }
     if (isVariant) {
       const HRESULT clearable = CheckClearable(*source.pvarVal);
       if (FAILED(clearable)) return clearable;

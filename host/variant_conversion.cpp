@@ -320,7 +320,8 @@ HRESULT Convert(const VARIANT& value, LCID locale, USHORT flags, VARTYPE type,
 // Asks an object for its default value and converts that; an object found there is not asked again.
 HRESULT ConvertDefaultValue(IDispatch* object, LCID locale, USHORT flags, VARTYPE type,
                             VARIANT* result) noexcept {
-  if (!object || (flags & VARIANT_NOVALUEPROP)) return DISP_E_TYPEMISMATCH;
+  if (flags & VARIANT_NOVALUEPROP) return DISP_E_TYPEMISMATCH;
+  if (!object) return DISP_E_BADVARTYPE;
   DISPPARAMS none{};
   EXCEPINFO exception{};
   UINT badArgument = 0;

@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-#include "platform/platform.h"
+#include "platform/last_error.h"
 
 namespace platform {
 
@@ -16,11 +16,9 @@ class CComCriticalSection {
   CComCriticalSection& operator=(const CComCriticalSection&) = delete;
   ~CComCriticalSection() { Term(); }
 
-  // S_OK, or the system's last error as a result code.
+  // S_OK, or a failure: see ResultOfLastError.
   HRESULT Init() noexcept {
-    if (!InitializeCriticalSectionAndSpinCount(&section_, 0)) {
-      return HRESULT_FROM_WIN32(static_cast<DWORD>(GetLastError()));
-    }
+    if (!InitializeCriticalSectionAndSpinCount(&section_, 0)) return ResultOfLastError();
     initialised_ = true;
     return S_OK;
   }

@@ -398,7 +398,7 @@ TEST(Failures, OfTheSystem_BecomeResults) {
   const struct {
     DWORD lastError;
     std::uint32_t expected;
-  } rows[] = {{87, 0x80070057}, {0x12345, 0x80072345}, {0x80040154, 0x80040154}};
+  } rows[] = {{87, 0x80070057}, {0x12345, 0x80072345}, {0x80040154, 0x80040154}, {0, 0x80004005}};
   for (const auto& row : rows) {
     SetLastError(row.lastError);
     EXPECT_EQ(Raised<_com_error>([] { rastel::RaiseLastError(); }),

@@ -122,13 +122,19 @@ class TypeInformation : public testing::Test {
 constexpr LPCOLESTR kNone = OLESTR("0 ");
 constexpr LPCOLESTR kConverted = OLESTR("8 5 2.5 true");
 constexpr HRESULT kBadCount = DISP_E_BADPARAMCOUNT;
+constexpr HRESULT kMismatch = DISP_E_TYPEMISMATCH;
 constexpr HRESULT kTooMany = kEmbeddedHost ? kBadCount : S_OK;
 constexpr HRESULT kUnknownArgument = kEmbeddedHost ? DISP_E_PARAMNOTFOUND : kBadCount;
-constexpr HRESULT kLeftOut = kEmbeddedHost ? DISP_E_PARAMNOTOPTIONAL : DISP_E_TYPEMISMATCH;
+constexpr HRESULT kLeftOut = kEmbeddedHost ? DISP_E_PARAMNOTOPTIONAL : kMismatch;
 
 TEST_F(TypeInformation, Invoke_ConvertsAndGivesThePlatformsCodes) {
   LONG place = 0;
   std::uint8_t bytes[] = {42};
+  VARIANT nothing{};
+  nothing.vt = VT_DISPATCH;
+  ComPtr<IDispatch> self;
+  BSTR name = nullptr;
+  const VARIANT outName = By(VT_BSTR, &name), outSelf = By(VT_DISPATCH, self.Put());
   const struct {
     const char* what;
     DISPID member;
@@ -148,8 +154,17 @@ TEST_F(TypeInformation, Invoke_ConvertsAndGivesThePlatformsCodes) {
       {"named", 2, kMethod, {Str(OLESTR("5")), Int(1), Real(2.5)}, S_OK, kConverted, -1, {2, 1}},
       {"unknown name", 2, kMethod, {Int(5), Int(1), Int(1)}, kUnknownArgument, kNone, 0, {17}},
       {"too many", 6, kMethod, {Int(0), Int(0)}, kTooMany},
-      {"no number", 2, kMethod, {Int(5), Str(OLESTR("x")), Int(1)}, DISP_E_TYPEMISMATCH, kNone, 1},
+      {"no number", 2, kMethod, {Int(5), Str(OLESTR("x")), Int(1)}, kMismatch, kNone, 1},
       {"left out", 1, kSet, {Missing()}, kLeftOut, kNone, 0},
+      {"null object for a number", 6, kMethod, {nothing}, DISP_E_BADVARTYPE, kNone, 0},
+      {"the same in and out", 7, kMethod, {nothing}, DISP_E_BADVARTYPE, kNone, 0},
+      {"object for an out number",
+       3,
+       kMethod,
+       {Obj(nullptr), outName, outSelf},
+       kMismatch,
+       kNone,
+       2},
       {"an object", 4, kMethod, {Obj(probe_.Get())}, S_OK, OLESTR("3 12")},
       {"raw pointer", 8, kMethod, {By(VT_UI1, bytes)}},
       {"raw pointer shows", 1, kGet, {}, S_OK, OLESTR("3 42")},
@@ -167,6 +182,7 @@ TEST_F(TypeInformation, Invoke_ConvertsAndGivesThePlatformsCodes) {
     EXPECT_EQ(outcome.badArgument, isTold ? static_cast<UINT>(row.badArgument) : 99u);
   }
   EXPECT_EQ(place, 42);
+  SysFreeString(name);
 }
 
 TEST_F(TypeInformation, Invoke_FailingMemberFillsTheException) {
