@@ -57,6 +57,8 @@ int Convert(const Source* text, const Source* end, bool refuseIllFormed, Target*
 
 }  // namespace
 
+UINT GetACP() noexcept { return CP_UTF8; }
+
 int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int bytes, LPWSTR target,
                         int roomUnits) noexcept {
   if (!IsKnown(codePage) || text == nullptr || bytes == 0 || roomUnits < 0 ||

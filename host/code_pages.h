@@ -6,8 +6,7 @@
 // a room of 0 the result is the room needed and nothing is written. Otherwise the result counts the
 // units written. 0 is a failure and the last error tells which:
 //   ERROR_INVALID_PARAMETER       length 0, null source, null target with room, negative room,
-//   target
-//                                 and source the same, another code page
+//                                 target and source the same, another code page
 //   ERROR_INVALID_FLAGS           a flag that is not named below
 //   ERROR_NO_UNICODE_TRANSLATION  ill-formed text, when the flags ask for that
 //   ERROR_INSUFFICIENT_BUFFER     the room is too small; it holds the characters that fit
@@ -16,8 +15,8 @@
 
 #include "host/types.h"
 
-inline constexpr DWORD MB_PRECOMPOSED = 0x01;
-inline constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
+// The code page behind CP_ACP: CP_UTF8.
+RASTEL_HOST_API UINT GetACP() noexcept;
 
 // Flags: MB_ERR_INVALID_CHARS refuses ill-formed text; without it each maximal part of a sequence
 // that cannot be completed becomes one U+FFFD. MB_PRECOMPOSED is accepted and changes nothing, but

@@ -34,29 +34,15 @@ using PFILETIME = FILETIME*;
 struct SECURITY_ATTRIBUTES;
 using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
 
-inline const HKEY HKEY_CLASSES_ROOT =
-    reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(static_cast<LONG>(0x80000000u)));
-
-inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
-inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
-inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
-inline constexpr REGSAM KEY_ENUMERATE_SUB_KEYS = 0x0008;
-inline constexpr REGSAM KEY_NOTIFY = 0x0010;
-inline constexpr REGSAM KEY_READ = 0x20019;
-inline constexpr REGSAM KEY_WRITE = 0x20006;
-inline constexpr REGSAM KEY_ALL_ACCESS = 0xF003F;
-
-inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
-inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
-inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
-
-inline constexpr DWORD REG_NONE = 0;
-inline constexpr DWORD REG_SZ = 1;
-inline constexpr DWORD REG_EXPAND_SZ = 2;
-inline constexpr DWORD REG_BINARY = 3;
-inline constexpr DWORD REG_DWORD = 4;
-inline constexpr DWORD REG_MULTI_SZ = 7;
-inline constexpr DWORD REG_QWORD = 11;
+// HKEY_CLASSES_ROOT is the one of this host; the others are refused like any wrong handle.
+inline HKEY HostPredefinedKey(ULONG bits) noexcept {
+  return reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(static_cast<LONG>(bits)));
+}
+inline const HKEY HKEY_CLASSES_ROOT = HostPredefinedKey(0x80000000);
+inline const HKEY HKEY_CURRENT_USER = HostPredefinedKey(0x80000001);
+inline const HKEY HKEY_LOCAL_MACHINE = HostPredefinedKey(0x80000002);
+inline const HKEY HKEY_USERS = HostPredefinedKey(0x80000003);
+inline const HKEY HKEY_CURRENT_CONFIG = HostPredefinedKey(0x80000005);
 
 // Opens a key or makes it with all keys on the way. The class text and the security attributes are
 // ignored; a null or empty path is the key itself. Volatile keys are kept like all others.
@@ -114,8 +100,8 @@ RASTEL_HOST_API LSTATUS RegFlushKey(HKEY key) noexcept;
 
 // Takes another registry file from now on, or none (memory only) when path is null, and drops the
 // tree in memory. Handles to keys of the old tree are ERROR_KEY_DELETED afterwards, the predefined
-// one goes on. An empty path is none as well. E_UNEXPECTED: the calling
-// thread is in the middle of a batch of changes. E_OUTOFMEMORY. S_OK says nothing about the file.
+// one goes on. An empty path is none as well. E_UNEXPECTED: the calling thread is in the middle of
+// a batch of changes. E_OUTOFMEMORY. S_OK says nothing about the file.
 RASTEL_HOST_API HRESULT HostUseRegistryFile(const char* path) noexcept;
 
 // Gathers the changes that the calling thread makes until the end of the batch into one write, all

@@ -25,6 +25,22 @@ RASTEL_HOST_API HRESULT STDAPICALLTYPE VariantCopy(VARIANTARG* target, VARIANTAR
 // is again a reference to a VARIANT, and a null reference, are E_INVALIDARG with an empty target.
 RASTEL_HOST_API HRESULT STDAPICALLTYPE VariantCopyInd(VARIANT* target, VARIANTARG* source) noexcept;
 
+// The platform's names for the members of a VARIANT, and what its type word says.
+#define VARIANT_MEMBER(name, member)                         \
+  template <class Variant>                                   \
+  constexpr decltype(auto) name(Variant* variant) noexcept { \
+    return (variant->member);                                \
+  }
+#include "host/variant_members.inc"
+#undef VARIANT_MEMBER
+template <class Variant>
+constexpr decltype(auto) V_NONE(Variant* variant) noexcept {
+  return V_I2(variant);
+}
+constexpr int V_ISBYREF(const VARIANT* variant) noexcept { return variant->vt & VT_BYREF; }
+constexpr int V_ISARRAY(const VARIANT* variant) noexcept { return variant->vt & VT_ARRAY; }
+constexpr int V_ISVECTOR(const VARIANT* variant) noexcept { return variant->vt & VT_VECTOR; }
+
 namespace host {
 
 // Gives a VARIANT without VT_BYREF that shows the value of `source` bit by bit and owns nothing.
