@@ -5,7 +5,6 @@
 #include <new>
 #include <shared_mutex>
 #include <span>
-#include <unordered_map>
 
 #include "host/unicode.h"
 
@@ -17,7 +16,7 @@ constexpr HRESULT kNoNumber = HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
 
 struct Table {
   std::shared_mutex mutex;
-  std::unordered_map<HINSTANCE, std::span<const HostResource>> modules;
+  HostResourceRows* first = nullptr;
 };
 
 // Never destroyed: modules take their rows back while the process ends.
@@ -39,13 +38,20 @@ bool IsOfType(const HostResource& row, LPCOLESTR type, UINT typeNumber) noexcept
   return host::FoldCase(*mine) == host::FoldCase(*type);
 }
 
+// The rows of a module, null when it has none. The caller holds the table's lock.
+const HostResourceRows* RowsOf(const Table& table, HINSTANCE module) noexcept {
+  const HostResourceRows* rows = table.first;
+  while (rows != nullptr && rows->module != module) rows = rows->next;
+  return rows;
+}
+
 // The caller holds the table's lock.
 HRESULT Find(const Table& table, HINSTANCE module, LPCOLESTR type, UINT typeNumber, UINT number,
              const HostResource*& found) noexcept {
-  const auto rows = table.modules.find(module);
-  if (rows == table.modules.end()) return kNoRows;
+  const HostResourceRows* rows = RowsOf(table, module);
+  if (rows == nullptr) return kNoRows;
   HRESULT hr = kNoType;
-  for (const HostResource& row : rows->second) {
+  for (const HostResource& row : std::span(rows->rows, rows->count)) {
     if (!IsOfType(row, type, typeNumber)) continue;
     if (row.number == number) {
       found = &row;
@@ -58,22 +64,26 @@ HRESULT Find(const Table& table, HINSTANCE module, LPCOLESTR type, UINT typeNumb
 
 }  // namespace
 
-HRESULT HostAddResources(HINSTANCE module, const HostResource* rows, SIZE_T count) noexcept {
-  if (module == nullptr || rows == nullptr || count == 0) return E_INVALIDARG;
-  Table& table = TheTable();
-  try {
-    std::unique_lock lock(table.mutex);
-    const bool isNew = table.modules.emplace(module, std::span(rows, count)).second;
-    return isNew ? S_OK : E_INVALIDARG;
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
+HRESULT HostAddResources(HostResourceRows* rows) noexcept {
+  if (rows == nullptr || rows->module == nullptr || rows->rows == nullptr || rows->count == 0) {
+    return E_INVALIDARG;
   }
-}
-
-HRESULT HostRemoveResources(HINSTANCE module) noexcept {
   Table& table = TheTable();
   std::unique_lock lock(table.mutex);
-  return table.modules.erase(module) != 0 ? S_OK : S_FALSE;
+  if (RowsOf(table, rows->module) != nullptr) return E_INVALIDARG;
+  rows->next = table.first;
+  table.first = rows;
+  return S_OK;
+}
+
+HRESULT HostRemoveResources(HostResourceRows* rows) noexcept {
+  Table& table = TheTable();
+  std::unique_lock lock(table.mutex);
+  HostResourceRows** link = &table.first;
+  while (*link != nullptr && *link != rows) link = &(*link)->next;
+  if (*link == nullptr) return S_FALSE;
+  *link = rows->next;
+  return S_OK;
 }
 
 HRESULT HostFindResource(HINSTANCE module, LPCOLESTR type, UINT typeNumber, UINT number,

@@ -20,16 +20,23 @@ struct HostResource {
 // such, without terminator.
 inline constexpr UINT kHostStringResourceType = 6;
 
-// Hands over a module's rows, once per module; HostModuleOf (host/modules.h) gives the module's
-// handle. Rows, texts and bytes are kept by pointer until HostRemoveResources.
-// E_INVALIDARG: null module or rows, no row, or a module that has rows already. E_OUTOFMEMORY.
-RASTEL_HOST_API HRESULT HostAddResources(HINSTANCE module, const HostResource* rows,
-                                         SIZE_T count) noexcept;
+// The rows of one module. It lies in the module's memory, so that handing them over needs none.
+struct HostResourceRows {
+  HINSTANCE module;  // as HostModuleOf (host/modules.h) gives it
+  const HostResource* rows;
+  SIZE_T count;
+  HostResourceRows* next;  // the host's
+};
 
-// Takes the rows of a module back. S_FALSE when it has none. No look-up that is under way in
+// Hands over a module's rows, once per module. The structure, rows, texts and bytes are kept by
+// pointer until HostRemoveResources. E_INVALIDARG: null pointer, module or rows, no row, or a
+// module that has rows already.
+RASTEL_HOST_API HRESULT HostAddResources(HostResourceRows* rows) noexcept;
+
+// Takes the rows of a module back. S_FALSE when they are not there. No look-up that is under way in
 // another thread uses them any more when the call returns; what HostFindResource gave out is the
 // caller's care.
-RASTEL_HOST_API HRESULT HostRemoveResources(HINSTANCE module) noexcept;
+RASTEL_HOST_API HRESULT HostRemoveResources(HostResourceRows* rows) noexcept;
 
 // Finds the first row with a type and a number, in any language, and copies it to *out, whose
 // pointers stay the module's. On failure *out is all zero: 0x80070714 module without rows,

@@ -25,10 +25,13 @@ inline void WithdrawResources(HINSTANCE) noexcept {}
 #else
 
 using Resource = HostResource;
+// One per module, as its visibility is hidden.
+inline HostResourceRows offeredResources{};
 inline void OfferResources(HINSTANCE module, const Resource* rows, std::size_t count) noexcept {
-  HostAddResources(module, rows, count);
+  offeredResources = {module, rows, count, nullptr};
+  HostAddResources(&offeredResources);
 }
-inline void WithdrawResources(HINSTANCE module) noexcept { HostRemoveResources(module); }
+inline void WithdrawResources(HINSTANCE) noexcept { HostRemoveResources(&offeredResources); }
 
 #endif
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/platform.h"
+#include "tests/support/allocation_faults.h"
 
 namespace tests {
 namespace {
@@ -34,10 +35,15 @@ const HostResource kRows[] = {
 
 class Resources : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_EQ(HostAddResources(module_, kRows, std::size(kRows)), S_OK); }
-  void TearDown() override { HostRemoveResources(module_); }
+  // A module that is loaded cannot say that memory is missing, so none is needed.
+  void SetUp() override {
+    const AllocationFaults faults(0);
+    ASSERT_EQ(HostAddResources(&rows_), S_OK);
+  }
+  void TearDown() override { HostRemoveResources(&rows_); }
 
   const HINSTANCE module_ = HostModuleOf(kRows);
+  HostResourceRows rows_{module_, kRows, std::size(kRows), nullptr};
 };
 
 TEST_F(Resources, Find_ComparesTypeAndNumber) {
@@ -84,14 +90,16 @@ TEST_F(Resources, Strings_AreCutBehindTheLastWholeCharacter) {
 }
 
 TEST_F(Resources, Rows_BelongToOneModuleUntilTheyAreRemoved) {
-  EXPECT_EQ(HostAddResources(module_, kRows, 1), E_INVALIDARG);
-  EXPECT_EQ(HostAddResources(nullptr, kRows, 1), E_INVALIDARG);
   const auto another = reinterpret_cast<HINSTANCE>(this);
-  EXPECT_EQ(HostAddResources(another, kRows, 0), E_INVALIDARG);
+  HostResourceRows bad[] = {{module_, kRows, 1, nullptr},
+                            {nullptr, kRows, 1, nullptr},
+                            {another, nullptr, 1, nullptr},
+                            {another, kRows, 0, nullptr}};
+  for (HostResourceRows& rows : bad) EXPECT_EQ(HostAddResources(&rows), E_INVALIDARG);
   HostResource found{};
   EXPECT_EQ(HostFindResource(another, nullptr, 6, 100, &found), kNoRows);
-  EXPECT_EQ(HostRemoveResources(another), S_FALSE);
-  EXPECT_EQ(HostRemoveResources(module_), S_OK);
+  EXPECT_EQ(HostRemoveResources(&bad[0]), S_FALSE);
+  EXPECT_EQ(HostRemoveResources(&rows_), S_OK);
   EXPECT_EQ(HostFindResource(module_, nullptr, 6, 100, &found), kNoRows);
 }
 
