@@ -24,30 +24,10 @@ constexpr CatalogueRow LiveRow(const CLSID& classId, const char* name, WORD scri
 
 // Complete before any code of the module runs: the module's entry walks it.
 constinit CatalogueRow rows[] = {
-    LiveRow(CLSID_ByteAOIKLP, "ByteAOIKLP", 101, &CreateAoi<ElementByte>),
-    LiveRow(CLSID_WordAOIKLP, "WordAOIKLP", 102, &CreateAoi<ElementWord>),
-    LiveRow(CLSID_DWordAOIKLP, "DWordAOIKLP", 119, &CreateAoi<ElementDWord>),
-    LiveRow(CLSID_FloatAOIKLP, "FloatAOIKLP", 120, &CreateAoi<ElementFloat>),
-    LiveRow(CLSID_DoubleAOIKLP, "DoubleAOIKLP", 121, &CreateAoi<ElementDouble>),
-    LiveRow(CLSID_CharAOIKLP, "CharAOIKLP", 117, &CreateAoi<ElementChar>),
-    LiveRow(CLSID_ShortAOIKLP, "ShortAOIKLP", 118, &CreateAoi<ElementShort>),
-    LiveRow(CLSID_LongAOIKLP, "LongAOIKLP", 123, &CreateAoi<ElementLong>),
-    LiveRow(CLSID_ByteVectorKLP, "ByteVectorKLP", 110, &CreateVector<ElementByte>),
-    LiveRow(CLSID_ShortVectorKLP, "ShortVectorKLP", 109, &CreateVector<ElementShort>),
-    LiveRow(CLSID_LongVectorKLP, "LongVectorKLP", 111, &CreateVector<ElementLong>),
-    LiveRow(CLSID_FloatVectorKLP, "FloatVectorKLP", 107, &CreateVector<ElementFloat>),
-    LiveRow(CLSID_DoubleVectorKLP, "DoubleVectorKLP", 104, &CreateVector<ElementDouble>),
-    LiveRow(CLSID_CharVectorKLP, "CharVectorKLP", 124, &CreateVector<ElementChar>),
-    LiveRow(CLSID_WordVectorKLP, "WordVectorKLP", 125, &CreateVector<ElementWord>),
-    LiveRow(CLSID_DWordVectorKLP, "DWordVectorKLP", 126, &CreateVector<ElementDWord>),
-    LiveRow(CLSID_VariantVectorKLP, "VariantVectorKLP", 106, &CreateVector<ElementVariant>),
-    LiveRow(CLSID_AttributeBstrMapKLP, "AttributeBstrMapKLP", 127,
-            &CreateAttributeMap<KeyKindBstr>),
-    LiveRow(CLSID_AttributeLongMapKLP, "AttributeLongMapKLP", 128,
-            &CreateAttributeMap<KeyKindLong>),
-    LiveRow(CLSID_AttributeDoubleMapKLP, "AttributeDoubleMapKLP", 129,
-            &CreateAttributeMap<KeyKindDouble>),
-    LiveRow(CLSID_AttributeEntryKLP, "AttributeEntryKLP", 130, &CreateAttributeEntry),
+#define CLASS_ROW(script, name, creator, progId, version, description) \
+  LiveRow(CLSID_##name, #name, script, &creator),
+#include "frame/class_rows.inc"
+#undef CLASS_ROW
     {nullptr, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr},
 };
 
