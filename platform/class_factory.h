@@ -56,17 +56,11 @@ inline HRESULT CreateClassObject(InstanceCreator creator, REFIID iid, void** out
   return result;
 }
 
-// What a class says of itself to its catalogue row.
+// Base of every coclass: names its class.
 template <class Class, const CLSID* ClassId>
 class CComCoClass {
  public:
   static const CLSID& GetObjectCLSID() noexcept { return *ClassId; }
-  // Null: the class has no description beside its registration.
-  static LPCOLESTR GetObjectDescription() noexcept { return nullptr; }
-  // Null: the class enters no categories of its own.
-  static const void* GetCategoryMap() noexcept { return nullptr; }
-  // Told when the module comes (true) and goes (false).
-  static void ObjectMain(bool) noexcept {}
 
  protected:
   ~CComCoClass() = default;

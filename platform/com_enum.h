@@ -1,9 +1,10 @@
-// Enumerators over an array: Next, Skip, Reset and Clone, with the array owned, copied or kept
-// alive by another object. The position is not guarded: a thread that shares an enumerator clones
-// it.
+// Enumerators over an array: Next, Skip, Reset and Clone, with the array copied or kept alive by
+// another object. The position is not guarded: threads that share an enumerator may get an element
+// twice or miss one, and nothing worse; a thread clones it.
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <new>
 
@@ -12,33 +13,14 @@
 
 namespace platform {
 
-// How elements are copied to a client and ended. Copy gives a failing result when it cannot.
-template <class T>
-struct CopyValue {
-  static HRESULT Copy(T* target, const T* source) noexcept {
-    *target = *source;
-    return S_OK;
-  }
-  static void Init(T*) noexcept {}
-  static void Destroy(T*) noexcept {}
-};
-
-struct CopyVariant {
-  static HRESULT Copy(VARIANT* target, const VARIANT* source) noexcept {
-    target->vt = VT_EMPTY;
-    return VariantCopy(target, const_cast<VARIANT*>(source));
-  }
-  static void Init(VARIANT* value) noexcept { value->vt = VT_EMPTY; }
-  static void Destroy(VARIANT* value) noexcept { VariantClear(value); }
-};
+// How elements are copied to a client and ended. A copy cannot fail.
 
 // Interface pointers: a reference for each copy; null pointers pass.
 template <class Interface>
 struct CopyInterface {
-  static HRESULT Copy(Interface** target, Interface* const* source) noexcept {
+  static void Copy(Interface** target, Interface* const* source) noexcept {
     *target = *source;
     if (*target) (*target)->AddRef();
-    return S_OK;
   }
   static void Init(Interface**) noexcept {}
   static void Destroy(Interface** pointer) noexcept {
@@ -46,14 +28,13 @@ struct CopyInterface {
   }
 };
 
-// What Init does with the array. Bit 2 means that the enumerator ends the elements and the array.
+// What Init does with the array.
 enum class EnumArray : unsigned {
-  View = 0,           // used as it stands; the holder keeps it alive
-  TakeOwnership = 2,  // handed over, made with new[]
-  Copy = 3            // copied; the caller keeps its own
+  View = 0,  // used as it stands; the holder keeps it alive
+  Copy = 3   // copied; the caller keeps its own
 };
 
-// Enumerator: the interface; Next takes an array of T. Policy: one of the copy policies above.
+// Enumerator: the interface; Next takes an array of T. Policy: such as CopyInterface.
 template <class Enumerator, class T, class Policy, class ThreadModel = CComMultiThreadModel>
 class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
  public:
@@ -63,8 +44,8 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
   }
 
   // Points the enumerator at [begin, end) and goes to its start. The holder is counted and replaces
-  // a former one; null is allowed. Copying fails with E_OUTOFMEMORY or the policy's code, and then
-  // the enumerator is empty.
+  // a former one; null is allowed. Without memory for a copy: E_OUTOFMEMORY, and the enumerator is
+  // empty.
   HRESULT Init(T* begin, T* end, IUnknown* holder, EnumArray array) noexcept {
     EndArray();
     if (array == EnumArray::Copy) {
@@ -75,7 +56,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
       end_ = end;
     }
     array_ = array;
-    position_ = begin_;
+    MoveTo(begin_);
     holder_ = ComPtr<IUnknown>(holder);
     return S_OK;
   }
@@ -86,29 +67,21 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
     if (fetched) *fetched = 0;
     if (!elements) return E_POINTER;
     if (count > 1 && !fetched) return E_POINTER;
-    if (!begin_ || !end_ || !position_) return E_FAIL;
-    const ULONG delivered = std::min(count, Rest());
-    for (ULONG i = 0; i < delivered; ++i) {
-      const HRESULT copied = Policy::Copy(elements + i, position_ + i);
-      if (FAILED(copied)) {
-        while (i > 0) Policy::Destroy(elements + --i);
-        return copied;
-      }
-    }
-    position_ += delivered;
+    T* const position = Position();
+    if (!begin_ || !end_ || !position) return E_FAIL;
+    const ULONG delivered = Move(position, count);
+    for (ULONG i = 0; i < delivered; ++i) Policy::Copy(elements + i, position + i);
     if (fetched) *fetched = delivered;
     return delivered < count ? S_FALSE : S_OK;
   }
 
   // S_FALSE when the end was nearer than count; the position is then the end.
   STDMETHODIMP Skip(ULONG count) override {
-    const ULONG moved = std::min(count, Rest());
-    position_ += moved;
-    return moved < count ? S_FALSE : S_OK;
+    return Move(Position(), count) < count ? S_FALSE : S_OK;
   }
 
   STDMETHODIMP Reset() override {
-    position_ = begin_;
+    MoveTo(begin_);
     return S_OK;
   }
 
@@ -122,7 +95,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
     if (FAILED(created)) return created;
     IUnknown* owner = OwnsArray() ? static_cast<Enumerator*>(this) : holder_.Get();
     clone->Init(begin_, end_, owner, EnumArray::View);
-    clone->position_ = position_;
+    clone->MoveTo(Position());
     void* answer = nullptr;
     clone->AddUnsharedReference();
     const HRESULT result = clone->QueryInterface(kIidOf<Enumerator>, &answer);
@@ -141,10 +114,15 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
   ~CComEnum() = default;
 
  private:
-  bool OwnsArray() const noexcept {
-    return (static_cast<unsigned>(array_) & static_cast<unsigned>(EnumArray::TakeOwnership)) != 0;
+  bool OwnsArray() const noexcept { return array_ == EnumArray::Copy; }
+  T* Position() const noexcept { return position_.load(std::memory_order_relaxed); }
+  void MoveTo(T* position) noexcept { position_.store(position, std::memory_order_relaxed); }
+  // Moves from a position on by count, at most to the end. How far it went.
+  ULONG Move(T* position, ULONG count) noexcept {
+    const ULONG moved = std::min(count, static_cast<ULONG>(end_ - position));
+    MoveTo(position + moved);
+    return moved;
   }
-  ULONG Rest() const noexcept { return static_cast<ULONG>(end_ - position_); }
 
   HRESULT CopyArray(T* begin, T* end) noexcept {
     const auto count = static_cast<std::size_t>(end - begin);
@@ -152,12 +130,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
     if (!copies) return E_OUTOFMEMORY;
     for (std::size_t i = 0; i < count; ++i) {
       Policy::Init(copies + i);
-      const HRESULT copied = Policy::Copy(copies + i, begin + i);
-      if (FAILED(copied)) {
-        while (i > 0) Policy::Destroy(copies + --i);
-        delete[] copies;
-        return copied;
-      }
+      Policy::Copy(copies + i, begin + i);
     }
     begin_ = copies;
     end_ = copies + count;
@@ -168,7 +141,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
   void EndArray() noexcept {
     T* begin = std::exchange(begin_, nullptr);
     T* end = std::exchange(end_, nullptr);
-    position_ = nullptr;
+    MoveTo(nullptr);
     const bool owned = OwnsArray();
     array_ = EnumArray::View;
     if (!owned) return;
@@ -179,7 +152,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
   ComPtr<IUnknown> holder_;
   T* begin_ = nullptr;
   T* end_ = nullptr;
-  T* position_ = nullptr;
+  std::atomic<T*> position_{nullptr};
   EnumArray array_ = EnumArray::View;
 };
 
