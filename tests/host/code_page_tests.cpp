@@ -36,6 +36,8 @@ WideText Decoded(const std::string& bytes) {
   return text;
 }
 
+TEST(CodePages, ProcessesCodePageIsUtf8) { EXPECT_EQ(GetACP(), UINT{CP_UTF8}); }
+
 // All sequences of up to four of the bytes at which something changes.
 TEST(CodePages, EverySequence_IsDecodedLikeTheReference) {
   const std::string edges = std::string(1, '\0') +
