@@ -28,6 +28,7 @@ using Resource = HostResource;
 // One per module, as its visibility is hidden.
 inline HostResourceRows offeredResources{};
 inline void OfferResources(HINSTANCE module, const Resource* rows, std::size_t count) noexcept {
+  HostRemoveResources(&offeredResources);
   offeredResources = {module, rows, count, nullptr};
   HostAddResources(&offeredResources);
 }
