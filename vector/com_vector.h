@@ -160,6 +160,7 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
   // At the end of the vector, which still stands then: objects in values may come back to it and
   // put new ones.
   void ReleaseValues() noexcept {
+    if (m_Elements.OwnsNothing() && state_.m_ElementTags.OwnsNothing()) return;
     do {
       ElementChange elements(m_Elements);
       ElementChange tags(state_.m_ElementTags);

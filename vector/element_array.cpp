@@ -93,7 +93,7 @@ void ElementBlock::Move(LONG count, std::size_t bytesInUse) {
 }
 
 ElementArray<VARIANT>::~ElementArray() {
-  Change(*this).Resize(0);
+  if (!OwnsNothing()) Change(*this).Resize(0);
   for (Change* change = change_; change; change = change->outer_) change->array_ = nullptr;
 }
 

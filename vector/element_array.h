@@ -97,6 +97,8 @@ class ElementArray : public ElementBlock {
   ElementArray() noexcept : ElementBlock(sizeof(T)) {}
 
   T* Data() const noexcept { return static_cast<T*>(Address()); }
+  // Whether there is nothing to let go.
+  bool OwnsNothing() const noexcept { return true; }
 };
 
 // One operation's change of an array, of numbers here.
@@ -137,6 +139,7 @@ class ElementArray<VARIANT> : private ElementBlock {
     Touch(Count());
     return Slots();
   }
+  bool OwnsNothing() const noexcept { return mark_ == 0; }
   // The bits of an element, without a count of its own.
   const VARIANT& At(LONG index) const noexcept { return Slots()[index]; }
   // Elements from here on are VT_EMPTY.
