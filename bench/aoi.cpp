@@ -8,9 +8,9 @@
 #include <cstring>
 #include <vector>
 
-#include "frame/catalogue.h"
 #include "interfaces/aoi.h"
 #include "interfaces/identifiers.h"
+#include "module/frame/catalogue.h"
 #include "platform/com_ptr.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "attribute/attribute_classes.h"
-#include "frame/bstr.h"
 #include "interfaces/attribute.h"
+#include "module/attribute/attribute_classes.h"
+#include "module/frame/bstr.h"
 #include "platform/com_ptr.h"
 
 namespace bench {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "image/com_image.h"
+#include "module/image/com_image.h"
 
 namespace {
 

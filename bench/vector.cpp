@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "interfaces/vector.h"
+#include "module/vector/vector_classes.h"
 #include "platform/com_ptr.h"
-#include "vector/vector_classes.h"
 
 namespace bench {
 namespace {

@@ -2,8 +2,8 @@
 // test runs, so that maps nested in streams can be made.
 #pragma once
 
-#include "frame/bstr.h"
 #include "interfaces/attribute.h"
+#include "module/frame/bstr.h"
 #include "tests/persist/client_objects.h"
 
 namespace tests {

@@ -2,7 +2,7 @@
 #include <chrono>
 #include <functional>
 
-#include "attribute/attribute_classes.h"
+#include "module/attribute/attribute_classes.h"
 #include "tests/attribute/attribute_test.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/fault_stream.h"

@@ -5,7 +5,7 @@
 #include <random>
 #include <set>
 
-#include "attribute/attribute_classes.h"
+#include "module/attribute/attribute_classes.h"
 #include "platform/module.h"
 #include "tests/attribute/attribute_test.h"
 #include "tests/support/fault_stream.h"

@@ -1,5 +1,5 @@
 // What the boundary makes of exceptions and of plain result codes.
-#include "frame/boundary.h"
+#include "module/frame/boundary.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "frame/exceptions.h"
+#include "module/frame/exceptions.h"
 #include "tests/support/thread_error.h"
 
 namespace tests {

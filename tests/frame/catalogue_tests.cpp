@@ -1,6 +1,6 @@
 // The catalogue from inside: its rows, module entry and exit, and the walks behind the exports,
 // with the functions of the rows replaced by ones that write down their calls.
-#include "frame/catalogue.h"
+#include "module/frame/catalogue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Reports: result codes, the thread's error object, and the module's string table as clients load
 // it.
-#include "frame/reports.h"
+#include "module/frame/reports.h"
 
 #include <gtest/gtest.h>
 

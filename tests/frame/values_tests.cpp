@@ -8,10 +8,10 @@
 #include <thread>
 #include <vector>
 
-#include "frame/bstr.h"
-#include "frame/exceptions.h"
-#include "frame/lockable.h"
-#include "frame/variants.h"
+#include "module/frame/bstr.h"
+#include "module/frame/exceptions.h"
+#include "module/frame/lockable.h"
+#include "module/frame/variants.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/host_kind.h"
 #include "tests/support/slots.h"

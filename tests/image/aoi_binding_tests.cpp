@@ -3,7 +3,7 @@
 #include <functional>
 #include <random>
 
-#include "image/aoi.h"
+#include "module/image/aoi.h"
 #include "tests/image/aoi_types.h"
 
 namespace tests {

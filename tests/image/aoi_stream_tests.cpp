@@ -1,7 +1,7 @@
 // The stream of an AOI: its bytes, its seven versions, and streams that fail, end or lie.
 #include <numeric>
 
-#include "frame/variants.h"
+#include "module/frame/variants.h"
 #include "tests/image/aoi_types.h"
 #include "tests/persist/test_object.h"
 #include "tests/support/debug_capture.h"

@@ -1,5 +1,5 @@
 // Plain records of every type, and what is left when one fails.
-#include "persist/plain_records.h"
+#include "module/persist/plain_records.h"
 
 #include <gmock/gmock.h>
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "frame/variants.h"
+#include "module/frame/variants.h"
 #include "platform/platform.h"
 
 namespace tests {

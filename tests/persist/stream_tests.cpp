@@ -1,5 +1,5 @@
 // The counting stream, and texts and objects on streams.
-#include "persist/streams.h"
+#include "module/persist/streams.h"
 
 #include <gmock/gmock.h>
 

@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "persist/nesting.h"
-#include "persist/streams.h"
-#include "persist/variant_records.h"
+#include "module/persist/nesting.h"
+#include "module/persist/streams.h"
+#include "module/persist/variant_records.h"
 #include "platform/com_ptr.h"
 #include "tests/support/doubles.h"
 #include "tests/support/streams.h"

@@ -1,9 +1,9 @@
 // Tagged records, objects of absent classes, and deep copies.
-#include "persist/variant_records.h"
+#include "module/persist/variant_records.h"
 
 #include <gmock/gmock.h>
 
-#include "persist/class_holder.h"
+#include "module/persist/class_holder.h"
 #include "tests/persist/record_values.h"
 #include "tests/persist/test_object.h"
 #include "tests/support/allocation_faults.h"

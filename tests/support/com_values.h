@@ -1,7 +1,7 @@
 // VARIANTs made in one expression. They own what they hold.
 #pragma once
 
-#include "frame/variants.h"
+#include "module/frame/variants.h"
 #include "platform/platform.h"
 
 namespace tests {

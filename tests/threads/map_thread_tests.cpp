@@ -1,8 +1,8 @@
 // Many threads at one map.
 #include <gtest/gtest.h>
 
-#include "frame/variants.h"
 #include "interfaces/attribute.h"
+#include "module/frame/variants.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
 #include "tests/threads/many_threads.h"

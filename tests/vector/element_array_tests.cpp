@@ -1,12 +1,12 @@
 // Inside: memory that is not touched before it is used, and operations without memory.
-#include "vector/element_array.h"
+#include "module/vector/element_array.h"
 
 #include <stdexcept>
 
+#include "module/vector/vector_classes.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/results.h"
 #include "tests/vector/vector_test.h"
-#include "vector/vector_classes.h"
 
 namespace tests {
 namespace {

@@ -1,10 +1,10 @@
 // Elements: counts, pointers, and how numbers and VARIANTs convert.
 #include <limits>
 
+#include "module/vector/special_methods.h"
 #include "tests/support/results.h"
 #include "tests/support/slots.h"
 #include "tests/vector/vector_test.h"
-#include "vector/special_methods.h"
 
 namespace tests {
 namespace {

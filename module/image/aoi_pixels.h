@@ -1,0 +1,144 @@
+// Walks over the pixels of rectangles. Each row is a run; runs are clipped to what the buffer's
+// memory holds, since geometry may be stale or have wrapped, and runs below 1 do nothing.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "module/image/com_image.h"
+
+namespace rastel {
+
+// Geometry and address of a rectangle, as an AOI's typed interface tells them.
+template <class U>
+struct Access {
+  LONG width = 0;
+  LONG height = 0;
+  LONG lineSkip = 0;
+  U* pixels = nullptr;
+
+  template <class ITyped>
+  HRESULT Get(ITyped& aoi) {
+    return aoi.GetAccess(&width, &height, &lineSkip, &pixels);
+  }
+  // Elements from row to row.
+  std::int64_t Step() const noexcept { return WrapAdd(width, lineSkip); }
+};
+
+namespace pixels_detail {
+
+// How many rows of a walk begin inside the memory; the walk steps forwards.
+inline std::int64_t ReachableRows(std::int64_t elements, std::int64_t first, std::int64_t step,
+                                  std::int64_t height) noexcept {
+  if (height < 1 || first >= elements) return 0;
+  if (step < 1) return height;
+  return std::min(height, (elements - 1 - first) / step + 1);
+}
+
+template <class T>
+bool HasEqualBytes(const T& value) noexcept {
+  unsigned char bytes[sizeof(T)];
+  std::memcpy(bytes, &value, sizeof(T));
+  return std::all_of(bytes, bytes + sizeof(T), [&](unsigned char b) { return b == bytes[0]; });
+}
+
+}  // namespace pixels_detail
+
+// Sets `height` rows of `width` elements, `step` elements apart. The element `first` lies in the
+// block.
+template <class Image, class T>
+void FillRows(Image& image, std::int64_t first, std::int64_t width, std::int64_t height,
+              std::int64_t step, T value) noexcept {
+  std::int64_t rows = pixels_detail::ReachableRows(image.reachableElements(), first, step, height);
+  if (rows < 1 || width < 1 || step < 1) return;
+  const bool isOneRun = width == step;
+  if (isOneRun) {
+    width *= rows;
+    rows = 1;
+  }
+  if (pixels_detail::HasEqualBytes(value)) {
+    unsigned char byte = 0;
+    std::memcpy(&byte, &value, 1);
+    for (std::int64_t row = 0; row < rows; ++row) {
+      const ElementRange run = image.ClipRun(first + row * step, width);
+      std::memset(static_cast<void*>(image.At(run.first)), byte,
+                  static_cast<std::size_t>(run.count) * sizeof(T));
+    }
+    return;
+  }
+  // The first row is written, the others are copies of it; no row is longer behind clipping. A
+  // single long run is taken as rows that stay in the nearest cache.
+  constexpr std::int64_t kPattern = 8192 / sizeof(T);
+  const ElementRange whole = image.ClipRun(first, width);
+  if (isOneRun && whole.count > kPattern) {
+    width = kPattern;
+    step = kPattern;
+    rows = (whole.count + kPattern - 1) / kPattern;
+  }
+  const std::int64_t end = isOneRun ? whole.first + whole.count : image.reachableElements();
+  T* const pattern = image.At(first);
+  std::fill_n(pattern, std::min(width, whole.count), value);
+  for (std::int64_t row = 1; row < rows; ++row) {
+    const std::int64_t start = first + row * step;
+    std::memmove(pattern + row * step, pattern,
+                 static_cast<std::size_t>(std::min(width, end - start)) * sizeof(T));
+  }
+}
+
+// Copies the overlap of two rectangles from their first pixels on, top row first; the columns of a
+// row may overlap. `targetImage` is the memory behind the target, or null if it is not known.
+template <class U, class Image>
+void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& to,
+              const Image* targetImage) noexcept {
+  const std::int64_t height = std::min(from.height, to.height);
+  const std::int64_t width = std::min(from.width, to.width);
+  if (height < 1 || width < 1) return;
+  const auto indexIn = [](const Image& image, const U* address) -> std::int64_t {
+    return address - reinterpret_cast<const U*>(image.data());
+  };
+  const std::int64_t sourceFirst = indexIn(sourceImage, from.pixels);
+  const std::int64_t targetFirst = targetImage ? indexIn(*targetImage, to.pixels) : 0;
+  std::int64_t rows = pixels_detail::ReachableRows(sourceImage.reachableElements(), sourceFirst,
+                                                   from.Step(), height);
+  if (targetImage) {
+    rows = pixels_detail::ReachableRows(targetImage->reachableElements(), targetFirst, to.Step(),
+                                        rows);
+  }
+  for (std::int64_t row = 0; row < rows; ++row) {
+    std::int64_t count = sourceImage.ClipRun(sourceFirst + row * from.Step(), width).count;
+    if (targetImage) {
+      count = std::min(count, targetImage->ClipRun(targetFirst + row * to.Step(), width).count);
+    }
+    std::memmove(to.pixels + row * to.Step(), from.pixels + row * from.Step(),
+                 static_cast<std::size_t>(count) * sizeof(U));
+  }
+}
+
+// Copies `rows` runs of `runBytes` bytes. Run k begins at the element sourceFirst + k * sourceStep
+// and goes to targetFirst + k * targetStep; runs may lie outside the memory at either end, and may
+// reach into each other. The steps are at least 1.
+template <class Image>
+void CopyByteRuns(const Image& source, std::int64_t sourceFirst, std::int64_t sourceStep,
+                  const Image& target, std::int64_t targetFirst, std::int64_t targetStep,
+                  std::int64_t runBytes, std::int64_t rows) noexcept {
+  constexpr std::int64_t kElementBytes = sizeof(*source.data());
+  const std::int64_t sourceBytes = source.reachableElements() * kElementBytes;
+  const std::int64_t targetBytes = target.reachableElements() * kElementBytes;
+  using pixels_detail::ReachableRows;
+  rows = ReachableRows(source.reachableElements(), sourceFirst, sourceStep, rows);
+  rows = ReachableRows(target.reachableElements(), targetFirst, targetStep, rows);
+  for (std::int64_t row = 0; row < rows; ++row) {
+    const std::int64_t from = (sourceFirst + row * sourceStep) * kElementBytes;
+    const std::int64_t to = (targetFirst + row * targetStep) * kElementBytes;
+    const std::int64_t skipped = std::max({std::int64_t{0}, -from, -to});
+    const std::int64_t end = std::min({runBytes, sourceBytes - from, targetBytes - to});
+    if (skipped >= end) continue;
+    std::memcpy(reinterpret_cast<std::byte*>(target.data()) + to + skipped,
+                reinterpret_cast<const std::byte*>(source.data()) + from + skipped,
+                static_cast<std::size_t>(end - skipped));
+  }
+}
+
+}  // namespace rastel

@@ -1,0 +1,160 @@
+#include "module/persist/streams.h"
+
+#include <cstring>
+#include <utility>
+
+#include "module/persist/nesting.h"
+#include "module/persist/zeroed_memory.h"
+
+namespace rastel {
+namespace {
+
+using platform::ComPtr;
+
+// A BSTR keeps its length in bytes in 32 bits, with its terminator in the same range.
+constexpr std::uint32_t kMostBstrChars = 0x7FFFFFFC;
+
+const void* SlotTableOf(IStream* stream) noexcept {
+  const void* table = nullptr;
+  std::memcpy(&table, static_cast<const void*>(stream), sizeof(table));
+  return table;
+}
+
+// Whatever keeps an object from answering.
+ComPtr<IPersistStream> PersistenceOrRaise(const ComPtr<IUnknown>& object) {
+  auto persist = object.As<IPersistStream>();
+  if (!persist) _com_issue_error(E_NOINTERFACE);
+  return persist;
+}
+
+}  // namespace
+
+CNullDeviceStream* CNullDeviceStream::Behind(IStream* stream) noexcept {
+  CNullDeviceStream own;
+  const bool isCounting = stream != nullptr && SlotTableOf(stream) == SlotTableOf(&own);
+  return isCounting ? static_cast<CNullDeviceStream*>(stream) : nullptr;
+}
+
+HRESULT CNullDeviceStream::QueryInterface(REFIID iid, void** out) {
+  if (!out) return E_POINTER;
+  *out = nullptr;
+  if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_ISequentialStream) &&
+      !IsEqualIID(iid, IID_IStream)) {
+    return E_NOINTERFACE;
+  }
+  *out = static_cast<IStream*>(this);
+  AddRef();
+  return S_OK;
+}
+
+ULONG CNullDeviceStream::AddRef() { return m_RefCount++; }
+ULONG CNullDeviceStream::Release() { return --m_RefCount; }
+
+HRESULT CNullDeviceStream::Write(const void*, ULONG bytes, ULONG* bytesWritten) {
+  if (bytesWritten) *bytesWritten = bytes;
+  m_Bytes += bytes;
+  return S_OK;
+}
+
+HRESULT CNullDeviceStream::Read(void*, ULONG, ULONG*) { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::SetSize(ULARGE_INTEGER) { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) {
+  return E_NOTIMPL;
+}
+HRESULT CNullDeviceStream::Commit(DWORD) { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::Revert() { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::Stat(STATSTG*, DWORD) { return E_NOTIMPL; }
+HRESULT CNullDeviceStream::Clone(IStream**) { return E_NOTIMPL; }
+
+ComPtr<IPersistStream> PersistenceOf(IUnknown* object) {
+  ComPtr<IPersistStream> persist;
+  const HRESULT result = object->QueryInterface(IID_IPersistStream, persist.PutVoid());
+  if (result != E_NOINTERFACE) CheckResult(result);
+  return persist;
+}
+
+HRESULT WriteWideString(IStream* stream, const OLECHAR* text) {
+  std::uint64_t chars = 0;
+  while (text[chars] != 0) ++chars;
+  const std::uint64_t bytes = chars * sizeof(OLECHAR);
+  if (bytes > kMostCallBytes) return E_OUTOFMEMORY;
+  const HRESULT result = WriteScalar(stream, static_cast<std::uint32_t>(chars));
+  if (FAILED(result)) return result;
+  return stream->Write(text, static_cast<ULONG>(bytes), nullptr);
+}
+
+HRESULT ReadWideChars(IStream* stream, OLECHAR* destination, std::uint64_t capacityChars) {
+  std::uint32_t chars = 0;
+  const HRESULT result = ReadScalar(stream, chars);
+  if (FAILED(result)) return result;
+  if (chars > capacityChars) return E_FAIL;
+  const std::uint64_t bytes = std::uint64_t{chars} * sizeof(OLECHAR);
+  if (bytes > kMostCallBytes) return E_OUTOFMEMORY;
+  return stream->Read(destination, static_cast<ULONG>(bytes), nullptr);
+}
+
+void WriteBstr(IStream* stream, const _bstr_t& holder) {
+  // A holder of our own: the stream may change the other one meanwhile.
+  const _bstr_t text(holder);
+  const UINT chars = text.Length();
+  WriteScalarOrRaise(stream, std::uint32_t{chars});
+  if (chars == 0) return;
+  CheckResult(stream->Write(text.Wide(), static_cast<ULONG>(std::uint64_t{chars} * sizeof(OLECHAR)),
+                            nullptr));
+}
+
+void ReadBstr(IStream* stream, _bstr_t& holder) {
+  std::uint32_t chars = 0;
+  ReadScalarOrRaise(stream, chars);
+  if (chars == 0) {
+    holder.Assign(OLESTR(""));
+    return;
+  }
+  if (chars > kMostBstrChars) _com_issue_error(E_OUTOFMEMORY);
+  // Not a BSTR: the platform does not zero those.
+  const auto text = AllocateZeroed<OLECHAR>(std::uint64_t{chars} + 1);
+  if (!text) _com_issue_error(E_OUTOFMEMORY);
+  const std::uint64_t bytes = std::uint64_t{chars} * sizeof(OLECHAR);
+  CheckResult(stream->Read(text.get(), static_cast<ULONG>(bytes), nullptr));
+  holder = _bstr_t(text.get());
+}
+
+void WriteObject(IStream* stream, IUnknown* object) {
+  const ComPtr<IUnknown> held(object);
+  WriteScalarOrRaise(stream, static_cast<BYTE>(held ? 1 : 0));
+  if (!held) return;
+  const ComPtr<IPersistStream> persist = PersistenceOrRaise(held);
+  const NestedLevel level;
+  CheckResult(level.Result());
+  CheckResult(OleSaveToStream(persist.Get(), stream));
+}
+
+void ReadObject(IStream* stream, ComPtr<IDispatch>& pointer) {
+  BYTE mark = 0;
+  ReadScalarOrRaise(stream, mark);
+  // Released last: that may call back to whoever owns the pointer.
+  const ComPtr<IDispatch> displaced(std::move(pointer));
+  if (mark == 0) return;
+  const NestedLevel level;
+  CheckResult(level.Result());
+  ComPtr<IDispatch> object;
+  CheckResult(OleLoadFromStream(stream, IID_IDispatch, object.PutVoid()));
+  pointer = std::move(object);
+}
+
+void AddObjectSize(ULONGLONG& totalBytes, IUnknown* object) {
+  totalBytes += 1;
+  if (!object) return;
+  const ComPtr<IUnknown> held(object);
+  const ComPtr<IPersistStream> persist = PersistenceOrRaise(held);
+  const NestedLevel level;
+  CheckResult(level.Result());
+  ULARGE_INTEGER size{};
+  CheckResult(persist->GetSizeMax(&size));
+  totalBytes += size.QuadPart + sizeof(CLSID);
+}
+
+}  // namespace rastel

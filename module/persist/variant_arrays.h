@@ -1,0 +1,100 @@
+// Arrays of VARIANTs in streams. Streams and objects may call back and change the very array that
+// is walked, so no address of an element is kept across a call: an Array is anything with size()
+// and operator[] that gives a VARIANT, and both are asked again for each element. Elements beyond
+// the present size are passed over.
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+#include "module/frame/debug_texts.h"
+#include "module/frame/variants.h"
+#include "module/persist/variant_records.h"
+#include "platform/platform.h"
+
+namespace rastel {
+
+// Records in a row without a byte after which a stream counts as ended.
+inline constexpr int kMostEmptyRecords = 64;
+
+// An element that is taken out of its array, which holds VT_EMPTY meanwhile, and put back at the
+// end; what has come in its place by then is released last.
+template <class Array>
+class ElementLoan {
+ public:
+  ElementLoan(Array& array, std::size_t index) : array_(array), index_(index) {
+    std::swap(value_, Element());
+  }
+  ~ElementLoan() {
+    if (index_ < array_.size()) std::swap(value_, Element());
+    VariantClear(&value_);
+  }
+  ElementLoan(const ElementLoan&) = delete;
+  ElementLoan& operator=(const ElementLoan&) = delete;
+
+  VARIANT& Value() noexcept { return value_; }
+
+ private:
+  VARIANT& Element() { return array_[index_]; }
+
+  Array& array_;
+  std::size_t index_;
+  VARIANT value_{};
+};
+
+// WriteToStream for each element in order, without a count. S_OK: an element that gives anything
+// else goes to the debug output, and the walk goes on. What is raised ends it.
+template <class Array>
+HRESULT WriteVariantArray(IStream* stream, const Array& array) {
+  for (std::size_t i = 0; i < array.size(); ++i) {
+    if (WriteToStream(stream, array[i]) != S_OK) {
+      OutputDebugStringA(debug_texts::kElementNotWritten);
+    }
+  }
+  return S_OK;
+}
+
+// ReadFromStream into each element of an array that has the size already. S_OK, as in writing.
+// Behind kMostEmptyRecords elements for which the stream gave no byte nothing more is read; the
+// rest is left as further reads would have left it, but for their debug texts. Elements from
+// newFrom on are known to be VT_EMPTY, and are not touched then.
+template <class Array>
+HRESULT ReadVariantArray(IStream* stream, Array&& array,
+                         std::size_t newFrom = static_cast<std::size_t>(-1)) {
+  int emptyRecords = 0;
+  for (std::size_t i = 0; i < array.size(); ++i) {
+    RecordProgress progress;
+    {
+      ElementLoan element(array, i);
+      if (ReadFromStream(stream, element.Value(), &progress) != S_OK) {
+        OutputDebugStringA(debug_texts::kElementNotRead);
+      }
+    }
+    emptyRecords = progress.hasDelivered ? 0 : emptyRecords + 1;
+    if (emptyRecords < kMostEmptyRecords) continue;
+    // A failing stream leaves elements alone, one that is at its end clears them.
+    if (!progress.hasReadType) break;
+    for (++i; i < array.size() && i < newFrom; ++i) {
+      const VARIANT& present = array[i];
+      if (present.vt == VT_EMPTY) continue;
+      ElementLoan element(array, i);
+      VariantClear(&element.Value());
+    }
+    break;
+  }
+  return S_OK;
+}
+
+// ReadPlainVariant into each element of an array that has the size already, up to the first
+// negative result, which is given back; else S_OK.
+template <class Array>
+HRESULT ReadPlainVariantArray(IStream* stream, Array&& array) {
+  for (std::size_t i = 0; i < array.size(); ++i) {
+    ElementLoan element(array, i);
+    const HRESULT result = ReadPlainVariant(element.Value(), stream);
+    if (FAILED(result)) return result;
+  }
+  return S_OK;
+}
+
+}  // namespace rastel

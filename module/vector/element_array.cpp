@@ -1,0 +1,158 @@
+#include "module/vector/element_array.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+#include "module/frame/exceptions.h"
+
+namespace rastel {
+namespace {
+
+constexpr std::byte kZeros[4096]{};
+
+bool IsZero(const std::byte* chunk, std::size_t bytes) noexcept {
+  return bytes == sizeof kZeros && std::memcmp(chunk, kZeros, bytes) == 0;
+}
+
+// Both leave alone what is zero already, so that nothing becomes resident for it.
+
+void CopyToZeroed(void* target, const void* source, std::size_t bytes) noexcept {
+  for (std::size_t at = 0; at < bytes; at += sizeof kZeros) {
+    const std::size_t chunk = (std::min)(bytes - at, sizeof kZeros);
+    const auto* const from = static_cast<const std::byte*>(source) + at;
+    if (!IsZero(from, chunk)) std::memcpy(static_cast<std::byte*>(target) + at, from, chunk);
+  }
+}
+
+void Zero(void* target, std::size_t bytes) noexcept {
+  for (std::size_t at = 0; at < bytes; at += sizeof kZeros) {
+    const std::size_t chunk = (std::min)(bytes - at, sizeof kZeros);
+    auto* const to = static_cast<std::byte*>(target) + at;
+    if (!IsZero(to, chunk)) std::memset(to, 0, chunk);
+  }
+}
+
+// Whether releasing a value does anything.
+bool IsOwner(const VARIANT& value) noexcept {
+  const VARTYPE type = value.vt;
+  if (type & VT_BYREF) return false;
+  return type == VT_BSTR || type == VT_DISPATCH || type == VT_UNKNOWN || type > VT_UINT;
+}
+
+void Release(VARIANT value) noexcept { VariantClear(&value); }
+
+}  // namespace
+
+SharedBlock SharedBlock::TryAllocate(std::size_t bytes) noexcept {
+  SharedBlock block;
+  void* const memory = std::calloc(1, sizeof(Header) + bytes);
+  if (memory) block.header_ = new (memory) Header{1};
+  return block;
+}
+
+SharedBlock::~SharedBlock() {
+  if (header_ && header_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) std::free(header_);
+}
+
+void ElementBlock::Resize(LONG count) {
+  if (!HasRoomFor(count)) {
+    Move(count, Bytes());
+  } else if (count > count_) {
+    Zero(Address(count_), static_cast<std::size_t>(count - count_) * elementBytes_);
+  }
+  count_ = count;
+}
+
+void ElementBlock::CopyFrom(const ElementBlock& source) {
+  const std::size_t bytes = source.Bytes();
+  if (!HasRoomFor(source.count_)) {
+    Move(source.count_, 0);
+    CopyToZeroed(data_, source.data_, bytes);
+  } else if (bytes > 0) {
+    std::memcpy(data_, source.data_, bytes);
+  }
+  count_ = source.count_;
+}
+
+void ElementBlock::Move(LONG count, std::size_t bytesInUse) {
+  if (count < 0) throw std::length_error("vector too long");
+  // Room to grow on, or what is wanted if that cannot be had.
+  std::int64_t capacity = (std::max)(std::int64_t{count}, capacity_ + capacity_ / 2);
+  SharedBlock block = SharedBlock::TryAllocate(static_cast<std::size_t>(capacity) * elementBytes_);
+  if (!block && capacity > count) {
+    capacity = count;
+    block = SharedBlock::TryAllocate(static_cast<std::size_t>(capacity) * elementBytes_);
+  }
+  if (!block) RaiseBadAllocation();
+  CopyToZeroed(block.Get(), data_, bytesInUse);
+  block_ = std::move(block);
+  data_ = block_.Get();
+  capacity_ = capacity;
+}
+
+ElementArray<VARIANT>::~ElementArray() {
+  if (!OwnsNothing()) Change(*this).Resize(0);
+  for (Change* change = change_; change; change = change->outer_) change->array_ = nullptr;
+}
+
+VARIANT ElementArray<VARIANT>::TakeBehindEnd(LONG index) noexcept {
+  if (!isExposed_) mark_ = (std::min)(mark_, index);
+  return std::exchange(Slots()[index], VARIANT{});
+}
+
+void ElementChange<ElementArray<VARIANT>>::Resize(LONG count) {
+  ElementArray<VARIANT>& array = *array_;
+  if (array.HasRoomFor(count)) {
+    Replace(array.Count(), count, VARIANT{});
+  } else {
+    SharedBlock block = array.Hold();
+    array.Move(count, static_cast<std::size_t>(array.Touched()) * sizeof(VARIANT));
+    leftBlock_ = std::move(block);
+    left_ = {array.Count(), array.mark_};
+    array.mark_ = array.Touched();
+    array.isExposed_ = false;
+  }
+  array.SetCount(count);
+  if (array.isExposed_) array.Touch(count);
+}
+
+void ElementChange<ElementArray<VARIANT>>::Replace(LONG from, LONG end,
+                                                   const VARIANT& value) noexcept {
+  if (value.vt == VT_EMPTY) end = (std::min)(end, array_->mark_);
+  if (from >= end) return;
+  VARIANT* const slots = array_->Slots();
+  const auto owners = std::count_if(slots + from, slots + end, &IsOwner);
+  bool hasRoom = owners == 0;
+  if (!hasRoom && !values_) {
+    values_ = AllocateZeroed<VARIANT>(static_cast<std::uint64_t>(owners));
+    hasRoom = values_ != nullptr;
+  }
+  array_->Touch(end);
+  for (LONG i = from; i < end; ++i) {
+    if (IsOwner(slots[i])) {
+      if (!hasRoom) continue;
+      values_[static_cast<std::size_t>(valueCount_++)] = slots[i];
+    }
+    slots[i] = value;
+  }
+  if (hasRoom) return;
+  late_ = {from, end};
+  lateValue_ = value;
+}
+
+ElementChange<ElementArray<VARIANT>>::~ElementChange() {
+  for (LONG i = 0; i < valueCount_; ++i) VariantClear(&values_[static_cast<std::size_t>(i)]);
+  auto* const leftSlots = static_cast<VARIANT*>(leftBlock_.Get());
+  for (LONG i = left_.from; i < left_.end; ++i) Release(std::exchange(leftSlots[i], VARIANT{}));
+  // A release may have moved or ended the array, which is therefore asked again each time.
+  LONG end = array_ ? array_->mark_ : 0;
+  while (array_ && end > array_->Count()) Release(array_->TakeBehindEnd(--end));
+  for (LONG i = late_.from; array_ && i < late_.end && array_->Has(i); ++i) {
+    if (IsOwner(array_->At(i))) Release(array_->Exchange(i, lateValue_));
+  }
+  if (array_) array_->change_ = outer_;
+}
+
+}  // namespace rastel

@@ -1,0 +1,254 @@
+#include "module/vector/vector_stream.h"
+
+#include <cstring>
+
+#include "module/frame/exceptions.h"
+#include "module/persist/streams.h"
+#include "module/persist/variant_arrays.h"
+#include "module/persist/zeroed_memory.h"
+
+namespace rastel {
+namespace {
+
+constexpr WORD kSingleElements = 0x0100;
+constexpr WORD kRawBlock = 0x0101;
+constexpr WORD kPlainTags = 0x0102;
+
+// An array for the record routines, no further than it went at the start: objects in it may let it
+// grow under the walk.
+class VariantWalk {
+ public:
+  explicit VariantWalk(ElementArray<VARIANT>& array) noexcept
+      : array_(array), end_(array.Count()) {}
+
+  std::size_t size() const noexcept {
+    return static_cast<std::size_t>((std::min)(end_, array_.Count()));
+  }
+  VARIANT& operator[](std::size_t index) noexcept { return array_.Slot(static_cast<LONG>(index)); }
+  // The bits, since the array may move while they are looked at.
+  VARIANT operator[](std::size_t index) const noexcept {
+    return array_.At(static_cast<LONG>(index));
+  }
+
+ private:
+  ElementArray<VARIANT>& array_;
+  LONG end_;
+};
+
+HRESULT ReadRecords(IStream* stream, ElementArray<VARIANT>& array) {
+  return ReadVariantArray(stream, VariantWalk(array), static_cast<std::size_t>(array.Touched()));
+}
+
+HRESULT ReadPlainRecords(IStream* stream, ElementArray<VARIANT>& array) {
+  return ReadPlainVariantArray(stream, VariantWalk(array));
+}
+
+// Whether a VARIANT from a stream can be taken as it is: a type without a pointer.
+bool IsPlainImage(const VARIANT& image) noexcept {
+  const VARTYPE type = image.vt;
+  return type <= VT_DATE || type == VT_ERROR || type == VT_BOOL || type == VT_DECIMAL ||
+         (type >= VT_I1 && type <= VT_UINT);
+}
+
+// The elements of the versions, numbers first.
+
+HRESULT ReadSingly(IStream* stream, ElementBlock& elements, LONG count) {
+  const std::size_t bytes = elements.ElementBytes();
+  for (LONG i = 0; i < count; ++i) {
+    std::byte value[sizeof(double)]{};
+    if (elements.Has(i)) std::memcpy(value, elements.Address(i), bytes);
+    ULONG delivered = static_cast<ULONG>(bytes);
+    const HRESULT result = stream->Read(value, delivered, &delivered);
+    if (FAILED(result)) return result;
+    if (elements.Has(i)) std::memcpy(elements.Address(i), value, bytes);
+    // Further reads would give nothing either.
+    if (delivered == 0) break;
+  }
+  return S_OK;
+}
+
+HRESULT ReadSingly(IStream* stream, ElementArray<VARIANT>& elements, LONG) {
+  return ReadPlainRecords(stream, elements);
+}
+
+// False: another number of bytes. The read's result is not looked at.
+bool ReadRaw(IStream* stream, ElementBlock& elements) {
+  const std::size_t bytes = elements.Bytes();
+  if (bytes == 0) return true;
+  if (bytes > kMostCallBytes) return false;
+  const SharedBlock held = elements.Hold();
+  ULONG delivered = 0;
+  stream->Read(elements.Address(), static_cast<ULONG>(bytes), &delivered);
+  return delivered == bytes;
+}
+
+bool ReadRaw(IStream* stream, ElementArray<VARIANT>& elements) {
+  const std::size_t bytes = static_cast<std::size_t>(elements.Count()) * sizeof(VARIANT);
+  if (bytes == 0) return true;
+  if (bytes > kMostCallBytes) return false;
+  const auto images = AllocateZeroed<VARIANT>(static_cast<std::uint64_t>(elements.Count()));
+  if (!images) RaiseBadAllocation();
+  ULONG delivered = 0;
+  stream->Read(images.get(), static_cast<ULONG>(bytes), &delivered);
+  const auto whole = static_cast<LONG>((std::min<std::size_t>)(delivered, bytes) / sizeof(VARIANT));
+  for (LONG i = 0; i < whole && elements.Has(i); ++i) {
+    const VARIANT& image = images[static_cast<std::size_t>(i)];
+    VARIANT displaced = elements.Exchange(i, IsPlainImage(image) ? image : VARIANT{});
+    VariantClear(&displaced);
+  }
+  return delivered == bytes;
+}
+
+void ReadElements(IStream* stream, ElementBlock& elements) { ReadElementBlock(stream, elements); }
+void ReadElements(IStream* stream, ElementArray<VARIANT>& elements) {
+  ReadRecords(stream, elements);
+}
+
+void WriteElements(IStream* stream, ElementBlock& elements) { WriteElementBlock(stream, elements); }
+void WriteElements(IStream* stream, ElementArray<VARIANT>& elements) {
+  const VariantWalk walk(elements);
+  WriteVariantArray(stream, walk);
+}
+
+template <class Elements>
+class Loader {
+ public:
+  Loader(VectorState& state, Elements& elements, IStream* stream) noexcept
+      : state_(state),
+        elements_(elements),
+        stream_(stream),
+        elementChange_(elements),
+        tagChange_(state.m_ElementTags) {}
+
+  HRESULT Load() {
+    WORD version = 0;
+    HRESULT result = ReadScalar(stream_, version);
+    if (FAILED(result)) return result;
+    if (version == kSingleElements) return LoadSingly();
+    if (version != kRawBlock && version != kPlainTags && version != state_.m_StreamVersion) {
+      return Report(state_.ClassId(), Message::BadVectorVersion);
+    }
+    result = ReadHead();
+    if (FAILED(result)) return result;
+    if (version == state_.m_StreamVersion) {
+      return ReportTexts(state_.ClassId(), [&] {
+        ReadElements(stream_, elements_);
+        return ReadTagsIfOn(&ReadRecords);
+      });
+    }
+    if (version == kRawBlock) {
+      if (!ReadRaw(stream_, elements_)) {
+        return ReportErrorText(state_.ClassId(), "Insufficient file size");
+      }
+    } else {
+      result = ReportTexts(state_.ClassId(), [&] {
+        ReadElements(stream_, elements_);
+        return S_OK;
+      });
+      if (FAILED(result)) return result;
+    }
+    return ReadTagsIfOn(&ReadPlainRecords);
+  }
+
+ private:
+  HRESULT LoadSingly() {
+    LONG count = 0;
+    HRESULT result = ReadScalar(stream_, count);
+    if (FAILED(result)) return result;
+    elementChange_.Resize(count);
+    result = ReadSingly(stream_, elements_, count);
+    if (FAILED(result)) return result;
+    return ReadTags(&ReadPlainRecords);
+  }
+
+  HRESULT ReadHead() {
+    LONG count = 0;
+    HRESULT result = ReadScalar(stream_, count);
+    if (FAILED(result)) return result;
+    // Straight into the field, which keeps the bytes that do not come.
+    result = ReadScalar(stream_, state_.m_HasElementTags);
+    if (FAILED(result)) return result;
+    elementChange_.Resize(count);
+    return S_OK;
+  }
+
+  // One of the two forms of record.
+  using ReadForm = HRESULT (*)(IStream*, ElementArray<VARIANT>&);
+
+  HRESULT ReadTags(ReadForm readRecords) {
+    LONG count = 0;
+    const HRESULT result = ReadScalar(stream_, count);
+    if (FAILED(result)) return result;
+    tagChange_.Resize(count);
+    return readRecords(stream_, state_.m_ElementTags);
+  }
+
+  HRESULT ReadTagsIfOn(ReadForm readRecords) {
+    if (state_.HasTags()) return ReadTags(readRecords);
+    tagChange_.Resize(0);
+    return S_OK;
+  }
+
+  VectorState& state_;
+  Elements& elements_;
+  IStream* stream_;
+  ElementChange<Elements> elementChange_;
+  ElementChange<ElementArray<VARIANT>> tagChange_;
+};
+
+template <class Elements>
+HRESULT Save(VectorState& state, Elements& elements, IStream* stream) {
+  HRESULT result = WriteScalar(stream, WORD{state.m_StreamVersion});
+  if (FAILED(result)) return result;
+  result = WriteScalar(stream, LONG{elements.Count()});
+  if (FAILED(result)) return result;
+  result = WriteScalar(stream, VARIANT_BOOL{state.m_HasElementTags});
+  if (FAILED(result)) return result;
+  return ReportTexts(state.ClassId(), [&]() -> HRESULT {
+    WriteElements(stream, elements);
+    if (!state.HasTags()) return S_OK;
+    const HRESULT written = WriteScalar(stream, LONG{state.m_ElementTags.Count()});
+    if (FAILED(written)) return written;
+    const VariantWalk tags(state.m_ElementTags);
+    return WriteVariantArray(stream, tags);
+  });
+}
+
+}  // namespace
+
+void ReadElementBlock(IStream* stream, ElementBlock& elements) {
+  const std::size_t bytes = elements.Bytes();
+  if (bytes == 0) return;
+  if (bytes > kMostCallBytes) throw TextException("insufficient file size");
+  const SharedBlock held = elements.Hold();
+  ULONG moved = 0;
+  const HRESULT result = stream->Read(elements.Address(), static_cast<ULONG>(bytes), &moved);
+  if (FAILED(result)) throw TextException("can't read vector to stream");
+  if (moved != bytes) throw TextException("insufficient file size");
+}
+
+void WriteElementBlock(IStream* stream, const ElementBlock& elements) {
+  const std::size_t bytes = elements.Bytes();
+  if (bytes == 0) return;
+  if (bytes > kMostCallBytes) throw TextException("insufficient file size");
+  const SharedBlock held = elements.Hold();
+  ULONG moved = 0;
+  const HRESULT result = stream->Write(elements.Address(), static_cast<ULONG>(bytes), &moved);
+  if (FAILED(result)) throw TextException("can't write vector to stream");
+  if (moved != bytes) throw TextException("insufficient file size");
+}
+
+HRESULT LoadVector(VectorState& state, ElementBlock& elements, IStream* stream) {
+  return Loader(state, elements, stream).Load();
+}
+HRESULT LoadVector(VectorState& state, ElementArray<VARIANT>& elements, IStream* stream) {
+  return Loader(state, elements, stream).Load();
+}
+HRESULT SaveVector(VectorState& state, ElementBlock& elements, IStream* stream) {
+  return Save(state, elements, stream);
+}
+HRESULT SaveVector(VectorState& state, ElementArray<VARIANT>& elements, IStream* stream) {
+  return Save(state, elements, stream);
+}
+
+}  // namespace rastel
