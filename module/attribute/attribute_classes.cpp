@@ -5,24 +5,24 @@
 namespace rastel {
 namespace {
 
-// The rows of the family: class, interface, key, script.
+// The rows of the family: class, interface, key.
 template <KeyKindKLP Kind>
 struct MapOf;
 
 template <>
 struct MapOf<KeyKindBstr> {
   using Class = CAttributeMapCoImpl<&CLSID_AttributeBstrMapKLP, IAttributeBstrMapKLP, BSTR,
-                                    &IID_IAttributeBstrMapKLP, 127>;
+                                    &IID_IAttributeBstrMapKLP>;
 };
 template <>
 struct MapOf<KeyKindLong> {
   using Class = CAttributeMapCoImpl<&CLSID_AttributeLongMapKLP, IAttributeLongMapKLP, LONG,
-                                    &IID_IAttributeLongMapKLP, 128>;
+                                    &IID_IAttributeLongMapKLP>;
 };
 template <>
 struct MapOf<KeyKindDouble> {
   using Class = CAttributeMapCoImpl<&CLSID_AttributeDoubleMapKLP, IAttributeDoubleMapKLP, DOUBLE,
-                                    &IID_IAttributeDoubleMapKLP, 129>;
+                                    &IID_IAttributeDoubleMapKLP>;
 };
 
 }  // namespace

@@ -8,15 +8,14 @@
 namespace rastel {
 
 // Its template arguments are its row: class, typed interface, type of the keys, identifier of the
-// interface, registration script (told here, run by the catalogue).
-template <const CLSID* ClassId, class ITyped, class Key, const IID* TypedId, WORD Script>
+// interface.
+template <const CLSID* ClassId, class ITyped, class Key, const IID* TypedId>
 class CAttributeMapCoImpl
     : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
-      public platform::CComCoClass<CAttributeMapCoImpl<ClassId, ITyped, Key, TypedId, Script>,
-                                   ClassId>,
+      public platform::CComCoClass<CAttributeMapCoImpl<ClassId, ITyped, Key, TypedId>, ClassId>,
       public ISupportErrorInfo,
       public DirtyFlagImplT<MapTraits<ClassId, ITyped, Key>,
-                            CAttributeMapCoImpl<ClassId, ITyped, Key, TypedId, Script>>,
+                            CAttributeMapCoImpl<ClassId, ITyped, Key, TypedId>>,
       public AgileObject {
   using Root = platform::CComObjectRootEx<platform::CComMultiThreadModel>;
   using Map = CAttributeMapImpl<MapTraits<ClassId, ITyped, Key>, CAttributeMapCoImpl>;

@@ -37,12 +37,10 @@ struct InterfaceId<rastel::IInternalSetting<VARIANT, IAttributeEntryKLP>>
 
 namespace rastel {
 
-// Script: its registration script, which the catalogue runs.
-template <const CLSID* ClassId, class Entry, class Value, const IID* EntryId, WORD Script>
+template <const CLSID* ClassId, class Entry, class Value, const IID* EntryId>
 class CAttributeEntryImpl
     : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
-      public platform::CComCoClass<CAttributeEntryImpl<ClassId, Entry, Value, EntryId, Script>,
-                                   ClassId>,
+      public platform::CComCoClass<CAttributeEntryImpl<ClassId, Entry, Value, EntryId>, ClassId>,
       public ISupportErrorInfo,
       public platform::IDispatchImpl<IInternalSetting<Value, Entry>, &LIBID_RASTEL_KLP_Lib>,
       public AgileObject {
@@ -110,7 +108,7 @@ class CAttributeEntryImpl
 };
 
 using AttributeEntry = CAttributeEntryImpl<&CLSID_AttributeEntryKLP, IAttributeEntryKLP, VARIANT,
-                                           &IID_IAttributeEntryKLP, 130>;
+                                           &IID_IAttributeEntryKLP>;
 
 using MyInterfaceCopy = platform::CopyInterface<IAttributeEntryKLP>;
 using AttributeEnumerator =

@@ -1,35 +1,10 @@
 #include "module/frame/catalogue.h"
 
-#include "interfaces/identifiers.h"
-#include "module/attribute/attribute_classes.h"
-#include "module/frame/registration.h"
 #include "module/frame/reports.h"
-#include "module/image/aoi_classes.h"
-#include "module/vector/vector_classes.h"
 #include "platform/threading.h"
 
 namespace rastel {
 namespace {
-
-LPCOLESTR NoDescription() noexcept { return nullptr; }
-const void* NoCategories() noexcept { return nullptr; }
-void NoObjectMain(bool) noexcept {}
-
-constexpr CatalogueRow LiveRow(const CLSID& classId, const char* name, WORD script,
-                               platform::InstanceCreator instanceCreator) noexcept {
-  return {&classId,        name,    script, &UpdateRegistration, &platform::CreateClassObject,
-          instanceCreator, nullptr, 0,      &NoDescription,      &NoCategories,
-          &NoObjectMain};
-}
-
-// Complete before any code of the module runs: the module's entry walks it.
-constinit CatalogueRow rows[] = {
-#define CLASS_ROW(script, name, creator, progId, version, description) \
-  LiveRow(CLSID_##name, #name, script, &creator),
-#include "module/frame/class_rows.inc"
-#undef CLASS_ROW
-    {nullptr, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr},
-};
 
 // Guards the first creation of a class object and nothing else.
 struct ModuleState {
@@ -69,19 +44,17 @@ HRESULT UpdateCategories(const CatalogueRow& row) noexcept {
 
 }  // namespace
 
-CatalogueRow* Catalogue() noexcept { return rows; }
-
 void AttachModule(HINSTANCE handle) noexcept {
   module.handle = handle;
   SetReportModule(handle);
   module.lockFailed = FAILED(module.lock.Init());
-  for (CatalogueRow* row = rows; row->classId; ++row) row->objectMain(true);
+  for (CatalogueRow* row = Catalogue(); row->classId; ++row) row->objectMain(true);
   module.attached = true;
 }
 
 void DetachModule() noexcept {
   module.attached = false;
-  for (CatalogueRow* row = rows; row->classId; ++row) {
+  for (CatalogueRow* row = Catalogue(); row->classId; ++row) {
     if (IUnknown* classObject = row->classObject.exchange(nullptr)) classObject->Release();
     row->objectMain(false);
   }
@@ -96,7 +69,7 @@ HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** out) noexcept {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!module.attached) return E_UNEXPECTED;
-  for (CatalogueRow* row = rows; row->classId; ++row) {
+  for (CatalogueRow* row = Catalogue(); row->classId; ++row) {
     if (!row->classObjectCreator || !IsEqualCLSID(*row->classId, classId)) continue;
     if (!row->classObject.load(std::memory_order_acquire)) {
       const HRESULT result = MakeClassObject(*row);
@@ -110,7 +83,7 @@ HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** out) noexcept {
 HRESULT CanUnloadNow() noexcept { return platform::moduleLockCount == 0 ? S_OK : S_FALSE; }
 
 HRESULT RegisterServer() noexcept {
-  for (const CatalogueRow* row = rows; row->classId; ++row) {
+  for (const CatalogueRow* row = Catalogue(); row->classId; ++row) {
     HRESULT result = row->registration(*row, true);
     if (SUCCEEDED(result)) result = UpdateCategories(*row);
     if (FAILED(result)) return result;
@@ -119,7 +92,7 @@ HRESULT RegisterServer() noexcept {
 }
 
 HRESULT UnregisterServer() noexcept {
-  for (const CatalogueRow* row = rows; row->classId; ++row) {
+  for (const CatalogueRow* row = Catalogue(); row->classId; ++row) {
     if (FAILED(UpdateCategories(*row)) || FAILED(row->registration(*row, false))) break;
   }
   return S_OK;

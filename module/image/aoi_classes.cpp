@@ -7,51 +7,47 @@
 namespace rastel {
 namespace {
 
-// The rows of the family: pixel type, pixel type of pointer parameters, interface, class, script.
+// The rows of the family: pixel type, pixel type of pointer parameters, interface, class.
 template <ElementTypeKLP Code>
 struct AoiOf;
 
-template <class T, class U, class ITyped, const CLSID* ClassId, WORD Script, ElementTypeKLP Code>
-using AoiRow = CCoRastelAoi<T, U, ITyped, InterfaceId<ITyped>::value, ClassId,
-                            &LIBID_RASTEL_KLP_Lib, Script, Code>;
+template <class T, class U, class ITyped, const CLSID* ClassId, ElementTypeKLP Code>
+using AoiRow =
+    CCoRastelAoi<T, U, ITyped, InterfaceId<ITyped>::value, ClassId, &LIBID_RASTEL_KLP_Lib, Code>;
 
 template <>
 struct AoiOf<ElementByte> {
-  using Class =
-      AoiRow<std::uint8_t, std::uint8_t, IByteAOIKLP, &CLSID_ByteAOIKLP, 101, ElementByte>;
+  using Class = AoiRow<std::uint8_t, std::uint8_t, IByteAOIKLP, &CLSID_ByteAOIKLP, ElementByte>;
 };
 // Pixels are signed, pointers to them are not.
 template <>
 struct AoiOf<ElementChar> {
-  using Class = AoiRow<std::int8_t, std::uint8_t, ICharAOIKLP, &CLSID_CharAOIKLP, 117, ElementChar>;
+  using Class = AoiRow<std::int8_t, std::uint8_t, ICharAOIKLP, &CLSID_CharAOIKLP, ElementChar>;
 };
 template <>
 struct AoiOf<ElementWord> {
-  using Class =
-      AoiRow<std::uint16_t, std::uint16_t, IWordAOIKLP, &CLSID_WordAOIKLP, 102, ElementWord>;
+  using Class = AoiRow<std::uint16_t, std::uint16_t, IWordAOIKLP, &CLSID_WordAOIKLP, ElementWord>;
 };
 template <>
 struct AoiOf<ElementShort> {
-  using Class =
-      AoiRow<std::int16_t, std::int16_t, IShortAOIKLP, &CLSID_ShortAOIKLP, 118, ElementShort>;
+  using Class = AoiRow<std::int16_t, std::int16_t, IShortAOIKLP, &CLSID_ShortAOIKLP, ElementShort>;
 };
 template <>
 struct AoiOf<ElementDWord> {
   using Class =
-      AoiRow<std::uint32_t, std::uint32_t, IDWordAOIKLP, &CLSID_DWordAOIKLP, 119, ElementDWord>;
+      AoiRow<std::uint32_t, std::uint32_t, IDWordAOIKLP, &CLSID_DWordAOIKLP, ElementDWord>;
 };
 template <>
 struct AoiOf<ElementLong> {
-  using Class =
-      AoiRow<std::int32_t, std::int32_t, ILongAOIKLP, &CLSID_LongAOIKLP, 123, ElementLong>;
+  using Class = AoiRow<std::int32_t, std::int32_t, ILongAOIKLP, &CLSID_LongAOIKLP, ElementLong>;
 };
 template <>
 struct AoiOf<ElementFloat> {
-  using Class = AoiRow<float, float, IFloatAOIKLP, &CLSID_FloatAOIKLP, 120, ElementFloat>;
+  using Class = AoiRow<float, float, IFloatAOIKLP, &CLSID_FloatAOIKLP, ElementFloat>;
 };
 template <>
 struct AoiOf<ElementDouble> {
-  using Class = AoiRow<double, double, IDoubleAOIKLP, &CLSID_DoubleAOIKLP, 121, ElementDouble>;
+  using Class = AoiRow<double, double, IDoubleAOIKLP, &CLSID_DoubleAOIKLP, ElementDouble>;
 };
 
 }  // namespace

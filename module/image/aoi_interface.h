@@ -439,17 +439,17 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
 };
 
 // The coclass. Its template arguments are its row: pixel type, pixel type of pointer parameters,
-// typed interface and its identifier, class, library, registration script, element type code.
+// typed interface and its identifier, class, library, element type code.
 template <class T, class U, class ITyped, const IID* TypedId, const CLSID* ClassId,
-          const GUID* LibraryId, WORD Script, ElementTypeKLP Code>
+          const GUID* LibraryId, ElementTypeKLP Code>
 class CCoRastelAoi
     : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
-      public platform::CComCoClass<
-          CCoRastelAoi<T, U, ITyped, TypedId, ClassId, LibraryId, Script, Code>, ClassId>,
+      public platform::CComCoClass<CCoRastelAoi<T, U, ITyped, TypedId, ClassId, LibraryId, Code>,
+                                   ClassId>,
       public CMarshalByValue,
       public ISupportErrorInfo,
-      public IAOIImpl<CCoRastelAoi<T, U, ITyped, TypedId, ClassId, LibraryId, Script, Code>, T, U,
-                      ITyped, ClassId, LibraryId, Code> {
+      public IAOIImpl<CCoRastelAoi<T, U, ITyped, TypedId, ClassId, LibraryId, Code>, T, U, ITyped,
+                      ClassId, LibraryId, Code> {
  public:
   static platform::QueryTable GetQueryTable() noexcept {
     using platform::DirectRow;

@@ -208,19 +208,18 @@ class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, Libra
 };
 
 // The coclass. Its template arguments are its row: element type, element type of the unsigned kind
-// for Char, typed interface, element type code, identifiers of interface, class and library,
-// registration script.
+// for Char, typed interface, element type code, identifiers of interface, class and library.
 template <class T, class S, class ITyped, ElementTypeKLP Code, const IID* TypedId,
-          const CLSID* ClassId, const GUID* LibraryId, WORD Script>
+          const CLSID* ClassId, const GUID* LibraryId>
 class CCoRastelVector
     : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
-      public platform::CComCoClass<
-          CCoRastelVector<T, S, ITyped, Code, TypedId, ClassId, LibraryId, Script>, ClassId>,
+      public platform::CComCoClass<CCoRastelVector<T, S, ITyped, Code, TypedId, ClassId, LibraryId>,
+                                   ClassId>,
       public CMarshalByValue,
       public ISupportErrorInfo,
       public platform::IDispatchImpl<IMarshalBehaviourKLP, LibraryId>,
-      public ComVector<T, CCoRastelVector<T, S, ITyped, Code, TypedId, ClassId, LibraryId, Script>,
-                       ITyped, ClassId, TypedId, LibraryId> {
+      public ComVector<T, CCoRastelVector<T, S, ITyped, Code, TypedId, ClassId, LibraryId>, ITyped,
+                       ClassId, TypedId, LibraryId> {
   static_assert(sizeof(T) == sizeof(S));
 
   using Vector = ComVector<T, CCoRastelVector, ITyped, ClassId, TypedId, LibraryId>;

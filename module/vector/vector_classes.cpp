@@ -7,57 +7,56 @@
 namespace rastel {
 namespace {
 
-// The rows of the family: element type, its second form, interface, class, script.
+// The rows of the family: element type, its second form, interface, class.
 template <ElementTypeKLP Code>
 struct VectorOf;
 
-template <class T, class S, class ITyped, const CLSID* ClassId, WORD Script, ElementTypeKLP Code>
-using VectorRow = CCoRastelVector<T, S, ITyped, Code, InterfaceId<ITyped>::value, ClassId,
-                                  &LIBID_RASTEL_KLP_Lib, Script>;
+template <class T, class S, class ITyped, const CLSID* ClassId, ElementTypeKLP Code>
+using VectorRow =
+    CCoRastelVector<T, S, ITyped, Code, InterfaceId<ITyped>::value, ClassId, &LIBID_RASTEL_KLP_Lib>;
 
 template <>
 struct VectorOf<ElementByte> {
   using Class =
-      VectorRow<std::uint8_t, std::uint8_t, IByteVectorKLP, &CLSID_ByteVectorKLP, 110, ElementByte>;
+      VectorRow<std::uint8_t, std::uint8_t, IByteVectorKLP, &CLSID_ByteVectorKLP, ElementByte>;
 };
 template <>
 struct VectorOf<ElementChar> {
   using Class =
-      VectorRow<std::int8_t, std::uint8_t, ICharVectorKLP, &CLSID_CharVectorKLP, 124, ElementChar>;
+      VectorRow<std::int8_t, std::uint8_t, ICharVectorKLP, &CLSID_CharVectorKLP, ElementChar>;
 };
 template <>
 struct VectorOf<ElementWord> {
-  using Class = VectorRow<std::uint16_t, std::uint16_t, IWordVectorKLP, &CLSID_WordVectorKLP, 125,
-                          ElementWord>;
+  using Class =
+      VectorRow<std::uint16_t, std::uint16_t, IWordVectorKLP, &CLSID_WordVectorKLP, ElementWord>;
 };
 template <>
 struct VectorOf<ElementShort> {
-  using Class = VectorRow<std::int16_t, std::int16_t, IShortVectorKLP, &CLSID_ShortVectorKLP, 109,
-                          ElementShort>;
+  using Class =
+      VectorRow<std::int16_t, std::int16_t, IShortVectorKLP, &CLSID_ShortVectorKLP, ElementShort>;
 };
 template <>
 struct VectorOf<ElementDWord> {
-  using Class = VectorRow<std::uint32_t, std::uint32_t, IDWordVectorKLP, &CLSID_DWordVectorKLP, 126,
-                          ElementDWord>;
+  using Class =
+      VectorRow<std::uint32_t, std::uint32_t, IDWordVectorKLP, &CLSID_DWordVectorKLP, ElementDWord>;
 };
 template <>
 struct VectorOf<ElementLong> {
   using Class =
-      VectorRow<std::int32_t, std::int32_t, ILongVectorKLP, &CLSID_LongVectorKLP, 111, ElementLong>;
+      VectorRow<std::int32_t, std::int32_t, ILongVectorKLP, &CLSID_LongVectorKLP, ElementLong>;
 };
 template <>
 struct VectorOf<ElementFloat> {
-  using Class = VectorRow<float, float, IFloatVectorKLP, &CLSID_FloatVectorKLP, 107, ElementFloat>;
+  using Class = VectorRow<float, float, IFloatVectorKLP, &CLSID_FloatVectorKLP, ElementFloat>;
 };
 template <>
 struct VectorOf<ElementDouble> {
-  using Class =
-      VectorRow<double, double, IDoubleVectorKLP, &CLSID_DoubleVectorKLP, 104, ElementDouble>;
+  using Class = VectorRow<double, double, IDoubleVectorKLP, &CLSID_DoubleVectorKLP, ElementDouble>;
 };
 template <>
 struct VectorOf<ElementVariant> {
   using Class =
-      VectorRow<VARIANT, VARIANT, IVariantVectorKLP, &CLSID_VariantVectorKLP, 106, ElementVariant>;
+      VectorRow<VARIANT, VARIANT, IVariantVectorKLP, &CLSID_VariantVectorKLP, ElementVariant>;
 };
 
 }  // namespace

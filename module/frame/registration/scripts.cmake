@@ -1,5 +1,5 @@
 # The registration scripts, one per class, made at configure time from class.rgs.in and the rows of
-# class_rows.inc. What comes out, in ${RASTEL_SCRIPT_FOLDER}:
+# class_rows.inc. Included from the root of the module. What comes out, in ${RASTEL_SCRIPT_FOLDER}:
 #   <number>.rgs          the scripts
 #   scripts.rc            includes them for the resource compiler
 #   script_rows.inc       holds them for a host that keeps no resource section with the module
@@ -41,9 +41,9 @@ foreach(row IN LISTS class_rows)
   set(CATEGORY "")
   if(CLASS STREQUAL AttributeBstrMapKLP)
     # The one script that declares the category on which all others rely.
-    file(READ registration/category.rgs CATEGORY)
+    file(READ frame/registration/category.rgs CATEGORY)
   endif()
-  configure_file(registration/class.rgs.in ${RASTEL_SCRIPT_FOLDER}/${SCRIPT}.rgs @ONLY)
+  configure_file(frame/registration/class.rgs.in ${RASTEL_SCRIPT_FOLDER}/${SCRIPT}.rgs @ONLY)
   file(READ ${RASTEL_SCRIPT_FOLDER}/${SCRIPT}.rgs text)
   string(APPEND script_rows "SCRIPT_ROW(${SCRIPT}, R\"rgs(${text})rgs\")\n")
   string(APPEND script_includes "${SCRIPT} REGISTRY \"${SCRIPT}.rgs\"\n")
@@ -53,10 +53,10 @@ endforeach()
 file(CONFIGURE OUTPUT ${RASTEL_SCRIPT_FOLDER}/scripts.rc CONTENT "${script_includes}" @ONLY)
 file(CONFIGURE OUTPUT ${RASTEL_SCRIPT_FOLDER}/script_rows.inc CONTENT "${script_rows}" @ONLY)
 
-file(READ registration/toolbox.bmp bitmap OFFSET 14 HEX)
+file(READ frame/registration/toolbox.bmp bitmap OFFSET 14 HEX)
 string(REGEX REPLACE "(..)" "0x\\1," bitmap "${bitmap}")
 string(REGEX REPLACE "(................................................................................)"
        "\\1\n" bitmap "${bitmap}")
 file(CONFIGURE OUTPUT ${RASTEL_SCRIPT_FOLDER}/toolbox_bitmap.inc CONTENT "${bitmap}" @ONLY)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
-             class_rows.inc registration/category.rgs registration/toolbox.bmp ${identifier_file})
+             class_rows.inc frame/registration/category.rgs registration/toolbox.bmp ${identifier_file})
