@@ -4,6 +4,6 @@
 
 #include "platform/interface_id.h"
 // Behind the platform's own headers.
-#include "host/registrar_interface.h"
+#include "host/registry/registrar_interface.h"
 
 RASTEL_INTERFACE_ID(IRegistrar);

@@ -11,7 +11,7 @@
 
 #include "platform/platform.h"
 // Behind the platform's headers.
-#include "host/type_tables.h"
+#include "host/types/tables.h"
 
 namespace rastel::types {
 

@@ -11,7 +11,7 @@ namespace {
 
 #define RESULT_CODE(name, bits) \
   static_assert(static_cast<HRESULT>(name) == platform::ResultCode(bits), #name);
-#include "host/result_codes.inc"
+#include "host/base/result_codes.inc"
 
 #define CONSTANT(type, name, value) \
   static_assert(static_cast<type>(name) == static_cast<type>(value), #name);
@@ -19,7 +19,7 @@ namespace {
 #define ENUMERATOR(name, value) \
   static_assert(static_cast<DWORD>(name) == static_cast<DWORD>(value), #name);
 #define END_ENUMERATION
-#include "host/constants.inc"
+#include "host/base/constants.inc"
 
 constexpr HRESULT kReport = platform::ResultCode(0x8004045A);
 static_assert(MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, 0x45A) == kReport);
@@ -37,7 +37,7 @@ TEST(Constants, NamesOfVariantMembersReachThem) {
   VARIANT value{};
 #define VARIANT_MEMBER(name, member) \
   EXPECT_EQ(static_cast<const void*>(&name(&value)), &value.member) << #name;
-#include "host/variant_members.inc"
+#include "host/base/variant_members.inc"
   V_VT(&value) = VT_BYREF | VT_ARRAY | VT_I2;
   EXPECT_TRUE(V_ISBYREF(&value) && V_ISARRAY(&value) && !V_ISVECTOR(&value));
   V_NONE(&value) = 7;

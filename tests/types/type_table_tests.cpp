@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "host/type_checks.h"
+#include "host/types/table_checks.h"
 #include "interfaces/identifiers.h"
 #include "platform/com_ptr.h"
 #include "tests/support/registered_module.h"

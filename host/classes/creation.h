@@ -1,0 +1,61 @@
+// Making objects. A class is looked for in three places, in this order: classes registered by this
+// process with CoRegisterClassObject, classes of the host itself, and the registry
+// (HKEY_CLASSES_ROOT\CLSID\{...}\InprocServer32), whose module is loaded once and asked for
+// DllGetClassObject. Which module a class has is remembered until the registry changes; a change by
+// another process is noticed at the next look-up there. All classes live in the process and in
+// every thread: apartments are counted but have no effect, and every call here works on threads
+// that never called CoInitializeEx. No lock of the host is held while foreign code runs.
+#pragma once
+
+#include "host/base/interfaces.h"
+#include "host/registry/keys.h"
+#include "host/services/module_files.h"
+
+struct COSERVERINFO;
+using LPUNKNOWN = IUnknown*;
+using LPDWORD = DWORD*;
+
+// Enters the calling thread into an apartment: S_OK the first time, S_FALSE afterwards,
+// RPC_E_CHANGED_MODE when the thread is in one of the other kind, E_INVALIDARG for a reserved
+// pointer or unknown flags. Each S_OK and S_FALSE is undone by one CoUninitialize. CoInitialize
+// asks for COINIT_APARTMENTTHREADED.
+RASTEL_HOST_API HRESULT CoInitialize(LPVOID reserved) noexcept;
+RASTEL_HOST_API HRESULT CoInitializeEx(LPVOID reserved, DWORD flags) noexcept;
+RASTEL_HOST_API void CoUninitialize() noexcept;
+
+// Makes an object by one CreateInstance(outer, iid) on the class's factory and passes its result
+// on. E_POINTER for a null out; on every failure *out is null. Only contexts with
+// CLSCTX_INPROC_SERVER find a class. REGDB_E_CLASSNOTREG: no such class. REGDB_E_READREGDB: the
+// registry cannot be read. CO_E_DLLNOTFOUND: the module is missing or cannot be loaded.
+// CO_E_ERRORINDLL: it has no DllGetClassObject.
+RASTEL_HOST_API HRESULT CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD context,
+                                         REFIID iid, LPVOID* out) noexcept;
+
+// The factory of a class, found as above, but E_INVALIDARG for a null out. The server is ignored.
+RASTEL_HOST_API HRESULT CoGetClassObject(REFCLSID classId, DWORD context, LPVOID server, REFIID iid,
+                                         LPVOID* out) noexcept;
+
+// Puts a factory in front of all other places, seen by all threads; takes one reference on it. The
+// cookie is never 0. A class may be registered several times: the oldest factory is used until it
+// is revoked. With REGCLS_MULTIPLEUSE a CLSCTX_LOCAL_SERVER factory also serves this process; the
+// other flags have no effect. E_INVALIDARG for a null factory or cookie, E_OUTOFMEMORY.
+RASTEL_HOST_API HRESULT CoRegisterClassObject(REFCLSID classId, LPUNKNOWN factory, DWORD context,
+                                              DWORD flags, LPDWORD cookie) noexcept;
+
+// Takes a factory back and releases it, at once or when the calls that are using it have ended.
+// E_INVALIDARG for an unknown cookie.
+RASTEL_HOST_API HRESULT CoRevokeClassObject(DWORD cookie) noexcept;
+
+// Unloads the modules whose DllCanUnloadNow says S_OK and in which no call of this host is under
+// way. What a client calls by its own pointers is not known here: as a module's factories do not
+// keep it loaded, a client that holds one locks it with LockServer, and nobody may release the last
+// object of a module in one thread while another one is in here.
+RASTEL_HOST_API void CoFreeUnusedLibraries() noexcept;
+
+// The class behind a ProgID: its key's CLSID. CO_E_CLASSSTRING if there is none (*classId is zero),
+// E_INVALIDARG for null arguments, REGDB_E_READREGDB if the registry cannot be read.
+RASTEL_HOST_API HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID* classId) noexcept;
+
+// The versioned ProgID of a class, to be freed with CoTaskMemFree. REGDB_E_CLASSNOTREG and null if
+// the class or its ProgID is not registered, E_INVALIDARG for a null out.
+RASTEL_HOST_API HRESULT ProgIDFromCLSID(REFCLSID classId, LPOLESTR* progId) noexcept;

@@ -1,0 +1,11 @@
+// The class CLSID_Registrar of this host.
+#pragma once
+
+#include "host/registry/registrar_interface.h"
+
+namespace host {
+
+// E_OUTOFMEMORY, E_NOINTERFACE.
+HRESULT CreateRegistrar(REFIID iid, void** out);
+
+}  // namespace host

@@ -1,0 +1,65 @@
+#!/usr/bin/env python3
+"""Fails on an #include that runs against the arrows between the rooms; docs/architecture.md draws them.
+
+A room may include itself and what its row names, which stands for the rooms inside it as well.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+CLIENT = ["interfaces", "platform"]
+ROWS = {
+    "host/base": [],
+    "host/values": ["host/base"],
+    "host/services": ["host/base", "host/values"],
+    "host/registry": ["host/base", "host/values", "host/services"],
+    "host/classes": ["host/base", "host/values", "host/services", "host/registry"],
+    "host/types": ["host/base", "host/values", "host/services", "host/registry", "host/classes"],
+    "host": ["host"],
+    # The seam: a host, or the system's own headers.
+    "platform": ["host/host.h", "host/registry/registrar_interface.h"],
+    "interfaces": ["platform"],
+    "module/frame": CLIENT,
+    "module/persist": CLIENT + ["module/frame"],
+    "module/image": CLIENT + ["module/frame", "module/persist"],
+    "module/vector": CLIENT + ["module/frame", "module/persist"],
+    "module/attribute": CLIENT + ["module/frame", "module/persist"],
+    "module": CLIENT + ["module"],
+    "types": CLIENT + ["host/types/tables.h"],
+    "examples": CLIENT,
+    # The tool reads pictures by the examples' code until it has its own.
+    "tools": CLIENT + ["examples"],
+    "bench": CLIENT + ["module", "examples"],
+    "fuzz": CLIENT,
+    "tests": CLIENT + ["module", "host", "types", "examples", "tools"],
+}
+
+
+def room_of(path):
+    """The innermost room that holds a file."""
+    return max((room for room in ROWS if path.startswith(room + "/")), key=len, default=None)
+
+
+def main():
+    files = subprocess.run(["git", "ls-files", "*.h", "*.cpp", "*.inc", "*.c"], cwd=ROOT, check=True,
+                           stdout=subprocess.PIPE, text=True).stdout.split()
+    against = []
+    for name in files:
+        room = room_of(name)
+        if room is None:
+            against.append(f"{name}: in no room")
+            continue
+        allowed = [room, *ROWS[room]]
+        for included in re.findall(r'^#include "([^"]+)"', (ROOT / name).read_text(), re.MULTILINE):
+            target = room_of(included)
+            if target and target != room and not any(
+                    included == may or (included + "/").startswith(may + "/") for may in allowed):
+                against.append(f"{name}: {included}")
+    print("\n".join(against) or f"{len(files)} files: every include follows the arrows")
+    return 1 if against else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
