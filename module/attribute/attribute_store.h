@@ -149,10 +149,12 @@ class AttributeStore {
     Sought key;
     Attribute<Stored>* attribute;
   };
-  // Sorted and never empty. A put moves the rows of a page at most, and a look-up steps through few
-  // cache lines.
+  // Sorted and never empty. A put moves the rows of a page at most, and now and then the pages; a
+  // look-up steps through few cache lines.
   using Page = std::vector<Row>;
-  static constexpr std::size_t kMostRows = 64;
+  // From so many rows on a page is full, or from as many as there are pages: in a large map neither
+  // rows nor pages are too many to move.
+  static constexpr std::size_t kFullRows = 64;
   // Maps are mostly small.
   static constexpr std::size_t kFirstRows = 16;
 
@@ -217,13 +219,17 @@ class AttributeStore {
   // place: where a key is not there.
   void Insert(Place place, AttributePtr made) {
     Content& content = Own();
-    if (content.pages.empty() || content.pages[place.page].size() == kMostRows) {
+    if (content.pages.empty() || IsFull(content.pages, place.page)) {
       place = MakeRoom(content.pages, place);
     }
     Page& page = content.pages[place.page];
     page.insert(page.begin() + static_cast<std::ptrdiff_t>(place.row), RowOf(made.Get()));
     static_cast<void>(made.Detach());
     ++content.count;
+  }
+
+  static bool IsFull(const std::vector<Page>& pages, std::size_t page) noexcept {
+    return pages[page].size() >= std::max(kFullRows, pages.size());
   }
 
   // Adds a page behind a full one, to which its rows from the place on go, or half of them; keys
@@ -235,8 +241,9 @@ class AttributeStore {
       pages.push_back(std::move(added));
       return place;
     }
-    added.reserve(kMostRows);
-    const std::size_t kept = place.row == kMostRows ? kMostRows : kMostRows / 2;
+    const std::size_t rows = pages[place.page].size();
+    added.reserve(rows);
+    const std::size_t kept = place.row == rows ? rows : rows / 2;
     const auto next =
         pages.insert(pages.begin() + static_cast<std::ptrdiff_t>(place.page) + 1, std::move(added));
     Page& full = *(next - 1);
