@@ -5,7 +5,7 @@
 
 A change that every test passes is a fault that nobody would see. Caught and missed ones are counted
 per folder, and the missed ones listed; scripts/equal_mutants.txt holds those that change nothing a
-client could see, each with its reason, and they do not count. For whoever changes tests: before and
+client could see, a row as it is listed and behind it the reason, and they do not count. For whoever changes tests: before and
 after, with the same seed. The same seed draws the same lines as long as the files are the same.
 """
 import argparse
@@ -16,6 +16,7 @@ import pathlib
 import queue
 import random
 import re
+import shutil
 import subprocess
 import sys
 
@@ -72,9 +73,12 @@ def make_tree(index):
     """A copy of the tree with a build of its own, without sanitizers and optimisation."""
     tree = WORK / str(index)
     tree.mkdir(parents=True, exist_ok=True)
-    files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, stdout=subprocess.PIPE, check=True)
-    subprocess.run(["rsync", "-a", "--from0", "--files-from=-", f"{ROOT}/", f"{tree}/"],
-                   input=files.stdout, check=True)
+    names = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, stdout=subprocess.PIPE, check=True)
+    for name in names.stdout.decode().split("\0")[:-1]:
+        source, target = ROOT / name, tree / name
+        if not target.exists() or target.read_bytes() != source.read_bytes():
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(source, target)
     subprocess.run(["cmake", "-S", ".", "-B", "build", "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                     "-DCMAKE_CXX_FLAGS=-O0 -g0 -w"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
     subprocess.run(["ninja", "-C", "build"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
@@ -113,8 +117,7 @@ def main():
     options.add_argument("--only", default="", help="a folder")
     arguments = options.parse_args()
 
-    known = (ROOT / "scripts/equal_mutants.txt").read_text() if (
-        ROOT / "scripts/equal_mutants.txt").exists() else ""
+    known = (ROOT / "scripts/equal_mutants.txt").read_text().splitlines()
     pool = sorted(set(candidates(arguments.only)))
     drawn = random.Random(arguments.seed).sample(pool, min(arguments.count, len(pool)))
     trees = queue.Queue()
@@ -125,14 +128,14 @@ def main():
         for mutant, outcome in workers.map(lambda mutant: try_one(trees, mutant), drawn):
             name, number, original, changed = mutant
             row = f"{name}: {original.strip()} -> {changed.strip()}"
-            if outcome == "missed" and row in known:
+            if outcome == "missed" and any(line.startswith(row) for line in known):
                 outcome = "equal"
-            tally[name.split("/")[0]][outcome] += 1
+            tally[str(pathlib.PurePath(name).parent)][outcome] += 1
             if outcome == "missed":
-                print(f"missed {name}:{number}: {original.strip()} -> {changed.strip()}", flush=True)
+                print(f"missed {row}", flush=True)
     for folder, counts in sorted(tally.items()) + [("all", sum(tally.values(), collections.Counter()))]:
         real = counts["caught"] + counts["missed"]
-        print(f"{folder:12} {counts['caught']:4} of {real:4} caught, "
+        print(f"{folder:18} {counts['caught']:4} of {real:4} caught, "
               f"{counts['equal']} equal, {counts['does not build']} do not build")
 
 
