@@ -90,7 +90,8 @@ class AttributeStore {
     const Sought sought = Kind::Seek(key);
     const Place place = PlaceOf(sought);
     if (!place.attribute) {
-      Insert(place, New(Kind::Form(key), displaced.value));
+      displaced.attribute = New(Kind::Form(key), displaced.value);
+      Insert(place, displaced.attribute);
       return true;
     }
     if (!replace) return false;
@@ -122,7 +123,8 @@ class AttributeStore {
                             ? Place{content_->pages.size() - 1, content_->pages.back().size()}
                             : PlaceOf(sought);
     if (place.attribute) return false;
-    Insert(place, New(std::move(key), value));
+    AttributePtr made = New(std::move(key), value);
+    Insert(place, made);
     return true;
   }
 
@@ -216,8 +218,8 @@ class AttributeStore {
     return *content_;
   }
 
-  // place: where a key is not there.
-  void Insert(Place place, AttributePtr made) {
+  // Takes the attribute, unless it raises. place: where its key is not there.
+  void Insert(Place place, AttributePtr& made) {
     Content& content = Own();
     if (content.pages.empty() || IsFull(content.pages, place.page)) {
       place = MakeRoom(content.pages, place);

@@ -59,4 +59,5 @@ string(REGEX REPLACE "(.........................................................
        "\\1\n" bitmap "${bitmap}")
 file(CONFIGURE OUTPUT ${RASTEL_SCRIPT_FOLDER}/toolbox_bitmap.inc CONTENT "${bitmap}" @ONLY)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
-             class_rows.inc frame/registration/category.rgs registration/toolbox.bmp ${identifier_file})
+             class_rows.inc frame/registration/category.rgs frame/registration/toolbox.bmp
+             ${identifier_file})
