@@ -12,7 +12,7 @@
 #include <set>
 #include <vector>
 
-#include "tests/host/facts.h"
+#include "tests/rows/rows.h"
 #include "tests/support/host_kind.h"
 
 namespace tests::facts {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/host/fact_call.h"
+#include "tests/rows/row_call.h"
 
 namespace tests::facts {
 namespace {

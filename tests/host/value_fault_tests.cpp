@@ -2,7 +2,7 @@
 // half done, nothing leaks (which a sanitized build reports).
 #include <gtest/gtest.h>
 
-#include "tests/host/values.h"
+#include "tests/rows/values.h"
 #include "tests/support/allocation_faults.h"
 
 namespace tests {

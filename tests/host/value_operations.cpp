@@ -1,6 +1,6 @@
 #include <vector>
 
-#include "tests/host/fact_call.h"
+#include "tests/rows/row_call.h"
 
 namespace tests::facts {
 namespace {

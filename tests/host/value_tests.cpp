@@ -6,7 +6,7 @@
 #include <cstring>
 #include <random>
 
-#include "tests/host/values.h"
+#include "tests/rows/values.h"
 #include "tests/support/results.h"
 
 namespace tests {

@@ -15,7 +15,7 @@
 #include <string_view>
 
 #include "platform/com_ptr.h"
-#include "tests/host/values.h"
+#include "tests/rows/values.h"
 
 namespace tests::facts {
 

@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "tests/host/facts.h"
+#include "tests/rows/rows.h"
 #include "tests/support/streams.h"
 
 namespace tests::facts {

@@ -8,7 +8,7 @@
 #include <tuple>
 #include <vector>
 
-#include "tests/host/facts.h"
+#include "tests/rows/rows.h"
 #include "tests/support/streams.h"
 
 namespace tests::facts {

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "tests/host/facts.h"
+#include "tests/rows/rows.h"
 
 namespace tests::facts {
 namespace {
