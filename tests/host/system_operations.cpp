@@ -7,8 +7,6 @@
 namespace tests::facts {
 namespace {
 
-constexpr LPCOLESTR kRootKey = OLESTR("CLSID\\{0A1B53E0-6C1F-4E27-9C0D-5C1E7B3A9D01}");
-
 VARTYPE TypeOfElements(SAFEARRAY* array) {
   VARTYPE type = VT_EMPTY;
   SafeArrayGetVartype(array, &type);
@@ -71,22 +69,6 @@ HKEY* Words::Key() {
     keys["wild"] = reinterpret_cast<HKEY>(ULONG_PTR{0x7FFFFFF0});
   }
   return &keys[Next()];
-}
-
-State::~State() {
-  for (VARIANT& variant : variants) {
-    const bool isArray = (variant.vt & VT_ARRAY) != 0 && (variant.vt & VT_BYREF) == 0;
-    while (isArray && variant.parray && SUCCEEDED(SafeArrayUnlock(variant.parray))) {
-    }
-    VariantClear(&variant);
-  }
-  if (array) array->cLocks = 0;
-  SafeArrayDestroy(array);
-  EXPECT_EQ(object.references, 0);
-  if (keys.empty()) return;
-  keys.erase("wild");
-  for (const auto& [name, key] : keys) RegCloseKey(key);
-  RegDeleteTreeW(HKEY_CLASSES_ROOT, kRootKey);
 }
 
 const Operations kSystemOperations = {

@@ -1,3 +1,5 @@
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -32,6 +34,22 @@ BSTR ParseString(std::string_view literal) {
 }
 
 }  // namespace
+
+State::~State() {
+  for (VARIANT& variant : variants) {
+    const bool isArray = (variant.vt & VT_ARRAY) != 0 && (variant.vt & VT_BYREF) == 0;
+    while (isArray && variant.parray && SUCCEEDED(SafeArrayUnlock(variant.parray))) {
+    }
+    VariantClear(&variant);
+  }
+  if (array) array->cLocks = 0;
+  SafeArrayDestroy(array);
+  EXPECT_EQ(object.references, 0);
+  if (keys.empty()) return;
+  keys.erase("wild");
+  for (const auto& [name, key] : keys) RegCloseKey(key);
+  RegDeleteTreeW(HKEY_CLASSES_ROOT, kRootKey);
+}
 
 std::size_t Find(std::string_view text, char character) {
   bool isQuoted = false;
@@ -99,6 +117,8 @@ VARIANT* Words::ParseVariant(std::string_view literal) {
   } else if (type & VT_ARRAY) {
     value->parray = SafeArrayCreateVector(type & VT_TYPEMASK, 0, static_cast<ULONG>(number()));
     if (rest.ends_with(",locked")) SafeArrayLock(value->parray);
+  } else if (rest.starts_with('@')) {
+    value->punkVal = row.named(rest.substr(1));
   } else if (type == VT_DISPATCH || type == VT_UNKNOWN) {
     CountedObject* object = &row.object;
     value->pdispVal = object;

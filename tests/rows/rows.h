@@ -5,19 +5,23 @@
 // character behind it), null, and VARIANTs as type and value: I4:-5, R8:0.5, BSTR:"ab",
 // BSTR:bytes"abc", BYREF|I4:7, BYREF|I4:nothing, BYREF|VARIANT:BYREF|I4:7, CY:15000 (1/10000),
 // ARRAY|I4:2 (elements, "2,locked" with a lock), DISPATCH:object, DISPATCH:object=I4:5 (with that
-// default value), DECIMAL:scale,sign,high,low of its fields, and itself for the one before. Results
-// are written in the same form.
+// default value), UNKNOWN:@name (where objects have names), DECIMAL:scale,sign,high,low of its
+// fields, and itself for the one before. Results are written in the same form.
 #pragma once
 
 #include <deque>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/com_ptr.h"
 #include "tests/rows/values.h"
 
 namespace tests::facts {
+
+// The key under HKEY_CLASSES_ROOT that a row may make, and all below it.
+inline constexpr LPCOLESTR kRootKey = OLESTR("CLSID\\{0A1B53E0-6C1F-4E27-9C0D-5C1E7B3A9D01}");
 
 // What the operations of a row share. Everything is given up at the row's end.
 struct State {
@@ -33,6 +37,8 @@ struct State {
   SAFEARRAY* array = nullptr;
   std::map<std::string, platform::ComPtr<IStream>> streams;
   std::map<std::string, HKEY> keys;  // `root` is of the row alone, `wild` was never given out.
+  // The object that @name stands for, with a count for the caller.
+  std::function<IUnknown*(const std::string& name)> named;
 };
 
 // The position of the first such character outside quotes; the size of the text if there is none.
@@ -45,6 +51,7 @@ class Words {
   Words(std::string_view words, State& state) : row(state), left_(words) {}
   bool HasMore() const { return left_.find_first_not_of(' ') != left_.npos; }
   std::string Next();  // empty behind the last
+  std::string Rest() { return std::string(std::exchange(left_, {})); }
   bool Take(std::string_view word);
   long long Number();
   GUID Guid();

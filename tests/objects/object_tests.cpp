@@ -1,0 +1,157 @@
+// Runs the cases of tests/data/objects on the module's objects and compares what they say:
+//
+//     object_tests --record FILE
+//
+// prints a file with what is said now. A case is the rows up to the next blank line; it begins with
+// nothing, and at its end nothing of what it made may be left.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/objects/session.h"
+#include "tests/support/host_kind.h"
+
+namespace tests::objects {
+namespace {
+
+constexpr std::string_view kArrow = " -> ", kBar = " || ";
+// The first row of a case that refuses allocations, which the program can do there alone.
+constexpr std::string_view kEmbeddedOnly = "embedded";
+
+std::vector<std::string> Split(std::string_view text, std::string_view by) {
+  std::vector<std::string> parts;
+  for (;;) {
+    const std::size_t end = text.find(by);
+    if (end != 0) parts.emplace_back(text.substr(0, end));
+    if (end == text.npos) return parts;
+    text.remove_prefix(end + by.size());
+  }
+}
+
+struct Row {
+  std::string text, said;
+  int line = 0;
+};
+
+Row ParseRow(const std::string& text, int line) {
+  const std::size_t arrow = text.find(kArrow);
+  if (arrow == text.npos) return {text, "", line};
+  return {text.substr(0, arrow), text.substr(arrow + kArrow.size()), line};
+}
+
+// The row for one of the values that "for A,B in 1,2 3,4" runs the rows below it with.
+std::string With(std::string row, const std::vector<std::string>& names, const std::string& value) {
+  const std::vector<std::string> values = Split(value, ",");
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const std::string name = '$' + names[i];
+    for (std::size_t at; (at = row.find(name)) != row.npos;)
+      row.replace(at, name.size(), values[i]);
+  }
+  return row;
+}
+
+// What each row of a case says; "a || b" where values make a difference.
+std::vector<std::string> RunCase(const std::vector<Row>& rows) {
+  std::vector<std::string> names, values = {""};
+  std::vector<std::string> said(rows.size());
+  std::size_t first = rows[0].text == kEmbeddedOnly ? 1 : 0;
+  if (rows[first].text.starts_with("for ")) {
+    const std::vector<std::string> words = Split(rows[first++].text.substr(4), " ");
+    names = Split(words[0], ",");
+    values.assign(words.begin() + 2, words.end());
+  }
+  std::vector<std::vector<std::string>> all(rows.size());
+  std::string leftovers;
+  for (const std::string& value : values) {
+    Session session;
+    for (std::size_t i = first; i < rows.size(); ++i) {
+      all[i].push_back(session.Run(With(rows[i].text, names, value)));
+    }
+    leftovers += session.Leftovers();
+  }
+  for (std::size_t i = first; i < rows.size(); ++i) {
+    const bool isOne = std::equal(all[i].begin() + 1, all[i].end(), all[i].begin());
+    if (isOne) all[i].resize(1);
+    for (const std::string& one : all[i]) {
+      said[i] += (&one == &all[i][0] ? std::string_view() : kBar);
+      said[i] += one;
+    }
+  }
+  if (!leftovers.empty()) said.back() += " LEFT:" + leftovers;
+  return said;
+}
+
+// Hands each case to a function, and the lines between them to another.
+template <class ForCase, class ForLine>
+void ReadCases(const std::string& path, ForCase forCase, ForLine forLine) {
+  std::ifstream file(path);
+  EXPECT_TRUE(file) << path;
+  std::vector<Row> rows;
+  int number = 0;
+  for (std::string line; std::getline(file, line);) {
+    ++number;
+    const bool isRow = !line.empty() && line[0] != '#';
+    if (isRow) rows.push_back(ParseRow(line, number));
+    if (isRow || (!line.empty() && !rows.empty())) continue;
+    if (!rows.empty()) forCase(std::exchange(rows, {}));
+    forLine(line);
+  }
+  if (!rows.empty()) forCase(rows);
+}
+
+int Record(const char* path) {
+  ReadCases(
+      path,
+      [](const std::vector<Row>& rows) {
+        const std::vector<std::string> said = RunCase(rows);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+          std::printf("%s%s%s\n", rows[i].text.c_str(), said[i].empty() ? "" : " -> ",
+                      said[i].c_str());
+        }
+        std::fflush(stdout);  // A crash shows behind which case it was.
+      },
+      [](const std::string& line) { std::puts(line.c_str()); });
+  return 0;
+}
+
+std::vector<std::string> Files() {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(RASTEL_TEST_DATA "/objects")) {
+    names.push_back(entry.path().stem().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+class Objects : public testing::TestWithParam<std::string> {};
+
+TEST_P(Objects, SayWhatTheyAlwaysSaid) {
+  const std::string path = std::string(RASTEL_TEST_DATA "/objects/") + GetParam() + ".txt";
+  ReadCases(
+      path,
+      [&](const std::vector<Row>& rows) {
+        if (rows[0].text == kEmbeddedOnly && !kEmbeddedHost) return;
+        const std::vector<std::string> said = RunCase(rows);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+          EXPECT_EQ(said[i], rows[i].said) << path << ':' << rows[i].line << ": " << rows[i].text;
+        }
+      },
+      [](const std::string&) {});
+}
+
+INSTANTIATE_TEST_SUITE_P(Module, Objects, testing::ValuesIn(Files()),
+                         [](const auto& file) { return file.param; });
+
+}  // namespace
+}  // namespace tests::objects
+
+int main(int argc, char** argv) {
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  testing::InitGoogleTest(&argc, argv);
+  const bool isRecording = argc == 3 && std::string_view(argv[1]) == "--record";
+  const int result = isRecording ? tests::objects::Record(argv[2]) : RUN_ALL_TESTS();
+  CoUninitialize();
+  return result;
+}

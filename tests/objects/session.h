@@ -1,0 +1,129 @@
+// What the rows of one case act on: objects of the module, streams, blocks of memory and a client's
+// own objects, each by the name that a row has given it. The rows are described in docs/tests.md.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/persist/test_object.h"
+#include "tests/rows/rows.h"
+#include "tests/support/allocation_faults.h"
+#include "tests/support/debug_capture.h"
+#include "tests/support/fault_stream.h"
+#include "types/type_library.h"
+
+namespace tests::objects {
+
+// An object by one of its interfaces. The pointer is that interface's, whatever its C++ type here.
+struct Named {
+  platform::ComPtr<IUnknown> pointer;
+  const HostType* interface = nullptr;  // Null for an object of the client.
+};
+
+struct NamedStream {
+  platform::ComPtr<IStream> memory = NewStream();
+  FaultStream faults{memory.Get()};
+};
+
+// Elements that a client owns, or that an object has lent it.
+struct Elements {
+  VARTYPE type = VT_UI1;
+  void* first = nullptr;
+  std::unique_ptr<BYTE[]> owned;
+};
+
+// A row of the type library by its name, with or without "KLP"; null if there is none.
+const HostType* FindType(std::string_view name);
+
+// The width of an element in an array, and elements as numbers or VARIANTs.
+std::size_t WidthOf(VARTYPE type);
+std::string ShowElements(const Elements& elements, std::size_t first, std::size_t count);
+
+class Session {
+ public:
+  Session();
+  // Ends the program's interest in everything that the rows have made.
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Runs the operations of a row, which ";" parts. What they say, parted the same way; empty for
+  // one that says nothing.
+  std::string Run(std::string_view row);
+  // Whether all that was made has gone; else what has not.
+  std::string Leftovers();
+
+  // For the operations and the slots.
+  Named& Object(const std::string& name);
+  // Makes the call, with one of its allocations refused where a row asks for that.
+  template <class Call>
+  auto Guarded(Call call) {
+    if (granted_ == AllocationFaults::kNone) return call();
+    AllocationFaults faults(granted_);
+    const auto result = call();
+    wasRefused_ = faults.Stop() > granted_;
+    return result;
+  }
+  std::string Print(const VARIANT& value);
+
+  std::map<std::string, Named> objects;
+  std::map<std::string, NamedStream> streams;
+  std::map<std::string, Elements> elements;
+
+ private:
+  using Words = facts::Words;
+
+  std::string RunOne(std::string_view operation);
+  std::string Perform(const std::string& name, Words& words);
+  std::string Assign(const std::string& name, Words& words);
+  template <class Look>
+  std::string Quietly(Look look);
+  // What a call said beside its result: the words of a report, debug texts, calls of the client's
+  // objects, what hooks did.
+  std::string Aside();
+  // Runs the operations again and again and tells what they said each time, equal ones together.
+  std::string Repeat(const std::function<bool(int number)>& prepare, std::string_view operations,
+                     const std::function<bool()>& isOver);
+  std::string FailEach(Words& words, bool isShort);
+  std::string CutEach(Words& words);
+  std::string RefuseEach(Words& words);
+  std::string Times(Words& words);
+  IStream* StreamOf(Words& words, NamedStream& unnamed);
+  std::string Save(Words& words);
+  std::string Load(Words& words);
+  std::string Hook(Words& words);
+  std::string SetScript(Words& words);
+  std::string Answers(const std::string& name);
+  std::string LastError();
+  template <class Interface>
+  platform::ComPtr<Interface> As(const std::string& name) {
+    auto asked = Object(name).pointer.As<Interface>();
+    if (!asked) throw std::runtime_error("not answered");
+    return asked;
+  }
+
+  Script script_;
+  TestFactory factory_{script_};
+  std::vector<DWORD> cookies_;
+  DebugCapture debug_;
+  std::string hookLog_, lastError_;
+  long long granted_ = AllocationFaults::kNone;
+  bool wasRefused_ = false;
+};
+
+// Calls a slot of the object with a word for each parameter; what it says and what it gives.
+std::string CallSlot(Session& session, const std::string& object, std::string_view member,
+                     facts::Words& words);
+// What an image, a vector or a map holds.
+std::string Show(Session& session, const std::string& name);
+// The pixels of a rectangle of the active plane; without one, all that the planes store.
+std::string ShowPixels(Session& session, const std::string& name, facts::Words& words);
+// Gives every pixel that the planes store its number, from 1 on.
+std::string NumberPixels(Session& session, const std::string& name);
+
+}  // namespace tests::objects
