@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Installs the release build as a user would and builds programs against it: from the README's own
+# lines, as a CMake project that knows find_package alone, and by pkg-config; with each compiler that
+# is there. The folder has a blank and an umlaut in its name, and is moved before it is used.
+set -euo pipefail
+cd -- "$(dirname -- "$0")/.."
+top=$PWD stage=$PWD/build/stage
+rm -rf "$stage"
+mkdir -p "$stage/home"
+
+fail() { echo "$*" >&2; exit 1; }
+# The n-th fenced block of a language in the README.
+block() {
+  awk -v fence="\`\`\`$1" -v wanted="$2" '
+    $0 == "```" { inside = 0 }
+    inside { print }
+    $0 == fence && ++count == wanted { inside = 1 }' README.md
+}
+
+echo "the README's lines"
+block cpp 1 >"$stage/client.cpp"
+block sh 1 >"$stage/lines.sh"
+[ -s "$stage/client.cpp" ] && [ -s "$stage/lines.sh" ] || fail "The README shows no client."
+(
+  export HOME=$stage/home
+  unset XDG_DATA_HOME RASTEL_HOST_REGISTRY
+  cp "$stage/client.cpp" .
+  trap 'rm -f client.cpp client' EXIT
+  bash -euo pipefail "$stage/lines.sh" >"$stage/lines.log" 2>&1 || { cat "$stage/lines.log"; exit 1; }
+  [ "$(tail -n 1 "$stage/lines.log")" = 255 ] || { cat "$stage/lines.log"; exit 1; }
+)
+
+echo "a moved installation"
+cmake --install build/release --prefix "$stage/first" >/dev/null
+mv "$stage/first" "$stage/Ü x"
+prefix="$stage/Ü x"
+export RASTEL_HOST_REGISTRY=$stage/registry
+"$prefix/bin/rastel" register >/dev/null
+for compiler in g++ clang++; do
+  command -v $compiler >/dev/null || continue
+  build=$stage/$compiler
+  cmake -S packaging/client -B "$build" -DCMAKE_CXX_COMPILER=$compiler \
+    -DCMAKE_PREFIX_PATH="$prefix" -DCLIENT_SOURCE="$stage/client.cpp" >/dev/null
+  cmake --build "$build" >/dev/null
+  [ "$("$build/client")" = 255 ] || fail "find_package, $compiler: the client says something else."
+  mkdir -p "$build/make"
+  PKG_CONFIG_PATH=$prefix/lib/pkgconfig make -s -C "$build/make" -f "$top/packaging/client/Makefile" \
+    CXX=$compiler CLIENT_SOURCE="$stage/client.cpp"
+  [ "$(LD_LIBRARY_PATH=$prefix/lib "$build/make/client")" = 255 ] || fail "pkg-config, $compiler"
+done
+
+echo "as a part of another project"
+cat >"$stage/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.24)
+project(around LANGUAGES CXX)
+add_subdirectory($top rastel)
+add_executable(client client.cpp)
+target_compile_features(client PRIVATE cxx_std_20)
+target_link_libraries(client PRIVATE RastelKLP::Client)
+END
+cmake -S "$stage" -B "$stage/around" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build "$stage/around" --target client >/dev/null
+[ "$("$stage/around/client")" = 255 ] || fail "add_subdirectory: the client says something else."
+
+echo "taken away again"
+"$prefix/bin/rastel" unregister >/dev/null
+DESTDIR=$stage/away cmake --install build/release >/dev/null
+DESTDIR=$stage/away cmake --build build/release --target uninstall >/dev/null
+left=$(find "$stage/away" -not -type d -o -ipath '*/*rastel*')
+[ -z "$left" ] || fail "left: $left"

@@ -1,0 +1,19 @@
+# Completion of `rastel` for bash.
+_rastel() {
+  local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
+  if [ "$COMP_CWORD" -eq 1 ]; then
+    mapfile -t COMPREPLY < <(compgen -W "info dump upgrade import export register unregister classes --help" -- "$word")
+    return
+  fi
+  if [ "${COMP_WORDS[COMP_CWORD - 1]}" = --margin-mode ]; then
+    mapfile -t COMPREPLY < <(compgen -W "zero periodic mirror replicate" -- "$word")
+    return
+  fi
+  case $command,$word in
+    info,-* | upgrade,-* | export,-*) mapfile -t COMPREPLY < <(compgen -W "--class --help" -- "$word") ;;
+    dump,-*) mapfile -t COMPREPLY < <(compgen -W "--class --all --help" -- "$word") ;;
+    import,-*) mapfile -t COMPREPLY < <(compgen -W "--margin --margin-mode --buffer --help" -- "$word") ;;
+    *) compopt -o default ;;
+  esac
+}
+complete -F _rastel rastel

@@ -1,0 +1,80 @@
+# What `cmake --install` puts where. Three parts: `runtime` (libraries, tool), `development` (headers,
+# CMake package, pkg-config), and on Windows both in one folder.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/rastelklp)
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/RastelKLP)
+
+# Headers lie as in the source tree, below a folder of their own, so that they include one another
+# as they do here and meet no other library's.
+install(DIRECTORY interfaces platform DESTINATION ${header_folder} COMPONENT development
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.idl")
+if(NOT WIN32)
+  install(DIRECTORY host DESTINATION ${header_folder} COMPONENT development
+          FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")
+endif()
+
+# Clients link this: the headers, and the host that they call.
+set_target_properties(rastel_platform PROPERTIES EXPORT_NAME Client)
+add_library(RastelKLP::Client ALIAS rastel_platform)
+target_include_directories(rastel_platform SYSTEM INTERFACE $<INSTALL_INTERFACE:${header_folder}>)
+
+if(WIN32)
+  install(TARGETS RastelKLP RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+  install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/RastelKLP.tlb
+          DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+else()
+  add_library(RastelKLP::Host ALIAS RastelHost)
+  set_target_properties(RastelHost RastelKLP RastelKLPTypes PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  set_target_properties(RastelHost PROPERTIES EXPORT_NAME Host)
+  install(TARGETS RastelHost EXPORT RastelKLP
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+          NAMELINK_COMPONENT development)
+  # Both are loaded by their plain names, so that these are there without the development files.
+  install(TARGETS RastelKLP RastelKLPTypes
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
+  set_target_properties(RastelKLP PROPERTIES INSTALL_RPATH "$ORIGIN")
+endif()
+if(TARGET rastel)
+  install(TARGETS rastel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+  file(RELATIVE_PATH to_libraries
+       ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(rastel PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
+  if(NOT WIN32)
+    install(FILES packaging/rastel.1
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+    install(FILES packaging/completion.bash RENAME rastel
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT runtime)
+  endif()
+endif()
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+
+install(TARGETS rastel_platform EXPORT RastelKLP)
+install(EXPORT RastelKLP NAMESPACE RastelKLP:: DESTINATION ${package_folder}
+        FILE RastelKLPTargets.cmake COMPONENT development)
+configure_package_config_file(packaging/RastelKLPConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/RastelKLPConfig.cmake INSTALL_DESTINATION ${package_folder}
+  PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/RastelKLPConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/RastelKLPConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/RastelKLPConfigVersion.cmake
+        DESTINATION ${package_folder} COMPONENT development)
+if(NOT WIN32)
+  # Relative to the file, so that a moved or staged tree is found where it lies.
+  file(RELATIVE_PATH pc_prefix
+       ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+  configure_file(packaging/rastelklp.pc.in ${CMAKE_CURRENT_BINARY_DIR}/rastelklp.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/rastelklp.pc
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
+
+# Takes away what the last installation wrote, and the folders that it leaves empty.
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall
+    COMMAND ${CMAKE_COMMAND} -D MANIFEST=${CMAKE_BINARY_DIR}/install_manifest.txt
+            -P ${CMAKE_CURRENT_SOURCE_DIR}/packaging/uninstall.cmake
+    VERBATIM)
+endif()
