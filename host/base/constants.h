@@ -1,12 +1,7 @@
-// The platform's constants, flags and enumerations, made of the rows in result_codes.inc and
-// constants.inc. Part of host/base/types.h.
+// The platform's constants, flags and enumerations, made of the rows in constants.inc.
 #pragma once
 
-#include "host/base/types.h"
-
-#define RESULT_CODE(name, bits) inline constexpr HRESULT name = MakeResult(bits);
-#include "host/base/result_codes.inc"
-#undef RESULT_CODE
+#include "host/base/results.h"
 
 #define CONSTANT(type, name, value) inline constexpr type name = value;
 #define ENUMERATION(name, type) enum name : type {

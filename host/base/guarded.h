@@ -4,8 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "host/base/types.h"
-
 namespace host {
 
 // Runs an operation's body and turns what it throws into one of two failing results.

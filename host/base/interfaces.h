@@ -3,7 +3,7 @@
 // interface.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/variant.h"
 
 #define DECLARE_HOST_IID(name, d1, d2, d3, ...) \
   inline constexpr IID IID_##name {             \
@@ -29,6 +29,22 @@ struct ISequentialStream : IUnknown {
 };
 DECLARE_HOST_IID(ISequentialStream, 0x0C733A30, 0x2A1C, 0x11CE, 0xAD, 0xE5, 0x00, 0xAA, 0x00, 0x44,
                  0x77, 0x3D);
+
+struct STATSTG {
+  LPOLESTR pwcsName;
+  DWORD type;
+  ULARGE_INTEGER cbSize;
+  FILETIME mtime;
+  FILETIME ctime;
+  FILETIME atime;
+  DWORD grfMode;
+  DWORD grfLocksSupported;
+  CLSID clsid;
+  DWORD grfStateBits;
+  DWORD reserved;
+};
+static_assert(sizeof(STATSTG) == 80 && offsetof(STATSTG, cbSize) == 16);
+static_assert(offsetof(STATSTG, clsid) == 56 && offsetof(STATSTG, grfStateBits) == 72);
 
 struct IStream : ISequentialStream {
   virtual HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin,

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/base/types.h"
+#include "host/base/scalars.h"
 
 namespace host {
 

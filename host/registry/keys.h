@@ -24,7 +24,7 @@
 // from any thread.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/constants.h"
 
 using REGSAM = DWORD;
 using LPDWORD = DWORD*;

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/base/types.h"
+#include "host/base/constants.h"
 
 namespace host {
 

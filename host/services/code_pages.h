@@ -13,7 +13,7 @@
 //   ERROR_ARITHMETIC_OVERFLOW     the result is above 2147483647 units
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/constants.h"
 
 // The code page behind CP_ACP: CP_UTF8.
 RASTEL_HOST_API UINT GetACP() noexcept;

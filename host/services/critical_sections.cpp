@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "host/base/constants.h"
 #include "host/base/last_error.h"
 
 namespace {

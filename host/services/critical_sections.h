@@ -2,7 +2,7 @@
 // memory; it must not be moved or copied between initialisation and deletion.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/scalars.h"
 
 // Opaque; as large as on the real platform.
 struct CRITICAL_SECTION {

@@ -1,7 +1,7 @@
 // Debug texts. They go to one sink of the process; without one they are dropped.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/scalars.h"
 
 // Hands a terminated text to the sink. Null is nothing, "" is passed on. Changes no state of the
 // caller. Several threads may be in the sink at the same time.

@@ -1,7 +1,7 @@
 // The modules (shared libraries) of this process. A module's handle is the address it is loaded at.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/scalars.h"
 
 // The module that contains an address, its own or any other's; null when there is none. A module
 // asks with the address of one of its functions or variables.

@@ -6,6 +6,7 @@
 #include <shared_mutex>
 #include <span>
 
+#include "host/base/constants.h"
 #include "host/base/unicode.h"
 
 namespace {

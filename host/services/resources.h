@@ -3,7 +3,7 @@
 // and takes them back before it is unloaded. All calls may be made from any thread.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/results.h"
 
 // One resource. The type is a text (compared without regard to case) or, when that is null, a
 // number.

@@ -2,7 +2,7 @@
 // Any thread may free what another one allocated.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/scalars.h"
 
 // A block of the given size in bytes, uninitialised; 0 bytes give a block as well. Null when the
 // memory cannot be had.

@@ -3,7 +3,7 @@
 // that does not hold together.
 //
 // This header includes nothing, so that a library's tables can be compiled and compared where the
-// host is not: host/base/types.h, or the system's own headers, stand before it.
+// host is not: host/host.h, or the system's own headers, stand before it.
 #pragma once
 
 // What a parameter, or what it points to, is.

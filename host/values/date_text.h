@@ -1,6 +1,7 @@
 // Dates to text, in the form of English (United States).
 #pragma once
 
+#include "host/base/results.h"
 #include "host/values/ascii_text.h"
 
 namespace host {

@@ -7,7 +7,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "host/base/types.h"
+#include "host/base/variant.h"
 
 namespace host {
 

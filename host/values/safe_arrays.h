@@ -6,7 +6,7 @@
 // everything else is not.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/variant.h"
 
 // A new array with zeroed elements, owned by the caller. Null for other types, no dimensions or
 // more than 65535, null bounds, and for sizes that are not to be had.

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "host/base/constants.h"
+
 namespace host {
 namespace {
 

@@ -4,7 +4,7 @@
 // lock.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/scalars.h"
 
 // Copies a text up to its terminator. Null for a null text and when memory cannot be had.
 RASTEL_HOST_API BSTR STDAPICALLTYPE SysAllocString(const OLECHAR* text) noexcept;

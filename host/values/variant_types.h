@@ -2,7 +2,7 @@
 // them own something.
 #pragma once
 
-#include "host/base/types.h"
+#include "host/base/variant.h"
 
 namespace host {
 
