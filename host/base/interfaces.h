@@ -156,30 +156,6 @@ struct IDispatch : IUnknown {
 };
 DECLARE_HOST_IID(IDispatch, 0x00020400, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46);
 
-// Describes a structure type and manages its records (VT_RECORD); implemented by clients only.
-struct IRecordInfo : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE RecordInit(void* record) = 0;
-  virtual HRESULT STDMETHODCALLTYPE RecordClear(void* record) = 0;
-  virtual HRESULT STDMETHODCALLTYPE RecordCopy(void* source, void* target) = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetGuid(GUID* guid) = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetName(BSTR* name) = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetSize(ULONG* bytes) = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetTypeInfo(ITypeInfo** out) = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetField(void* record, LPCOLESTR field, VARIANT* value) = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetFieldNoCopy(void* record, LPCOLESTR field, VARIANT* value,
-                                                   void** data) = 0;
-  virtual HRESULT STDMETHODCALLTYPE PutField(ULONG flags, void* record, LPCOLESTR field,
-                                             VARIANT* value) = 0;
-  virtual HRESULT STDMETHODCALLTYPE PutFieldNoCopy(ULONG flags, void* record, LPCOLESTR field,
-                                                   VARIANT* value) = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetFieldNames(ULONG* count, BSTR* names) = 0;
-  virtual BOOL STDMETHODCALLTYPE IsMatchingType(IRecordInfo* other) = 0;
-  virtual void* STDMETHODCALLTYPE RecordCreate() = 0;
-  virtual HRESULT STDMETHODCALLTYPE RecordCreateCopy(void* source, void** target) = 0;
-  virtual HRESULT STDMETHODCALLTYPE RecordDestroy(void* record) = 0;
-};
-DECLARE_HOST_IID(IRecordInfo, 0x0000002F, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46);
-
 struct IErrorInfo : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) = 0;

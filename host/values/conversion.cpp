@@ -15,8 +15,6 @@ namespace host {
 namespace {
 
 constexpr LCID kEnglishUnitedStates = 0x0409;
-constexpr DISPID kValueMember = 0;
-constexpr WORD kPropertyGet = 2;
 constexpr int kDoubleDigits = 15;
 constexpr int kFloatDigits = 7;
 
@@ -328,7 +326,7 @@ HRESULT ConvertDefaultValue(IDispatch* object, LCID locale, USHORT flags, VARTYP
   VARIANT value{};
   VARIANT view;
   object->AddRef();
-  HRESULT hr = object->Invoke(kValueMember, IID_NULL, locale, kPropertyGet, &none, &value,
+  HRESULT hr = object->Invoke(DISPID_VALUE, IID_NULL, locale, DISPATCH_PROPERTYGET, &none, &value,
                               &exception, &badArgument);
   object->Release();
   SysFreeString(exception.bstrSource);
@@ -376,7 +374,7 @@ HRESULT STDAPICALLTYPE VariantChangeTypeEx(VARIANTARG* target, VARIANTARG* sourc
                                            USHORT flags, VARTYPE type) noexcept {
   if (!target || !source) return E_INVALIDARG;
   if (!host::IsValidType(source->vt) || !host::IsValidType(type)) return DISP_E_BADVARTYPE;
-  if (host::IsByRef(source->vt) && source->vt != (VT_BYREF | VT_RECORD) && !source->byref) {
+  if (host::IsByRef(source->vt) && !source->byref) {
     return DISP_E_TYPEMISMATCH;
   }
   VARIANT view;

@@ -13,21 +13,9 @@
 namespace host {
 namespace {
 
-enum Feature : USHORT {
-  kAuto = 0x0001,
-  kStatic = 0x0002,
-  kEmbedded = 0x0004,
-  kFixedSize = 0x0010,
-  kHasInterfaceId = 0x0040,
-  kHasType = 0x0080,
-  kStrings = 0x0100,
-  kUnknowns = 0x0200,
-  kDispatches = 0x0400,
-  kVariants = 0x0800,
-};
 // A descriptor of a client's own, on its stack or in its data: neither it nor its data is ours.
-constexpr USHORT kForeign = kAuto | kStatic | kEmbedded;
-constexpr USHORT kOwners = kStrings | kUnknowns | kDispatches | kVariants;
+constexpr USHORT kForeign = FADF_AUTO | FADF_STATIC | FADF_EMBEDDED;
+constexpr USHORT kOwners = FADF_BSTR | FADF_UNKNOWN | FADF_DISPATCH | FADF_VARIANT;
 constexpr std::uint64_t kElementTypes =
     TypeRange(VT_I2, VT_DECIMAL) | TypeRange(VT_I1, VT_UINT) | TypeRange(VT_INT_PTR, VT_UINT_PTR);
 constexpr std::size_t kMaxDataBytes = 0xFFFFFFFFu;
@@ -56,15 +44,15 @@ bool IsForeign(const SAFEARRAY& array) noexcept { return (array.fFeatures & kFor
 USHORT FeaturesOf(VARTYPE type) noexcept {
   switch (type) {
     case VT_BSTR:
-      return kHasType | kStrings;
+      return FADF_HAVEVARTYPE | FADF_BSTR;
     case VT_DISPATCH:
-      return kHasInterfaceId | kDispatches;
+      return FADF_HAVEIID | FADF_DISPATCH;
     case VT_UNKNOWN:
-      return kHasInterfaceId | kUnknowns;
+      return FADF_HAVEIID | FADF_UNKNOWN;
     case VT_VARIANT:
-      return kHasType | kVariants;
+      return FADF_HAVEVARTYPE | FADF_VARIANT;
     default:
-      return kHasType;
+      return FADF_HAVEVARTYPE;
   }
 }
 
@@ -129,7 +117,7 @@ void PushDoomed(SAFEARRAY** doomed, SAFEARRAY* array) noexcept {
 // Gives up what `count` elements own and zeroes them first, one by one. Nested arrays are put on
 // the list instead of being walked here; one that is locked is left to whoever locked it.
 void ReleaseElements(USHORT features, void* data, std::size_t count, SAFEARRAY** doomed) noexcept {
-  if (features & kVariants) {
+  if (features & FADF_VARIANT) {
     auto* element = static_cast<VARIANT*>(data);
     for (; count != 0; --count, ++element) {
       if (IsPlain(element->vt) || FAILED(CheckClearable(*element))) continue;
@@ -142,10 +130,10 @@ void ReleaseElements(USHORT features, void* data, std::size_t count, SAFEARRAY**
         ReleaseValue(old);
       }
     }
-  } else if (features & kStrings) {
+  } else if (features & FADF_BSTR) {
     auto* element = static_cast<BSTR*>(data);
     for (; count != 0; --count, ++element) SysFreeString(std::exchange(*element, nullptr));
-  } else if (features & (kUnknowns | kDispatches)) {
+  } else if (features & (FADF_UNKNOWN | FADF_DISPATCH)) {
     auto* element = static_cast<IUnknown**>(data);
     for (; count != 0; --count, ++element) {
       if (IUnknown* object = std::exchange(*element, nullptr)) object->Release();
@@ -177,17 +165,13 @@ HRESULT ElementAddress(const SAFEARRAY& array, const LONG* indices, void** eleme
   return S_OK;
 }
 
-BSTR DuplicateText(BSTR text) noexcept {
-  return SysAllocStringByteLen(reinterpret_cast<LPCSTR>(text), SysStringByteLen(text));
-}
-
 // An unlocked array of the same shape and type with zero elements.
 SAFEARRAY* AllocateLike(SAFEARRAY* source) noexcept {
-  const auto features = static_cast<USHORT>(source->fFeatures & ~(kForeign | kFixedSize));
+  const auto features = static_cast<USHORT>(source->fFeatures & ~(kForeign | FADF_FIXEDSIZE));
   SAFEARRAY* copy = Allocate(features, source->cbElements, source->cDims, source->rgsabound);
   if (!copy) return nullptr;
-  if (features & kHasInterfaceId) HiddenOf(copy)->interfaceId = HiddenOf(source)->interfaceId;
-  if (features & kHasType) HiddenOf(copy)->type = HiddenOf(source)->type;
+  if (features & FADF_HAVEIID) HiddenOf(copy)->interfaceId = HiddenOf(source)->interfaceId;
+  if (features & FADF_HAVEVARTYPE) HiddenOf(copy)->type = HiddenOf(source)->type;
   return copy;
 }
 
@@ -251,14 +235,14 @@ HRESULT FillVariants(const SAFEARRAY& source, SAFEARRAY* copy, PendingCopies* pe
 
 HRESULT Fill(const SAFEARRAY& source, SAFEARRAY* copy, PendingCopies* pending) noexcept {
   const std::size_t count = ElementCount(source);
-  if (source.fFeatures & kVariants) return FillVariants(source, copy, pending);
-  if (source.fFeatures & kStrings) {
+  if (source.fFeatures & FADF_VARIANT) return FillVariants(source, copy, pending);
+  if (source.fFeatures & FADF_BSTR) {
     const auto* from = static_cast<const BSTR*>(source.pvData);
     auto* to = static_cast<BSTR*>(copy->pvData);
     for (std::size_t i = 0; i < count; ++i) {
       if (from[i] && !(to[i] = DuplicateText(from[i]))) return E_OUTOFMEMORY;
     }
-  } else if (source.fFeatures & (kUnknowns | kDispatches)) {
+  } else if (source.fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
     auto* from = static_cast<IUnknown* const*>(source.pvData);
     auto* to = static_cast<IUnknown**>(copy->pvData);
     for (std::size_t i = 0; i < count; ++i) {
@@ -274,7 +258,7 @@ HRESULT Fill(const SAFEARRAY& source, SAFEARRAY* copy, PendingCopies* pending) n
 // Puts a copy of *value into the element of an array that the caller has locked; what the element
 // held is handed out to be released when the lock is gone.
 HRESULT Store(const SAFEARRAY& array, void* element, void* value, VARIANT* displaced) noexcept {
-  if (array.fFeatures & kVariants) {
+  if (array.fFeatures & FADF_VARIANT) {
     auto* source = static_cast<const VARIANT*>(value);
     auto* target = static_cast<VARIANT*>(element);
     if (source == target) return S_OK;
@@ -285,13 +269,13 @@ HRESULT Store(const SAFEARRAY& array, void* element, void* value, VARIANT* displ
     hr = DuplicateValue(*source, &copy);
     if (FAILED(hr)) return hr;
     *displaced = std::exchange(*target, copy);
-  } else if (array.fFeatures & kStrings) {
+  } else if (array.fFeatures & FADF_BSTR) {
     auto* text = static_cast<BSTR>(value);
     BSTR copy = text ? DuplicateText(text) : SysAllocStringLen(nullptr, 0);
     if (!copy) return E_OUTOFMEMORY;
     displaced->bstrVal = std::exchange(*static_cast<BSTR*>(element), copy);
     displaced->vt = VT_BSTR;
-  } else if (array.fFeatures & (kUnknowns | kDispatches)) {
+  } else if (array.fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
     auto* object = static_cast<IUnknown*>(value);
     if (object) object->AddRef();
     displaced->punkVal = std::exchange(*static_cast<IUnknown**>(element), object);
@@ -303,20 +287,20 @@ HRESULT Store(const SAFEARRAY& array, void* element, void* value, VARIANT* displ
 }
 
 HRESULT Fetch(const SAFEARRAY& array, const void* element, void* value) noexcept {
-  if (array.fFeatures & kVariants) {
+  if (array.fFeatures & FADF_VARIANT) {
     const VARIANT& source = *static_cast<const VARIANT*>(element);
     VARIANT copy{};
     const HRESULT hr = IsValidType(source.vt) ? DuplicateValue(source, &copy) : DISP_E_BADVARTYPE;
     *static_cast<VARIANT*>(value) = copy;
     return hr;
   }
-  if (array.fFeatures & kStrings) {
+  if (array.fFeatures & FADF_BSTR) {
     BSTR text = *static_cast<const BSTR*>(element);
     BSTR copy = text ? DuplicateText(text) : nullptr;
     *static_cast<BSTR*>(value) = copy;
     return text && !copy ? E_OUTOFMEMORY : S_OK;
   }
-  if (array.fFeatures & (kUnknowns | kDispatches)) {
+  if (array.fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
     IUnknown* object = *static_cast<IUnknown* const*>(element);
     *static_cast<IUnknown**>(value) = object;
     if (object) object->AddRef();
@@ -344,7 +328,7 @@ SAFEARRAY* STDAPICALLTYPE SafeArrayCreate(VARTYPE type, UINT dimensions,
   if (!array) return nullptr;
   // The bounds are given first dimension first and stored the other way round.
   std::reverse(array->rgsabound, array->rgsabound + count);
-  if (features & host::kHasInterfaceId) {
+  if (features & FADF_HAVEIID) {
     host::HiddenOf(array)->interfaceId = type == VT_DISPATCH ? IID_IDispatch : IID_IUnknown;
   } else {
     host::HiddenOf(array)->type = type;
@@ -373,7 +357,7 @@ HRESULT STDAPICALLTYPE SafeArrayDestroy(SAFEARRAY* array) noexcept {
 
 HRESULT STDAPICALLTYPE SafeArrayRedim(SAFEARRAY* array, SAFEARRAYBOUND* bound) noexcept {
   if (!array || !bound || array->cDims == 0) return E_INVALIDARG;
-  if (array->fFeatures & (host::kForeign | host::kFixedSize)) return E_INVALIDARG;
+  if (array->fFeatures & (host::kForeign | FADF_FIXEDSIZE)) return E_INVALIDARG;
   if (host::IsLocked(*array)) return DISP_E_ARRAYISLOCKED;
   const std::size_t oldBytes = host::DataBytes(*array);
   const SAFEARRAYBOUND oldBound = array->rgsabound[0];
@@ -430,11 +414,11 @@ HRESULT STDAPICALLTYPE SafeArrayGetUBound(SAFEARRAY* array, UINT dimension,
 
 HRESULT STDAPICALLTYPE SafeArrayGetVartype(SAFEARRAY* array, VARTYPE* type) noexcept {
   if (!array || !type) return E_INVALIDARG;
-  if (array->fFeatures & host::kHasInterfaceId) {
-    *type = array->fFeatures & host::kDispatches ? VT_DISPATCH : VT_UNKNOWN;
+  if (array->fFeatures & FADF_HAVEIID) {
+    *type = array->fFeatures & FADF_DISPATCH ? VT_DISPATCH : VT_UNKNOWN;
     return S_OK;
   }
-  if (!(array->fFeatures & host::kHasType)) return E_INVALIDARG;
+  if (!(array->fFeatures & FADF_HAVEVARTYPE)) return E_INVALIDARG;
   *type = static_cast<VARTYPE>(host::HiddenOf(array)->type);
   return S_OK;
 }
@@ -489,7 +473,7 @@ HRESULT STDAPICALLTYPE SafeArrayGetElement(SAFEARRAY* array, LONG* indices, void
 
 HRESULT STDAPICALLTYPE SafeArrayPutElement(SAFEARRAY* array, LONG* indices, void* value) noexcept {
   if (!array || !indices) return E_INVALIDARG;
-  const bool valueIsElement = (array->fFeatures & host::kOwners & ~host::kVariants) != 0;
+  const bool valueIsElement = (array->fFeatures & host::kOwners & ~FADF_VARIANT) != 0;
   if (!value && !valueIsElement) return E_INVALIDARG;
   HRESULT hr = SafeArrayLock(array);
   if (FAILED(hr)) return hr;

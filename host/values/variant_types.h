@@ -29,10 +29,12 @@ constexpr bool IsValidType(VARTYPE type) noexcept {
   return (type & (VT_VECTOR | VT_RESERVED)) == 0 && IsOneOf(BaseType(type), kValueTypes);
 }
 
-// A type whose value is nothing but its bits: no string, interface, array or record.
+// A type whose value is nothing but its bits: no string, interface or array. This host has no
+// records: what VT_RECORD points to stays its maker's.
 constexpr bool IsPlain(VARTYPE type) noexcept {
   return IsOneOf(type, TypeRange(VT_EMPTY, VT_DATE) | TypeRange(VT_ERROR, VT_VARIANT) |
-                           TypeRange(VT_DECIMAL, VT_DECIMAL) | TypeRange(VT_I1, VT_UINT));
+                           TypeRange(VT_DECIMAL, VT_DECIMAL) | TypeRange(VT_I1, VT_UINT) |
+                           TypeRange(VT_RECORD, VT_RECORD));
 }
 
 // Bytes of a value of a base type, as array element or behind a reference; 0 where it has none.

@@ -7,30 +7,13 @@
 namespace host {
 namespace {
 
-HRESULT DuplicateRecord(const VARIANT& value, VARIANT* copy) noexcept {
-  if (value.pRecInfo && value.pvRecord) {
-    void* record = nullptr;
-    const HRESULT hr = value.pRecInfo->RecordCreateCopy(value.pvRecord, &record);
-    if (FAILED(hr)) return hr;
-    copy->pvRecord = record;
-  }
-  copy->pRecInfo = value.pRecInfo;
-  if (copy->pRecInfo) copy->pRecInfo->AddRef();
-  copy->vt = VT_RECORD;
-  return S_OK;
-}
-
 // Reads the value behind a reference of a type other than VT_VARIANT.
 HRESULT Fetch(const VARIANT& reference, VARIANT* view) noexcept {
   const VARTYPE type = reference.vt & ~VT_BYREF;
-  if (type == VT_RECORD) {
-    *view = reference;
-  } else {
-    if (!reference.byref) return E_INVALIDARG;
-    *view = VARIANT{};
-    void* place = type == VT_DECIMAL ? static_cast<void*>(&view->decVal) : &view->llVal;
-    std::memcpy(place, reference.byref, IsArray(type) ? sizeof(SAFEARRAY*) : ValueBytes(type));
-  }
+  if (!reference.byref) return E_INVALIDARG;
+  *view = VARIANT{};
+  void* place = type == VT_DECIMAL ? static_cast<void*>(&view->decVal) : &view->llVal;
+  std::memcpy(place, reference.byref, IsArray(type) ? sizeof(SAFEARRAY*) : ValueBytes(type));
   view->vt = type;
   return S_OK;
 }
@@ -62,26 +45,18 @@ HRESULT DuplicateValue(const VARIANT& value, VARIANT* copy) noexcept {
     copy->vt = value.vt;
     return S_OK;
   }
-  switch (value.vt) {
-    case VT_BSTR: {
-      BSTR text = value.bstrVal ? SysAllocStringByteLen(reinterpret_cast<LPCSTR>(value.bstrVal),
-                                                        SysStringByteLen(value.bstrVal))
-                                : SysAllocStringLen(nullptr, 0);
-      if (!text) return E_OUTOFMEMORY;
-      copy->bstrVal = text;
-      copy->vt = VT_BSTR;
-      return S_OK;
-    }
-    case VT_RECORD:
-      return DuplicateRecord(value, copy);
-    default:
-      // Taken over before the object hears of it, since AddRef may call back and change the source.
-      *copy = value;
-      if ((copy->vt == VT_DISPATCH || copy->vt == VT_UNKNOWN) && copy->punkVal) {
-        copy->punkVal->AddRef();
-      }
-      return S_OK;
+  if (value.vt == VT_BSTR) {
+    copy->bstrVal = value.bstrVal ? DuplicateText(value.bstrVal) : SysAllocStringLen(nullptr, 0);
+    if (!copy->bstrVal) return E_OUTOFMEMORY;
+    copy->vt = VT_BSTR;
+    return S_OK;
   }
+  // Taken over before the object hears of it, since AddRef may call back and change the source.
+  *copy = value;
+  if ((copy->vt == VT_DISPATCH || copy->vt == VT_UNKNOWN) && copy->punkVal) {
+    copy->punkVal->AddRef();
+  }
+  return S_OK;
 }
 
 HRESULT CheckClearable(const VARIANT& variant) noexcept {
@@ -98,21 +73,9 @@ void ReleaseValue(const VARIANT& value) noexcept {
     SafeArrayDestroy(value.parray);
     return;
   }
-  switch (value.vt) {
-    case VT_BSTR:
-      SysFreeString(value.bstrVal);
-      break;
-    case VT_DISPATCH:
-    case VT_UNKNOWN:
-      if (value.punkVal) value.punkVal->Release();
-      break;
-    case VT_RECORD:
-      if (!value.pRecInfo) break;
-      if (value.pvRecord) value.pRecInfo->RecordDestroy(value.pvRecord);
-      value.pRecInfo->Release();
-      break;
-    default:
-      break;
+  if (value.vt == VT_BSTR) SysFreeString(value.bstrVal);
+  if ((value.vt == VT_DISPATCH || value.vt == VT_UNKNOWN) && value.punkVal) {
+    value.punkVal->Release();
   }
 }
 

@@ -48,7 +48,7 @@ namespace host {
 HRESULT Dereference(const VARIANT& source, VARIANT* view) noexcept;
 
 // Duplicates a value of valid type into an uninitialised VARIANT. E_OUTOFMEMORY, or the code of
-// copying an array or record; *copy is VT_EMPTY then.
+// copying an array; *copy is VT_EMPTY then.
 HRESULT DuplicateValue(const VARIANT& value, VARIANT* copy) noexcept;
 
 // Whether VariantClear would succeed: S_OK or its failure.
