@@ -6,8 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/base/counted_object.h"
 #include "host/base/guarded.h"
-#include "host/base/references.h"
+#include "host/base/never_destroyed.h"
 #include "host/classes/identifiers.h"
 #include "host/classes/loaded_modules.h"
 #include "host/classes/own_classes.h"
@@ -17,24 +18,11 @@
 namespace host {
 
 // The factory of a class of the host.
-class HostClassFactory final : public IClassFactory {
+class HostClassFactory final
+    : public CountedObject<HostClassFactory, Serves<IClassFactory, IID_IClassFactory>> {
  public:
   explicit HostClassFactory(REFCLSID classId) noexcept : classId_(classId) {}
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IClassFactory) return E_NOINTERFACE;
-    AddRef();
-    *out = static_cast<IClassFactory*>(this);
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return references_.Add(); }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = references_.Drop();
-    if (left == 0) delete this;
-    return left;
-  }
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
@@ -45,7 +33,6 @@ class HostClassFactory final : public IClassFactory {
 
  private:
   const CLSID classId_;
-  ReferenceCount references_;
 };
 
 namespace {
@@ -80,15 +67,9 @@ struct Registration {
 };
 using RegistrationPointer = std::shared_ptr<Registration>;
 
+// Never destroyed, as the factories' modules may be gone by then.
 class Registrations {
  public:
-  // Never destroyed, as the factories' modules may be gone by then.
-  static Registrations& Get() noexcept {
-    alignas(Registrations) static BYTE memory[sizeof(Registrations)];
-    static Registrations* const registrations = new (memory) Registrations;
-    return *registrations;
-  }
-
   RegistrationPointer Find(REFCLSID classId) noexcept {
     std::lock_guard lock(mutex_);
     const auto found = classes_.find(classId);
@@ -143,7 +124,7 @@ struct FoundClass {
 };
 
 HRESULT FindFactory(REFCLSID classId, FoundClass& found, REFIID iid, void** factory) {
-  found.registration = Registrations::Get().Find(classId);
+  found.registration = TheOnly<Registrations>().Find(classId);
   if (found.registration != nullptr) {
     return found.registration->factory->QueryInterface(iid, factory);
   }
@@ -152,7 +133,7 @@ HRESULT FindFactory(REFCLSID classId, FoundClass& found, REFIID iid, void** fact
     hostFactory.Adopt(new HostClassFactory(classId));
     return hostFactory->QueryInterface(iid, factory);
   }
-  const HRESULT hr = ClassModules::Get().BeginCall(classId, found.module);
+  const HRESULT hr = TheOnly<ClassModules>().BeginCall(classId, found.module);
   return FAILED(hr) ? hr : found.module.module().getClassObject(classId, iid, factory);
 }
 
@@ -222,19 +203,20 @@ HRESULT CoRegisterClassObject(REFCLSID classId, LPUNKNOWN factory, DWORD context
     context |= CLSCTX_INPROC_SERVER;
   }
   return ClassCall([&]() -> HRESULT {
-    *cookie = Registrations::Get().Add(classId, std::make_shared<Registration>(factory, context));
+    *cookie =
+        TheOnly<Registrations>().Add(classId, std::make_shared<Registration>(factory, context));
     return S_OK;
   });
 }
 
 HRESULT CoRevokeClassObject(DWORD cookie) noexcept {
-  const RegistrationPointer removed = Registrations::Get().Remove(cookie);
+  const RegistrationPointer removed = TheOnly<Registrations>().Remove(cookie);
   return removed != nullptr ? S_OK : E_INVALIDARG;
 }
 
 void CoFreeUnusedLibraries() noexcept {
   ClassCall([]() -> HRESULT {
-    ClassModules::Get().FreeUnused();
+    TheOnly<ClassModules>().FreeUnused();
     return S_OK;
   });
 }

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "host/base/digits.h"
 #include "host/classes/creation.h"
 #include "host/services/task_memory.h"
 
@@ -13,14 +14,6 @@ constexpr int kTextUnits = 38;
 // Which byte of the identifier, in memory order, each pair of digits stands for; -1 is a hyphen.
 constexpr int kByteOfPair[] = {3,  2, 1, 0,  -1, 5,  4,  -1, 7,  6,
                                -1, 8, 9, -1, 10, 11, 12, 13, 14, 15};
-
-// -1: not a hexadecimal digit.
-int DigitValue(OLECHAR unit) noexcept {
-  if (unit >= '0' && unit <= '9') return unit - '0';
-  if (unit >= 'A' && unit <= 'F') return unit - 'A' + 10;
-  if (unit >= 'a' && unit <= 'f') return unit - 'a' + 10;
-  return -1;
-}
 
 void WriteText(REFGUID guid, OLECHAR* text) noexcept {
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -48,10 +41,10 @@ bool ReadText(const OLECHAR* text, GUID& guid) noexcept {
       if (*text++ != '-') return false;
       continue;
     }
-    const int high = DigitValue(*text++);
-    if (high < 0) return false;
-    const int low = DigitValue(*text++);
-    if (low < 0) return false;
+    const unsigned high = DigitValue(*text++, 16);
+    if (high == 16) return false;
+    const unsigned low = DigitValue(*text++, 16);
+    if (low == 16) return false;
     bytes[index] = static_cast<BYTE>(high * 16 + low);
   }
   if (*text++ != '}' || *text != 0) return false;

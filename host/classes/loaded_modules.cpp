@@ -2,9 +2,9 @@
 
 #include <dlfcn.h>
 
-#include <new>
 #include <vector>
 
+#include "host/base/never_destroyed.h"
 #include "host/base/unicode.h"
 #include "host/classes/registered_classes.h"
 #include "host/registry/store.h"
@@ -25,17 +25,11 @@ std::string ModulePath(RegistryTextView text) {
 ClassModule::~ClassModule() { dlclose(library); }
 
 ModuleCall::~ModuleCall() {
-  if (module_ != nullptr) ClassModules::Get().EndCall(*module_);
-}
-
-ClassModules& ClassModules::Get() noexcept {
-  alignas(ClassModules) static BYTE memory[sizeof(ClassModules)];
-  static ClassModules* const modules = new (memory) ClassModules;
-  return *modules;
+  if (module_ != nullptr) TheOnly<ClassModules>().EndCall(*module_);
 }
 
 HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
-  const std::uint64_t generation = RegistryStore::Get().generation();
+  const std::uint64_t generation = TheOnly<RegistryStore>().generation();
   {
     std::lock_guard lock(mutex_);
     if (generation_ != generation) {
@@ -66,7 +60,7 @@ HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
   // Another thread may have loaded it or unloaded it meanwhile: the table's module is the one.
   std::shared_ptr<ClassModule>& module = modules_.emplace(path, loaded).first->second;
   // A path read while the registry changed is used once and not kept.
-  if (generation_ == generation && RegistryStore::Get().generation() == generation) {
+  if (generation_ == generation && TheOnly<RegistryStore>().generation() == generation) {
     known_.insert_or_assign(classId, module);
   }
   Start(module, call);

@@ -52,13 +52,11 @@ class ModuleCall final {
   std::shared_ptr<ClassModule> module_;
 };
 
+// The one of the process is never destroyed: modules that are still loaded when it ends stay so.
 // All members may be called from any thread; modules are loaded, called and unloaded without a
 // lock.
 class ClassModules final {
  public:
-  // Never destroyed: modules that are still loaded when the process ends stay so.
-  static ClassModules& Get() noexcept;
-
   // Begins a call into the module of a class: REGDB_E_CLASSNOTREG, REGDB_E_READREGDB,
   // CO_E_DLLNOTFOUND, CO_E_ERRORINDLL. Throws std::bad_alloc.
   HRESULT BeginCall(REFCLSID classId, ModuleCall& call);

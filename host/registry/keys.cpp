@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "host/base/guarded.h"
+#include "host/base/never_destroyed.h"
 #include "host/registry/store.h"
 
 namespace host {
@@ -21,12 +22,6 @@ struct OpenKey {
 // Handles are numbers that are never used again, so one that was closed cannot mean another key.
 class HandleTable {
  public:
-  static HandleTable& Get() noexcept {
-    alignas(HandleTable) static BYTE memory[sizeof(HandleTable)];
-    static HandleTable* const table = new (memory) HandleTable;
-    return *table;
-  }
-
   HKEY Add(OpenKey key) {
     std::lock_guard lock(mutex_);
     const ULONG_PTR handle = 4 * ++count_;
@@ -117,11 +112,11 @@ template <class Read>
 LSTATUS ReadKey(HKEY handle, REGSAM right, Read&& read) noexcept {
   return RegistryCall([&]() -> LSTATUS {
     OpenKey key;
-    LSTATUS status = HandleTable::Get().Find(handle, key);
+    LSTATUS status = TheOnly<HandleTable>().Find(handle, key);
     if (status != ERROR_SUCCESS) return status;
     if ((key.rights & right) != right) return ERROR_ACCESS_DENIED;
     RegistryKeyPointer root;
-    status = RegistryStore::Get().Snapshot(root);
+    status = TheOnly<RegistryStore>().Snapshot(root);
     if (status != ERROR_SUCCESS) return status;
     const RegistryKey* found = KeyOf(*root, key);
     return found != nullptr ? read(*found, key) : ERROR_KEY_DELETED;
@@ -133,10 +128,10 @@ template <class Change>
 LSTATUS ChangeKey(HKEY handle, REGSAM right, Change&& change) noexcept {
   return RegistryCall([&]() -> LSTATUS {
     OpenKey key;
-    LSTATUS status = HandleTable::Get().Find(handle, key);
+    LSTATUS status = TheOnly<HandleTable>().Find(handle, key);
     if (status != ERROR_SUCCESS) return status;
     if ((key.rights & right) != right) return ERROR_ACCESS_DENIED;
-    return RegistryStore::Get().Modify([&](RegistryKeyPointer& root) -> LSTATUS {
+    return TheOnly<RegistryStore>().Modify([&](RegistryKeyPointer& root) -> LSTATUS {
       const RegistryKey* found = KeyOf(*root, key);
       return found != nullptr ? change(root, *found, key) : ERROR_KEY_DELETED;
     });
@@ -202,7 +197,7 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR, DWORD, R
       if (root != before) result = REG_CREATED_NEW_KEY;
       made.serial = FindRegistryKey(*root, made.path)->serial;
       // Before the key is there for all: without a handle it is not made.
-      *out = HandleTable::Get().Add(std::move(made));
+      *out = TheOnly<HandleTable>().Add(std::move(made));
       return ERROR_SUCCESS;
     };
     status = ChangeKey(key, 0, make);
@@ -226,13 +221,13 @@ LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD, REGSAM rights, PHKEY out) n
         FindRegistryKey(parent, RegistryPath(opened.path).subspan(handle.path.size()));
     if (found == nullptr) return ERROR_FILE_NOT_FOUND;
     opened.serial = found->serial;
-    *out = HandleTable::Get().Add(std::move(opened));
+    *out = TheOnly<HandleTable>().Add(std::move(opened));
     return ERROR_SUCCESS;
   });
 }
 
 LSTATUS RegCloseKey(HKEY key) noexcept {
-  return RegistryCall([&] { return HandleTable::Get().Remove(key); });
+  return RegistryCall([&] { return TheOnly<HandleTable>().Remove(key); });
 }
 
 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
@@ -364,13 +359,13 @@ LSTATUS RegFlushKey(HKEY key) noexcept {
 HRESULT HostUseRegistryFile(const char* path) noexcept {
   return Guarded<HRESULT>(E_OUTOFMEMORY, E_INVALIDARG, [&]() -> HRESULT {
     const bool used =
-        RegistryStore::Get().UseFile(path != nullptr ? FullRegistryPath(path) : std::string());
+        TheOnly<RegistryStore>().UseFile(path != nullptr ? FullRegistryPath(path) : std::string());
     return used ? S_OK : E_UNEXPECTED;
   });
 }
 
 LSTATUS HostBeginRegistryBatch() noexcept {
-  const LSTATUS status = RegistryCall([] { return RegistryStore::Get().Begin(); });
+  const LSTATUS status = RegistryCall([] { return TheOnly<RegistryStore>().Begin(); });
   if (status == ERROR_SUCCESS) ++openBatches;
   return status;
 }
@@ -378,7 +373,7 @@ LSTATUS HostBeginRegistryBatch() noexcept {
 LSTATUS HostEndRegistryBatch(BOOL commit) noexcept {
   if (openBatches == 0) return ERROR_INVALID_PARAMETER;
   --openBatches;
-  if (commit) return RegistryStore::Get().Commit();
-  RegistryStore::Get().Abandon();
+  if (commit) return TheOnly<RegistryStore>().Commit();
+  TheOnly<RegistryStore>().Abandon();
   return ERROR_SUCCESS;
 }

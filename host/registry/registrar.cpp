@@ -3,15 +3,15 @@
 #include <dlfcn.h>
 #include <link.h>
 
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <mutex>
 #include <new>
 
+#include "host/base/counted_object.h"
+#include "host/base/digits.h"
 #include "host/base/guarded.h"
-#include "host/base/references.h"
 #include "host/base/unicode.h"
 #include "host/registry/keys.h"
 #include "host/registry/script.h"
@@ -150,33 +150,15 @@ HRESULT ReadResourceScript(LPCOLESTR file, UINT number, LPCOLESTR type, Registry
 }
 
 // "#101"; any other text names no resource of this host, and neither does 0.
-UINT ResourceNumber(LPCOLESTR text) {
-  const std::string narrow = ToUtf8(text);
+UINT ResourceNumber(RegistryTextView text) noexcept {
   UINT number = 0;
-  if (!narrow.starts_with('#')) return 0;
-  const char* const end = narrow.data() + narrow.size();
-  return std::from_chars(narrow.data() + 1, end, number).ptr == end ? number : 0;
+  return text.starts_with('#') && ReadNumber(text.substr(1), 10, number) ? number : 0;
 }
 
 }  // namespace
 
-class Registrar final : public IRegistrar {
+class Registrar final : public CountedObject<Registrar, Serves<IRegistrar, IID_IRegistrar>> {
  public:
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) noexcept override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IRegistrar)) return E_NOINTERFACE;
-    AddRef();
-    *out = static_cast<IRegistrar*>(this);
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() noexcept override { return references_.Add(); }
-  STDMETHODIMP_(ULONG) Release() noexcept override {
-    const ULONG left = references_.Drop();
-    if (left == 0) delete this;
-    return left;
-  }
-
   STDMETHODIMP AddReplacement(LPCOLESTR name, LPCOLESTR text) noexcept override {
     if (name == nullptr || text == nullptr) return E_INVALIDARG;
     return Guarded<HRESULT>(E_OUTOFMEMORY, E_FAIL, [&] {
@@ -262,9 +244,6 @@ class Registrar final : public IRegistrar {
     });
   }
 
-  ~Registrar() = default;
-
-  ReferenceCount references_;
   std::mutex mutex_;
   ScriptReplacements replacements_;
 };

@@ -1,9 +1,8 @@
 #include "host/registry/script.h"
 
-#include <charconv>
 #include <cstring>
-#include <string>
 
+#include "host/base/digits.h"
 #include "host/registry/keys.h"
 
 namespace host {
@@ -24,16 +23,6 @@ constexpr struct {
 
 bool IsBlank(OLECHAR unit) noexcept { return unit == ' ' || (unit >= '\t' && unit <= '\r'); }
 
-// The number that a text holds as a whole.
-template <class Number>
-bool ReadNumber(RegistryTextView text, int base, Number& number) {
-  std::string digits;
-  for (const OLECHAR unit : text) digits += unit < 0x80 ? static_cast<char>(unit) : '?';
-  const char* const end = digits.data() + digits.size();
-  const auto [behind, error] = std::from_chars(digits.data(), end, number, base);
-  return error == std::errc{} && behind == end;
-}
-
 std::vector<BYTE> TextData(RegistryText text) {
   text += OLECHAR{};
   std::vector<BYTE> data(text.size() * sizeof(OLECHAR));
@@ -44,7 +33,7 @@ std::vector<BYTE> TextData(RegistryText text) {
 bool ReadDoubleWord(RegistryTextView text, std::vector<BYTE>& data) {
   const bool isHexadecimal = text.size() > 1 && text[0] == '&' && (text[1] | 0x20) == 'h';
   DWORD number = 0;
-  if (!ReadNumber(isHexadecimal ? text.substr(2) : text, isHexadecimal ? 16 : 10, number)) {
+  if (!ReadNumber(text.substr(isHexadecimal ? 2 : 0), isHexadecimal ? 16u : 10u, number)) {
     return false;
   }
   data.resize(sizeof(number));

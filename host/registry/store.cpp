@@ -1,14 +1,6 @@
 #include "host/registry/store.h"
 
-#include <new>
-
 namespace host {
-
-RegistryStore& RegistryStore::Get() noexcept {
-  alignas(RegistryStore) static BYTE memory[sizeof(RegistryStore)];
-  static RegistryStore* const store = new (memory) RegistryStore;
-  return *store;
-}
 
 LSTATUS RegistryStore::Snapshot(RegistryKeyPointer& root) {
   std::lock_guard lock(mutex_);

@@ -17,9 +17,6 @@ namespace host {
 // belongs to the calling thread.
 class RegistryStore final {
  public:
-  // Never destroyed.
-  static RegistryStore& Get() noexcept;
-
   // The tree as it stands now; reads the file when it is another one than last time.
   LSTATUS Snapshot(RegistryKeyPointer& root);
 

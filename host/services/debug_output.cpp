@@ -6,6 +6,8 @@
 #include <mutex>
 #include <new>
 
+#include "host/base/never_destroyed.h"
+
 namespace {
 
 struct Sink {
@@ -14,6 +16,7 @@ struct Sink {
   int running = 0;
 };
 
+// Never destroyed: texts may still come while the process ends.
 struct Output {
   std::mutex mutex;
   std::condition_variable callsEnded;
@@ -21,19 +24,12 @@ struct Output {
   std::atomic<bool> silent{true};
 };
 
-// Never destroyed: texts may still come while the process ends.
-Output& TheOutput() noexcept {
-  alignas(Output) static BYTE memory[sizeof(Output)];
-  static Output* const output = new (memory) Output;
-  return *output;
-}
-
 constinit thread_local int depthInSink = 0;
 
 }  // namespace
 
 void OutputDebugStringA(LPCSTR text) noexcept {
-  Output& output = TheOutput();
+  Output& output = host::TheOnly<Output>();
   if (text == nullptr || output.silent.load(std::memory_order_acquire)) return;
   std::unique_lock lock(output.mutex);
   const std::shared_ptr<Sink> sink = output.sink;
@@ -48,7 +44,7 @@ void OutputDebugStringA(LPCSTR text) noexcept {
 }
 
 void HostSetDebugSink(HostDebugSink function, void* context) noexcept {
-  Output& output = TheOutput();
+  Output& output = host::TheOnly<Output>();
   std::shared_ptr<Sink> sink;
   try {
     if (function != nullptr) sink = std::make_shared<Sink>(Sink{function, context});

@@ -5,33 +5,17 @@
 #include <new>
 #include <utility>
 
-#include "host/base/references.h"
+#include "host/base/counted_object.h"
 #include "host/values/strings.h"
 
 namespace host {
 
-class ErrorObject final : public ICreateErrorInfo, public IErrorInfo {
- public:
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) noexcept override {
-    if (!out) return E_POINTER;
-    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_ICreateErrorInfo)) {
-      *out = static_cast<ICreateErrorInfo*>(this);
-    } else if (IsEqualIID(iid, IID_IErrorInfo)) {
-      *out = static_cast<IErrorInfo*>(this);
-    } else {
-      *out = nullptr;
-      return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() noexcept override { return references_.Add(); }
-  STDMETHODIMP_(ULONG) Release() noexcept override {
-    const ULONG left = references_.Drop();
-    if (left == 0) delete this;
-    return left;
-  }
+class ErrorObject final
+    : public CountedObject<ErrorObject, Serves<ICreateErrorInfo, IID_ICreateErrorInfo>,
+                           Serves<IErrorInfo, IID_IErrorInfo>> {
+  friend CountedObject;
 
+ public:
   STDMETHODIMP SetGUID(REFGUID guid) noexcept override {
     guid_ = guid;
     return S_OK;
@@ -81,7 +65,6 @@ class ErrorObject final : public ICreateErrorInfo, public IErrorInfo {
     return result;
   }
 
-  ReferenceCount references_;
   GUID guid_{};
   BSTR source_ = nullptr;
   BSTR description_ = nullptr;

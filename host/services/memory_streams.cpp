@@ -5,7 +5,7 @@
 #include <mutex>
 #include <new>
 
-#include "host/base/references.h"
+#include "host/base/counted_object.h"
 
 namespace host {
 
@@ -115,29 +115,14 @@ class StreamBytes final {
   ULONGLONG filled_ = 0;
 };
 
-class MemoryStream final : public IStream {
+class MemoryStream final
+    : public CountedObject<MemoryStream, Serves<IStream, IID_ISequentialStream, IID_IStream>> {
+  friend CountedObject;
+
  public:
   // Takes over one reference on the bytes.
   MemoryStream(StreamBytes* bytes, ULONGLONG position) noexcept
       : bytes_(bytes), position_(position) {}
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) noexcept override {
-    if (!out) return E_POINTER;
-    if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_ISequentialStream) &&
-        !IsEqualIID(iid, IID_IStream)) {
-      *out = nullptr;
-      return E_NOINTERFACE;
-    }
-    AddRef();
-    *out = static_cast<IStream*>(this);
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() noexcept override { return references_.Add(); }
-  STDMETHODIMP_(ULONG) Release() noexcept override {
-    const ULONG left = references_.Drop();
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP Read(void* data, ULONG bytes, ULONG* bytesRead) noexcept override {
     if (bytesRead) *bytesRead = 0;
@@ -298,7 +283,6 @@ class MemoryStream final : public IStream {
     return S_OK;
   }
 
-  ReferenceCount references_;
   StreamBytes* const bytes_;
   // Guarded by the lock of the bytes.
   ULONGLONG position_;

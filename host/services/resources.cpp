@@ -2,11 +2,11 @@
 
 #include <cstring>
 #include <mutex>
-#include <new>
 #include <shared_mutex>
 #include <span>
 
 #include "host/base/constants.h"
+#include "host/base/never_destroyed.h"
 #include "host/base/unicode.h"
 
 namespace {
@@ -15,17 +15,11 @@ constexpr HRESULT kNoRows = HRESULT_FROM_WIN32(ERROR_RESOURCE_DATA_NOT_FOUND);
 constexpr HRESULT kNoType = HRESULT_FROM_WIN32(ERROR_RESOURCE_TYPE_NOT_FOUND);
 constexpr HRESULT kNoNumber = HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
 
+// Never destroyed: modules take their rows back while the process ends.
 struct Table {
   std::shared_mutex mutex;
   HostResourceRows* first = nullptr;
 };
-
-// Never destroyed: modules take their rows back while the process ends.
-Table& TheTable() noexcept {
-  alignas(Table) static BYTE memory[sizeof(Table)];
-  static Table* const table = new (memory) Table;
-  return *table;
-}
 
 bool IsOfType(const HostResource& row, LPCOLESTR type, UINT typeNumber) noexcept {
   if (row.type == nullptr || type == nullptr) {
@@ -69,7 +63,7 @@ HRESULT HostAddResources(HostResourceRows* rows) noexcept {
   if (rows == nullptr || rows->module == nullptr || rows->rows == nullptr || rows->count == 0) {
     return E_INVALIDARG;
   }
-  Table& table = TheTable();
+  Table& table = host::TheOnly<Table>();
   std::unique_lock lock(table.mutex);
   if (RowsOf(table, rows->module) != nullptr) return E_INVALIDARG;
   rows->next = table.first;
@@ -78,7 +72,7 @@ HRESULT HostAddResources(HostResourceRows* rows) noexcept {
 }
 
 HRESULT HostRemoveResources(HostResourceRows* rows) noexcept {
-  Table& table = TheTable();
+  Table& table = host::TheOnly<Table>();
   std::unique_lock lock(table.mutex);
   HostResourceRows** link = &table.first;
   while (*link != nullptr && *link != rows) link = &(*link)->next;
@@ -91,7 +85,7 @@ HRESULT HostFindResource(HINSTANCE module, LPCOLESTR type, UINT typeNumber, UINT
                          HostResource* out) noexcept {
   if (out == nullptr) return E_POINTER;
   *out = {};
-  Table& table = TheTable();
+  Table& table = host::TheOnly<Table>();
   std::shared_lock lock(table.mutex);
   const HostResource* found = nullptr;
   const HRESULT hr = Find(table, module, type, typeNumber, number, found);
@@ -103,7 +97,7 @@ int LoadStringA(HINSTANCE module, UINT number, LPSTR buffer, int room) noexcept 
   if (room == 0) return -1;
   if (buffer == nullptr || room < 0) return 0;
   int written = 0;
-  Table& table = TheTable();
+  Table& table = host::TheOnly<Table>();
   std::shared_lock lock(table.mutex);
   const HostResource* found = nullptr;
   if (SUCCEEDED(Find(table, module, nullptr, kHostStringResourceType, number, found)) &&

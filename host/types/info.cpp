@@ -64,21 +64,6 @@ const HostTypeMember* TypeInfo::FindMember(Predicate&& predicate) const {
   return found;
 }
 
-HRESULT TypeInfo::QueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  if (iid != IID_IUnknown && iid != IID_ITypeInfo) return E_NOINTERFACE;
-  AddRef();
-  *out = static_cast<ITypeInfo*>(this);
-  return S_OK;
-}
-
-ULONG TypeInfo::Release() {
-  const ULONG left = references_.Drop();
-  if (left == 0) delete this;
-  return left;
-}
-
 HRESULT TypeInfo::GetTypeAttr(TYPEATTR** attributes) {
   if (attributes == nullptr) return E_INVALIDARG;
   auto* made = new (std::nothrow) TYPEATTR{};

@@ -10,13 +10,12 @@ namespace host {
 // The ids of an enumeration's constants.
 inline constexpr MEMBERID kFirstConstantId = 0x40000000;
 
-class TypeInfo final : public ITypeInfo {
+class TypeInfo final : public CountedObject<TypeInfo, Serves<ITypeInfo, IID_ITypeInfo>> {
+  friend CountedObject;
+
  public:
   TypeInfo(TypeLibrary& library, DWORD index, bool asInterface) noexcept;
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
-  STDMETHODIMP_(ULONG) AddRef() override { return references_.Add(); }
-  STDMETHODIMP_(ULONG) Release() override;
   STDMETHODIMP GetTypeAttr(TYPEATTR** attributes) override;
   STDMETHODIMP GetTypeComp(ITypeComp** out) override;
   STDMETHODIMP GetFuncDesc(UINT index, FUNCDESC** description) override;
@@ -57,7 +56,6 @@ class TypeInfo final : public ITypeInfo {
   template <class Predicate>
   const HostTypeMember* FindMember(Predicate&& predicate) const;
 
-  ReferenceCount references_;
   TypeLibrary& library_;
   const DWORD index_;
   const HostType& row_;

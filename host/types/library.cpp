@@ -66,21 +66,6 @@ DWORD TypeLibrary::Find(std::string_view name) const noexcept {
   return found != names_.end() ? found->second : kNoType;
 }
 
-HRESULT TypeLibrary::QueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  if (iid != IID_IUnknown && iid != IID_ITypeLib) return E_NOINTERFACE;
-  AddRef();
-  *out = static_cast<ITypeLib*>(this);
-  return S_OK;
-}
-
-ULONG TypeLibrary::Release() {
-  const ULONG left = references_.Drop();
-  if (left == 0) delete this;
-  return left;
-}
-
 HRESULT TypeLibrary::GetTypeInfo(UINT index, ITypeInfo** out) {
   if (out == nullptr) return E_INVALIDARG;
   *out = nullptr;

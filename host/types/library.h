@@ -5,8 +5,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "host/base/counted_object.h"
 #include "host/base/guarded.h"
-#include "host/base/references.h"
 #include "host/types/loading.h"
 #include "host/types/table_checks.h"
 
@@ -19,7 +19,9 @@ HRESULT TypeCall(Body&& body) noexcept {
 
 inline constexpr DWORD kNoType = 0xFFFFFFFF;
 
-class TypeLibrary final : public ITypeLib {
+class TypeLibrary final : public CountedObject<TypeLibrary, Serves<ITypeLib, IID_ITypeLib>> {
+  friend CountedObject;
+
  public:
   // Loads and checks the shared library at a path in UTF-8; see LoadTypeLibEx. Throws
   // std::bad_alloc.
@@ -28,9 +30,6 @@ class TypeLibrary final : public ITypeLib {
   // like any other.
   static TypeLibrary& Standard();
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
-  STDMETHODIMP_(ULONG) AddRef() override { return references_.Add(); }
-  STDMETHODIMP_(ULONG) Release() override;
   STDMETHODIMP_(UINT) GetTypeInfoCount() override { return tables_.typeCount; }
   STDMETHODIMP GetTypeInfo(UINT index, ITypeInfo** out) override;
   STDMETHODIMP GetTypeInfoType(UINT index, TYPEKIND* kind) override;
@@ -59,7 +58,6 @@ class TypeLibrary final : public ITypeLib {
   TypeLibrary(Module module, const HostTypeLibrary& tables);
   ~TypeLibrary() = default;
 
-  ReferenceCount references_;
   const Module module_;
   const HostTypeLibrary& tables_;
   std::unordered_map<std::string_view, DWORD> names_;

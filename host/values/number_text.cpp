@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cmath>
 
-#include <limits>
+#include "host/base/digits.h"
 
 namespace host {
 namespace {
@@ -22,15 +22,6 @@ bool IsSpace(OLECHAR c) noexcept {
 }
 
 bool IsDigit(OLECHAR c) noexcept { return c >= '0' && c <= '9'; }
-
-// The value of a digit of a base up to 16, or the base itself for any other character.
-unsigned DigitValue(OLECHAR c, unsigned base) noexcept {
-  unsigned value = base;
-  if (IsDigit(c)) value = static_cast<unsigned>(c - '0');
-  if (c >= 'A' && c <= 'F') value = static_cast<unsigned>(c - 'A') + 10;
-  if (c >= 'a' && c <= 'f') value = static_cast<unsigned>(c - 'a') + 10;
-  return value < base ? value : base;
-}
 
 // Digits and power of ten to the nearest real number.
 template <class Real>
