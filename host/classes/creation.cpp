@@ -227,7 +227,8 @@ HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID* classId) noexcept {
   if (progId == nullptr) return E_INVALIDARG;
   return ClassCall([&]() -> HRESULT {
     RegistryText text;
-    const HRESULT hr = ReadClassText(RegistryText(progId) + OLESTR("\\CLSID"), text);
+    const RegistryText path[] = {progId, OLESTR("CLSID")};
+    const HRESULT hr = ReadClassText(path, text);
     if (hr == REGDB_E_CLASSNOTREG) return CO_E_CLASSSTRING;
     if (FAILED(hr)) return hr;
     CLSID found{};
@@ -243,7 +244,7 @@ HRESULT ProgIDFromCLSID(REFCLSID classId, LPOLESTR* progId) noexcept {
   *progId = nullptr;
   return ClassCall([&]() -> HRESULT {
     RegistryText text;
-    const HRESULT hr = ReadClassText(ClassKeyPath(classId, OLESTR("ProgID")), text);
+    const HRESULT hr = ReadClassText(classId, OLESTR("ProgID"), text);
     if (FAILED(hr)) return hr;
     const std::size_t bytes = (text.size() + 1) * sizeof(OLECHAR);
     auto* copy = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));

@@ -43,7 +43,7 @@ HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
     }
   }
   RegistryText text;
-  HRESULT hr = ReadClassText(ClassKeyPath(classId, OLESTR("InprocServer32")), text);
+  HRESULT hr = ReadClassText(classId, OLESTR("InprocServer32"), text);
   if (FAILED(hr)) return hr;
   const std::string path = ModulePath(text);
   std::shared_ptr<ClassModule> loaded;

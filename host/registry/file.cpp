@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
+#include <utility>
 
 #include "host/registry/text.h"
 
@@ -19,29 +20,17 @@ namespace {
 constexpr std::chrono::seconds kLongestWait{10};
 constexpr std::chrono::milliseconds kWaitStep{5};
 
-class Descriptor {
- public:
-  explicit Descriptor(int file) noexcept : file_(file) {}
-  ~Descriptor() { Close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const noexcept { return file_; }
-  bool Close() noexcept {
-    const int file = file_;
-    file_ = -1;
-    return file < 0 || close(file) == 0;
-  }
-
- private:
-  int file_;
-};
-
-RegistryFileState StateOf(const struct stat& status) noexcept {
-  return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+std::int64_t Nanoseconds(const timespec& time) noexcept {
+  return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
 }
 
-bool SameTime(const timespec& a, const timespec& b) noexcept {
-  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+RegistryFileState StateOf(const struct stat& status) noexcept {
+  return {true,
+          status.st_dev,
+          status.st_ino,
+          status.st_size,
+          Nanoseconds(status.st_mtim),
+          Nanoseconds(status.st_ctim)};
 }
 
 std::string Folder(const std::string& path) {
@@ -81,9 +70,9 @@ const char* AbsoluteFolder(const char* variable) noexcept {
 
 }  // namespace
 
-bool operator==(const RegistryFileState& a, const RegistryFileState& b) noexcept {
-  return a.exists == b.exists && a.device == b.device && a.node == b.node && a.bytes == b.bytes &&
-         SameTime(a.modified, b.modified) && SameTime(a.changed, b.changed);
+bool FileDescriptor::Close() noexcept {
+  const int file = std::exchange(file_, -1);
+  return file < 0 || close(file) == 0;
 }
 
 std::string FullRegistryPath(const char* path) {
@@ -112,71 +101,63 @@ LSTATUS LookAtRegistryFile(const std::string& path, RegistryFileState& state) no
 }
 
 LSTATUS ReadRegistryFile(const std::string& path, RegistryFileState& state,
-                         std::shared_ptr<RegistryKey>& tree) {
+                         RegistryKeyPointer& root) {
   state = {};
   // A pipe in the file's place must not hold the caller up.
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (file.get() < 0) {
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.Get() < 0) {
     if (errno != ENOENT && errno != ENOTDIR) return ERROR_CANTREAD;
-    tree = std::make_shared<RegistryKey>(RegistryKey{{}, NewRegistrySerial(), {}, {}});
+    root = std::make_shared<RegistryKey>();
     return ERROR_SUCCESS;
   }
   struct stat status {};
-  if (fstat(file.get(), &status) != 0) return ERROR_CANTREAD;
+  if (fstat(file.Get(), &status) != 0) return ERROR_CANTREAD;
   state = StateOf(status);
   if (!S_ISREG(status.st_mode) || status.st_size < 0 ||
       static_cast<std::uint64_t>(status.st_size) > kMostRegistryTextBytes) {
     return ERROR_BADDB;
   }
   std::string content;
-  if (!ReadAll(file.get(), static_cast<std::size_t>(status.st_size), content))
+  if (!ReadAll(file.Get(), static_cast<std::size_t>(status.st_size), content))
     return ERROR_CANTREAD;
-  tree = ReadRegistryText(content);
-  return tree != nullptr ? ERROR_SUCCESS : ERROR_BADDB;
+  root = ReadRegistryText(content);
+  return root != nullptr ? ERROR_SUCCESS : ERROR_BADDB;
 }
 
-LSTATUS ReplaceRegistryFile(const std::string& path, const RegistryKey& tree,
+LSTATUS ReplaceRegistryFile(const std::string& path, const RegistryKey& root,
                             RegistryFileState& state) {
-  const std::string content = WriteRegistryText(tree);
+  const std::string content = WriteRegistryText(root);
   if (content.size() > kMostRegistryTextBytes) return ERROR_CANTWRITE;
   // Only the holder of the lock writes, so one name is enough; what lies there is left over.
   const std::string beside = path + ".new";
-  const Descriptor folder(open(Folder(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor folder(open(Folder(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   unlink(beside.c_str());
-  Descriptor file(open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-  if (file.get() < 0) return ERROR_CANTWRITE;
-  if (!WriteAll(file.get(), content) || fsync(file.get()) != 0 || !file.Close() ||
+  FileDescriptor file(open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  if (file.Get() < 0) return ERROR_CANTWRITE;
+  if (!WriteAll(file.Get(), content) || fsync(file.Get()) != 0 || !file.Close() ||
       rename(beside.c_str(), path.c_str()) != 0) {
     unlink(beside.c_str());
     return ERROR_CANTWRITE;
   }
   // From here on the new file is what everybody sees, so a failure is none any more.
-  if (folder.get() >= 0) fsync(folder.get());
+  if (folder.Get() >= 0) fsync(folder.Get());
   LookAtRegistryFile(path, state);
   return ERROR_SUCCESS;
 }
 
-LSTATUS RegistryFileLock::Acquire(const std::string& path) {
+LSTATUS LockRegistryFile(const std::string& path, FileDescriptor& lock) {
   std::error_code ignored;
   std::filesystem::create_directories(Folder(path), ignored);
   const std::string lockPath = path + ".lock";
-  file_ = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (file_ < 0) return ERROR_CANTWRITE;
+  lock.Adopt(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+  if (lock.Get() < 0) return ERROR_CANTWRITE;
   const auto end = std::chrono::steady_clock::now() + kLongestWait;
-  while (flock(file_, LOCK_EX | LOCK_NB) != 0) {
+  while (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
     const bool isBusy = errno == EWOULDBLOCK || errno == EINTR;
-    if (!isBusy || std::chrono::steady_clock::now() >= end) {
-      Release();
-      return ERROR_CANTWRITE;
-    }
+    if (!isBusy || std::chrono::steady_clock::now() >= end) return ERROR_CANTWRITE;
     std::this_thread::sleep_for(kWaitStep);
   }
   return ERROR_SUCCESS;
-}
-
-void RegistryFileLock::Release() noexcept {
-  if (file_ >= 0) close(file_);
-  file_ = -1;
 }
 
 }  // namespace host

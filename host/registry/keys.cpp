@@ -1,5 +1,6 @@
 #include "host/registry/keys.h"
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <unordered_map>
@@ -11,12 +12,11 @@
 namespace host {
 namespace {
 
+// A key that a handle stands for; the predefined one is the root.
 struct OpenKey {
   std::vector<RegistryText> path;
-  // Of the key that was opened; the predefined key is whatever the root is now.
   std::uint64_t serial = 0;
-  bool isPredefined = false;
-  REGSAM rights = 0;
+  REGSAM rights = KEY_ALL_ACCESS;
 };
 
 // Handles are numbers that are never used again, so one that was closed cannot mean another key.
@@ -29,16 +29,14 @@ class HandleTable {
     return reinterpret_cast<HKEY>(handle);
   }
 
-  LSTATUS Find(HKEY handle, OpenKey& key) {
-    if (handle == HKEY_CLASSES_ROOT) {
-      key = {{}, 0, true, KEY_ALL_ACCESS};
-      return ERROR_SUCCESS;
-    }
+  // The key of a handle that was opened with a right.
+  LSTATUS Find(HKEY handle, REGSAM right, OpenKey& key) {
+    if (handle == HKEY_CLASSES_ROOT) return ERROR_SUCCESS;
     std::lock_guard lock(mutex_);
     const auto found = keys_.find(reinterpret_cast<ULONG_PTR>(handle));
     if (found == keys_.end()) return ERROR_INVALID_HANDLE;
     key = found->second;
-    return ERROR_SUCCESS;
+    return (key.rights & right) == right ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
   }
 
   LSTATUS Remove(HKEY handle) {
@@ -53,8 +51,6 @@ class HandleTable {
   ULONG_PTR count_ = 0;
   std::unordered_map<ULONG_PTR, OpenKey> keys_;
 };
-
-constinit thread_local std::size_t openBatches = 0;
 
 template <class Body>
 LSTATUS RegistryCall(Body&& body) noexcept {
@@ -71,69 +67,58 @@ REGSAM GrantedRights(REGSAM asked) noexcept {
   return asked;
 }
 
-// Appends the names of a path to those of its key.
-LSTATUS AppendPath(LPCWSTR path, std::vector<RegistryText>& names) {
-  if (path == nullptr) return ERROR_SUCCESS;
-  if (*path == '\\') return ERROR_BAD_PATHNAME;
-  while (*path != 0) {
-    std::size_t units = 0;
-    while (path[units] != 0 && path[units] != '\\') {
-      if (++units > kMostKeyNameUnits) return ERROR_INVALID_PARAMETER;
-    }
-    if (units > 0) {
-      if (names.size() == kMostRegistryLevels) return ERROR_INVALID_PARAMETER;
-      names.emplace_back(path, units);
-    }
-    path += units;
-    if (*path == '\\') ++path;
-  }
-  return ERROR_SUCCESS;
+RegistryTextView View(LPCWSTR text) noexcept {
+  return text != nullptr ? RegistryTextView(text) : RegistryTextView();
 }
 
-LSTATUS ValueName(LPCWSTR text, RegistryTextView& name) noexcept {
-  name = {};
-  if (text == nullptr) return ERROR_SUCCESS;
-  std::size_t units = 0;
-  while (text[units] != 0) {
-    if (++units > kMostValueNameUnits) return ERROR_INVALID_PARAMETER;
+// Appends the names of a path to those of its key.
+LSTATUS AppendPath(LPCWSTR path, std::vector<RegistryText>& names) {
+  RegistryTextView rest = View(path);
+  if (rest.starts_with(OLECHAR{'\\'})) return ERROR_BAD_PATHNAME;
+  while (!rest.empty()) {
+    const std::size_t units = std::min(rest.find(OLECHAR{'\\'}), rest.size());
+    if (units > kMostKeyNameUnits) return ERROR_INVALID_PARAMETER;
+    if (units > 0) {
+      if (names.size() == kMostRegistryLevels) return ERROR_INVALID_PARAMETER;
+      names.emplace_back(rest.substr(0, units));
+    }
+    rest.remove_prefix(std::min(units + 1, rest.size()));
   }
-  name = {text, units};
   return ERROR_SUCCESS;
 }
 
 // The key that a handle stands for, null when it is gone.
 const RegistryKey* KeyOf(const RegistryKey& root, const OpenKey& key) noexcept {
   const RegistryKey* found = FindRegistryKey(root, key.path);
-  return found != nullptr && (key.isPredefined || found->serial == key.serial) ? found : nullptr;
+  return found != nullptr && (found->serial == 0 || found->serial == key.serial) ? found : nullptr;
 }
 
-// Finds the handle's key in the tree as it stands now and reads it.
+// Finds the handle's key in the tree as it stands now and calls read(key, openKey).
 template <class Read>
 LSTATUS ReadKey(HKEY handle, REGSAM right, Read&& read) noexcept {
   return RegistryCall([&]() -> LSTATUS {
     OpenKey key;
-    LSTATUS status = TheOnly<HandleTable>().Find(handle, key);
+    LSTATUS status = TheOnly<HandleTable>().Find(handle, right, key);
     if (status != ERROR_SUCCESS) return status;
-    if ((key.rights & right) != right) return ERROR_ACCESS_DENIED;
     RegistryKeyPointer root;
     status = TheOnly<RegistryStore>().Snapshot(root);
     if (status != ERROR_SUCCESS) return status;
     const RegistryKey* found = KeyOf(*root, key);
-    return found != nullptr ? read(*found, key) : ERROR_KEY_DELETED;
+    return found != nullptr ? read(*found, std::move(key)) : ERROR_KEY_DELETED;
   });
 }
 
-// The same for a change: change(root, key, openKey) sees the handle's key and may put a new root.
+// The same for a change at or below the handle's key: change(root, path) may put a new root.
 template <class Change>
-LSTATUS ChangeKey(HKEY handle, REGSAM right, Change&& change) noexcept {
-  return RegistryCall([&]() -> LSTATUS {
+LSTATUS ChangeKey(HKEY handle, REGSAM right, LPCWSTR below, Change&& change) noexcept {
+  return RegistryCall([&] {
     OpenKey key;
-    LSTATUS status = TheOnly<HandleTable>().Find(handle, key);
-    if (status != ERROR_SUCCESS) return status;
-    if ((key.rights & right) != right) return ERROR_ACCESS_DENIED;
+    const LSTATUS found = TheOnly<HandleTable>().Find(handle, right, key);
+    if (found != ERROR_SUCCESS) return found;
     return TheOnly<RegistryStore>().Modify([&](RegistryKeyPointer& root) -> LSTATUS {
-      const RegistryKey* found = KeyOf(*root, key);
-      return found != nullptr ? change(root, *found, key) : ERROR_KEY_DELETED;
+      if (KeyOf(*root, key) == nullptr) return ERROR_KEY_DELETED;
+      const LSTATUS status = AppendPath(below, key.path);
+      return status == ERROR_SUCCESS ? change(root, key.path) : status;
     });
   });
 }
@@ -167,16 +152,7 @@ LSTATUS CopyName(RegistryTextView name, LPWSTR target, LPDWORD units) noexcept {
   return ERROR_SUCCESS;
 }
 
-// Takes the key at a path, which is not the root's, out of the key above it.
-RegistryKeyPointer WithoutKey(const RegistryKeyPointer& root, RegistryPath path) {
-  return EditRegistry(root, path.first(path.size() - 1), [&](RegistryKey& parent) {
-    parent.keys.erase(parent.keys.begin() +
-                      static_cast<std::ptrdiff_t>(RegistryPlace(parent.keys, path.back())));
-  });
-}
-
 }  // namespace
-
 }  // namespace host
 
 using namespace host;
@@ -188,19 +164,17 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR, DWORD, R
   LSTATUS status = RegOpenKeyExW(key, path, 0, rights, out);
   DWORD result = REG_OPENED_EXISTING_KEY;
   if (status == ERROR_FILE_NOT_FOUND) {
-    const auto make = [&](RegistryKeyPointer& root, const RegistryKey&, const OpenKey& handle) {
-      OpenKey made{handle.path, 0, false, GrantedRights(rights)};
-      const LSTATUS pathStatus = AppendPath(path, made.path);
-      if (pathStatus != ERROR_SUCCESS) return pathStatus;
-      const RegistryKeyPointer before = root;
-      root = AddRegistryKey(root, made.path);
-      if (root != before) result = REG_CREATED_NEW_KEY;
-      made.serial = FindRegistryKey(*root, made.path)->serial;
+    const auto make = [&](RegistryKeyPointer& root, std::vector<RegistryText>& names) {
+      if (FindRegistryKey(*root, names) == nullptr) {
+        root = EditRegistry(root, names, [](RegistryKey&) {});
+        result = REG_CREATED_NEW_KEY;
+      }
+      const std::uint64_t serial = FindRegistryKey(*root, names)->serial;
       // Before the key is there for all: without a handle it is not made.
-      *out = TheOnly<HandleTable>().Add(std::move(made));
+      *out = TheOnly<HandleTable>().Add({std::move(names), serial, GrantedRights(rights)});
       return ERROR_SUCCESS;
     };
-    status = ChangeKey(key, 0, make);
+    status = ChangeKey(key, 0, path, make);
     if (status != ERROR_SUCCESS) {
       RegCloseKey(*out);
       *out = nullptr;
@@ -213,14 +187,14 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR, DWORD, R
 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD, REGSAM rights, PHKEY out) noexcept {
   if (out == nullptr) return ERROR_INVALID_PARAMETER;
   *out = nullptr;
-  return ReadKey(key, 0, [&](const RegistryKey& parent, const OpenKey& handle) -> LSTATUS {
-    OpenKey opened{handle.path, 0, false, GrantedRights(rights)};
+  return ReadKey(key, 0, [&](const RegistryKey& parent, OpenKey opened) -> LSTATUS {
+    const std::size_t level = opened.path.size();
     const LSTATUS status = AppendPath(path, opened.path);
     if (status != ERROR_SUCCESS) return status;
-    const RegistryKey* found =
-        FindRegistryKey(parent, RegistryPath(opened.path).subspan(handle.path.size()));
+    const RegistryKey* found = FindRegistryKey(parent, RegistryPath(opened.path).subspan(level));
     if (found == nullptr) return ERROR_FILE_NOT_FOUND;
     opened.serial = found->serial;
+    opened.rights = GrantedRights(rights);
     *out = TheOnly<HandleTable>().Add(std::move(opened));
     return ERROR_SUCCESS;
   });
@@ -233,91 +207,68 @@ LSTATUS RegCloseKey(HKEY key) noexcept {
 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
                        DWORD bytes) noexcept {
   if (reserved != 0 || (data == nullptr && bytes != 0)) return ERROR_INVALID_PARAMETER;
-  const auto set = [&](RegistryKeyPointer& root, const RegistryKey&, const OpenKey& handle) {
-    RegistryTextView valueName;
-    const LSTATUS status = ValueName(name, valueName);
-    if (status != ERROR_SUCCESS) return status;
-    if (bytes > kMostValueBytes) return ERROR_INVALID_PARAMETER;
-    root = EditRegistry(root, handle.path, [&](RegistryKey& edited) {
-      const std::size_t place = RegistryPlace(edited.values, valueName);
-      const bool exists = RegistryHolds(edited.values, place, valueName);
-      const RegistryTextView keptName = exists ? edited.values[place]->name : valueName;
-      auto value = std::make_shared<RegistryValue>(
-          RegistryValue{RegistryText(keptName), type, std::vector<BYTE>(data, data + bytes)});
-      if (exists) {
-        edited.values[place] = std::move(value);
-      } else {
-        edited.values.insert(edited.values.begin() + static_cast<std::ptrdiff_t>(place),
-                             std::move(value));
-      }
+  const auto set = [&](RegistryKeyPointer& root, RegistryPath path) -> LSTATUS {
+    RegistryText valueName(View(name));
+    if (valueName.size() > kMostValueNameUnits || bytes > kMostValueBytes) {
+      return ERROR_INVALID_PARAMETER;
+    }
+    root = EditRegistry(root, path, [&](RegistryKey& edited) {
+      edited.values.insert_or_assign(std::move(valueName),
+                                     RegistryValue{type, std::vector<BYTE>(data, data + bytes)});
     });
     return ERROR_SUCCESS;
   };
-  return ChangeKey(key, KEY_SET_VALUE, set);
+  return ChangeKey(key, KEY_SET_VALUE, nullptr, set);
 }
 
 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
                          LPDWORD bytes) noexcept {
   if (reserved != nullptr || (data != nullptr && bytes == nullptr)) return ERROR_INVALID_PARAMETER;
   return ReadKey(key, KEY_QUERY_VALUE, [&](const RegistryKey& found, const OpenKey&) -> LSTATUS {
-    RegistryTextView valueName;
-    const LSTATUS status = ValueName(name, valueName);
-    if (status != ERROR_SUCCESS) return status;
-    const RegistryValue* value = FindRegistryValue(found, valueName);
-    return value != nullptr ? CopyValue(*value, type, data, bytes) : ERROR_FILE_NOT_FOUND;
+    if (View(name).size() > kMostValueNameUnits) return ERROR_INVALID_PARAMETER;
+    const auto value = found.values.find(View(name));
+    if (value == found.values.end()) return ERROR_FILE_NOT_FOUND;
+    return CopyValue(value->second, type, data, bytes);
   });
 }
 
 LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name) noexcept {
-  const auto remove = [&](RegistryKeyPointer& root, const RegistryKey& found,
-                          const OpenKey& handle) -> LSTATUS {
-    RegistryTextView valueName;
-    const LSTATUS status = ValueName(name, valueName);
-    if (status != ERROR_SUCCESS) return status;
-    const std::size_t place = RegistryPlace(found.values, valueName);
-    if (!RegistryHolds(found.values, place, valueName)) return ERROR_FILE_NOT_FOUND;
-    root = EditRegistry(root, handle.path, [place](RegistryKey& edited) {
-      edited.values.erase(edited.values.begin() + static_cast<std::ptrdiff_t>(place));
+  const auto remove = [&](RegistryKeyPointer& root, RegistryPath path) -> LSTATUS {
+    if (View(name).size() > kMostValueNameUnits) return ERROR_INVALID_PARAMETER;
+    const auto& values = FindRegistryKey(*root, path)->values;
+    if (!values.contains(View(name))) return ERROR_FILE_NOT_FOUND;
+    root = EditRegistry(root, path, [&](RegistryKey& edited) {
+      edited.values.erase(edited.values.find(View(name)));
     });
     return ERROR_SUCCESS;
   };
-  return ChangeKey(key, KEY_SET_VALUE, remove);
+  return ChangeKey(key, KEY_SET_VALUE, nullptr, remove);
 }
 
 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR path) noexcept {
   if (path == nullptr) return ERROR_INVALID_PARAMETER;
-  const auto remove = [&](RegistryKeyPointer& root, const RegistryKey&,
-                          const OpenKey& handle) -> LSTATUS {
-    std::vector<RegistryText> names = handle.path;
-    const LSTATUS status = AppendPath(path, names);
-    if (status != ERROR_SUCCESS) return status;
+  return ChangeKey(key, 0, path, [](RegistryKeyPointer& root, RegistryPath names) -> LSTATUS {
     const RegistryKey* doomed = FindRegistryKey(*root, names);
     if (doomed == nullptr) return ERROR_FILE_NOT_FOUND;
     if (names.empty() || !doomed->keys.empty()) return ERROR_ACCESS_DENIED;
-    root = WithoutKey(root, names);
+    root = WithoutRegistryKey(root, names);
     return ERROR_SUCCESS;
-  };
-  return ChangeKey(key, 0, remove);
+  });
 }
 
 LSTATUS RegDeleteTreeW(HKEY key, LPCWSTR path) noexcept {
-  const auto remove = [&](RegistryKeyPointer& root, const RegistryKey&,
-                          const OpenKey& handle) -> LSTATUS {
-    std::vector<RegistryText> names = handle.path;
-    const LSTATUS status = AppendPath(path, names);
-    if (status != ERROR_SUCCESS) return status;
+  return ChangeKey(key, 0, path, [&](RegistryKeyPointer& root, RegistryPath names) -> LSTATUS {
     if (FindRegistryKey(*root, names) == nullptr) return ERROR_FILE_NOT_FOUND;
-    if (names.size() > handle.path.size()) {
-      root = WithoutKey(root, names);
-    } else {
+    if (View(path).empty()) {
       root = EditRegistry(root, names, [](RegistryKey& edited) {
         edited.keys.clear();
         edited.values.clear();
       });
+    } else {
+      root = WithoutRegistryKey(root, names);
     }
     return ERROR_SUCCESS;
-  };
-  return ChangeKey(key, 0, remove);
+  });
 }
 
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameUnits, LPDWORD reserved,
@@ -327,7 +278,7 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameUnits, LPD
   }
   const auto read = [&](const RegistryKey& found, const OpenKey&) -> LSTATUS {
     if (index >= found.keys.size()) return ERROR_NO_MORE_ITEMS;
-    const LSTATUS status = CopyName(found.keys[index]->name, name, nameUnits);
+    const LSTATUS status = CopyName(std::next(found.keys.begin(), index)->first, name, nameUnits);
     if (status != ERROR_SUCCESS) return status;
     if (className != nullptr && classUnits != nullptr && *classUnits > 0) *className = 0;
     if (classUnits != nullptr) *classUnits = 0;
@@ -345,8 +296,8 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameUnits, LPD
   }
   const auto read = [&](const RegistryKey& found, const OpenKey&) -> LSTATUS {
     if (index >= found.values.size()) return ERROR_NO_MORE_ITEMS;
-    const RegistryValue& value = *found.values[index];
-    const LSTATUS status = CopyName(value.name, name, nameUnits);
+    const auto& [valueName, value] = *std::next(found.values.begin(), index);
+    const LSTATUS status = CopyName(valueName, name, nameUnits);
     return status == ERROR_SUCCESS ? CopyValue(value, type, data, bytes) : status;
   };
   return ReadKey(key, KEY_QUERY_VALUE, read);
@@ -357,23 +308,8 @@ LSTATUS RegFlushKey(HKEY key) noexcept {
 }
 
 HRESULT HostUseRegistryFile(const char* path) noexcept {
-  return Guarded<HRESULT>(E_OUTOFMEMORY, E_INVALIDARG, [&]() -> HRESULT {
-    const bool used =
-        TheOnly<RegistryStore>().UseFile(path != nullptr ? FullRegistryPath(path) : std::string());
-    return used ? S_OK : E_UNEXPECTED;
+  return Guarded<HRESULT>(E_OUTOFMEMORY, E_INVALIDARG, [&] {
+    TheOnly<RegistryStore>().UseFile(path != nullptr ? FullRegistryPath(path) : std::string());
+    return S_OK;
   });
-}
-
-LSTATUS HostBeginRegistryBatch() noexcept {
-  const LSTATUS status = RegistryCall([] { return TheOnly<RegistryStore>().Begin(); });
-  if (status == ERROR_SUCCESS) ++openBatches;
-  return status;
-}
-
-LSTATUS HostEndRegistryBatch(BOOL commit) noexcept {
-  if (openBatches == 0) return ERROR_INVALID_PARAMETER;
-  --openBatches;
-  if (commit) return TheOnly<RegistryStore>().Commit();
-  TheOnly<RegistryStore>().Abandon();
-  return ERROR_SUCCESS;
 }

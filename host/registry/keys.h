@@ -16,12 +16,12 @@
 // ERROR_CANTWRITE).
 //
 // Results of all calls, besides those named below: ERROR_INVALID_HANDLE; ERROR_KEY_DELETED for a
-// handle whose key is gone, also when it was made anew; ERROR_BADDB when the file is damaged (it is
-// then neither read nor written until someone replaces it); ERROR_CANTREAD and ERROR_CANTWRITE when
-// the system refuses; ERROR_NOT_ENOUGH_MEMORY; ERROR_INVALID_PARAMETER for a reserved argument that
-// is not 0 and a null out pointer; ERROR_BAD_PATHNAME for a path that begins with a backslash;
-// ERROR_ACCESS_DENIED when the handle was opened without the right needed. All calls may be made
-// from any thread.
+// handle whose key is gone, also when this process made it anew; ERROR_BADDB when the file is
+// damaged (it is then neither read nor written until someone replaces it); ERROR_CANTREAD and
+// ERROR_CANTWRITE when the system refuses; ERROR_NOT_ENOUGH_MEMORY; ERROR_INVALID_PARAMETER for a
+// reserved argument that is not 0 and a null out pointer; ERROR_BAD_PATHNAME for a path that begins
+// with a backslash; ERROR_ACCESS_DENIED when the handle was opened without the right needed. All
+// calls may be made from any thread.
 #pragma once
 
 #include "host/base/constants.h"
@@ -99,17 +99,7 @@ RASTEL_HOST_API LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWOR
 RASTEL_HOST_API LSTATUS RegFlushKey(HKEY key) noexcept;
 
 // Takes another registry file from now on, or none (memory only) when path is null, and drops the
-// tree in memory. Handles to keys of the old tree are ERROR_KEY_DELETED afterwards, the predefined
-// one goes on. An empty path is none as well. E_UNEXPECTED: the calling thread is in the middle of
-// a batch of changes. E_OUTOFMEMORY. S_OK says nothing about the file.
+// tree in memory. Handles to keys that the new tree does not have are ERROR_KEY_DELETED afterwards,
+// the predefined one goes on. An empty path is none as well. E_OUTOFMEMORY. S_OK says nothing about
+// the file.
 RASTEL_HOST_API HRESULT HostUseRegistryFile(const char* path) noexcept;
-
-// Gathers the changes that the calling thread makes until the end of the batch into one write, all
-// or none of it; other threads and processes wait meanwhile. The calling thread sees its changes at
-// once. Batches may be nested; the outermost one writes. The results are those of a change; without
-// success no batch is open.
-RASTEL_HOST_API LSTATUS HostBeginRegistryBatch() noexcept;
-
-// Ends the innermost batch of the calling thread, with its changes or without them. On failure none
-// of them has happened. ERROR_INVALID_PARAMETER: the thread has no batch.
-RASTEL_HOST_API LSTATUS HostEndRegistryBatch(BOOL commit) noexcept;

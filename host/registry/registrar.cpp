@@ -1,6 +1,5 @@
 #include "host/registry/registrar.h"
 
-#include <dlfcn.h>
 #include <link.h>
 
 #include <filesystem>
@@ -12,96 +11,71 @@
 #include "host/base/counted_object.h"
 #include "host/base/digits.h"
 #include "host/base/guarded.h"
+#include "host/base/never_destroyed.h"
 #include "host/base/unicode.h"
-#include "host/registry/keys.h"
 #include "host/registry/script.h"
+#include "host/registry/store.h"
+#include "host/services/loaded_library.h"
 #include "host/services/module_files.h"
 #include "host/services/resources.h"
 
 namespace host {
-
 namespace {
 
-HRESULT ResultOf(LSTATUS status) noexcept {
-  if (status == ERROR_NOT_ENOUGH_MEMORY) return E_OUTOFMEMORY;
-  return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
-}
+HRESULT ResultOf(LSTATUS status) noexcept { return HRESULT_FROM_WIN32(static_cast<DWORD>(status)); }
 
-struct OpenKey {
-  HKEY handle = nullptr;
-  OpenKey() = default;
-  ~OpenKey() {
-    if (handle != nullptr) RegCloseKey(handle);
+// Makes a key what a script says of it, and all below it.
+LSTATUS Enter(const ScriptKey& script, RegistryKey& key) {
+  for (const ScriptValue& value : script.values) {
+    if (value.name.size() > kMostValueNameUnits || value.content.data.size() > kMostValueBytes) {
+      return ERROR_INVALID_PARAMETER;
+    }
+    key.values.insert_or_assign(value.name, value.content);
   }
-  OpenKey(const OpenKey&) = delete;
-  OpenKey& operator=(const OpenKey&) = delete;
-};
-
-LSTATUS EnterBelow(HKEY handle, const ScriptKey& key) noexcept;
-
-LSTATUS Enter(HKEY parent, const ScriptKey& key) noexcept {
-  if (key.rule == ScriptRule::kForceRemove || key.rule == ScriptRule::kDelete) {
-    const LSTATUS status = RegDeleteTreeW(parent, key.name.c_str());
-    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return status;
-    if (key.rule == ScriptRule::kDelete) return ERROR_SUCCESS;
-  }
-  OpenKey made;
-  const LSTATUS status =
-      RegCreateKeyExW(parent, key.name.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                      nullptr, &made.handle, nullptr);
-  return status == ERROR_SUCCESS ? EnterBelow(made.handle, key) : status;
-}
-
-LSTATUS EnterBelow(HKEY handle, const ScriptKey& key) noexcept {
-  for (const ScriptValue& value : key.values) {
-    const LSTATUS status = RegSetValueExW(handle, value.name.c_str(), 0, value.type,
-                                          value.data.data(), static_cast<DWORD>(value.data.size()));
+  for (const ScriptKey& below : script.keys) {
+    if (below.name.size() > kMostKeyNameUnits) return ERROR_INVALID_PARAMETER;
+    const bool isDeleted = below.rule == ScriptRule::kDelete;
+    if (isDeleted || below.rule == ScriptRule::kForceRemove) key.keys.erase(below.name);
+    if (isDeleted) continue;
+    RegistryKeyPointer& place = key.keys[below.name];
+    const std::shared_ptr<RegistryKey> made = EditableRegistryKey(place);
+    const LSTATUS status = Enter(below, *made);
     if (status != ERROR_SUCCESS) return status;
-  }
-  for (const ScriptKey& below : key.keys) {
-    const LSTATUS status = Enter(handle, below);
-    if (status != ERROR_SUCCESS) return status;
+    place = made;
   }
   return ERROR_SUCCESS;
 }
 
-LSTATUS RemoveBelow(HKEY handle, const ScriptKey& key) noexcept;
-
-LSTATUS Remove(HKEY parent, const ScriptKey& key) noexcept {
-  if (key.rule == ScriptRule::kDelete) return ERROR_SUCCESS;
-  OpenKey opened;
-  LSTATUS status = RegOpenKeyExW(parent, key.name.c_str(), 0, KEY_ALL_ACCESS, &opened.handle);
-  if (status == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
-  if (status == ERROR_SUCCESS) status = RemoveBelow(opened.handle, key);
-  if (status != ERROR_SUCCESS || key.rule == ScriptRule::kNoRemove) return status;
-  status = RegDeleteKeyW(parent, key.name.c_str());
-  // Somebody else has keys below it.
-  return status == ERROR_ACCESS_DENIED ? ERROR_SUCCESS : status;
-}
-
-LSTATUS RemoveBelow(HKEY handle, const ScriptKey& key) noexcept {
-  for (const ScriptKey& below : key.keys) {
-    const LSTATUS status = Remove(handle, below);
-    if (status != ERROR_SUCCESS) return status;
+// Takes out of a key what a script entered there. False: the key itself is not needed any more.
+bool Remove(const ScriptKey& script, RegistryKey& key) {
+  for (const ScriptKey& below : script.keys) {
+    const auto found = key.keys.find(below.name);
+    if (below.rule == ScriptRule::kDelete || found == key.keys.end()) continue;
+    const std::shared_ptr<RegistryKey> left = EditableRegistryKey(found->second);
+    if (!Remove(below, *left)) {
+      key.keys.erase(found);
+    } else if (*left != *found->second) {
+      found->second = left;
+    }
   }
   // The values of other keys go with the key, or stay with it for those who have keys below it.
-  if (key.rule != ScriptRule::kNoRemove) return ERROR_SUCCESS;
-  for (const ScriptValue& value : key.values) {
-    if (value.isKept) continue;
-    const LSTATUS status = RegDeleteValueW(handle, value.name.c_str());
-    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return status;
+  if (script.rule != ScriptRule::kNoRemove) return !key.keys.empty();
+  for (const ScriptValue& value : script.values) {
+    if (!value.isKept) key.values.erase(value.name);
   }
-  return ERROR_SUCCESS;
+  return true;
 }
 
-HRESULT Apply(const std::vector<ScriptKey>& roots, bool enter) noexcept {
-  for (const ScriptKey& root : roots) {
-    if (root.name != OLESTR("HKCR")) return E_HANDLE;
-    const LSTATUS status =
-        enter ? EnterBelow(HKEY_CLASSES_ROOT, root) : RemoveBelow(HKEY_CLASSES_ROOT, root);
-    if (status != ERROR_SUCCESS) return ResultOf(status);
+LSTATUS Apply(const std::vector<ScriptKey>& scripts, bool enter, RegistryKeyPointer& root) {
+  for (const ScriptKey& script : scripts) {
+    if (script.name != OLESTR("HKCR")) return ERROR_INVALID_HANDLE;
+    const std::shared_ptr<RegistryKey> changed = EditableRegistryKey(root);
+    const LSTATUS status = enter ? Enter(script, *changed) : ERROR_SUCCESS;
+    if (status != ERROR_SUCCESS) return status;
+    if (!enter) Remove(script, *changed);
+    if (*changed != *root) root = changed;
   }
-  return S_OK;
+  return ERROR_SUCCESS;
 }
 
 HRESULT ReadFileScript(LPCOLESTR file, RegistryText& script) {
@@ -113,37 +87,18 @@ HRESULT ReadFileScript(LPCOLESTR file, RegistryText& script) {
   return S_OK;
 }
 
-// A module that stays loaded while its resources are read.
-class ResourceModule {
- public:
-  explicit ResourceModule(const std::string& path) noexcept
-      : library_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
-  ~ResourceModule() {
-    if (library_ != nullptr) dlclose(library_);
-  }
-  ResourceModule(const ResourceModule&) = delete;
-  ResourceModule& operator=(const ResourceModule&) = delete;
-
-  // Null: not a module.
-  HINSTANCE Handle() const noexcept {
-    link_map* map = nullptr;
-    if (library_ == nullptr || dlinfo(library_, RTLD_DI_LINKMAP, &map) != 0) return nullptr;
-    return HostModuleOf(map->l_ld);
-  }
-
- private:
-  void* library_;
-};
-
 HRESULT ReadResourceScript(LPCOLESTR file, UINT number, LPCOLESTR type, RegistryText& script) {
   // Without a folder the loader would look elsewhere.
   std::error_code error;
   const std::filesystem::path path = std::filesystem::absolute(ToUtf8(file), error);
   if (!std::filesystem::exists(path, error)) return ResultOf(ERROR_FILE_NOT_FOUND);
-  const ResourceModule module(path.string());
-  if (module.Handle() == nullptr) return ResultOf(ERROR_BAD_EXE_FORMAT);
+  const LoadedLibrary module = LoadLibraryFile(path.c_str());
+  link_map* map = nullptr;
+  if (module == nullptr || dlinfo(module.get(), RTLD_DI_LINKMAP, &map) != 0) {
+    return ResultOf(ERROR_BAD_EXE_FORMAT);
+  }
   HostResource row;
-  const HRESULT hr = HostFindResource(module.Handle(), type, 0, number, &row);
+  const HRESULT hr = HostFindResource(HostModuleOf(map->l_ld), type, 0, number, &row);
   if (FAILED(hr)) return hr;
   script = ToUtf16({static_cast<const char*>(row.bytes), row.size});
   return S_OK;
@@ -212,11 +167,8 @@ class Registrar final : public CountedObject<Registrar, Serves<IRegistrar, IID_I
       }
       std::vector<ScriptKey> roots;
       if (!ReadScript(script, roots)) return DISP_E_EXCEPTION;
-      const LSTATUS begun = HostBeginRegistryBatch();
-      if (begun != ERROR_SUCCESS) return ResultOf(begun);
-      const HRESULT applied = Apply(roots, enter);
-      const LSTATUS ended = HostEndRegistryBatch(SUCCEEDED(applied));
-      return FAILED(applied) ? applied : ResultOf(ended);
+      return ResultOf(TheOnly<RegistryStore>().Modify(
+          [&](RegistryKeyPointer& root) { return Apply(roots, enter, root); }));
     });
   }
 

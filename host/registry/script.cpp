@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "host/base/digits.h"
-#include "host/registry/keys.h"
 
 namespace host {
 namespace {
@@ -22,13 +21,6 @@ constexpr struct {
 };
 
 bool IsBlank(OLECHAR unit) noexcept { return unit == ' ' || (unit >= '\t' && unit <= '\r'); }
-
-std::vector<BYTE> TextData(RegistryText text) {
-  text += OLECHAR{};
-  std::vector<BYTE> data(text.size() * sizeof(OLECHAR));
-  std::memcpy(data.data(), text.data(), data.size());
-  return data;
-}
 
 bool ReadDoubleWord(RegistryTextView text, std::vector<BYTE>& data) {
   const bool isHexadecimal = text.size() > 1 && text[0] == '&' && (text[1] | 0x20) == 'h';
@@ -50,7 +42,7 @@ bool ReadBytes(RegistryTextView text, std::vector<BYTE>& data) {
   return text.empty();
 }
 
-std::vector<BYTE> ReadTexts(RegistryTextView text) {
+RegistryValue ReadTexts(RegistryTextView text) {
   RegistryText texts;
   while (!text.empty()) {
     const bool isEnd = text.starts_with(OLESTR("\\0"));
@@ -58,15 +50,14 @@ std::vector<BYTE> ReadTexts(RegistryTextView text) {
     text.remove_prefix(isEnd ? 2 : 1);
   }
   if (!texts.empty() && texts.back() != 0) texts += OLECHAR{};
-  return TextData(std::move(texts));
+  return RegistryValueOf(texts, REG_MULTI_SZ);
 }
 
-bool ReadValue(RegistryTextView type, RegistryTextView text, ScriptValue& value) {
+bool ReadValue(RegistryTextView type, RegistryTextView text, RegistryValue& value) {
   if (type.size() != 1) return false;
   switch (type.front() | 0x20) {
     case 's':
-      value.type = REG_SZ;
-      value.data = TextData(RegistryText(text));
+      value = RegistryValueOf(text);
       return true;
     case 'd':
       value.type = REG_DWORD;
@@ -75,8 +66,7 @@ bool ReadValue(RegistryTextView type, RegistryTextView text, ScriptValue& value)
       value.type = REG_BINARY;
       return ReadBytes(text, value.data);
     case 'm':
-      value.type = REG_MULTI_SZ;
-      value.data = ReadTexts(text);
+      value = ReadTexts(text);
       return true;
     default:
       return false;
@@ -104,7 +94,7 @@ class ScriptReader {
   enum class Kind { kWord, kQuoted, kOpen, kClose, kEquals, kEnd };
 
   bool IsKeyword(RegistryTextView keyword) const noexcept {
-    return kind_ == Kind::kWord && CompareRegistryNames(word_, keyword) == 0;
+    return kind_ == Kind::kWord && SameRegistryName(word_, keyword);
   }
 
   bool ReadRoot(RegistryText& name) {
@@ -152,14 +142,15 @@ class ScriptReader {
 
   bool ReadName(RegistryText& name) {
     if (kind_ != Kind::kWord && kind_ != Kind::kQuoted) return false;
-    name = word_;
+    // No name of the registry holds a zero.
+    name = word_.c_str();
     return Advance();
   }
 
   bool ReadAssignment(ScriptKey& key, ScriptValue value) {
     RegistryText type, text;
     if (kind_ != Kind::kEquals || !Advance() || !ReadName(type) || !ReadName(text) ||
-        !ReadValue(type, text, value)) {
+        !ReadValue(type, text, value.content)) {
       return false;
     }
     key.values.push_back(std::move(value));
@@ -225,7 +216,7 @@ bool ReplaceInScript(RegistryTextView script, const ScriptReplacements& replacem
     }
     const RegistryText* text = nullptr;
     for (const auto& replacement : replacements) {
-      if (CompareRegistryNames(replacement.first, name) == 0) text = &replacement.second;
+      if (SameRegistryName(replacement.first, name)) text = &replacement.second;
     }
     if (text == nullptr) return false;
     replaced += *text;

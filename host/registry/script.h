@@ -11,8 +11,7 @@ namespace host {
 
 struct ScriptValue {
   RegistryText name;
-  DWORD type = 0;
-  std::vector<BYTE> data;
+  RegistryValue content;
   // Stays when the script is unregistered and its key stays.
   bool isKept = false;
 };

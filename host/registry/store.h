@@ -3,37 +3,28 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
+#include <functional>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "host/registry/file.h"
 #include "host/registry/tree.h"
 
 namespace host {
 
-// All members may be called from any thread. Between Begin and its Commit or Abandon the registry
-// belongs to the calling thread.
+// Never destroyed. All members may be called from any thread.
 class RegistryStore final {
  public:
-  // The tree as it stands now; reads the file when it is another one than last time.
+  // The tree as it stands now; reads the file when it is another one than last time. ERROR_BADDB,
+  // ERROR_CANTREAD. Throws std::bad_alloc.
   LSTATUS Snapshot(RegistryKeyPointer& root);
 
-  // Opens a batch of changes, or says why there can be none (and opens nothing).
-  LSTATUS Begin();
-  // Closes the innermost batch; the outermost one writes. On failure nothing has changed.
-  LSTATUS Commit() noexcept;
-  // Closes the innermost batch and undoes what happened in it.
-  void Abandon() noexcept;
+  // Lets change(root) put another root in the place of the one it is given, and writes that. When
+  // the result is no success, or something is thrown, nothing has changed.
+  LSTATUS Modify(const std::function<LSTATUS(RegistryKeyPointer& root)>& change);
 
-  // A batch of one change: change(RegistryKeyPointer& root) puts a new root in the place of the
-  // old.
-  template <class Change>
-  LSTATUS Modify(Change&& change);
-
-  // An empty path is memory only. False inside a batch: nothing has changed.
-  bool UseFile(std::string path) noexcept;
+  // An empty path is memory only.
+  void UseFile(std::string path) noexcept;
 
   // Another number after each change of the tree or its readability, as far as this process has
   // noticed it.
@@ -41,10 +32,9 @@ class RegistryStore final {
 
  private:
   LSTATUS Refresh();
-  LSTATUS LockFile();
   void Become(RegistryKeyPointer root) noexcept;
 
-  std::recursive_mutex mutex_;
+  std::mutex mutex_;
   std::atomic<std::uint64_t> generation_{1};
   bool hasPath_ = false;
   std::string path_;
@@ -52,26 +42,6 @@ class RegistryStore final {
   RegistryFileState state_;
   LSTATUS readStatus_ = ERROR_SUCCESS;
   RegistryKeyPointer root_;
-  // The trees at the beginning of each open batch.
-  std::vector<RegistryKeyPointer> before_;
-  RegistryFileLock fileLock_;
 };
-
-template <class Change>
-LSTATUS RegistryStore::Modify(Change&& change) {
-  LSTATUS status = Begin();
-  if (status != ERROR_SUCCESS) return status;
-  try {
-    RegistryKeyPointer root = root_;
-    status = change(root);
-    if (status == ERROR_SUCCESS && root != root_) Become(std::move(root));
-  } catch (...) {
-    Abandon();
-    throw;
-  }
-  if (status == ERROR_SUCCESS) return Commit();
-  Abandon();
-  return status;
-}
 
 }  // namespace host

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "host/base/digits.h"
 #include "host/base/unicode.h"
-#include "host/registry/keys.h"
 
 namespace host {
 namespace {
@@ -40,25 +40,25 @@ class Writer {
  public:
   std::string Write(const RegistryKey& root) {
     text_ = kFirstLine;
-    WriteKey(root, 0);
+    WriteBelow(root, 1);
     text_ += EndLine(lines_, text_);
     return std::move(text_);
   }
 
  private:
-  void WriteKey(const RegistryKey& key, int level) {
-    if (level > 0) {
+  void WriteBelow(const RegistryKey& key, int level) {
+    for (const auto& [name, value] : key.values) WriteValue(name, value);
+    for (const auto& [name, below] : key.keys) {
       text_ += "key " + std::to_string(level) + ' ';
-      WriteQuoted(key.name);
+      WriteQuoted(name);
       EndOfLine();
+      WriteBelow(*below, level + 1);
     }
-    for (const auto& value : key.values) WriteValue(*value);
-    for (const auto& below : key.keys) WriteKey(*below, level + 1);
   }
 
-  void WriteValue(const RegistryValue& value) {
+  void WriteValue(const RegistryText& name, const RegistryValue& value) {
     text_ += "value " + std::to_string(value.type) + ' ';
-    WriteQuoted(value.name);
+    WriteQuoted(name);
     RegistryText text;
     if (AsText(value, text)) {
       text_ += " text ";
@@ -111,8 +111,8 @@ class Reader {
   explicit Reader(std::string_view text) : at_(text.data()), end_(text.data() + text.size()) {}
 
   // The text stands behind the first line and ends before the last one.
-  std::shared_ptr<RegistryKey> Read() {
-    auto root = std::make_shared<RegistryKey>(RegistryKey{{}, NewRegistrySerial(), {}, {}});
+  RegistryKeyPointer Read() {
+    const auto root = std::make_shared<RegistryKey>();
     open_.push_back(root.get());
     while (at_ != end_) {
       const bool isKey = Skip("key ");
@@ -132,24 +132,24 @@ class Reader {
       return false;
     }
     open_.resize(level);
-    auto& siblings = open_.back()->keys;
-    if (!siblings.empty() && CompareRegistryNames(siblings.back()->name, name) >= 0) return false;
-    auto key =
-        std::make_shared<RegistryKey>(RegistryKey{std::move(name), NewRegistrySerial(), {}, {}});
+    auto key = std::make_shared<RegistryKey>();
     open_.push_back(key.get());
-    siblings.push_back(std::move(key));
-    return true;
+    return AddLast(open_[level - 1]->keys, std::move(name), std::move(key));
   }
 
   bool ReadValue() {
-    RegistryValue value{};
-    if (!ReadNumber(value.type) || !Skip(" ") || !ReadQuoted(value.name, kMostValueNameUnits) ||
-        value.name.find(OLECHAR{0}) != value.name.npos || !ReadData(value)) {
-      return false;
-    }
-    auto& values = open_.back()->values;
-    if (!values.empty() && CompareRegistryNames(values.back()->name, value.name) >= 0) return false;
-    values.push_back(std::make_shared<RegistryValue>(std::move(value)));
+    RegistryText name;
+    RegistryValue value;
+    return ReadNumber(value.type) && Skip(" ") && ReadQuoted(name, kMostValueNameUnits) &&
+           name.find(OLECHAR{0}) == name.npos && ReadData(value) &&
+           AddLast(open_.back()->values, std::move(name), std::move(value));
+  }
+
+  // False: the name does not stand behind all others.
+  template <class Items, class Item>
+  static bool AddLast(Items& items, RegistryText name, Item item) {
+    if (!items.empty() && !RegistryNameOrder()(items.rbegin()->first, name)) return false;
+    items.emplace_hint(items.end(), std::move(name), std::move(item));
     return true;
   }
 
@@ -159,8 +159,7 @@ class Reader {
       if (!IsTextType(value.type) || !ReadQuoted(text, kMostValueBytes / sizeof(OLECHAR) - 1)) {
         return false;
       }
-      value.data.resize((text.size() + 1) * sizeof(OLECHAR));
-      std::memcpy(value.data.data(), text.c_str(), value.data.size());
+      value = RegistryValueOf(text, value.type);
       return true;
     }
     if (Skip(" number ")) {
@@ -213,18 +212,15 @@ class Reader {
     return true;
   }
 
-  bool ReadHexadecimal(int digits, DWORD& number) noexcept {
-    if (end_ - at_ < digits) return false;
-    const auto [behind, error] = std::from_chars(at_, at_ + digits, number, 16);
-    if (error != std::errc{} || behind != at_ + digits) return false;
-    at_ = behind;
+  bool ReadHexadecimal(std::size_t digits, DWORD& number) noexcept {
+    const std::string_view rest(at_, end_);
+    if (rest.size() < digits || !host::ReadNumber(rest.substr(0, digits), 16, number)) return false;
+    at_ += digits;
     return true;
   }
 
   bool Skip(std::string_view expected) noexcept {
-    if (!std::string_view(at_, static_cast<std::size_t>(end_ - at_)).starts_with(expected)) {
-      return false;
-    }
+    if (!std::string_view(at_, end_).starts_with(expected)) return false;
     at_ += expected.size();
     return true;
   }
@@ -239,7 +235,7 @@ class Reader {
 
 std::string WriteRegistryText(const RegistryKey& root) { return Writer().Write(root); }
 
-std::shared_ptr<RegistryKey> ReadRegistryText(std::string_view text) {
+RegistryKeyPointer ReadRegistryText(std::string_view text) {
   if (text.size() > kMostRegistryTextBytes || !text.starts_with(kFirstLine) ||
       text.back() != '\n') {
     return nullptr;

@@ -29,6 +29,6 @@ inline constexpr std::size_t kMostRegistryTextBytes = 64u << 20;
 std::string WriteRegistryText(const RegistryKey& root);
 
 // Null when the text is not whole or not sound in every part. May throw std::bad_alloc.
-std::shared_ptr<RegistryKey> ReadRegistryText(std::string_view text);
+RegistryKeyPointer ReadRegistryText(std::string_view text);
 
 }  // namespace host

@@ -1,9 +1,9 @@
 // The registry's tree. Trees are immutable: a change makes a new root that shares all that stayed
-// the same, so whoever holds a root sees one state, and undoing a change is going back to the old
-// root.
+// the same, so whoever holds a root sees one state, and a change that is given up leaves nothing.
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -24,76 +24,58 @@ inline constexpr std::size_t kMostKeyNameUnits = 255;
 inline constexpr std::size_t kMostValueNameUnits = 16383;
 inline constexpr std::size_t kMostValueBytes = 1u << 20;
 
-struct RegistryValue {
-  RegistryText name;
-  DWORD type;
-  std::vector<BYTE> data;
+// Names are the same in any case.
+struct RegistryNameOrder {
+  using is_transparent = void;
+  bool operator()(RegistryTextView a, RegistryTextView b) const noexcept;
 };
-using RegistryValuePointer = std::shared_ptr<const RegistryValue>;
+inline bool SameRegistryName(RegistryTextView a, RegistryTextView b) noexcept {
+  return !RegistryNameOrder()(a, b) && !RegistryNameOrder()(b, a);
+}
 
-// Keys and values are sorted by their names, regardless of case, and no name occurs twice. The
-// serial tells a key from one that was made later under the same name.
+struct RegistryValue {
+  DWORD type = REG_NONE;
+  std::vector<BYTE> data;
+  bool operator==(const RegistryValue&) const = default;
+};
+
 struct RegistryKey;
 using RegistryKeyPointer = std::shared_ptr<const RegistryKey>;
 struct RegistryKey {
-  RegistryText name;
-  std::uint64_t serial;
-  std::vector<RegistryValuePointer> values;
-  std::vector<RegistryKeyPointer> keys;
+  // Tells a key from one that was made later under the same name. The root and keys that were read
+  // from a file have 0: who knows a key of the same name means them.
+  std::uint64_t serial = 0;
+  std::map<RegistryText, RegistryValue, RegistryNameOrder> values;
+  std::map<RegistryText, RegistryKeyPointer, RegistryNameOrder> keys;
+  bool operator==(const RegistryKey&) const = default;
 };
 
-std::uint64_t NewRegistrySerial() noexcept;
+// A value that holds a text with its terminator.
+RegistryValue RegistryValueOf(RegistryTextView text, DWORD type = REG_SZ);
 
-// Below 0, 0 or above 0 as the first name stands before, at or behind the second one.
-int CompareRegistryNames(RegistryTextView a, RegistryTextView b) noexcept;
-
-// Where a name is or would be in a sorted list of keys or values.
-template <class Item>
-std::size_t RegistryPlace(const std::vector<Item>& items, RegistryTextView name) noexcept {
-  std::size_t first = 0;
-  std::size_t behind = items.size();
-  while (first < behind) {
-    const std::size_t middle = first + (behind - first) / 2;
-    if (CompareRegistryNames(items[middle]->name, name) < 0) {
-      first = middle + 1;
-    } else {
-      behind = middle;
-    }
-  }
-  return first;
-}
-
-template <class Item>
-bool RegistryHolds(const std::vector<Item>& items, std::size_t place,
-                   RegistryTextView name) noexcept {
-  return place < items.size() && CompareRegistryNames(items[place]->name, name) == 0;
-}
-
-RegistryKeyPointer EmptyRegistry();
+// The text of a key's value up to its terminator; empty when there is none.
+RegistryText RegistryTextOf(const RegistryKey& key, RegistryTextView valueName);
 
 // The key at a path, null when it is missing. The pointer lives as long as the root.
 const RegistryKey* FindRegistryKey(const RegistryKey& root, RegistryPath path) noexcept;
 
-// A value of a key, null when it is missing.
-const RegistryValue* FindRegistryValue(const RegistryKey& key, RegistryTextView name) noexcept;
+// A copy of a key to be changed; of null, a new one.
+std::shared_ptr<RegistryKey> EditableRegistryKey(const RegistryKeyPointer& key);
 
-// A tree in which the key at a path, which must exist, was passed through edit(RegistryKey&).
+// A tree in which the key at a path, made if it was missing, was passed through edit(RegistryKey&).
 template <class Edit>
 RegistryKeyPointer EditRegistry(const RegistryKeyPointer& key, RegistryPath path, Edit&& edit) {
-  auto copy = std::make_shared<RegistryKey>(*key);
+  std::shared_ptr<RegistryKey> copy = EditableRegistryKey(key);
   if (path.empty()) {
     edit(*copy);
   } else {
-    RegistryKeyPointer& below = copy->keys[RegistryPlace(copy->keys, path.front())];
+    RegistryKeyPointer& below = copy->keys[path.front()];
     below = EditRegistry(below, path.subspan(1), edit);
   }
   return copy;
 }
 
-// A tree in which the key at a path exists.
-RegistryKeyPointer AddRegistryKey(const RegistryKeyPointer& root, RegistryPath path);
-
-// Gives the keys of a tree that are also in an older one the serials they have there.
-void KeepRegistrySerials(RegistryKey& key, const RegistryKey& older) noexcept;
+// A tree without the key at a path, which is not the root's and must exist.
+RegistryKeyPointer WithoutRegistryKey(const RegistryKeyPointer& root, RegistryPath path);
 
 }  // namespace host

@@ -7,8 +7,8 @@
 //
 // The registry knows a library under TypeLib\{id}\<major>.<minor>: its text as default value, the
 // path under 0\win64, FLAGS and HELPDIR; and every dual or automation interface of it under
-// Interface\{id}: its name, ProxyStubClsid and ProxyStubClsid32 of the automation marshaler, and
-// TypeLib with the library's id and Version. Locales are not told apart.
+// Interface\{id}: its name, and TypeLib with the library's id and Version. This host has no
+// marshalers that could stand there. Locales are not told apart.
 //
 // Any thread may call. Texts are given out as BSTR, which the caller frees.
 #pragma once

@@ -217,29 +217,6 @@ TEST_F(RegistryFile, FailedWrite_LeavesFileAndTreeAsTheyWere) {
   EXPECT_EQ(file_.Content(), before);
 }
 
-TEST_F(RegistryFile, Batch_IsOneWriteOrNone) {
-  ASSERT_EQ(HostBeginRegistryBatch(), ERROR_SUCCESS);
-  EXPECT_EQ(SetText(OLESTR("One"), OLESTR("x")), ERROR_SUCCESS);
-  EXPECT_EQ(OpenStatus(OLESTR("One")), ERROR_SUCCESS);
-  ASSERT_EQ(HostBeginRegistryBatch(), ERROR_SUCCESS);
-  EXPECT_EQ(SetText(OLESTR("Two"), OLESTR("x")), ERROR_SUCCESS);
-  EXPECT_EQ(HostEndRegistryBatch(FALSE), ERROR_SUCCESS);
-  EXPECT_EQ(OpenStatus(OLESTR("Two")), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(HostUseRegistryFile(nullptr), E_UNEXPECTED);
-  EXPECT_EQ(file_.Content(), "");
-  EXPECT_EQ(HostEndRegistryBatch(TRUE), ERROR_SUCCESS);
-  EXPECT_EQ(HostEndRegistryBatch(TRUE), ERROR_INVALID_PARAMETER);
-  const std::string written = file_.Content();
-  EXPECT_EQ(written, Ended(std::string(kFirstLine) + "key 1 \"One\"\nvalue 1 \"\" text \"x\"\n"));
-
-  ASSERT_EQ(HostBeginRegistryBatch(), ERROR_SUCCESS);
-  EXPECT_EQ(SetText(OLESTR("Three"), OLESTR("x")), ERROR_SUCCESS);
-  ASSERT_TRUE(fs::create_directory(file_.path() + ".new"));
-  EXPECT_EQ(HostEndRegistryBatch(TRUE), ERROR_CANTWRITE);
-  EXPECT_EQ(OpenStatus(OLESTR("Three")), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(file_.Content(), written);
-}
-
 void ExpectWriterSucceeds(const std::string& letter, std::vector<std::string> environment) {
   environment.insert(environment.begin(), letter);
   const fs::path writer = fs::path(ThisProgram()).replace_filename("registry_writer");

@@ -284,8 +284,6 @@ TEST_F(TypeInformation, Registration_ServesDispatch) {
   EXPECT_EQ(RegisteredText(library + OLESTR("\\FLAGS")), OLESTR("8"));
   EXPECT_EQ(RegisteredText(interfaceKey), OLESTR("ITypeProbe"));
   EXPECT_EQ(RegisteredText(interfaceKey + OLESTR("\\TypeLib"), OLESTR("Version")), OLESTR("1.2"));
-  EXPECT_EQ(RegisteredText(interfaceKey + OLESTR("\\ProxyStubClsid32")),
-            OLESTR("{00020424-0000-0000-C000-000000000046}"));
 
   const struct {
     WORD major, minor;
