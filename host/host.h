@@ -18,6 +18,7 @@
 #include "host/services/module_files.h"
 #include "host/services/resources.h"
 #include "host/services/task_memory.h"
+#include "host/types/added_modules.h"
 #include "host/types/loading.h"
 #include "host/values/conversion.h"
 #include "host/values/safe_arrays.h"

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "host/base/exported_names.h"
+
 // Marks an operation that libRastelHost exports under its own name.
 #define RASTEL_HOST_API extern "C" __attribute__((visibility("default")))
 

@@ -8,6 +8,11 @@
 // fails, the change has not happened. Writers of several processes take turns by a lock file beside
 // it. Without a file the tree lives in memory only.
 //
+// Beneath the file lie the registry files that packages have put into rastelhost/registry.d in the
+// folders of XDG_DATA_DIRS (/usr/local/share and /usr/share by default): what the file says stands
+// in the place of what they say, and taking away something of theirs is ERROR_ACCESS_DENIED. They
+// are read once. Without a file there are none.
+//
 // Names are compared without regard to case and keep the case they were made with. A path is names
 // between backslashes. Handles are numbers that the host looks up: a wrong one is refused.
 //

@@ -1,17 +1,28 @@
 #include "host/registry/store.h"
 
+#include "host/registry/layers.h"
+
 namespace host {
+namespace {
+
+constinit thread_local int entersForThisProcess = 0;
+
+}  // namespace
+
+RegistryStore::ForThisProcess::ForThisProcess() noexcept { ++entersForThisProcess; }
+RegistryStore::ForThisProcess::~ForThisProcess() { --entersForThisProcess; }
 
 LSTATUS RegistryStore::Snapshot(RegistryKeyPointer& root) {
   std::lock_guard lock(mutex_);
   const LSTATUS status = Refresh();
-  if (status == ERROR_SUCCESS) root = root_;
+  if (status == ERROR_SUCCESS) root = now_.all;
   return status;
 }
 
 LSTATUS RegistryStore::Modify(const std::function<LSTATUS(RegistryKeyPointer& root)>& change) {
   std::lock_guard lock(mutex_);
   LSTATUS status = Refresh();
+  if (status == ERROR_SUCCESS && entersForThisProcess > 0) return ModifyForThisProcess(change);
   FileDescriptor fileLock;
   if (status == ERROR_SUCCESS && !path_.empty()) {
     status = LockRegistryFile(path_, fileLock);
@@ -19,12 +30,26 @@ LSTATUS RegistryStore::Modify(const std::function<LSTATUS(RegistryKeyPointer& ro
     if (status == ERROR_SUCCESS) status = Refresh();
   }
   if (status != ERROR_SUCCESS) return status;
-  RegistryKeyPointer root = root_;
+  RegistryKeyPointer root = now_.written;
   status = change(root);
-  if (status != ERROR_SUCCESS || root == root_) return status;
-  if (!path_.empty()) status = ReplaceRegistryFile(path_, *root, state_);
-  if (status == ERROR_SUCCESS) Become(std::move(root));
+  if (status != ERROR_SUCCESS || root == now_.written) return status;
+  Layers next = Lay(RegistryBeyond(packages_, root));
+  if (packages_ != nullptr && !SameRegistry(*next.written, *root)) return ERROR_ACCESS_DENIED;
+  if (!path_.empty()) status = ReplaceRegistryFile(path_, *next.own, state_);
+  if (status == ERROR_SUCCESS) Become(std::move(next));
   return status;
+}
+
+LSTATUS RegistryStore::ModifyForThisProcess(
+    const std::function<LSTATUS(RegistryKeyPointer& root)>& change) {
+  RegistryKeyPointer root = now_.all;
+  const LSTATUS status = change(root);
+  if (status != ERROR_SUCCESS || root == now_.all) return status;
+  RegistryKeyPointer added = RegistryBeyond(now_.written, root);
+  Layers next{now_.own, now_.written, LayRegistryOver(now_.written, added)};
+  added_ = std::move(added);
+  Become(std::move(next));
+  return ERROR_SUCCESS;
 }
 
 void RegistryStore::UseFile(std::string path) noexcept {
@@ -32,7 +57,8 @@ void RegistryStore::UseFile(std::string path) noexcept {
   path_ = std::move(path);
   hasPath_ = true;
   hasRead_ = false;
-  Become(nullptr);
+  packages_ = added_ = nullptr;
+  Become({});
 }
 
 LSTATUS RegistryStore::Refresh() {
@@ -41,25 +67,33 @@ LSTATUS RegistryStore::Refresh() {
     hasPath_ = true;
   }
   if (path_.empty()) {
-    if (root_ == nullptr) Become(std::make_shared<RegistryKey>());
+    if (now_.own == nullptr) Become(Lay(std::make_shared<RegistryKey>()));
     return ERROR_SUCCESS;
   }
   RegistryFileState now;
   LSTATUS status = LookAtRegistryFile(path_, now);
   if (status != ERROR_SUCCESS) return status;
   if (hasRead_ && now == state_) return readStatus_;
-  RegistryKeyPointer root;
-  status = ReadRegistryFile(path_, now, root);
+  RegistryKeyPointer own;
+  status = ReadRegistryFile(path_, now, own);
+  // Packages come and go with their files; a process sees those of its first look.
+  if (now_.own == nullptr) packages_ = ReadPackageRegistries();
   // What the system refuses today it may give tomorrow, so only a file that was read is remembered.
   hasRead_ = status == ERROR_SUCCESS || status == ERROR_BADDB;
   state_ = now;
   readStatus_ = status;
-  Become(root != nullptr ? std::move(root) : root_);
+  Become(Lay(own != nullptr ? std::move(own) : now_.own));
   return status;
 }
 
-void RegistryStore::Become(RegistryKeyPointer root) noexcept {
-  root_ = std::move(root);
+RegistryStore::Layers RegistryStore::Lay(RegistryKeyPointer own) const {
+  RegistryKeyPointer written = LayRegistryOver(packages_, own);
+  RegistryKeyPointer all = LayRegistryOver(written, added_);
+  return {std::move(own), std::move(written), std::move(all)};
+}
+
+void RegistryStore::Become(Layers layers) noexcept {
+  now_ = std::move(layers);
   generation_.fetch_add(1, std::memory_order_release);
 }
 

@@ -1,4 +1,5 @@
-// The one registry of the process: its tree, kept in step with its file.
+// The one registry of the process: the tree of its file, kept in step with it, over what packages
+// brought, and over both what this process entered for itself.
 #pragma once
 
 #include <atomic>
@@ -20,11 +21,22 @@ class RegistryStore final {
   LSTATUS Snapshot(RegistryKeyPointer& root);
 
   // Lets change(root) put another root in the place of the one it is given, and writes that. When
-  // the result is no success, or something is thrown, nothing has changed.
+  // the result is no success, or something is thrown, nothing has changed. ERROR_ACCESS_DENIED for
+  // taking away what a package brought.
   LSTATUS Modify(const std::function<LSTATUS(RegistryKeyPointer& root)>& change);
 
-  // An empty path is memory only.
+  // An empty path is memory only, without packages.
   void UseFile(std::string path) noexcept;
+
+  // While one lives, what its thread enters is seen by this process alone, above all else, and
+  // nothing is written.
+  class ForThisProcess {
+   public:
+    ForThisProcess() noexcept;
+    ~ForThisProcess();
+    ForThisProcess(const ForThisProcess&) = delete;
+    ForThisProcess& operator=(const ForThisProcess&) = delete;
+  };
 
   // Another number after each change of the tree or its readability, as far as this process has
   // noticed it.
@@ -32,7 +44,14 @@ class RegistryStore final {
 
  private:
   LSTATUS Refresh();
-  void Become(RegistryKeyPointer root) noexcept;
+  LSTATUS ModifyForThisProcess(const std::function<LSTATUS(RegistryKeyPointer& root)>& change);
+  struct Layers {
+    RegistryKeyPointer own;      // of the file
+    RegistryKeyPointer written;  // over what packages brought
+    RegistryKeyPointer all;      // under what this process entered
+  };
+  Layers Lay(RegistryKeyPointer own) const;
+  void Become(Layers layers) noexcept;
 
   std::mutex mutex_;
   std::atomic<std::uint64_t> generation_{1};
@@ -41,7 +60,9 @@ class RegistryStore final {
   bool hasRead_ = false;
   RegistryFileState state_;
   LSTATUS readStatus_ = ERROR_SUCCESS;
-  RegistryKeyPointer root_;
+  RegistryKeyPointer packages_;  // null without any
+  RegistryKeyPointer added_;     // null if this process entered nothing
+  Layers now_;
 };
 
 }  // namespace host
