@@ -48,6 +48,13 @@ for compiler in g++ clang++; do
     CXX=$compiler CLIENT_SOURCE="$stage/client.cpp"
   [ "$(LD_LIBRARY_PATH=$prefix/lib "$build/make/client")" = 255 ] || fail "pkg-config, $compiler"
 done
+for compiler in gcc clang; do
+  command -v $compiler >/dev/null || continue
+  $compiler -std=c11 -Wall -Wextra -Wpedantic -Wshadow -Werror -I"$prefix/include/rastelklp" \
+    examples/c_picture.c -o "$stage/c_picture" -L"$prefix/lib" -lRastelHost
+  LD_LIBRARY_PATH=$prefix/lib "$stage/c_picture" "$stage/$compiler.pgm"
+done
+cmp "$stage"/*.pgm
 
 echo "as a part of another project"
 cat >"$stage/CMakeLists.txt" <<END

@@ -10,10 +10,49 @@ set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/RastelKLP)
 # as they do here and meet no other library's.
 install(DIRECTORY interfaces platform DESTINATION ${header_folder} COMPONENT development
         FILES_MATCHING PATTERN "*.h" PATTERN "*.idl")
+# Of the host's headers those that clients come to, by host/host.h and by the form of type libraries.
+function(rastel_add_headers header)
+  get_property(known GLOBAL PROPERTY RASTEL_PUBLIC_HEADERS)
+  if(header IN_LIST known)
+    return()
+  endif()
+  set_property(GLOBAL APPEND PROPERTY RASTEL_PUBLIC_HEADERS ${header})
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES ${header} DESTINATION ${header_folder}/${folder} COMPONENT development)
+  file(STRINGS ${header} lines REGEX "^#include \"host/")
+  foreach(line IN LISTS lines)
+    string(REGEX REPLACE ".*\"(.*)\".*" "\\1" included "${line}")
+    rastel_add_headers(${included})
+  endforeach()
+endfunction()
 if(NOT WIN32)
-  install(DIRECTORY host DESTINATION ${header_folder} COMPONENT development
-          FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")
+  rastel_add_headers(host/host.h)
+  rastel_add_headers(host/types/tables.h)
 endif()
+
+# For C, and for languages that read its headers; on Windows the compiler for interface definitions
+# makes one.
+find_package(Python3 QUIET COMPONENTS Interpreter)
+if(Python3_FOUND AND NOT WIN32)
+  set(generator packaging/c_header)
+  set(c_header ${PROJECT_BINARY_DIR}/include/rastelklp.h)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include)
+  get_property(host_headers GLOBAL PROPERTY RASTEL_PUBLIC_HEADERS)
+  add_executable(c_interfaces ${generator}/interfaces.cpp)
+  target_link_libraries(c_interfaces PRIVATE rastel_types rastel_warnings)
+  add_custom_command(
+    OUTPUT ${c_header}
+    COMMAND c_interfaces >${c_header}.interfaces
+    COMMAND ${Python3_EXECUTABLE} ${generator}/host_header.py . ${c_header}.interfaces >${c_header}
+    DEPENDS c_interfaces ${generator}/host_header.py ${host_headers}
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+    VERBATIM)
+  add_custom_target(rastel_c_header ALL DEPENDS ${c_header})
+  install(FILES ${c_header} DESTINATION ${header_folder} COMPONENT development)
+endif()
+
+install(FILES ${PROJECT_BINARY_DIR}/include/rastelklp_version.h
+        DESTINATION ${header_folder} COMPONENT development)
 
 # Clients link this: the headers, and the host that they call.
 set_target_properties(rastel_platform PROPERTIES EXPORT_NAME Client)
