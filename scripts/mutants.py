@@ -11,12 +11,15 @@ after, with the same seed. The same seed draws the same lines as long as the fil
 import argparse
 import collections
 import concurrent.futures
+import contextlib
 import json
+import os
 import pathlib
 import queue
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 
@@ -65,11 +68,17 @@ def candidates(only):
 
 
 def run(*command, seconds, cwd):
+    """In a session of its own, of which nothing is left: a changed program may go on for ever."""
+    process = subprocess.Popen(command, cwd=cwd, stdin=subprocess.DEVNULL, start_new_session=True,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
-        return subprocess.run(command, cwd=cwd, timeout=seconds, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
+        return process.wait(seconds) == 0
     except subprocess.TimeoutExpired:
         return False
+    finally:
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, signal.SIGKILL)
+        process.wait()
 
 
 def make_tree(index):
