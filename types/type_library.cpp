@@ -2,6 +2,7 @@
 
 #include "types/aoi_members.h"
 #include "types/attribute_members.h"
+#include "types/table_checks.h"
 #include "types/vector_members.h"
 
 namespace rastel::types {
@@ -145,6 +146,8 @@ constexpr HostTypeLibrary kLibrary{sizeof(HostTypeLibrary),
                                    "Rastel KLP 1.0 Type Library",
                                    kTypes,
                                    std::size(kTypes)};
+
+static_assert(TablesHold(kLibrary));
 
 }  // namespace
 

@@ -1,7 +1,5 @@
 #include "host/classes/loaded_modules.h"
 
-#include <dlfcn.h>
-
 #include <vector>
 
 #include "host/base/never_destroyed.h"
@@ -21,8 +19,6 @@ std::string ModulePath(RegistryTextView text) {
 }
 
 }  // namespace
-
-ClassModule::~ClassModule() { dlclose(library); }
 
 ModuleCall::~ModuleCall() {
   if (module_ != nullptr) TheOnly<ClassModules>().EndCall(*module_);
@@ -69,18 +65,9 @@ HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
 
 HRESULT ClassModules::Load(const std::string& path, std::shared_ptr<ClassModule>& module) {
   // An empty path would be the program itself.
-  void* library = path.empty() ? nullptr : dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  LoadedLibrary library = path.empty() ? nullptr : LoadLibraryFile(path.c_str());
   if (library == nullptr) return CO_E_DLLNOTFOUND;
-  try {
-    module = std::make_shared<ClassModule>(library);
-  } catch (...) {
-    dlclose(library);
-    throw;
-  }
-  module->getClassObject =
-      reinterpret_cast<ClassModule::GetClassObjectFunction>(dlsym(library, "DllGetClassObject"));
-  module->canUnloadNow =
-      reinterpret_cast<ClassModule::CanUnloadNowFunction>(dlsym(library, "DllCanUnloadNow"));
+  module = std::make_shared<ClassModule>(std::move(library));
   return module->getClassObject != nullptr ? S_OK : CO_E_ERRORINDLL;
 }
 

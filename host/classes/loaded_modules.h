@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "host/base/interfaces.h"
+#include "host/services/loaded_library.h"
 
 namespace host {
 
@@ -22,17 +23,17 @@ struct GuidHash {
 
 // One loaded module. The counts belong to the table's lock; the last owner unloads.
 struct ClassModule {
-  using GetClassObjectFunction = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
-  using CanUnloadNowFunction = HRESULT(STDAPICALLTYPE*)();
+  using GetClassObjectFunction = HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**);
+  using CanUnloadNowFunction = HRESULT STDAPICALLTYPE();
 
-  explicit ClassModule(void* loaded) noexcept : library(loaded) {}
-  ~ClassModule();
-  ClassModule(const ClassModule&) = delete;
-  ClassModule& operator=(const ClassModule&) = delete;
+  explicit ClassModule(LoadedLibrary loaded) noexcept
+      : library(std::move(loaded)),
+        getClassObject(ExportOf<GetClassObjectFunction>(library, "DllGetClassObject")),
+        canUnloadNow(ExportOf<CanUnloadNowFunction>(library, "DllCanUnloadNow")) {}
 
-  void* library;
-  GetClassObjectFunction getClassObject = nullptr;
-  CanUnloadNowFunction canUnloadNow = nullptr;
+  const LoadedLibrary library;
+  GetClassObjectFunction* const getClassObject;
+  CanUnloadNowFunction* const canUnloadNow;
   std::uint64_t callsStarted = 0;
   std::uint64_t callsUnderWay = 0;
 };

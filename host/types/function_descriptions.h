@@ -3,7 +3,9 @@
 
 #include <functional>
 
-#include "host/types/table_checks.h"
+#include "host/types/descriptions.h"
+// Behind the types it uses.
+#include "host/types/tables.h"
 
 namespace host {
 

@@ -43,7 +43,9 @@ VARTYPE VariantTypeOf(const TypeLibrary& library, const HostTypeUse& use, const 
   VARTYPE type = use.type;
   int pointers = use.pointers;
   if (type == VT_USERDEFINED) {
-    const HostType& named = library.type(library.Find(use.name));
+    const DWORD index = library.Find(use.name);
+    if (index == kNoType) return VT_EMPTY;
+    const HostType& named = library.type(index);
     if (named.kind == kHostEnumeration) {
       type = VT_I4;
     } else {
@@ -91,7 +93,7 @@ class Call {
 
   // Takes the arguments, one for each parameter that is not returned.
   HRESULT Take(const DISPPARAMS& params, UINT* badArgument) {
-    VARIANT* sources[kMostTypeParameters] = {};
+    VARIANT* sources[kHostMostParameters] = {};
     const UINT count = GivenParameters();
     for (UINT i = 0; i < params.cNamedArgs; ++i) {
       const DISPID id = params.rgdispidNamedArgs[i];
@@ -120,7 +122,7 @@ class Call {
   }
 
   HRESULT Make(void* instance) {
-    void* passed[kMostTypeParameters];
+    void* passed[kHostMostParameters];
     for (WORD i = 0; i < member_.parameterCount; ++i) {
       Argument& argument = arguments_[i];
       passed[i] = (argument.type & VT_BYREF) != 0 ? &argument.reference
@@ -250,7 +252,7 @@ class Call {
 
   const TypeLibrary& library_;
   const HostTypeMember& member_;
-  Argument arguments_[kMostTypeParameters] = {};
+  Argument arguments_[kHostMostParameters] = {};
 };
 
 void FillException(EXCEPINFO& exception, HRESULT code) {
@@ -274,6 +276,7 @@ HRESULT InvokeMember(const TypeLibrary& library, const HostTypeMember& member, v
       (params.cNamedArgs == 0 || params.rgdispidNamedArgs[0] != DISPID_PROPERTYPUT)) {
     return DISP_E_PARAMNOTFOUND;
   }
+  if (member.parameterCount > kHostMostParameters) return DISP_E_BADVARTYPE;
   Call call(library, member);
   const HRESULT described = call.Describe();
   if (FAILED(described)) return described;

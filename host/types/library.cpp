@@ -1,7 +1,5 @@
 #include "host/types/library.h"
 
-#include <dlfcn.h>
-
 #include <new>
 
 #include "host/types/info.h"
@@ -38,20 +36,17 @@ void SpellAs(const char* name, LPOLESTR text) noexcept {
 
 }  // namespace
 
-void TypeLibrary::Unload::operator()(void* module) const noexcept { dlclose(module); }
-
-TypeLibrary::TypeLibrary(Module module, const HostTypeLibrary& tables)
+TypeLibrary::TypeLibrary(LoadedLibrary module, const HostTypeLibrary& tables)
     : module_(std::move(module)), tables_(tables) {
   for (DWORD i = 0; i < tables.typeCount; ++i) names_.emplace(tables.types[i].name, i);
 }
 
 HRESULT TypeLibrary::Load(const char* path, Reference<ITypeLib>& out) {
-  Module module(dlopen(path, RTLD_NOW | RTLD_LOCAL));
+  LoadedLibrary module = LoadLibraryFile(path);
   if (module == nullptr) return TYPE_E_CANTLOADLIBRARY;
-  const auto getTables =
-      reinterpret_cast<HostGetTypeLibrary*>(dlsym(module.get(), kHostTypeLibraryExport));
+  const auto getTables = ExportOf<HostGetTypeLibrary>(module, kHostTypeLibraryExport);
   const HostTypeLibrary* tables = getTables != nullptr ? getTables() : nullptr;
-  if (tables == nullptr || !TypeTablesHold(*tables)) return TYPE_E_CANTLOADLIBRARY;
+  if (tables == nullptr || tables->structureBytes != sizeof(*tables)) return TYPE_E_CANTLOADLIBRARY;
   out.Adopt(new TypeLibrary(std::move(module), *tables));
   return S_OK;
 }
@@ -71,7 +66,7 @@ HRESULT TypeLibrary::GetTypeInfo(UINT index, ITypeInfo** out) {
   *out = nullptr;
   if (index >= tables_.typeCount) return TYPE_E_ELEMENTNOTFOUND;
   return TypeCall([&] {
-    *out = new TypeInfo(*this, index, false);
+    *out = NewTypeInfo(*this, index, false);
     return S_OK;
   });
 }

@@ -1,14 +1,14 @@
 // One loaded type library.
 #pragma once
 
-#include <memory>
 #include <string_view>
 #include <unordered_map>
 
 #include "host/base/counted_object.h"
 #include "host/base/guarded.h"
+#include "host/services/loaded_library.h"
 #include "host/types/loading.h"
-#include "host/types/table_checks.h"
+#include "host/types/tables.h"
 
 namespace host {
 
@@ -23,8 +23,7 @@ class TypeLibrary final : public CountedObject<TypeLibrary, Serves<ITypeLib, IID
   friend CountedObject;
 
  public:
-  // Loads and checks the shared library at a path in UTF-8; see LoadTypeLibEx. Throws
-  // std::bad_alloc.
+  // Loads the shared library at a path in UTF-8; see LoadTypeLibEx. Throws std::bad_alloc.
   static HRESULT Load(const char* path, Reference<ITypeLib>& out);
   // The library of IUnknown and IDispatch, from which all others derive. Never destroyed; counted
   // like any other.
@@ -49,16 +48,10 @@ class TypeLibrary final : public CountedObject<TypeLibrary, Serves<ITypeLib, IID
   DWORD Find(std::string_view name) const noexcept;
 
  private:
-  struct Unload {
-    void operator()(void* module) const noexcept;
-  };
-  using Module = std::unique_ptr<void, Unload>;
-
-  // The tables have been checked.
-  TypeLibrary(Module module, const HostTypeLibrary& tables);
+  TypeLibrary(LoadedLibrary module, const HostTypeLibrary& tables);
   ~TypeLibrary() = default;
 
-  const Module module_;
+  const LoadedLibrary module_;
   const HostTypeLibrary& tables_;
   std::unordered_map<std::string_view, DWORD> names_;
 };

@@ -1,7 +1,9 @@
 // IUnknown and IDispatch as types, for the libraries that derive from them.
 #pragma once
 
-#include "host/types/table_checks.h"
+#include "host/types/descriptions.h"
+// Behind the types it uses.
+#include "host/types/tables.h"
 
 namespace host {
 

@@ -1,6 +1,6 @@
 // The form in which a library of types hands its interfaces to the host: plain constant structures,
-// behind one exported function. The host checks them when it loads the library, and refuses one
-// that does not hold together.
+// behind one exported function. The code of a library is trusted as all code in the process is, so
+// the host does not check its tables: types/table_checks.h does where they are compiled.
 //
 // This header includes nothing, so that a library's tables can be compiled and compared where the
 // host is not: host/host.h, or the system's own headers, stand before it.
@@ -44,6 +44,12 @@ inline constexpr DWORD kHostEnumeration = 0;
 inline constexpr DWORD kHostInterface = 3;      // derives from IUnknown
 inline constexpr DWORD kHostDualInterface = 4;  // derives from IDispatch
 inline constexpr DWORD kHostClass = 5;
+
+// The slots of the interface that a kind of interface derives from.
+constexpr WORD HostBaseSlots(DWORD kind) noexcept { return kind == kHostDualInterface ? 7 : 3; }
+
+// A member that takes more cannot be called late.
+inline constexpr WORD kHostMostParameters = 32;
 
 struct HostType {
   DWORD kind;
