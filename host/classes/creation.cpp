@@ -1,10 +1,9 @@
 #include "host/classes/creation.h"
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <new>
-#include <unordered_map>
-#include <vector>
 
 #include "host/base/counted_object.h"
 #include "host/base/guarded.h"
@@ -53,81 +52,63 @@ HRESULT ClassCall(Body&& body) noexcept {
 
 // A factory that the process registered. Whoever uses it holds it, so that it can be revoked
 // meanwhile; the last holder releases it.
-struct Registration {
-  Registration(IUnknown* object, DWORD itsContext) noexcept : factory(object), context(itsContext) {
+struct OfferedFactory {
+  OfferedFactory(REFCLSID itsClass, IUnknown* object, DWORD itsContext) noexcept
+      : classId(itsClass), factory(object), context(itsContext) {
     factory->AddRef();
   }
-  ~Registration() { factory->Release(); }
-  Registration(const Registration&) = delete;
-  Registration& operator=(const Registration&) = delete;
+  ~OfferedFactory() { factory->Release(); }
+  OfferedFactory(const OfferedFactory&) = delete;
+  OfferedFactory& operator=(const OfferedFactory&) = delete;
 
+  const CLSID classId;
   IUnknown* const factory;
   const DWORD context;
-  DWORD cookie = 0;
 };
-using RegistrationPointer = std::shared_ptr<Registration>;
+using OfferedFactoryPointer = std::shared_ptr<OfferedFactory>;
 
 // Never destroyed, as the factories' modules may be gone by then.
-class Registrations {
+class OfferedFactories {
  public:
-  RegistrationPointer Find(REFCLSID classId) noexcept {
+  OfferedFactoryPointer Find(REFCLSID classId) noexcept {
     std::lock_guard lock(mutex_);
-    const auto found = classes_.find(classId);
-    if (found == classes_.end()) return nullptr;
-    for (const RegistrationPointer& registration : found->second) {
-      if ((registration->context & CLSCTX_INPROC_SERVER) != 0) return registration;
+    for (const auto& [cookie, offered] : factories_) {
+      const bool isInProcess = (offered->context & CLSCTX_INPROC_SERVER) != 0;
+      if (isInProcess && offered->classId == classId) return offered;
     }
     return nullptr;
   }
 
-  // Gives the registration a cookie and keeps it.
-  DWORD Add(REFCLSID classId, RegistrationPointer registration) {
+  // Gives the cookie that the factory is kept under.
+  DWORD Add(OfferedFactoryPointer offered) {
     std::lock_guard lock(mutex_);
-    std::vector<RegistrationPointer>& list = classes_[classId];
-    list.reserve(list.size() + 1);
-    while (lastCookie_ == 0 || !cookies_.emplace(lastCookie_, classId).second) ++lastCookie_;
-    const DWORD cookie = lastCookie_++;
-    registration->cookie = cookie;
-    list.push_back(std::move(registration));
-    return cookie;
+    while (lastCookie_ == 0 || !factories_.try_emplace(lastCookie_, offered).second) ++lastCookie_;
+    return lastCookie_++;
   }
 
   // Gives what was registered to the caller, who lets go of it without the lock.
-  RegistrationPointer Remove(DWORD cookie) noexcept {
+  OfferedFactoryPointer Remove(DWORD cookie) noexcept {
     std::lock_guard lock(mutex_);
-    const auto known = cookies_.find(cookie);
-    if (known == cookies_.end()) return nullptr;
-    const auto list = classes_.find(known->second);
-    cookies_.erase(known);
-    RegistrationPointer removed;
-    std::erase_if(list->second, [&](RegistrationPointer& registration) {
-      if (registration->cookie != cookie) return false;
-      removed = std::move(registration);
-      return true;
-    });
-    if (list->second.empty()) classes_.erase(list);
-    return removed;
+    auto removed = factories_.extract(cookie);
+    return removed ? std::move(removed.mapped()) : nullptr;
   }
 
  private:
   std::mutex mutex_;
-  // Per class, the oldest registration first.
-  std::unordered_map<CLSID, std::vector<RegistrationPointer>, GuidHash> classes_;
-  std::unordered_map<DWORD, CLSID> cookies_;
+  // The oldest first.
+  std::map<DWORD, OfferedFactoryPointer> factories_;
   DWORD lastCookie_ = 1;
 };
 
 // The factory of a class, and what has to stay while it is used.
 struct FoundClass {
   ModuleCall module;
-  RegistrationPointer registration;
+  OfferedFactoryPointer offered;
 };
 
 HRESULT FindFactory(REFCLSID classId, FoundClass& found, REFIID iid, void** factory) {
-  found.registration = TheOnly<Registrations>().Find(classId);
-  if (found.registration != nullptr) {
-    return found.registration->factory->QueryInterface(iid, factory);
-  }
+  found.offered = TheOnly<OfferedFactories>().Find(classId);
+  if (found.offered != nullptr) return found.offered->factory->QueryInterface(iid, factory);
   if (IsHostClass(classId)) {
     Reference<IClassFactory> hostFactory;
     hostFactory.Adopt(new HostClassFactory(classId));
@@ -204,13 +185,13 @@ HRESULT CoRegisterClassObject(REFCLSID classId, LPUNKNOWN factory, DWORD context
   }
   return ClassCall([&]() -> HRESULT {
     *cookie =
-        TheOnly<Registrations>().Add(classId, std::make_shared<Registration>(factory, context));
+        TheOnly<OfferedFactories>().Add(std::make_shared<OfferedFactory>(classId, factory, context));
     return S_OK;
   });
 }
 
 HRESULT CoRevokeClassObject(DWORD cookie) noexcept {
-  const RegistrationPointer removed = TheOnly<Registrations>().Remove(cookie);
+  const OfferedFactoryPointer removed = TheOnly<OfferedFactories>().Remove(cookie);
   return removed != nullptr ? S_OK : E_INVALIDARG;
 }
 

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "host/base/never_destroyed.h"
 #include "host/base/references.h"
 #include "host/classes/identifiers.h"
 #include "host/classes/live_references.h"
@@ -17,7 +18,7 @@ struct InProcessData {
 static_assert(sizeof(InProcessData) == 28 && offsetof(InProcessData, process) == 12);
 
 // Never destroyed: objects may be marshalled while the process ends.
-constinit LiveReferenceTable liveReferences;
+LiveReferenceTable& LiveReferences() noexcept { return TheOnly<LiveReferenceTable>(); }
 
 struct ProcessIdentity {
   GUID guid{};
@@ -97,11 +98,11 @@ class FreeThreadedMarshaler final : public IMarshal {
     HRESULT result = ReadData(stream, data);
     if (FAILED(result)) return result;
     const bool readsOnce = data.flags == MSHLFLAGS_NORMAL;
-    IUnknown* object = liveReferences.Borrow(data.name, data.flags, readsOnce);
+    IUnknown* object = LiveReferences().Borrow(data.name, data.flags, readsOnce);
     if (!object) return RPC_E_INVALID_OBJREF;
     Reference<IUnknown> wanted;
     result = AskFor(object, iid, wanted);
-    liveReferences.Return(data.name);
+    LiveReferences().Return(data.name);
     *out = wanted.Detach();
     return result;
   }
@@ -145,7 +146,9 @@ class FreeThreadedMarshaler final : public IMarshal {
     FreeThreadedMarshaler& marshaler_;
   };
 
-  ~FreeThreadedMarshaler() { liveReferences.DropWeak(weakReferences_); }
+  ~FreeThreadedMarshaler() {
+    if (hasWeakReferences_) LiveReferences().DropOwned(this);
+  }
 
   HRESULT Enter(IUnknown* object, REFIID iid, DWORD flags, LiveReference& name) {
     Reference<IUnknown> held;
@@ -156,24 +159,24 @@ class FreeThreadedMarshaler final : public IMarshal {
       Reference<IUnknown> identity;
       result = AskFor(held.Get(), IID_IUnknown, identity);
       if (FAILED(result)) return result;
-      return liveReferences.AddWeak(identity.Get(), &weakReferences_, &name);
+      hasWeakReferences_ = true;
+      return LiveReferences().Add(identity.Get(), flags, this, name);
     }
-    result = liveReferences.AddCounted(held.Get(), flags, &name);
+    result = LiveReferences().Add(held.Get(), flags, nullptr, name);
     if (SUCCEEDED(result)) static_cast<void>(held.Detach());
     return result;
   }
 
   static HRESULT GiveUp(const InProcessData& data) {
     const bool isCounted = data.flags != MSHLFLAGS_TABLEWEAK;
-    if (!liveReferences.Borrow(data.name, data.flags, isCounted)) return RPC_E_INVALID_OBJREF;
-    liveReferences.Return(data.name);
+    if (!LiveReferences().Borrow(data.name, data.flags, isCounted)) return RPC_E_INVALID_OBJREF;
+    LiveReferences().Return(data.name);
     return S_OK;
   }
 
   InnerUnknown inner_;
   IUnknown* const controlling_;
-  // The list of this marshaler's table-weak entries, guarded by the table.
-  ULONG weakReferences_ = kNoLiveReference;
+  std::atomic<bool> hasWeakReferences_{false};
 };
 
 }  // namespace host

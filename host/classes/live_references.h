@@ -3,34 +3,29 @@
 // nothing. Any thread may call; no foreign code runs under the table's lock.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <mutex>
 
 #include "host/base/interfaces.h"
 
 namespace host {
 
-// The name of an entry, as it stands on a stream.
+// The name of an entry, as it stands on a stream. No name is given out twice.
 struct LiveReference {
-  ULONG index;
-  ULONG generation;
+  ULONG low;
+  ULONG high;
 };
-
-inline constexpr ULONG kNoLiveReference = 0xFFFFFFFF;
 
 class LiveReferenceTable {
  public:
-  constexpr LiveReferenceTable() = default;
+  // Enters an object. Under normal or table-strong flags the table takes over the caller's
+  // reference on success; a table-weak entry has none and belongs to an owner, who has one entry
+  // for each object. E_OUTOFMEMORY.
+  HRESULT Add(IUnknown* object, DWORD flags, const void* owner, LiveReference& name) noexcept;
 
-  // Enters an object under normal or table-strong flags. On success the table has taken over the
-  // caller's reference; E_OUTOFMEMORY leaves it.
-  HRESULT AddCounted(IUnknown* object, DWORD flags, LiveReference* name) noexcept;
-
-  // Enters an object without a reference, into the list that starts at *list (kNoLiveReference when
-  // it is empty). An object that is in the list keeps its entry.
-  HRESULT AddWeak(IUnknown* object, ULONG* list, LiveReference* name) noexcept;
-
-  // Gives up the entries of a list that AddWeak made.
-  void DropWeak(ULONG list) noexcept;
+  // Gives up the entries of an owner.
+  void DropOwned(const void* owner) noexcept;
 
   // The object of an entry that was made with these flags, null when there is none. It stays alive
   // until Return, which every success needs; a weak one lives as long as its owner sees to it.
@@ -41,24 +36,15 @@ class LiveReferenceTable {
  private:
   struct Entry {
     IUnknown* object;
-    ULONG generation;
-    // The next entry of the free list or of the owner's list.
-    ULONG next;
-    ULONG borrowers;
     DWORD flags;
-    bool isLive;
+    const void* owner;
+    ULONG borrowers = 0;
+    bool isLive = true;
   };
 
-  bool Grow() noexcept;
-  // The caller holds the lock.
-  HRESULT Add(IUnknown* object, DWORD flags, LiveReference* name) noexcept;
-  void Free(ULONG index) noexcept;
-
   std::mutex lock_;
-  Entry* entries_ = nullptr;
-  ULONG count_ = 0;
-  ULONG capacity_ = 0;
-  ULONG firstFree_ = kNoLiveReference;
+  std::uint64_t lastName_ = 0;
+  std::map<std::uint64_t, Entry> entries_;
 };
 
 }  // namespace host
