@@ -23,7 +23,8 @@ class ReferenceCount {
 template <class Interface>
 class Reference {
  public:
-  Reference() noexcept = default;
+  // Takes over a reference.
+  explicit Reference(Interface* pointer = nullptr) noexcept : pointer_(pointer) {}
   Reference(const Reference&) = delete;
   Reference& operator=(const Reference&) = delete;
   ~Reference() {
@@ -43,7 +44,7 @@ class Reference {
   }
 
  private:
-  Interface* pointer_ = nullptr;
+  Interface* pointer_;
 };
 
 // QueryInterface of an object that is not trusted: what a failing call leaves in the out pointer is

@@ -1,6 +1,7 @@
 // Characters in UTF-8 and UTF-16, one at a time, and the case folding of the host's names.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -136,6 +137,13 @@ constexpr OLECHAR FoldCase(OLECHAR unit) noexcept {
   if (unit >= 0x430 && unit <= 0x44F) return minus(0x20);
   if (unit >= 0x450 && unit <= 0x45F) return minus(0x50);
   return unit;
+}
+
+// Whether texts differ in case alone.
+constexpr bool SameFolded(std::basic_string_view<OLECHAR> a,
+                          std::basic_string_view<OLECHAR> b) noexcept {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](OLECHAR one, OLECHAR other) { return FoldCase(one) == FoldCase(other); });
 }
 
 }  // namespace host

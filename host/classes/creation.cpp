@@ -20,18 +20,18 @@ namespace host {
 class HostClassFactory final
     : public CountedObject<HostClassFactory, Serves<IClassFactory, IID_IClassFactory>> {
  public:
-  explicit HostClassFactory(REFCLSID classId) noexcept : classId_(classId) {}
+  explicit HostClassFactory(CreateObject& create) noexcept : create_(create) {}
 
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
-    return CreateHostClass(classId_, outer, iid, out);
+    return outer == nullptr ? create_(iid, out) : CLASS_E_NOAGGREGATION;
   }
   // The host does not unload.
   STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 
  private:
-  const CLSID classId_;
+  CreateObject& create_;
 };
 
 namespace {
@@ -109,9 +109,8 @@ struct FoundClass {
 HRESULT FindFactory(REFCLSID classId, FoundClass& found, REFIID iid, void** factory) {
   found.offered = TheOnly<OfferedFactories>().Find(classId);
   if (found.offered != nullptr) return found.offered->factory->QueryInterface(iid, factory);
-  if (IsHostClass(classId)) {
-    Reference<IClassFactory> hostFactory;
-    hostFactory.Adopt(new HostClassFactory(classId));
+  if (CreateObject* create = FindHostClass(classId)) {
+    Reference<IClassFactory> hostFactory(new HostClassFactory(*create));
     return hostFactory->QueryInterface(iid, factory);
   }
   const HRESULT hr = TheOnly<ClassModules>().BeginCall(classId, found.module);
@@ -184,8 +183,8 @@ HRESULT CoRegisterClassObject(REFCLSID classId, LPUNKNOWN factory, DWORD context
     context |= CLSCTX_INPROC_SERVER;
   }
   return ClassCall([&]() -> HRESULT {
-    *cookie =
-        TheOnly<OfferedFactories>().Add(std::make_shared<OfferedFactory>(classId, factory, context));
+    *cookie = TheOnly<OfferedFactories>().Add(
+        std::make_shared<OfferedFactory>(classId, factory, context));
     return S_OK;
   });
 }

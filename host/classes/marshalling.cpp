@@ -104,8 +104,7 @@ HRESULT STDAPICALLTYPE CoUnmarshalInterface(IStream* stream, REFIID iid, void** 
   result = reader->UnmarshalInterface(stream, header.iid, &made);
   if (FAILED(result)) return result;
   if (!made) return E_NOINTERFACE;
-  host::Reference<IUnknown> object;
-  object.Adopt(static_cast<IUnknown*>(made));
+  host::Reference<IUnknown> object(static_cast<IUnknown*>(made));
   if (IsEqualIID(iid, IID_NULL) || IsEqualIID(iid, header.iid)) {
     *out = object.Detach();
     return result;

@@ -9,7 +9,7 @@ namespace {
 
 struct HostClass {
   CLSID classId;
-  HRESULT (*create)(REFIID iid, void** out);
+  CreateObject* create;
 };
 
 // A marshaler that stands alone reads what the others wrote.
@@ -27,22 +27,13 @@ constexpr HostClass kHostClasses[] = {
     {CLSID_Registrar, CreateRegistrar},
 };
 
-const HostClass* Find(REFCLSID classId) noexcept {
+}  // namespace
+
+CreateObject* FindHostClass(REFCLSID classId) noexcept {
   for (const HostClass& row : kHostClasses) {
-    if (row.classId == classId) return &row;
+    if (row.classId == classId) return row.create;
   }
   return nullptr;
 }
-
-}  // namespace
-
-HRESULT CreateHostClass(REFCLSID classId, IUnknown* outer, REFIID iid, void** out) noexcept {
-  const HostClass* row = Find(classId);
-  if (row == nullptr) return REGDB_E_CLASSNOTREG;
-  if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-  return row->create(iid, out);
-}
-
-bool IsHostClass(REFCLSID classId) noexcept { return Find(classId) != nullptr; }
 
 }  // namespace host

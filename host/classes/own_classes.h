@@ -5,11 +5,10 @@
 
 namespace host {
 
-// Makes an object of a class of the host. REGDB_E_CLASSNOTREG when it is none of them,
-// CLASS_E_NOAGGREGATION for an outer object.
-HRESULT CreateHostClass(REFCLSID classId, IUnknown* outer, REFIID iid, void** out) noexcept;
+// Makes an object: E_OUTOFMEMORY, E_NOINTERFACE.
+using CreateObject = HRESULT(REFIID iid, void** out);
 
-// Whether a class is one of the host's.
-bool IsHostClass(REFCLSID classId) noexcept;
+// How objects of a class of the host are made; null when it is none of them.
+CreateObject* FindHostClass(REFCLSID classId) noexcept;
 
 }  // namespace host

@@ -190,10 +190,8 @@ class Registrar final : public CountedObject<Registrar, Serves<IRegistrar, IID_I
   }
   HRESULT RunNamedResource(LPCOLESTR module, LPCOLESTR number, LPCOLESTR type,
                            bool enter) noexcept {
-    if (module == nullptr || number == nullptr || type == nullptr) return E_INVALIDARG;
-    return Run(enter, [&](RegistryText& text) {
-      return ReadResourceScript(module, ResourceNumber(number), type, text);
-    });
+    return number != nullptr ? RunResource(module, ResourceNumber(number), type, enter)
+                             : E_INVALIDARG;
   }
 
   std::mutex mutex_;
@@ -201,8 +199,7 @@ class Registrar final : public CountedObject<Registrar, Serves<IRegistrar, IID_I
 };
 
 HRESULT CreateRegistrar(REFIID iid, void** out) {
-  Reference<IRegistrar> registrar;
-  registrar.Adopt(new (std::nothrow) Registrar);
+  Reference<IRegistrar> registrar(new (std::nothrow) Registrar);
   if (registrar.Get() == nullptr) return E_OUTOFMEMORY;
   return registrar->QueryInterface(iid, out);
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "host/base/digits.h"
+#include "host/base/unicode.h"
 
 namespace host {
 namespace {
@@ -94,7 +95,7 @@ class ScriptReader {
   enum class Kind { kWord, kQuoted, kOpen, kClose, kEquals, kEnd };
 
   bool IsKeyword(RegistryTextView keyword) const noexcept {
-    return kind_ == Kind::kWord && SameRegistryName(word_, keyword);
+    return kind_ == Kind::kWord && SameFolded(word_, keyword);
   }
 
   bool ReadRoot(RegistryText& name) {
@@ -216,7 +217,7 @@ bool ReplaceInScript(RegistryTextView script, const ScriptReplacements& replacem
     }
     const RegistryText* text = nullptr;
     for (const auto& replacement : replacements) {
-      if (SameRegistryName(replacement.first, name)) text = &replacement.second;
+      if (SameFolded(replacement.first, name)) text = &replacement.second;
     }
     if (text == nullptr) return false;
     replaced += *text;

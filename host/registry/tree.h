@@ -29,10 +29,6 @@ struct RegistryNameOrder {
   using is_transparent = void;
   bool operator()(RegistryTextView a, RegistryTextView b) const noexcept;
 };
-inline bool SameRegistryName(RegistryTextView a, RegistryTextView b) noexcept {
-  return !RegistryNameOrder()(a, b) && !RegistryNameOrder()(b, a);
-}
-
 struct RegistryValue {
   DWORD type = REG_NONE;
   std::vector<BYTE> data;

@@ -25,12 +25,7 @@ bool IsOfType(const HostResource& row, LPCOLESTR type, UINT typeNumber) noexcept
   if (row.type == nullptr || type == nullptr) {
     return row.type == type && row.typeNumber == typeNumber;
   }
-  LPCOLESTR mine = row.type;
-  while (*mine != 0 && host::FoldCase(*mine) == host::FoldCase(*type)) {
-    ++mine;
-    ++type;
-  }
-  return host::FoldCase(*mine) == host::FoldCase(*type);
+  return host::SameFolded(row.type, type);
 }
 
 // The rows of a module, null when it has none. The caller holds the table's lock.

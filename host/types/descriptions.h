@@ -94,10 +94,3 @@ struct TLIBATTR {
   WORD wMinorVerNum;
   WORD wLibFlags;
 };
-
-static_assert(sizeof(TYPEDESC) == 16 && offsetof(TYPEDESC, vt) == 8);
-static_assert(sizeof(ARRAYDESC) == 32 && sizeof(PARAMDESC) == 16 && sizeof(ELEMDESC) == 32);
-static_assert(sizeof(FUNCDESC) == 88 && offsetof(FUNCDESC, elemdescFunc) == 48);
-static_assert(sizeof(VARDESC) == 64 && offsetof(VARDESC, elemdescVar) == 24);
-static_assert(sizeof(TYPEATTR) == 96 && offsetof(TYPEATTR, typekind) == 44);
-static_assert(offsetof(TYPEATTR, tdescAlias) == 64 && sizeof(TLIBATTR) == 32);

@@ -301,8 +301,7 @@ HRESULT InvokeMember(const TypeLibrary& library, const HostTypeMember& member, v
     ReleaseValue(value);
     return DISP_E_NOTACOLLECTION;
   }
-  Reference<IDispatch> object;
-  object.Adopt(value.pdispVal);
+  Reference<IDispatch> object(value.pdispVal);
   DISPPARAMS handed = params;
   return object->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_PROPERTYGET, &handed, result, exception,
                         badArgument);

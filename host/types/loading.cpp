@@ -1,10 +1,8 @@
 #include "host/types/loading.h"
 
-#include <limits.h>
+#include <filesystem>
 
-#include <cstdlib>
-
-#include "host/services/code_pages.h"
+#include "host/base/unicode.h"
 #include "host/types/library.h"
 #include "host/types/registered_libraries.h"
 #include "host/values/strings.h"
@@ -12,29 +10,19 @@
 namespace host {
 namespace {
 
-// The full path of a file in UTF-8; false when there is none.
-bool FullPath(LPCOLESTR path, char (&full)[PATH_MAX]) noexcept {
-  char narrow[PATH_MAX];
-  return WideCharToMultiByte(CP_UTF8, 0, path, -1, narrow, PATH_MAX, nullptr, nullptr) != 0 &&
-         realpath(narrow, full) != nullptr;
-}
-
 HRESULT LoadLibrary(LPCOLESTR path, REGKIND kind, Reference<ITypeLib>& out) {
-  char full[PATH_MAX];
-  if (!FullPath(path, full)) return TYPE_E_CANTLOADLIBRARY;
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::canonical(ToUtf8(path), error);
+  if (error == std::errc::not_enough_memory) return E_OUTOFMEMORY;
+  if (error) return TYPE_E_CANTLOADLIBRARY;
   Reference<ITypeLib> library;
-  const HRESULT loaded = TypeLibrary::Load(full, library);
-  if (FAILED(loaded)) return loaded;
-  if (kind == REGKIND_REGISTER || (kind == REGKIND_DEFAULT && path[0] != '/')) {
-    OLECHAR wide[PATH_MAX];
-    if (MultiByteToWideChar(CP_UTF8, 0, full, -1, wide, PATH_MAX) == 0) {
-      return TYPE_E_CANTLOADLIBRARY;
-    }
-    const HRESULT entered = EnterLibrary(*library.Get(), wide, nullptr);
-    if (FAILED(entered)) return entered;
+  HRESULT result = TypeLibrary::Load(full.c_str(), library);
+  if (SUCCEEDED(result) &&
+      (kind == REGKIND_REGISTER || (kind == REGKIND_DEFAULT && path[0] != '/'))) {
+    result = EnterLibrary(*library.Get(), ToUtf16(full.native()).c_str(), nullptr);
   }
-  out.Adopt(library.Detach());
-  return S_OK;
+  if (SUCCEEDED(result)) out.Adopt(library.Detach());
+  return result;
 }
 
 }  // namespace

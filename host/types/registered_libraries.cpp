@@ -66,8 +66,7 @@ HRESULT AddInterface(ITypeLib& library, UINT index, const TLIBATTR& attributes,
   ITypeInfo* found = nullptr;
   result = library.GetTypeInfo(index, &found);
   if (FAILED(result)) return result;
-  Reference<ITypeInfo> info;
-  info.Adopt(found);
+  Reference<ITypeInfo> info(found);
   TYPEATTR* type = nullptr;
   result = info->GetTypeAttr(&type);
   if (FAILED(result)) return result;

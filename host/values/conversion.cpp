@@ -4,6 +4,7 @@
 #include <limits>
 #include <string_view>
 
+#include "host/base/unicode.h"
 #include "host/values/date_text.h"
 #include "host/values/exact_numbers.h"
 #include "host/values/number_text.h"
@@ -115,6 +116,18 @@ HRESULT ReadNumber(const VARIANT& value, NumberText* text, Number* number) noexc
   }
 }
 
+// Rounds to a number of decimal places and stores the digits. Places: 0 or 4.
+template <class Integer>
+HRESULT StoreRounded(const Number& number, int places, Integer* value) noexcept {
+  UInt128 magnitude;
+  const bool real = number.form == Number::Form::kReal;
+  if (!(real ? RoundReal(number.real, places == 0 ? 1 : 10000, &magnitude)
+             : RoundToScale(number.exact, places, &magnitude))) {
+    return DISP_E_OVERFLOW;
+  }
+  return ToInteger(real ? number.real < 0 : number.exact.negative, magnitude, value);
+}
+
 // An integer to another of the same width keeps its bits, as does VT_BOOL to any; a bit pattern in
 // text fills the bits. Everything else is rounded and then checked.
 template <class Integer>
@@ -133,23 +146,12 @@ HRESULT StoreInteger(const Number& number, Integer* value) noexcept {
     *value = static_cast<Integer>(number.text->Pattern());
     return S_OK;
   }
-  UInt128 magnitude;
-  const bool real = number.form == Number::Form::kReal;
-  if (!(real ? RoundReal(number.real, 1, &magnitude) : RoundToScale(number.exact, 0, &magnitude))) {
-    return DISP_E_OVERFLOW;
-  }
-  return ToInteger(real ? number.real < 0 : number.exact.negative, magnitude, value);
+  return StoreRounded(number, 0, value);
 }
 
 HRESULT StoreCurrency(const Number& number, CY* value) noexcept {
-  UInt128 magnitude;
   LONGLONG units = 0;
-  const bool real = number.form == Number::Form::kReal;
-  if (!(real ? RoundReal(number.real, 10000, &magnitude)
-             : RoundToScale(number.exact, 4, &magnitude))) {
-    return DISP_E_OVERFLOW;
-  }
-  const HRESULT hr = ToInteger(real ? number.real < 0 : number.exact.negative, magnitude, &units);
+  const HRESULT hr = StoreRounded(number, 4, &units);
   if (SUCCEEDED(hr)) value->int64 = units;
   return hr;
 }
@@ -208,18 +210,9 @@ HRESULT StoreDecimal(const Number& number, DECIMAL* value) noexcept {
   return ToDecimal(exact, false, value);
 }
 
-bool EqualsIgnoringCase(std::basic_string_view<OLECHAR> text,
-                        std::basic_string_view<OLECHAR> lowerCase) noexcept {
-  const auto lower = [](OLECHAR c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<OLECHAR>(c - 'A' + 'a') : c;
-  };
-  return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
-                    [lower](OLECHAR a, OLECHAR b) noexcept { return lower(a) == b; });
-}
-
 bool ReadBoolWord(std::basic_string_view<OLECHAR> text, VARIANT_BOOL* value) noexcept {
-  const bool isTrue = EqualsIgnoringCase(text, OLESTR("true")) || text == OLESTR("#TRUE#");
-  const bool isFalse = EqualsIgnoringCase(text, OLESTR("false")) || text == OLESTR("#FALSE#");
+  const bool isTrue = SameFolded(text, OLESTR("true")) || text == OLESTR("#TRUE#");
+  const bool isFalse = SameFolded(text, OLESTR("false")) || text == OLESTR("#FALSE#");
   *value = isTrue ? VARIANT_TRUE : VARIANT_FALSE;
   return isTrue || isFalse;
 }

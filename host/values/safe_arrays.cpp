@@ -114,29 +114,39 @@ void PushDoomed(SAFEARRAY** doomed, SAFEARRAY* array) noexcept {
   *doomed = array;
 }
 
+// Elements that own something are walked as VARIANTs: such a VARIANT owns what its element owns.
+std::size_t OwnerBytes(USHORT features) noexcept {
+  return features & FADF_VARIANT ? sizeof(VARIANT) : sizeof(void*);
+}
+VARIANT ElementOf(USHORT features, const void* element) noexcept {
+  if (features & FADF_VARIANT) return *static_cast<const VARIANT*>(element);
+  VARIANT value{};
+  value.vt = features & FADF_BSTR ? VT_BSTR : VT_UNKNOWN;
+  std::memcpy(&value.byref, element, sizeof(value.byref));
+  return value;
+}
+void SetElement(USHORT features, void* element, const VARIANT& value) noexcept {
+  if (features & FADF_VARIANT) {
+    *static_cast<VARIANT*>(element) = value;
+  } else {
+    std::memcpy(element, &value.byref, sizeof(value.byref));
+  }
+}
+
 // Gives up what `count` elements own and zeroes them first, one by one. Nested arrays are put on
 // the list instead of being walked here; one that is locked is left to whoever locked it.
 void ReleaseElements(USHORT features, void* data, std::size_t count, SAFEARRAY** doomed) noexcept {
-  if (features & FADF_VARIANT) {
-    auto* element = static_cast<VARIANT*>(data);
-    for (; count != 0; --count, ++element) {
-      if (IsPlain(element->vt) || FAILED(CheckClearable(*element))) continue;
-      const VARIANT old = *element;
-      *element = VARIANT{};
-      const bool nested = IsArray(old.vt) && !IsByRef(old.vt) && old.parray;
-      if (nested && !IsForeign(*old.parray)) {
-        PushDoomed(doomed, old.parray);
-      } else {
-        ReleaseValue(old);
-      }
-    }
-  } else if (features & FADF_BSTR) {
-    auto* element = static_cast<BSTR*>(data);
-    for (; count != 0; --count, ++element) SysFreeString(std::exchange(*element, nullptr));
-  } else if (features & (FADF_UNKNOWN | FADF_DISPATCH)) {
-    auto* element = static_cast<IUnknown**>(data);
-    for (; count != 0; --count, ++element) {
-      if (IUnknown* object = std::exchange(*element, nullptr)) object->Release();
+  if ((features & kOwners) == 0) return;
+  auto* element = static_cast<char*>(data);
+  for (; count != 0; --count, element += OwnerBytes(features)) {
+    const VARIANT old = ElementOf(features, element);
+    if (IsPlain(old.vt) || FAILED(CheckClearable(old))) continue;
+    SetElement(features, element, VARIANT{});
+    const bool nested = IsArray(old.vt) && !IsByRef(old.vt) && old.parray;
+    if (nested && !IsForeign(*old.parray)) {
+      PushDoomed(doomed, old.parray);
+    } else {
+      ReleaseValue(old);
     }
   }
 }
@@ -211,46 +221,30 @@ class PendingCopies {
   SAFEARRAY* first_ = nullptr;
 };
 
-HRESULT FillVariants(const SAFEARRAY& source, SAFEARRAY* copy, PendingCopies* pending) noexcept {
-  const auto* from = static_cast<const VARIANT*>(source.pvData);
-  auto* to = static_cast<VARIANT*>(copy->pvData);
-  for (std::size_t left = ElementCount(source); left != 0; --left, ++from, ++to) {
-    if (IsPlain(from->vt)) {
-      *to = *from;
-      continue;
-    }
-    if (!IsValidType(from->vt)) return DISP_E_BADVARTYPE;
+HRESULT Fill(const SAFEARRAY& source, SAFEARRAY* copy, PendingCopies* pending) noexcept {
+  const USHORT features = source.fFeatures;
+  std::size_t left = ElementCount(source);
+  if ((features & kOwners) == 0) {
+    if (left != 0) std::memcpy(copy->pvData, source.pvData, left * source.cbElements);
+    return S_OK;
+  }
+  const auto* from = static_cast<const char*>(source.pvData);
+  auto* to = static_cast<char*>(copy->pvData);
+  const std::size_t bytes = OwnerBytes(features);
+  for (; left != 0; --left, from += bytes, to += bytes) {
+    const VARIANT value = ElementOf(features, from);
+    if ((features & FADF_VARIANT) == 0 && !value.byref) continue;
+    if (!IsValidType(value.vt)) return DISP_E_BADVARTYPE;
+    VARIANT duplicate{};
     HRESULT hr;
-    if (IsArray(from->vt) && !IsByRef(from->vt) && from->parray) {
-      const VARTYPE type = from->vt;
-      hr = pending->Add(from->parray, &to->parray);
-      if (SUCCEEDED(hr)) to->vt = type;
+    if (IsArray(value.vt) && !IsByRef(value.vt) && value.parray) {
+      hr = pending->Add(value.parray, &duplicate.parray);
+      if (SUCCEEDED(hr)) duplicate.vt = value.vt;
     } else {
-      hr = DuplicateValue(*from, to);
+      hr = DuplicateValue(value, &duplicate);
     }
     if (FAILED(hr)) return hr;
-  }
-  return S_OK;
-}
-
-HRESULT Fill(const SAFEARRAY& source, SAFEARRAY* copy, PendingCopies* pending) noexcept {
-  const std::size_t count = ElementCount(source);
-  if (source.fFeatures & FADF_VARIANT) return FillVariants(source, copy, pending);
-  if (source.fFeatures & FADF_BSTR) {
-    const auto* from = static_cast<const BSTR*>(source.pvData);
-    auto* to = static_cast<BSTR*>(copy->pvData);
-    for (std::size_t i = 0; i < count; ++i) {
-      if (from[i] && !(to[i] = DuplicateText(from[i]))) return E_OUTOFMEMORY;
-    }
-  } else if (source.fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
-    auto* from = static_cast<IUnknown* const*>(source.pvData);
-    auto* to = static_cast<IUnknown**>(copy->pvData);
-    for (std::size_t i = 0; i < count; ++i) {
-      to[i] = from[i];
-      if (to[i]) to[i]->AddRef();
-    }
-  } else if (count != 0) {
-    std::memcpy(copy->pvData, source.pvData, count * source.cbElements);
+    SetElement(features, to, duplicate);
   }
   return S_OK;
 }
@@ -258,56 +252,38 @@ HRESULT Fill(const SAFEARRAY& source, SAFEARRAY* copy, PendingCopies* pending) n
 // Puts a copy of *value into the element of an array that the caller has locked; what the element
 // held is handed out to be released when the lock is gone.
 HRESULT Store(const SAFEARRAY& array, void* element, void* value, VARIANT* displaced) noexcept {
-  if (array.fFeatures & FADF_VARIANT) {
-    auto* source = static_cast<const VARIANT*>(value);
-    auto* target = static_cast<VARIANT*>(element);
-    if (source == target) return S_OK;
-    if (!IsValidType(source->vt)) return DISP_E_BADVARTYPE;
-    HRESULT hr = CheckClearable(*target);
-    if (FAILED(hr)) return hr;
-    VARIANT copy;
-    hr = DuplicateValue(*source, &copy);
-    if (FAILED(hr)) return hr;
-    *displaced = std::exchange(*target, copy);
-  } else if (array.fFeatures & FADF_BSTR) {
-    auto* text = static_cast<BSTR>(value);
-    BSTR copy = text ? DuplicateText(text) : SysAllocStringLen(nullptr, 0);
-    if (!copy) return E_OUTOFMEMORY;
-    displaced->bstrVal = std::exchange(*static_cast<BSTR*>(element), copy);
-    displaced->vt = VT_BSTR;
-  } else if (array.fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
-    auto* object = static_cast<IUnknown*>(value);
-    if (object) object->AddRef();
-    displaced->punkVal = std::exchange(*static_cast<IUnknown**>(element), object);
-    displaced->vt = VT_UNKNOWN;
-  } else {
+  const USHORT features = array.fFeatures;
+  if ((features & kOwners) == 0) {
     std::memmove(element, value, array.cbElements);
+    return S_OK;
   }
+  if (element == value) return S_OK;
+  // Strings and interfaces are the argument itself.
+  const VARIANT source = ElementOf(features, features & FADF_VARIANT ? value : &value);
+  if (!IsValidType(source.vt)) return DISP_E_BADVARTYPE;
+  HRESULT hr = CheckClearable(ElementOf(features, element));
+  if (FAILED(hr)) return hr;
+  VARIANT copy;
+  hr = DuplicateValue(source, &copy);
+  if (FAILED(hr)) return hr;
+  *displaced = ElementOf(features, element);
+  SetElement(features, element, copy);
   return S_OK;
 }
 
 HRESULT Fetch(const SAFEARRAY& array, const void* element, void* value) noexcept {
-  if (array.fFeatures & FADF_VARIANT) {
-    const VARIANT& source = *static_cast<const VARIANT*>(element);
-    VARIANT copy{};
-    const HRESULT hr = IsValidType(source.vt) ? DuplicateValue(source, &copy) : DISP_E_BADVARTYPE;
-    *static_cast<VARIANT*>(value) = copy;
-    return hr;
-  }
-  if (array.fFeatures & FADF_BSTR) {
-    BSTR text = *static_cast<const BSTR*>(element);
-    BSTR copy = text ? DuplicateText(text) : nullptr;
-    *static_cast<BSTR*>(value) = copy;
-    return text && !copy ? E_OUTOFMEMORY : S_OK;
-  }
-  if (array.fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
-    IUnknown* object = *static_cast<IUnknown* const*>(element);
-    *static_cast<IUnknown**>(value) = object;
-    if (object) object->AddRef();
+  const USHORT features = array.fFeatures;
+  if ((features & kOwners) == 0) {
+    std::memcpy(value, element, array.cbElements);
     return S_OK;
   }
-  std::memcpy(value, element, array.cbElements);
-  return S_OK;
+  const VARIANT source = ElementOf(features, element);
+  VARIANT copy{};
+  HRESULT hr = IsValidType(source.vt) ? S_OK : DISP_E_BADVARTYPE;
+  const bool isNull = (features & FADF_VARIANT) == 0 && !source.byref;
+  if (SUCCEEDED(hr) && !isNull) hr = DuplicateValue(source, &copy);
+  SetElement(features, value, copy);
+  return hr;
 }
 
 }  // namespace

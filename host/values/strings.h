@@ -32,12 +32,3 @@ RASTEL_HOST_API UINT STDAPICALLTYPE SysStringLen(BSTR string) noexcept;
 
 // Length in bytes without terminator; 0 for null.
 RASTEL_HOST_API UINT STDAPICALLTYPE SysStringByteLen(BSTR string) noexcept;
-
-namespace host {
-
-// A copy of a string that is not null, byte by byte. Null when memory cannot be had.
-inline BSTR DuplicateText(BSTR text) noexcept {
-  return SysAllocStringByteLen(reinterpret_cast<LPCSTR>(text), SysStringByteLen(text));
-}
-
-}  // namespace host

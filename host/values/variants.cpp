@@ -46,7 +46,8 @@ HRESULT DuplicateValue(const VARIANT& value, VARIANT* copy) noexcept {
     return S_OK;
   }
   if (value.vt == VT_BSTR) {
-    copy->bstrVal = value.bstrVal ? DuplicateText(value.bstrVal) : SysAllocStringLen(nullptr, 0);
+    copy->bstrVal = SysAllocStringByteLen(reinterpret_cast<LPCSTR>(value.bstrVal),
+                                          SysStringByteLen(value.bstrVal));
     if (!copy->bstrVal) return E_OUTOFMEMORY;
     copy->vt = VT_BSTR;
     return S_OK;
