@@ -1,7 +1,7 @@
 // The free-threaded marshaler: lets an object be handed to every thread of the process as it is.
 //
-// In context MSHCTX_INPROC it writes 28 bytes: the marshal flags (4), index and generation of an
-// entry in the process's table of live references (4 each), and the process's identifier (16).
+// In context MSHCTX_INPROC it writes 28 bytes: the marshal flags (4), the name of an entry in the
+// process's table of live references (8), and the process's identifier (16).
 // Normal and table-strong data hold one reference on the object, table-weak data none: who writes
 // such data keeps the object alive while it may be read, and the data dies with the marshaler.
 // Normal data can be read once, the others until ReleaseMarshalData or the marshaler's end. Reading

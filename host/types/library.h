@@ -24,7 +24,7 @@ class TypeLibrary final : public CountedObject<TypeLibrary, Serves<ITypeLib, IID
 
  public:
   // Loads the shared library at a path in UTF-8; see LoadTypeLibEx. Throws std::bad_alloc.
-  static HRESULT Load(const char* path, Reference<ITypeLib>& out);
+  static HRESULT Load(const char* path, Reference<TypeLibrary>& out);
   // The library of IUnknown and IDispatch, from which all others derive. Never destroyed; counted
   // like any other.
   static TypeLibrary& Standard();
@@ -37,9 +37,10 @@ class TypeLibrary final : public CountedObject<TypeLibrary, Serves<ITypeLib, IID
   STDMETHODIMP GetTypeComp(ITypeComp** out) override;
   STDMETHODIMP GetDocumentation(INT index, BSTR* name, BSTR* text, DWORD* helpContext,
                                 BSTR* helpFile) override;
-  STDMETHODIMP IsName(LPOLESTR name, ULONG hash, BOOL* found) override;
-  STDMETHODIMP FindName(LPOLESTR name, ULONG hash, ITypeInfo** infos, MEMBERID* members,
-                        USHORT* count) override;
+  STDMETHODIMP IsName(LPOLESTR, ULONG, BOOL*) override { return E_NOTIMPL; }
+  STDMETHODIMP FindName(LPOLESTR, ULONG, ITypeInfo**, MEMBERID*, USHORT*) override {
+    return E_NOTIMPL;
+  }
   STDMETHODIMP_(void) ReleaseTLibAttr(TLIBATTR* attributes) override;
 
   const HostTypeLibrary& tables() const noexcept { return tables_; }

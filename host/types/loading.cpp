@@ -10,12 +10,12 @@
 namespace host {
 namespace {
 
-HRESULT LoadLibrary(LPCOLESTR path, REGKIND kind, Reference<ITypeLib>& out) {
+HRESULT LoadLibrary(LPCOLESTR path, REGKIND kind, Reference<TypeLibrary>& out) {
   std::error_code error;
   const std::filesystem::path full = std::filesystem::canonical(ToUtf8(path), error);
   if (error == std::errc::not_enough_memory) return E_OUTOFMEMORY;
   if (error) return TYPE_E_CANTLOADLIBRARY;
-  Reference<ITypeLib> library;
+  Reference<TypeLibrary> library;
   HRESULT result = TypeLibrary::Load(full.c_str(), library);
   if (SUCCEEDED(result) &&
       (kind == REGKIND_REGISTER || (kind == REGKIND_DEFAULT && path[0] != '/'))) {
@@ -35,7 +35,7 @@ HRESULT LoadTypeLibEx(LPCOLESTR path, REGKIND kind, ITypeLib** out) noexcept {
   *out = nullptr;
   if (path == nullptr) return E_INVALIDARG;
   return host::TypeCall([&] {
-    Reference<ITypeLib> library;
+    Reference<host::TypeLibrary> library;
     const HRESULT result = host::LoadLibrary(path, kind, library);
     *out = library.Detach();
     return result;
@@ -54,16 +54,13 @@ HRESULT LoadRegTypeLib(REFGUID libraryId, WORD major, WORD minor, LCID, ITypeLib
     WORD foundMinor = minor;
     HRESULT result = host::FindRegisteredLibrary(libraryId, major, foundMinor, path);
     if (FAILED(result)) return result;
-    Reference<ITypeLib> library;
+    Reference<host::TypeLibrary> library;
     result = host::LoadLibrary(path.c_str(), REGKIND_NONE, library);
     if (FAILED(result)) return result;
-    TLIBATTR* attributes = nullptr;
-    result = library->GetLibAttr(&attributes);
-    if (FAILED(result)) return result;
-    const bool isIt = attributes->guid == libraryId && attributes->wMajorVerNum == major &&
-                      attributes->wMinorVerNum >= minor;
-    library->ReleaseTLibAttr(attributes);
-    if (!isIt) return TYPE_E_LIBNOTREGISTERED;
+    const HostTypeLibrary& found = library->tables();
+    if (*found.id != libraryId || found.major != major || found.minor < minor) {
+      return TYPE_E_LIBNOTREGISTERED;
+    }
     *out = library.Detach();
     return S_OK;
   });

@@ -2,9 +2,6 @@
 // case.
 #pragma once
 
-#include <cstring>
-#include <string>
-
 #include "host/base/unicode.h"
 #include "host/values/strings.h"
 
@@ -17,13 +14,9 @@ inline bool SameName(LPCOLESTR text, const char* name) noexcept {
   return *text == 0;
 }
 
-inline std::basic_string<OLECHAR> WideText(const char* text) {
-  return {text, text + std::strlen(text)};
-}
-
 // Null when memory cannot be had.
 inline BSTR NewText(const char* text) {
-  const std::basic_string<OLECHAR> wide = WideText(text);
+  const std::basic_string<OLECHAR> wide = ToUtf16(text);
   return SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
 }
 

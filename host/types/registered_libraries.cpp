@@ -5,10 +5,10 @@
 #include "host/base/digits.h"
 #include "host/base/never_destroyed.h"
 #include "host/base/references.h"
+#include "host/base/unicode.h"
 #include "host/classes/identifiers.h"
 #include "host/classes/registered_classes.h"
 #include "host/registry/store.h"
-#include "host/types/names.h"
 #include "host/values/strings.h"
 
 namespace host {
@@ -27,7 +27,7 @@ constexpr LPCOLESTR kPlatform = OLESTR("win64");
 RegistryText VersionText(WORD major, WORD minor) {
   char text[16];
   std::snprintf(text, sizeof(text), "%x.%x", unsigned{major}, unsigned{minor});
-  return WideText(text);
+  return ToUtf16(text);
 }
 bool ReadVersion(RegistryTextView text, WORD& major, WORD& minor) {
   const std::size_t point = text.find(OLECHAR{'.'});
@@ -159,9 +159,7 @@ HRESULT EnterLibrary(ITypeLib& library, LPCOLESTR path, LPCOLESTR helpFolder) {
   std::vector<Entry> entries = {
       {{kLibraries, id, version}, {}, (text.string != nullptr ? text : name).Copy()},
       {{kLibraries, id, version, kNeutralLocale, kPlatform}, {}, path},
-      {{kLibraries, id, version, kFlags},
-       {},
-       WideText(std::to_string(attributes.wLibFlags).c_str())},
+      {{kLibraries, id, version, kFlags}, {}, ToUtf16(std::to_string(attributes.wLibFlags))},
       {{kLibraries, id, version, kHelpFolder},
        {},
        helpFolder != nullptr ? RegistryText(helpFolder) : FolderOf(path)}};
