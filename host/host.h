@@ -9,7 +9,7 @@
 #include "host/classes/marshalling.h"
 #include "host/classes/persistence.h"
 #include "host/registry/keys.h"
-#include "host/registry/registrar_interface.h"
+#include "host/registry/script_interface.h"
 #include "host/services/code_pages.h"
 #include "host/services/critical_sections.h"
 #include "host/services/debug_output.h"

@@ -2,7 +2,7 @@
 #include "interfaces/identifiers.h"
 #include "module/attribute/attribute_classes.h"
 #include "module/frame/catalogue.h"
-#include "module/frame/registration.h"
+#include "module/frame/class_scripts.h"
 #include "module/image/aoi_classes.h"
 #include "module/vector/vector_classes.h"
 

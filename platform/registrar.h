@@ -4,6 +4,6 @@
 
 #include "platform/interface_id.h"
 // Behind the platform's own headers.
-#include "host/registry/registrar_interface.h"
+#include "host/registry/script_interface.h"
 
 RASTEL_INTERFACE_ID(IRegistrar);

@@ -11,7 +11,7 @@
 #include "host/classes/identifiers.h"
 #include "host/classes/loaded_modules.h"
 #include "host/classes/own_classes.h"
-#include "host/classes/registered_classes.h"
+#include "host/classes/class_entries.h"
 #include "host/services/task_memory.h"
 
 namespace host {

@@ -4,7 +4,7 @@
 
 #include "host/base/never_destroyed.h"
 #include "host/base/unicode.h"
-#include "host/classes/registered_classes.h"
+#include "host/classes/class_entries.h"
 #include "host/registry/store.h"
 
 namespace host {

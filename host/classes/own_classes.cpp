@@ -2,7 +2,7 @@
 
 #include "host/base/references.h"
 #include "host/classes/free_threaded_marshaler.h"
-#include "host/registry/registrar.h"
+#include "host/registry/script_runner.h"
 
 namespace host {
 namespace {

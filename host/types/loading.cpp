@@ -4,7 +4,7 @@
 
 #include "host/base/unicode.h"
 #include "host/types/library.h"
-#include "host/types/registered_libraries.h"
+#include "host/types/library_entries.h"
 #include "host/values/strings.h"
 
 namespace host {

@@ -1,7 +1,7 @@
 // The class CLSID_Registrar of this host.
 #pragma once
 
-#include "host/registry/registrar_interface.h"
+#include "host/registry/script_interface.h"
 
 namespace host {
 

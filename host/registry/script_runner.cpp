@@ -1,4 +1,4 @@
-#include "host/registry/registrar.h"
+#include "host/registry/script_runner.h"
 
 #include <link.h>
 
@@ -13,7 +13,7 @@
 #include "host/base/guarded.h"
 #include "host/base/never_destroyed.h"
 #include "host/base/unicode.h"
-#include "host/registry/script.h"
+#include "host/registry/script_reader.h"
 #include "host/registry/store.h"
 #include "host/services/loaded_library.h"
 #include "host/services/module_files.h"

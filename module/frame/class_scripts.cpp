@@ -1,4 +1,4 @@
-#include "module/frame/registration.h"
+#include "module/frame/class_scripts.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "host/types/registered_libraries.h"
+#include "host/types/library_entries.h"
 
 #include <cstdio>
 
@@ -7,7 +7,7 @@
 #include "host/base/references.h"
 #include "host/base/unicode.h"
 #include "host/classes/identifiers.h"
-#include "host/classes/registered_classes.h"
+#include "host/classes/class_entries.h"
 #include "host/registry/store.h"
 #include "host/values/strings.h"
 

@@ -1,5 +1,5 @@
 // Registration scripts as data: what a script says, read as a whole before anything happens. See
-// host/registry/registrar_interface.h for the language. All functions may throw std::bad_alloc.
+// host/registry/script_interface.h for the language. All functions may throw std::bad_alloc.
 #pragma once
 
 #include <utility>

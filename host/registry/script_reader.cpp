@@ -1,4 +1,4 @@
-#include "host/registry/script.h"
+#include "host/registry/script_reader.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "host/classes/registered_classes.h"
+#include "host/classes/class_entries.h"
 
 #include "host/base/never_destroyed.h"
 #include "host/classes/identifiers.h"
