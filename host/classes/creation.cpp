@@ -8,10 +8,10 @@
 #include "host/base/counted_object.h"
 #include "host/base/guarded.h"
 #include "host/base/never_destroyed.h"
+#include "host/classes/class_entries.h"
 #include "host/classes/identifiers.h"
 #include "host/classes/loaded_modules.h"
 #include "host/classes/own_classes.h"
-#include "host/classes/class_entries.h"
 #include "host/services/task_memory.h"
 
 namespace host {

@@ -36,21 +36,16 @@ HRESULT ReadHeader(IStream* stream, ReferenceHeader& header) {
   return isKnown ? S_OK : RPC_E_INVALID_OBJREF;
 }
 
-// An object of the class that reads the data behind a header.
-HRESULT MakeReader(REFCLSID classId, Reference<IMarshal>& out) {
+// Reads the header and makes an object of the class that reads the data behind it.
+HRESULT OpenReference(IStream* stream, ReferenceHeader& header, Reference<IMarshal>& reader) {
+  HRESULT result = ReadHeader(stream, header);
+  if (FAILED(result)) return result;
   void* made = nullptr;
-  const HRESULT result =
-      CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IMarshal, &made);
+  result = CoCreateInstance(header.classId, nullptr, CLSCTX_INPROC_SERVER, IID_IMarshal, &made);
   if (FAILED(result)) return result;
   if (!made) return E_NOINTERFACE;
-  out.Adopt(static_cast<IMarshal*>(made));
+  reader.Adopt(static_cast<IMarshal*>(made));
   return S_OK;
-}
-
-// Reads the header and makes the reader that it names.
-HRESULT OpenReference(IStream* stream, ReferenceHeader& header, Reference<IMarshal>& reader) {
-  const HRESULT result = ReadHeader(stream, header);
-  return FAILED(result) ? result : MakeReader(header.classId, reader);
 }
 
 }  // namespace

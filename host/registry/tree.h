@@ -29,6 +29,7 @@ struct RegistryNameOrder {
   using is_transparent = void;
   bool operator()(RegistryTextView a, RegistryTextView b) const noexcept;
 };
+
 struct RegistryValue {
   DWORD type = REG_NONE;
   std::vector<BYTE> data;
@@ -38,8 +39,8 @@ struct RegistryValue {
 struct RegistryKey;
 using RegistryKeyPointer = std::shared_ptr<const RegistryKey>;
 struct RegistryKey {
-  // Tells a key from one that was made later under the same name. The root and keys that were read
-  // from a file have 0: who knows a key of the same name means them.
+  // Tells a key from one that this process made later under the same name. The root and keys that
+  // were read from a file have 0, which stands for any.
   std::uint64_t serial = 0;
   std::map<RegistryText, RegistryValue, RegistryNameOrder> values;
   std::map<RegistryText, RegistryKeyPointer, RegistryNameOrder> keys;

@@ -6,8 +6,8 @@
 #include "host/base/never_destroyed.h"
 #include "host/base/references.h"
 #include "host/base/unicode.h"
-#include "host/classes/identifiers.h"
 #include "host/classes/class_entries.h"
+#include "host/classes/identifiers.h"
 #include "host/registry/store.h"
 #include "host/values/strings.h"
 

@@ -56,27 +56,20 @@ USHORT FeaturesOf(VARTYPE type) noexcept {
   }
 }
 
-// Bytes of the data, or false beyond the limit.
-bool DataBytes(ULONG elementBytes, USHORT dimensions, const SAFEARRAYBOUND* bounds,
-               std::size_t* bytes) noexcept {
-  const auto* end = bounds + dimensions;
-  if (std::any_of(bounds, end, [](const SAFEARRAYBOUND& b) { return b.cElements == 0; })) {
-    *bytes = 0;
-    return true;
+// Bytes of the data; everything beyond the limit is the limit and one.
+std::size_t DataBytes(ULONG elementBytes, USHORT dimensions,
+                      const SAFEARRAYBOUND* bounds) noexcept {
+  std::size_t bytes = elementBytes;
+  // The factors are at most 2^32 and below 2^32, so their product fits.
+  for (; dimensions != 0; --dimensions, ++bounds) {
+    bytes = std::min(bytes * bounds->cElements, kMaxDataBytes + 1);
   }
-  std::size_t product = elementBytes;
-  for (; bounds != end; ++bounds) {
-    // Both factors are below 2^32, so their product fits.
-    product *= bounds->cElements;
-    if (product > kMaxDataBytes) return false;
-  }
-  *bytes = product;
-  return true;
+  return bytes;
 }
 
 std::size_t DataBytes(const SAFEARRAY& array) noexcept {
-  std::size_t bytes = 0;
-  return DataBytes(array.cbElements, array.cDims, array.rgsabound, &bytes) ? bytes : 0;
+  const std::size_t bytes = DataBytes(array.cbElements, array.cDims, array.rgsabound);
+  return bytes <= kMaxDataBytes ? bytes : 0;
 }
 
 std::size_t ElementCount(const SAFEARRAY& array) noexcept {
@@ -86,8 +79,8 @@ std::size_t ElementCount(const SAFEARRAY& array) noexcept {
 // A descriptor with its data, all zero but dimensions, element size and features.
 SAFEARRAY* Allocate(USHORT features, ULONG elementBytes, USHORT dimensions,
                     const SAFEARRAYBOUND* boundsLastFirst) noexcept {
-  std::size_t bytes;
-  if (!DataBytes(elementBytes, dimensions, boundsLastFirst, &bytes)) return nullptr;
+  const std::size_t bytes = DataBytes(elementBytes, dimensions, boundsLastFirst);
+  if (bytes > kMaxDataBytes) return nullptr;
   const std::size_t boundsBytes = dimensions * sizeof(SAFEARRAYBOUND);
   auto* hidden = static_cast<Hidden*>(
       std::calloc(1, sizeof(Hidden) + offsetof(SAFEARRAY, rgsabound) + boundsBytes));
@@ -336,18 +329,16 @@ HRESULT STDAPICALLTYPE SafeArrayRedim(SAFEARRAY* array, SAFEARRAYBOUND* bound) n
   if (array->fFeatures & (host::kForeign | FADF_FIXEDSIZE)) return E_INVALIDARG;
   if (host::IsLocked(*array)) return DISP_E_ARRAYISLOCKED;
   const std::size_t oldBytes = host::DataBytes(*array);
-  const SAFEARRAYBOUND oldBound = array->rgsabound[0];
-  std::size_t bytes;
-  array->rgsabound[0] = *bound;
-  if (!host::DataBytes(array->cbElements, array->cDims, array->rgsabound, &bytes)) {
-    array->rgsabound[0] = oldBound;
-    return E_OUTOFMEMORY;
-  }
+  const SAFEARRAYBOUND oldBound = std::exchange(array->rgsabound[0], *bound);
+  const std::size_t bytes = host::DataBytes(array->cbElements, array->cDims, array->rgsabound);
   const bool dropsOwners = bytes < oldBytes && (array->fFeatures & host::kOwners) != 0;
   const std::size_t blockBytes = std::max<std::size_t>(bytes, 1);
+  void* data = nullptr;
   // Dropped elements that own something stay behind in the old block until the array is whole
   // again.
-  void* data = dropsOwners ? std::malloc(blockBytes) : std::realloc(array->pvData, blockBytes);
+  if (bytes <= host::kMaxDataBytes) {
+    data = dropsOwners ? std::malloc(blockBytes) : std::realloc(array->pvData, blockBytes);
+  }
   if (!data) {
     array->rgsabound[0] = oldBound;
     return E_OUTOFMEMORY;
