@@ -1,6 +1,7 @@
 // Object references on streams. An object that answers IMarshal writes itself behind a header of 48
 // bytes; the host has no proxies, so an object without IMarshal cannot be marshalled.
 //
+// clang-format off
 //   0  4   4D 45 4F 57
 //   4  4   4, the custom form
 //   8  16  interface that was marshalled
@@ -8,6 +9,7 @@
 //   40 4   0, length of an extension; not used on reading
 //   44 4   size that GetMarshalSizeMax claimed; not used on reading
 //   48     what MarshalInterface wrote
+// clang-format on
 //
 // Nothing in a reference is trusted. Any thread may call; nothing is kept between calls.
 #pragma once

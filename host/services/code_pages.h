@@ -5,12 +5,14 @@
 // it; an explicit length converts exactly so much, embedded nulls too, and adds no terminator. With
 // a room of 0 the result is the room needed and nothing is written. Otherwise the result counts the
 // units written. 0 is a failure and the last error tells which:
+// clang-format off
 //   ERROR_INVALID_PARAMETER       length 0, null source, null target with room, negative room,
 //                                 target and source the same, another code page
 //   ERROR_INVALID_FLAGS           a flag that is not named below
 //   ERROR_NO_UNICODE_TRANSLATION  ill-formed text, when the flags ask for that
 //   ERROR_INSUFFICIENT_BUFFER     the room is too small; it holds the characters that fit
 //   ERROR_ARITHMETIC_OVERFLOW     the result is above 2147483647 units
+// clang-format on
 #pragma once
 
 #include "host/base/constants.h"
