@@ -7,6 +7,34 @@
 #include "host/types/standard_types.h"
 
 namespace host {
+namespace {
+
+// The name in the tables that a text means, in a type and its members and parameters; null when
+// there is none. *member tells whose it is.
+const char* NameIn(const HostType& type, LPCOLESTR text, MEMBERID* member) noexcept {
+  *member = MEMBERID_NIL;
+  if (SameName(text, type.name)) return type.name;
+  for (DWORD i = 0; i < type.memberCount; ++i) {
+    const HostTypeMember& row = type.members[i];
+    *member = row.id;
+    if (SameName(text, row.name)) return row.name;
+    for (WORD p = 0; p < row.parameterCount; ++p) {
+      if (SameName(text, row.parameters[p].name)) return row.parameters[p].name;
+    }
+  }
+  for (DWORD i = 0; i < type.constantCount; ++i) {
+    *member = static_cast<MEMBERID>(kFirstConstantId + i);
+    if (SameName(text, type.constants[i].name)) return type.constants[i].name;
+  }
+  return nullptr;
+}
+
+// Gives the caller's text the case of the name, which is as long.
+void SpellAs(const char* name, LPOLESTR text) noexcept {
+  for (; *name != 0; ++name, ++text) *text = static_cast<OLECHAR>(*name);
+}
+
+}  // namespace
 
 TypeLibrary::TypeLibrary(LoadedLibrary module, const HostTypeLibrary& tables)
     : module_(std::move(module)), tables_(tables) {
@@ -82,6 +110,41 @@ HRESULT TypeLibrary::GetDocumentation(INT index, BSTR* name, BSTR* text, DWORD* 
     return GiveDocumentation(isLibrary ? tables_.name : type(static_cast<DWORD>(index)).name,
                              isLibrary ? tables_.text : nullptr, name, text, helpContext, helpFile);
   });
+}
+
+HRESULT TypeLibrary::IsName(LPOLESTR name, ULONG, BOOL* found) {
+  if (name == nullptr || found == nullptr) return E_INVALIDARG;
+  *found = FALSE;
+  for (DWORD i = 0; i < tables_.typeCount; ++i) {
+    MEMBERID member = MEMBERID_NIL;
+    const char* spelling = NameIn(type(i), name, &member);
+    if (spelling == nullptr) continue;
+    SpellAs(spelling, name);
+    *found = TRUE;
+    break;
+  }
+  return S_OK;
+}
+
+HRESULT TypeLibrary::FindName(LPOLESTR name, ULONG, ITypeInfo** infos, MEMBERID* members,
+                              USHORT* count) {
+  if (name == nullptr || infos == nullptr || members == nullptr || count == nullptr) {
+    return E_INVALIDARG;
+  }
+  const USHORT room = *count;
+  *count = 0;
+  for (DWORD i = 0; i < tables_.typeCount && *count < room; ++i) {
+    const char* spelling = NameIn(type(i), name, &members[*count]);
+    if (spelling == nullptr) continue;
+    SpellAs(spelling, name);
+    const HRESULT result = GetTypeInfo(i, &infos[*count]);
+    if (FAILED(result)) {
+      while (*count > 0) infos[--*count]->Release();
+      return result;
+    }
+    ++*count;
+  }
+  return S_OK;
 }
 
 }  // namespace host

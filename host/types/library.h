@@ -37,10 +37,9 @@ class TypeLibrary final : public CountedObject<TypeLibrary, Serves<ITypeLib, IID
   STDMETHODIMP GetTypeComp(ITypeComp** out) override;
   STDMETHODIMP GetDocumentation(INT index, BSTR* name, BSTR* text, DWORD* helpContext,
                                 BSTR* helpFile) override;
-  STDMETHODIMP IsName(LPOLESTR, ULONG, BOOL*) override { return E_NOTIMPL; }
-  STDMETHODIMP FindName(LPOLESTR, ULONG, ITypeInfo**, MEMBERID*, USHORT*) override {
-    return E_NOTIMPL;
-  }
+  STDMETHODIMP IsName(LPOLESTR name, ULONG hash, BOOL* found) override;
+  STDMETHODIMP FindName(LPOLESTR name, ULONG hash, ITypeInfo** infos, MEMBERID* members,
+                        USHORT* count) override;
   STDMETHODIMP_(void) ReleaseTLibAttr(TLIBATTR* attributes) override;
 
   const HostTypeLibrary& tables() const noexcept { return tables_; }

@@ -57,7 +57,6 @@ struct ITypeLib : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetTypeComp(ITypeComp** out) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetDocumentation(INT index, BSTR* name, BSTR* text,
                                                      DWORD* helpContext, BSTR* helpFile) = 0;
-  // Searching all names of a library is for compilers as well: E_NOTIMPL.
   virtual HRESULT STDMETHODCALLTYPE IsName(LPOLESTR name, ULONG hash, BOOL* found) = 0;
   virtual HRESULT STDMETHODCALLTYPE FindName(LPOLESTR name, ULONG hash, ITypeInfo** infos,
                                              MEMBERID* members, USHORT* count) = 0;
