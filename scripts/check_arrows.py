@@ -29,6 +29,8 @@ ROWS = {
     "module": CLIENT + ["module"],
     "types": CLIENT + ["host/types/tables.h"],
     "examples": CLIENT,
+    # The generator of the C header reads the tables.
+    "packaging": CLIENT + ["types", "host/types/tables.h"],
     # The tool reads pictures by the examples' code until it has its own.
     "tools": CLIENT + ["examples"],
     "bench": CLIENT + ["module", "examples"],
