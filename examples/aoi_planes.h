@@ -5,8 +5,8 @@
 #include <string>
 
 #include "examples/client.h"
-#include "examples/picture_file.h"
 #include "interfaces/aoi.h"
+#include "pictures/picture_file.h"
 
 namespace examples {
 
@@ -52,9 +52,9 @@ LONG PlaneCount(Aoi& aoi) {
 
 // The rectangle as a picture, with so many pixels more on each side as the buffer's margin has.
 template <class Sample>
-Picture<Sample> PictureOf(TypedAoi<Sample>& aoi, LONG margin = 0) {
+pictures::Picture<Sample> PictureOf(TypedAoi<Sample>& aoi, LONG margin = 0) {
   const Rows<Sample> size(aoi, 0);
-  Picture<Sample> picture{
+  pictures::Picture<Sample> picture{
       int{size.width + 2 * margin}, int{size.height + 2 * margin}, int{PlaneCount(aoi)}, {}};
   picture.samples.resize(static_cast<std::size_t>(picture.width) *
                          static_cast<std::size_t>(picture.height) *

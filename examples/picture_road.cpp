@@ -21,9 +21,9 @@
 namespace {
 
 using examples::Check;
-using examples::Picture;
 using examples::Rows;
 using examples::Say;
+using pictures::Picture;
 using platform::ComPtr;
 
 constexpr LONG kMargin = 40;
@@ -96,7 +96,7 @@ class Road {
   }
 
   std::string Write(const std::string& name, LONG margin) {
-    return examples::WritePicture(folder_ + "/" + name, examples::PictureOf<Sample>(*aoi_, margin));
+    return pictures::WritePicture(folder_ + "/" + name, examples::PictureOf<Sample>(*aoi_, margin));
   }
 
   // The same pixels through the generic interface as double, and through pointers.
@@ -215,7 +215,7 @@ class Road {
 
 template <class Sample>
 void Travel(const std::string& path, const std::string& folder) {
-  const Picture<Sample> picture = examples::ReadPicture<Sample>(path);
+  const Picture<Sample> picture = pictures::ReadPicture<Sample>(path);
   std::printf("%s\n", path.c_str());
   Say("picture", "%d x %d, %d channel%s of %d bit", picture.width, picture.height, picture.channels,
       picture.channels == 1 ? "" : "s", static_cast<int>(8 * sizeof(Sample)));
@@ -232,7 +232,7 @@ void ChangeCopy(IAoiKLP& aoi, const std::string& folder) {
   Say("  checksum", "%08x", unsigned{examples::Checksum<Sample>(*typed)});
   examples::Invert<Sample>(*typed);
   Say("  inverted", "checksum %08x  %s", unsigned{examples::Checksum<Sample>(*typed)},
-      examples::WritePicture(folder + "/second_process", examples::PictureOf<Sample>(*typed))
+      pictures::WritePicture(folder + "/second_process", examples::PictureOf<Sample>(*typed))
           .c_str());
 }
 
@@ -261,7 +261,7 @@ int main(int argc, char** argv) {
   try {
     if (argv[1] == std::string("--receive")) {
       Receive(argv[2]);
-    } else if (examples::HasSixteenBits(argv[1])) {
+    } else if (pictures::HasSixteenBits(argv[1])) {
       Travel<std::uint16_t>(argv[1], argv[2]);
     } else {
       Travel<std::uint8_t>(argv[1], argv[2]);

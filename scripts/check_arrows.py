@@ -28,14 +28,14 @@ ROWS = {
     "module/attribute": CLIENT + ["module/frame", "module/persist"],
     "module": CLIENT + ["module"],
     "types": CLIENT + ["host/types/tables.h"],
-    "examples": CLIENT,
+    "pictures": [],
+    "examples": CLIENT + ["pictures"],
     # The generator of the C header reads the tables.
     "packaging": CLIENT + ["types", "host/types/tables.h"],
-    # The tool reads pictures by the examples' code until it has its own.
-    "tools": CLIENT + ["examples"],
-    "bench": CLIENT + ["module", "examples"],
+    "tools": CLIENT + ["pictures"],
+    "bench": CLIENT + ["module"],
     "fuzz": CLIENT,
-    "tests": CLIENT + ["module", "host", "types", "examples", "tools"],
+    "tests": CLIENT + ["module", "host", "types", "examples", "tools", "pictures"],
 }
 
 

@@ -15,7 +15,7 @@ find build/coverage -name '*.gcda' -delete
 ctest --preset coverage -j 2 -E '^stream_fuzz$'
 report=(gcovr --root . --object-directory build/coverage
   --exclude-directories build/coverage/CMakeFiles
-  --filter '(examples|host|interfaces|module|platform|tools|types)/'
+  --filter '(examples|host|interfaces|module|pictures|platform|tools|types)/'
   --exclude-throw-branches --exclude-unreachable-branches)
 "${report[@]}" --json build/coverage/lines.json --txt build/coverage/report.txt
 tail -n 3 build/coverage/report.txt

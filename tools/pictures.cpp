@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <limits>
 
-#include "examples/picture_file.h"
 #include "interfaces/aoi.h"
+#include "pictures/picture_file.h"
 #include "tools/file_bytes.h"
 #include "tools/loaded_object.h"
 #include "tools/object_format.h"
@@ -14,7 +14,7 @@
 namespace tools {
 namespace {
 
-using examples::Picture;
+using pictures::Picture;
 
 // The encoder counts bytes in 32 bits.
 constexpr std::int64_t kMostSamples = 0x3FFFFFFF;
@@ -26,7 +26,7 @@ std::string SizeText(LONG planes, LONG width, LONG height) {
 
 template <class Sample, class IAoi>
 void Import(const ImportOptions& options, const char* className) {
-  const Picture<Sample> picture = examples::ReadPicture<Sample>(options.picture);
+  const Picture<Sample> picture = pictures::ReadPicture<Sample>(options.picture);
   if (options.margin > std::min(picture.width, picture.height)) {
     throw std::runtime_error("the margin is larger than the picture");
   }
@@ -133,7 +133,7 @@ std::uint8_t Rounded(double value) {
 }  // namespace
 
 void ImportPicture(const ImportOptions& options) {
-  if (examples::HasSixteenBits(options.picture)) {
+  if (pictures::HasSixteenBits(options.picture)) {
     Import<std::uint16_t, IWordAOIKLP>(options, "WordAOIKLP");
   } else {
     Import<std::uint8_t, IByteAOIKLP>(options, "ByteAOIKLP");
@@ -172,7 +172,7 @@ void ExportPicture(const ExportOptions& options) {
     if (!(value >= 0 && value <= 255)) ++outside;
     picture.At(x, y)[plane] = Rounded(options.isScaled ? scale.Apply(value) : value);
   });
-  const std::string png = examples::EncodePng(picture);
+  const std::string png = pictures::EncodePng(picture);
   WriteWholeFile(options.picture,
                  Bytes(reinterpret_cast<const std::uint8_t*>(png.data()), png.size()));
   std::printf("%s: %s\n", options.picture.c_str(),

@@ -8,7 +8,7 @@
 #include <iterator>
 #include <type_traits>
 
-#include "examples/picture_file.h"
+#include "pictures/picture_file.h"
 #include "tests/support/child_process.h"
 #include "tests/support/host_kind.h"
 #include "tests/support/registry_file.h"
@@ -17,7 +17,7 @@
 namespace tests {
 namespace {
 
-using examples::Picture;
+using pictures::Picture;
 
 constexpr int kMargin = 40;
 
@@ -112,7 +112,7 @@ Picture<Sample> ReadBack(const std::string& path) {
   if constexpr (std::is_same_v<Sample, std::uint16_t>) {
     return ReadAnyMap(path);
   } else {
-    return examples::ReadPicture<Sample>(path);
+    return pictures::ReadPicture<Sample>(path);
   }
 }
 
@@ -250,7 +250,7 @@ TEST(PictureFiles, ReadPicture_RefusesEveryFileWithoutItsLastPixel) {
   for (std::size_t bytes = 0; bytes <= whole.size() - 12; ++bytes) {
     if (bytes > 64 && bytes < whole.size() - 64 && bytes % 37 != 0) continue;
     file.Write(whole.substr(0, bytes));
-    EXPECT_THROW(examples::ReadPicture<std::uint8_t>(file.path()), std::runtime_error) << bytes;
+    EXPECT_THROW(pictures::ReadPicture<std::uint8_t>(file.path()), std::runtime_error) << bytes;
   }
 }
 

@@ -1,8 +1,8 @@
 // rastel import and export.
 #include <gmock/gmock.h>
 
-#include "examples/picture_file.h"
 #include "interfaces/identifiers.h"
+#include "pictures/picture_file.h"
 #include "tests/tools/rastel_program.h"
 #include "tests/tools/sample_streams.h"
 
@@ -109,7 +109,7 @@ TEST_F(RastelPictures, Export_ClampsOrScalesTheValuesOfAnyType) {
     const ChildResult result = Run(arguments, row.className);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_THAT(result.output, HasSubstr(row.words));
-    const auto picture = examples::ReadPicture<std::uint8_t>(out.path());
+    const auto picture = pictures::ReadPicture<std::uint8_t>(out.path());
     EXPECT_EQ(picture.channels, row.channels);
     EXPECT_THAT(picture.samples, row.samples);
   }

@@ -1,4 +1,4 @@
-#include "examples/picture_file.h"
+#include "pictures/picture_file.h"
 
 #include <stb_image.h>
 #include <stb_image_write.h>
@@ -7,7 +7,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace examples {
+namespace pictures {
 namespace {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -113,4 +113,4 @@ std::string WritePicture(const std::string& stem, const Picture<std::uint16_t>& 
   return path;
 }
 
-}  // namespace examples
+}  // namespace pictures

@@ -1,4 +1,4 @@
-// Picture files for the examples: reads PNG (grey or colour, with or without alpha, 8 or 16 bit),
+// Picture files: reads PNG (grey or colour, with or without alpha, 8 or 16 bit),
 // writes PNG for 8 bit and the portable any-map formats (PGM, PPM, PAM) for 16 bit.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace examples {
+namespace pictures {
 
 // Samples stand row by row, pixel by pixel, channel by channel.
 template <class Sample>
@@ -40,4 +40,4 @@ std::string EncodePng(const Picture<std::uint8_t>& picture);
 std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture);
 std::string WritePicture(const std::string& stem, const Picture<std::uint16_t>& picture);
 
-}  // namespace examples
+}  // namespace pictures
