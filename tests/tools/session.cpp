@@ -1,0 +1,224 @@
+#include "tests/tools/session.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <vector>
+
+#include "interfaces/identifiers.h"
+#include "tests/support/child_process.h"
+#include "tests/support/registry_file.h"
+#include "tests/support/streams.h"
+
+namespace tests {
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+constexpr struct {
+  const char* name;
+  const CLSID& classId;
+} kClasses[] = {
+#define CLASS_ROW(script, name, ...) {#name, CLSID_##name},
+#include "module/class_rows.inc"
+#undef CLASS_ROW
+};
+
+std::string ClassBytes(const std::string& word) {
+  CLSID classId{};
+  const std::basic_string<OLECHAR> wide(word.begin(), word.end());
+  const auto row = std::find_if(std::begin(kClasses), std::end(kClasses),
+                                [&](const auto& known) { return word == known.name; });
+  if (row != std::end(kClasses)) {
+    classId = row->classId;
+  } else if (FAILED(CLSIDFromString(wide.c_str(), &classId))) {
+    throw std::runtime_error("no class " + word);
+  }
+  return std::string(reinterpret_cast<const char*>(&classId), sizeof(classId));
+}
+
+// Up to the end of the words, or of what stands in brackets.
+std::string BytesIn(std::istream& words) {
+  std::string all;
+  for (std::string word; words >> word && word != ")";) {
+    if (word.ends_with("x(")) {
+      const std::string part = BytesIn(words);
+      for (int times = std::stoi(word); times > 0; --times) all += part;
+    } else if (word.size() > 2) {
+      all += ClassBytes(word);
+    } else {
+      all += static_cast<char>(std::stoi(word, nullptr, 16));
+    }
+  }
+  return all;
+}
+
+std::string HexRows(const std::string& bytes) {
+  constexpr std::size_t kPerRow = 32;
+  std::string rows;
+  for (std::size_t at = 0; at < bytes.size(); at += kPerRow) {
+    rows += HexOf(bytes.data() + at, (std::min)(kPerRow, bytes.size() - at)) + "\n";
+  }
+  return rows;
+}
+
+std::string NamesIn(const std::string& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    names.insert(entry.path().filename().string());
+  }
+  std::string lines;
+  for (const std::string& name : names) lines += name + "\n";
+  return lines;
+}
+
+// Before a session goes to a folder that may lie on another drive.
+const fs::path kSources = fs::absolute(RASTEL_SOURCES);
+
+fs::path ModuleFile() {
+  const fs::path programs = fs::path(ThisProgram()).parent_path();
+  const fs::path beside = programs / RASTEL_MODULE_NAME;
+  return fs::exists(beside) ? beside : programs.parent_path() / "lib" / RASTEL_MODULE_NAME;
+}
+
+void Replace(std::string& text, const std::string& what, const std::string& by) {
+  for (std::size_t at = 0; (at = text.find(what, at)) != text.npos; at += by.size()) {
+    text.replace(at, what.size(), by);
+  }
+}
+
+// A program of this build.
+ChildResult RunBuilt(const Words& words) {
+  fs::path program = ThisProgram();
+  program.replace_filename(words[0] + program.extension().string());
+  ChildResult result = RunProgram(program.string(), {words.begin() + 1, words.end()});
+  std::erase(result.output, '\r');
+  return result;
+}
+
+// What was said, without what differs between hosts, machines and runs, and how it ended.
+std::string Portable(const ChildResult& result) {
+  std::string said = result.output;
+  Replace(said, (fs::current_path() / "").string(), "");
+  Replace(said, (ModuleFile().parent_path() / "").string(), "");
+  Replace(said, RASTEL_MODULE_NAME, "MODULE");
+  Replace(said, RASTEL_TYPES_NAME, "LIBRARY");
+  Replace(said, "\n\n", "\n");
+  if (!said.empty() && !said.ends_with('\n')) said += '\n';
+  if (result.hasTimedOut) return said + "not ended\n";
+  return result.exitCode == 0 ? said : said + "exit " + std::to_string(result.exitCode) + "\n";
+}
+
+fs::path Place(const std::string& word) {
+  if (word == "MODULE") return ModuleFile();
+  return word.starts_with("tests/data/") ? kSources / word : fs::path(word);
+}
+
+const std::map<std::string, std::string (*)(const Words&)> kBuiltins = {
+    {"bytes",
+     [](const Words& words) {
+       std::string hex;
+       for (std::size_t i = 1; i < words.size(); ++i) hex += words[i] + " ";
+       std::istringstream stream(hex);
+       return BytesIn(stream);
+     }},
+    {"head",
+     [](const Words& words) {
+       return FileContent(Place(words.at(2))).substr(0, std::stoul(words[1]));
+     }},
+    {"tail",
+     [](const Words& words) {
+       const std::string all = FileContent(words.at(2));
+       std::size_t from = all.size();
+       for (int lines = std::stoi(words[1]); lines >= 0 && from != all.npos; --lines) {
+         from = all.rfind('\n', from - 1);
+       }
+       return all.substr(from + 1);
+     }},
+    {"cat",
+     [](const Words& words) {
+       std::string all;
+       for (std::size_t i = 1; i < words.size(); ++i) all += FileContent(Place(words[i]));
+       return all;
+     }},
+    {"hex", [](const Words& words) { return HexRows(FileContent(words.at(1))); }},
+    {"ls", [](const Words& words) { return NamesIn(words.size() > 1 ? words[1] : "."); }},
+    {"cp",
+     [](const Words& words) {
+       fs::copy(Place(words.at(1)), words.at(2), fs::copy_options::overwrite_existing);
+       return std::string();
+     }},
+    {"rm",
+     [](const Words& words) {
+       fs::remove(words.at(1));
+       return std::string();
+     }},
+    {"mkdir",
+     [](const Words& words) {
+       fs::create_directory(words.at(1));
+       return std::string();
+     }},
+};
+
+}  // namespace
+
+std::string FileContent(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Session::Session() {
+  UseRegistryFile(registry_.path());
+  fs::current_path(work_.folder());
+}
+
+Session::~Session() {
+  RunBuilt({"rastel", "unregister"});
+  fs::current_path(oldFolder_);
+  UseRegistryFile("");
+}
+
+std::string Session::Play(const std::string& session) {
+  std::istringstream lines(session);
+  std::string played, line;
+  while (std::getline(lines, line)) {
+    if (line.empty() || line[0] == '#') played += line + "\n";
+    if (!line.starts_with("$ ")) continue;
+    std::string command = line.substr(2);
+    played += line + "\n";
+    while (lines.peek() == '>' && std::getline(lines, line)) {
+      command += line.substr(1);
+      played += line + "\n";
+    }
+    played += Run(command);
+  }
+  return played;
+}
+
+std::string Session::Run(const std::string& command) {
+  std::istringstream stream(command);
+  Words words{std::istream_iterator<std::string>(stream), {}};
+  std::string target;
+  if (words.size() > 2 && words.end()[-2] == ">") {
+    target = words.back();
+    words.resize(words.size() - 2);
+  }
+  const auto builtin = kBuiltins.find(words[0]);
+  ChildResult result;
+  if (builtin == kBuiltins.end()) {
+    result = RunBuilt(words);
+  } else {
+    result = {true, false, 0, builtin->second(words)};
+  }
+  if (target.empty()) return Portable(result);
+  if (target != "/dev/null") std::ofstream(target, std::ios::binary) << result.output;
+  result.output.clear();
+  return Portable(result);
+}
+
+}  // namespace tests
