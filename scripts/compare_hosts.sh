@@ -17,14 +17,15 @@ mkdir -p "$work"/{,aois_}{native,wine}
 export RASTEL_HOST_REGISTRY=$PWD/$work/registry
 "$native/bin/rastel" register >/dev/null
 "$native/bin/picture_road" "$picture" "$work/native" >"$work/native.txt"
-"$native/bin/exchange" write "$work/aois_native" >/dev/null
+"$native/bin/exchange" write "$work/aois_native"
 
 cmake/run-wine.sh "$windows/bin/rastel.exe" register >/dev/null
 cmake/run-wine.sh "$windows/bin/picture_road.exe" "$picture" "$work/wine" >"$work/wine.txt"
-cmake/run-wine.sh "$windows/bin/exchange.exe" write "$work/aois_wine" >/dev/null
+cmake/run-wine.sh "$windows/bin/exchange.exe" write "$work/aois_wine"
 diff -r "$work/aois_native" "$work/aois_wine"
-cmake/run-wine.sh "$windows/bin/exchange.exe" check "$work/aois_native"
-"$native/bin/exchange" check "$work/aois_wine"
+cmake/run-wine.sh "$windows/bin/exchange.exe" read "$work/aois_native" >"$work/aois_native.txt"
+"$native/bin/exchange" read "$work/aois_wine" >"$work/aois_wine.txt"
+diff "$work/aois_native.txt" "$work/aois_wine.txt"
 cmake/run-wine.sh "$windows/bin/rastel.exe" unregister >/dev/null
 
 diff <(sed "s,$work/native,OUT,g" "$work/native.txt") <(sed "s,$work/wine,OUT,g" "$work/wine.txt")
