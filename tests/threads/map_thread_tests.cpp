@@ -1,8 +1,10 @@
-// Many threads at one map.
+// Many threads at one map, and at the maps in it.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
+#include "examples/client.h"
 #include "interfaces/attribute.h"
-#include "module/frame/variants.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
 #include "tests/threads/many_threads.h"
@@ -10,127 +12,114 @@
 namespace tests {
 namespace {
 
+using examples::Value;
 using platform::ComPtr;
-using rastel::CComVariant;
 
-constexpr std::chrono::milliseconds kMapTime{2500};
+// Keys that come and go. Under the two behind them are maps, which the threads change as well.
 constexpr LONG kKeys = 16;
 
-template <class Map>
-ComPtr<Map> NewMap(REFCLSID classId) {
-  return ModuleClient::Get().Create<Map>(classId);
-}
-
-// A value whose integer is a multiple of the key's, so that a torn one shows.
-CComVariant ValueFor(LONG key, int round) {
-  CComVariant value;
-  value.vt = VT_I4;
-  value.lVal = (key + 1) * (round % 1000);
-  return value;
-}
-CComVariant ValueOf(IUnknown* object) {
-  CComVariant value;
-  value.vt = VT_UNKNOWN;
-  value.punkVal = object;
-  object->AddRef();
-  return value;
-}
-
-// Every operation that a client may use without care of its own: all but Clone. Keys up to kKeys
-// come and go; under the two behind them are maps, which the threads change as well.
-TEST(ManyThreads, UseOneMapAndTheMapsInIt) {
-  const auto map = NewMap<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
-  const auto generic = map.As<IAttributeMapKLP>();
-  const auto persist = map.As<IPersistStream>();
-  const auto texts = NewMap<IAttributeBstrMapKLP>(CLSID_AttributeBstrMapKLP);
-  const auto numbers = NewMap<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
-  const auto innermost = NewMap<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
-  ASSERT_TRUE(map && texts && numbers && innermost);
-  numbers->put_Value(-1, ValueOf(innermost.Get()));
-  map->put_Value(kKeys, ValueOf(texts.Get()));
-  map->put_Value(kKeys + 1, ValueOf(numbers.Get()));
-  CComVariant shared;
-  shared.vt = VT_BSTR;
-  shared.bstrVal = SysAllocString(OLESTR("a text that all put"));
+struct Maps {
+  const ComPtr<IAttributeDoubleMapKLP> map =
+      New<IAttributeDoubleMapKLP>(CLSID_AttributeDoubleMapKLP);
+  const ComPtr<IAttributeBstrMapKLP> texts = New<IAttributeBstrMapKLP>(CLSID_AttributeBstrMapKLP);
+  const ComPtr<IAttributeLongMapKLP> numbers = New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
+  const ComPtr<IAttributeLongMapKLP> innermost =
+      New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
+  const ComPtr<IAttributeMapKLP> generic = map.As<IAttributeMapKLP>();
+  const ComPtr<IPersistStream> persist = map.As<IPersistStream>();
+  const Value text{std::string("a text that all put")};
   std::atomic<int> found{0}, walked{0};
+
+  Maps() {
+    numbers->put_Value(-1, Value(innermost.Get()).Get());
+    map->put_Value(kKeys, Value(texts.Get()).Get());
+    map->put_Value(kKeys + 1, Value(numbers.Get()).Get());
+  }
+  template <class Map>
+  static ComPtr<Map> New(REFCLSID classId) {
+    return ModuleClient::Get().Create<Map>(classId);
+  }
+};
+
+// Every operation that a client may use without care of its own: all but Clone. A value is a
+// multiple of its key's successor, so that a torn one shows.
+constexpr void (*kOperations[])(Maps& maps, LONG key, int round) = {
+    [](Maps& maps, LONG key, int round) {
+      const Value value(double{1} * (key + 1) * (round % 1000));
+      EXPECT_EQ(maps.map->put_Value(key, value.Get()), S_OK);
+      EXPECT_EQ(maps.generic->put_Value(Value(double{1} * key).Get(), value.Get()), S_OK);
+    },
+    [](Maps& maps, LONG key, int) {
+      Value out;
+      EXPECT_EQ(maps.generic->get_Value(Value(double{1} * key).Get(), out.Put()), S_OK);
+      if (out.Get().vt != VT_R8) return;
+      EXPECT_EQ(std::fmod(out.Get().dblVal, key + 1), 0);
+      ++maps.found;
+    },
+    [](Maps& maps, LONG key, int) { maps.generic->Remove(Value(double{1} * key).Get()); },
+    [](Maps& maps, LONG, int) {
+      ComPtr<IEnumAttributeEntryKLP> entries;
+      ASSERT_EQ(maps.map->GetEnumerator(entries.Put()), S_OK);
+      double last = -1;
+      for (ComPtr<IAttributeEntryKLP> entry; entries->Next(1, entry.Put(), nullptr) == S_OK;) {
+        Value key;
+        EXPECT_EQ(entry->get_Key(key.Put()), S_OK);
+        EXPECT_GT(key.Get().dblVal, last);
+        last = key.Get().dblVal;
+        ++maps.walked;
+      }
+      EXPECT_EQ(last, kKeys + 1);
+    },
+    [](Maps& maps, LONG, int round) {
+      const auto stream = NewStream();
+      EXPECT_EQ(maps.persist->Save(stream.Get(), round % 2), S_OK);
+      ULARGE_INTEGER size{};
+      EXPECT_EQ(maps.persist->GetSizeMax(&size), S_OK);
+      LONG count = 0;
+      SeekTo(stream.Get(), 5);
+      EXPECT_EQ(stream->Read(&count, sizeof(count), nullptr), S_OK);
+      EXPECT_TRUE(count >= 2 && count <= kKeys + 2) << count;
+    },
+    [](Maps& maps, LONG, int) {
+      VARIANT_BOOL flag = 0;
+      EXPECT_GE(maps.persist->IsDirty(), S_OK);
+      EXPECT_EQ(maps.map->Exists(kKeys, &flag), S_OK);
+      EXPECT_EQ(flag, -1);
+      EXPECT_EQ(maps.map->get_OverrideMode(&flag), S_OK);
+      EXPECT_EQ(maps.map->put_OverrideMode(1), S_OK);
+    },
+    [](Maps& maps, LONG, int) {
+      SAFEARRAY* keys = nullptr;
+      ASSERT_EQ(maps.generic->get_Keys(&keys), S_OK);
+      EXPECT_GE(keys->rgsabound[0].cElements, 2u);
+      SafeArrayDestroy(keys);
+      LONG count = 0;
+      EXPECT_EQ(maps.map->get_Count(&count), S_OK);
+    },
+    [](Maps& maps, LONG key, int) {
+      EXPECT_EQ(maps.texts->put_Value(maps.text.Get().bstrVal, maps.text.Get()), S_OK);
+      EXPECT_EQ(maps.numbers->put_Value(key, maps.text.Get()), S_OK);
+      EXPECT_EQ(maps.innermost->put_Value(key, maps.text.Get()), S_OK);
+      EXPECT_EQ(maps.map->put_Value(kKeys + 1, Value(maps.numbers.Get()).Get()), S_OK);
+    },
+    [](Maps& maps, LONG, int) {
+      maps.texts->Clear();
+      maps.innermost->Clear();
+      EXPECT_GE(maps.numbers.As<IPersistStream>()->IsDirty(), S_OK);
+      SetErrorInfo(0, nullptr);
+    },
+};
+
+TEST(ManyThreads, UseOneMapAndTheMapsInIt) {
+  Maps maps;
   OnManyThreads(
       [&](int thread, int round) {
-        const LONG key = (thread * 7 + round * 5) % kKeys;
-        CComVariant number;
-        number.vt = VT_INT;
-        number.intVal = key;
-        CComVariant out;
-        VARIANT_BOOL flag = 0;
-        LONG count = 0;
-        switch ((thread + round) % 9) {
-          case 0:
-            EXPECT_EQ(map->put_Value(key, ValueFor(key, round)), S_OK);
-            EXPECT_EQ(generic->put_Value(number, ValueFor(key, round)), S_OK);
-            break;
-          case 1:
-            EXPECT_EQ(generic->get_Value(number, &out), S_OK);
-            if (out.vt != VT_I4) break;
-            EXPECT_EQ(out.lVal % (key + 1), 0);
-            ++found;
-            break;
-          case 2:
-            generic->Remove(number);
-            break;
-          case 3: {
-            ComPtr<IEnumAttributeEntryKLP> enumerator;
-            ASSERT_EQ(map->GetEnumerator(enumerator.Put()), S_OK);
-            ComPtr<IAttributeEntryKLP> entry;
-            LONG last = -1;
-            while (enumerator->Next(1, entry.Put(), nullptr) == S_OK) {
-              EXPECT_EQ(entry->get_Key(&out), S_OK);
-              EXPECT_GT(out.lVal, last);
-              last = out.lVal;
-              ++walked;
-            }
-            EXPECT_EQ(last, kKeys + 1);
-            break;
-          }
-          case 4: {
-            const auto stream = NewStream();
-            EXPECT_EQ(persist->Save(stream.Get(), round % 2), S_OK);
-            ULARGE_INTEGER size{};
-            EXPECT_EQ(persist->GetSizeMax(&size), S_OK);
-            SeekTo(stream.Get(), 5);
-            EXPECT_EQ(stream->Read(&count, sizeof(count), nullptr), S_OK);
-            EXPECT_TRUE(count >= 2 && count <= kKeys + 2) << count;
-            break;
-          }
-          case 5:
-            EXPECT_GE(persist->IsDirty(), S_OK);
-            EXPECT_EQ(map->Exists(kKeys, &flag), S_OK);
-            EXPECT_EQ(flag, -1);
-            EXPECT_EQ(map->get_OverrideMode(&flag), S_OK);
-            EXPECT_EQ(map->put_OverrideMode(1), S_OK);
-            break;
-          case 6: {
-            SAFEARRAY* keys = nullptr;
-            ASSERT_EQ(generic->get_Keys(&keys), S_OK);
-            EXPECT_GE(keys->rgsabound[0].cElements, 2u);
-            SafeArrayDestroy(keys);
-            EXPECT_EQ(map->get_Count(&count), S_OK);
-            break;
-          }
-          case 7:
-            EXPECT_EQ(texts->put_Value(shared.bstrVal, shared), S_OK);
-            EXPECT_EQ(numbers->put_Value(key, ValueFor(key, round)), S_OK);
-            EXPECT_EQ(innermost->put_Value(key, shared), S_OK);
-            EXPECT_EQ(map->put_Value(kKeys + 1, ValueOf(numbers.Get())), S_OK);
-            break;
-          default:
-            texts->Clear();
-            innermost->Clear();
-            EXPECT_GE(numbers.As<IPersistStream>()->IsDirty(), S_OK);
-            SetErrorInfo(0, nullptr);
-        }
+        const auto number = static_cast<std::size_t>(thread + round);
+        kOperations[number % std::size(kOperations)](maps, (thread * 7 + round * 5) % kKeys, round);
       },
-      kMapTime);
-  EXPECT_GT(found, 0);
-  EXPECT_GT(walked, 0);
+      std::chrono::milliseconds(2500));
+  EXPECT_GT(maps.found, 0);
+  EXPECT_GT(maps.walked, 0);
 }
 
 }  // namespace
