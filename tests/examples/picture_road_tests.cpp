@@ -9,7 +9,7 @@
 
 #include "pictures/picture_file.h"
 #include "tests/support/host_kind.h"
-#include "tests/tools/session.h"
+#include "tests/tools/shell.h"
 
 namespace tests {
 namespace {
@@ -128,8 +128,8 @@ void ExpectWritten(const PictureRow& row) {
 
 TEST(PictureRoad, GoesAllTheWay) {
   const std::string text = FileContent(PICTURES "/picture_road.txt");
-  Session session;
-  EXPECT_EQ(session.Play(text), text);
+  Shell shell;
+  EXPECT_EQ(shell.Play(text), text);
   for (const PictureRow& row : {PictureRow{"grey8", 48, 44, 1, ".png"},
                                 {"grey_alpha8", 48, 44, 2, ".png"},
                                 {"rgb8", 40, 40, 3, ".png"},
@@ -146,14 +146,14 @@ TEST(PictureRoad, GoesAllTheWay) {
 
 TEST(PictureRoad, NoticesAFullDisk) {
   if (!kEmbeddedHost) GTEST_SKIP() << "no file here stands for a full disk";
-  Session session;
-  session.Run("rastel register");
+  Shell shell;
+  shell.Run("rastel register");
   for (const std::string name : {"rgb8", "rgb16"}) {
     const std::string file = name == "rgb8" ? "/margin_zero.png" : "/margin_zero.ppm";
     std::filesystem::create_directory(name);
     std::filesystem::create_symlink("/dev/full", name + file);
-    session.Run("cp tests/data/pictures/" + name + ".png .");
-    const std::string said = session.Run("picture_road " + name + ".png " + name);
+    shell.Run("cp tests/data/pictures/" + name + ".png .");
+    const std::string said = shell.Run("picture_road " + name + ".png " + name);
     EXPECT_TRUE(said.ends_with(name + file + ": cannot be written\nexit 1\n")) << said;
   }
 }

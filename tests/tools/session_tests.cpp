@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <set>
 
-#include "tests/tools/session.h"
+#include "tests/tools/shell.h"
 
 namespace tests {
 namespace {
@@ -25,7 +25,7 @@ class Sessions : public testing::TestWithParam<std::string> {};
 
 TEST_P(Sessions, GoAsTheyWent) {
   const std::string text = FileContent(RASTEL_SESSIONS "/" + GetParam() + ".txt");
-  EXPECT_EQ(Session().Play(text), text);
+  EXPECT_EQ(Shell().Play(text), text);
 }
 
 INSTANTIATE_TEST_SUITE_P(CommandLine, Sessions, testing::ValuesIn(NamesOfSessions()),
@@ -38,6 +38,6 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   if (argc != 3 || std::string(argv[1]) != "--record") return RUN_ALL_TESTS();
   const std::string text = tests::FileContent(argv[2]);
-  std::fputs(tests::Session().Play(text).c_str(), stdout);
+  std::fputs(tests::Shell().Play(text).c_str(), stdout);
   return 0;
 }

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "tests/support/streams.h"
-#include "tests/tools/session.h"
+#include "tests/tools/shell.h"
 #include "tools/object_format.h"
 
 namespace tests {

@@ -1,4 +1,4 @@
-#include "tests/tools/session.h"
+#include "tests/tools/shell.h"
 
 #include <algorithm>
 #include <fstream>
@@ -172,18 +172,18 @@ std::string FileContent(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-Session::Session() {
+Shell::Shell() {
   UseRegistryFile(registry_.path());
   fs::current_path(work_.folder());
 }
 
-Session::~Session() {
+Shell::~Shell() {
   RunBuilt({"rastel", "unregister"});
   fs::current_path(oldFolder_);
   UseRegistryFile("");
 }
 
-std::string Session::Play(const std::string& session) {
+std::string Shell::Play(const std::string& session) {
   std::istringstream lines(session);
   std::string played, line;
   while (std::getline(lines, line)) {
@@ -200,7 +200,7 @@ std::string Session::Play(const std::string& session) {
   return played;
 }
 
-std::string Session::Run(const std::string& command) {
+std::string Shell::Run(const std::string& command) {
   std::istringstream stream(command);
   Words words{std::istream_iterator<std::string>(stream), {}};
   std::string target;
