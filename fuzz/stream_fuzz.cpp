@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -28,7 +29,7 @@
 namespace {
 
 using platform::ComPtr;
-using Bytes = std::vector<std::uint8_t>;
+using Bytes = std::string;
 
 constexpr struct {
   std::string_view name;
@@ -51,22 +52,6 @@ struct Sample {
   Bytes bytes;
 };
 
-// splitmix64: the same numbers on every host.
-class Dice {
- public:
-  explicit Dice(std::uint64_t seed) : state_(seed) {}
-  std::uint64_t Roll() {
-    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15u);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-    return z ^ (z >> 31);
-  }
-  std::size_t Below(std::size_t end) { return end == 0 ? 0 : Roll() % end; }
-
- private:
-  std::uint64_t state_;
-};
-
 void Check(HRESULT result, const char* step) {
   if (FAILED(result)) throw std::runtime_error(std::string(step) + " failed");
 }
@@ -82,13 +67,13 @@ ComPtr<IStream> StreamOf(const Bytes& bytes) {
 class Fuzz {
  public:
   Fuzz(const char* module, std::uint64_t seed) : module_(module), dice_(seed) {
-    getClassObject_ =
+    const auto getClassObject =
         module_.Export<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
-    if (!getClassObject_) throw std::runtime_error(std::string(module) + " cannot be loaded");
+    if (!getClassObject) throw std::runtime_error(std::string(module) + " cannot be loaded");
     // Objects inside streams are made by class identifier.
     for (const auto& row : kClasses) {
       ComPtr<IClassFactory> factory;
-      Check(getClassObject_(row.classId, IID_IClassFactory, factory.PutVoid()), "factory");
+      Check(getClassObject(row.classId, IID_IClassFactory, factory.PutVoid()), "factory");
       DWORD cookie = 0;
       Check(CoRegisterClassObject(row.classId, factory.Get(), CLSCTX_INPROC_SERVER,
                                   REGCLS_MULTIPLEUSE, &cookie),
@@ -118,9 +103,9 @@ class Fuzz {
   int Run(int rounds) {
     int taken = 0;
     for (int round = 0; round < rounds; ++round) {
-      const Sample& sample = samples_[dice_.Below(samples_.size())];
+      const Sample& sample = samples_[Below(samples_.size())];
       const Bytes damaged = Damage(sample.bytes);
-      std::size_t skip = dice_.Below(3);
+      std::size_t skip = Below(3);
       for (const auto& row : kClasses) {
         // One class of three, so that rounds are cheap and still meet all.
         if (!row.name.ends_with(sample.kind->classes) || skip++ % 3 != 0) continue;
@@ -131,18 +116,20 @@ class Fuzz {
   }
 
  private:
+  std::size_t Below(std::size_t end) { return end == 0 ? 0 : dice_() % end; }
+
   Bytes Damage(Bytes bytes) {
     static constexpr std::uint32_t kFields[] = {
         0, 1, 2, 3, 7, 100, 0xFFFF, 0x10000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0x40000000};
-    for (std::size_t times = 1 + dice_.Below(4); times > 0 && !bytes.empty(); --times) {
-      const std::size_t at = dice_.Below(bytes.size());
+    for (std::size_t times = 1 + Below(4); times > 0 && !bytes.empty(); --times) {
+      const std::size_t at = Below(bytes.size());
       const std::size_t rest = bytes.size() - at;
-      switch (dice_.Below(5)) {
+      switch (Below(5)) {
         case 0:
-          bytes[at] = static_cast<std::uint8_t>(dice_.Roll());
+          bytes[at] = static_cast<char>(dice_());
           break;
         case 1: {
-          const std::uint32_t field = kFields[dice_.Below(std::size(kFields))];
+          const std::uint32_t field = kFields[Below(std::size(kFields))];
           std::memcpy(bytes.data() + at, &field, std::min(rest, sizeof field));
           break;
         }
@@ -150,14 +137,11 @@ class Fuzz {
           bytes.resize(at);
           break;
         case 3:
-          bytes.erase(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                      bytes.begin() + static_cast<std::ptrdiff_t>(at + dice_.Below(rest)));
+          bytes.erase(at, Below(rest));
           break;
         default: {
-          const Bytes& other = samples_[dice_.Below(samples_.size())].bytes;
-          const Bytes piece(other.begin() + static_cast<std::ptrdiff_t>(dice_.Below(other.size())),
-                            other.end());
-          bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(at), piece.begin(), piece.end());
+          const Bytes& other = samples_[Below(samples_.size())].bytes;
+          bytes.insert(at, other, Below(other.size()));
         }
       }
     }
@@ -218,10 +202,9 @@ class Fuzz {
   static constexpr double kMostElements = 1 << 20;
 
   platform::LoadedModule module_;
-  HRESULT(STDAPICALLTYPE* getClassObject_)(REFCLSID, REFIID, void**) = nullptr;
   std::vector<DWORD> cookies_;
   std::vector<Sample> samples_;
-  Dice dice_;
+  std::mt19937_64 dice_;  // the same numbers on every host
 };
 
 }  // namespace
