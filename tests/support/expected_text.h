@@ -1,0 +1,12 @@
+// What a test prints, compared with a file in tests/data.
+#pragma once
+
+#include <string>
+
+namespace tests {
+
+// Expects the file to hold the text. Where RASTEL_RECORD is set in the environment, writes it
+// instead, for a review of the difference.
+void ExpectText(const std::string& file, const std::string& text);
+
+}  // namespace tests
