@@ -40,6 +40,8 @@ constexpr HostType Vector() noexcept {
 
 template <class Enumeration, std::size_t Count>
 constexpr HostType Enumerate(const HostTypeConstant (&constants)[Count]) noexcept {
+  // What crosses in memory is 32 bits.
+  static_assert(sizeof(Enumeration) == sizeof(LONG));
   return {
       kHostEnumeration, kTypeName<Enumeration>, nullptr, nullptr, 0, constants, Count, nullptr, 0};
 }

@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace tests {
 
@@ -12,7 +12,13 @@ void ExpectText(const std::string& file, const std::string& text) {
   const std::string path = std::string(RASTEL_TEST_DATA "/") + file;
   if (std::getenv("RASTEL_RECORD")) std::ofstream(path, std::ios::binary) << text;
   std::ifstream expected(path, std::ios::binary);
-  EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(expected), {})) << path;
+  std::istringstream actual(text);
+  for (int number = 1; expected || actual; ++number) {
+    std::string known = "the end", line = known;
+    std::getline(expected, known);
+    std::getline(actual, line);
+    ASSERT_EQ(line, known) << path << ':' << number;
+  }
 }
 
 }  // namespace tests
