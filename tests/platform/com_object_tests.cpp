@@ -1,118 +1,122 @@
+// The life of an object in its wrappers, by a class that writes down each step with the module's
+// count beside it. What clients see of it, and aggregation, are tested on the module's classes.
 #include "platform/com_object.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/platform/probe.h"
+#include <string>
+
+#include "tests/support/doubles.h"
+
+struct IStepsProbe : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE Act() = 0;
+};
+inline constexpr IID IID_IStepsProbe{
+    0x1F0A7C54, 0x3C11, 0x4B1E, {0x9A, 0x01, 0x52, 0x7D, 0x10, 0x44, 0x6E, 0x10}};
+RASTEL_INTERFACE_ID(IStepsProbe);
 
 namespace tests {
 
-using platform::CreateObject;
-using testing::ElementsAre;
+std::string steps;
+const char* failing = "";  // the step that fails
+ULONG countAtEnd = 0, countWhileMade = 0;
 
-class ComObject : public testing::Test {
- protected:
-  void SetUp() override { script = ProbeScript{}; }
-  void TearDown() override { EXPECT_EQ(platform::moduleLockCount, 0); }
+HRESULT Step(const char* name) {
+  steps += std::string(name) + std::to_string(platform::moduleLockCount) + ' ';
+  return name == std::string(failing) ? E_ABORT : S_OK;
+}
+
+struct LoggingModel : platform::CComMultiThreadModel {
+  struct CriticalSection {
+    ~CriticalSection() {
+      if (isMade) Step("end");
+    }
+    HRESULT Init() noexcept {
+      const HRESULT result = Step("section");
+      isMade = SUCCEEDED(result);
+      return result;
+    }
+    bool isMade = false;
+  };
 };
 
-TEST_F(ComObject, LifeFollowsItsSteps) {
-  IFirstProbe* probe = nullptr;
-  ASSERT_EQ(CreateObject<Probe>(nullptr, IID_IFirstProbe, reinterpret_cast<void**>(&probe)), S_OK);
-  EXPECT_EQ(script.controllingUnknown, probe);
-  EXPECT_EQ(script.locksAtFinalConstruct, 1) << "the wrapper counts before anything can fail";
-  EXPECT_EQ(probe->AddRef(), 2u);
-  EXPECT_EQ(probe->Release(), 1u);
-  EXPECT_EQ(probe->First(), S_OK);
-  EXPECT_EQ(probe->Release(), 0u);
-  EXPECT_THAT(script.log, ElementsAre("constructor", "section", "final construct", "final release",
-                                      "content", "destructor", "section deleted"));
-  EXPECT_EQ(script.locksInContent, 0);
-  EXPECT_EQ(script.countInFinalRelease, 0xC0000001u) << "a late pair does not destroy it again";
-}
-
-TEST_F(ComObject, FailuresOfEachStepEndTheCreation) {
-  const HRESULT noSection = platform::ResultCode(0x8007000Eu);
-  const struct {
-    const char* name;
-    bool constructorThrows;
-    HRESULT section;
-    HRESULT finalConstruct;
-    IID iid;
-    HRESULT expected;
-  } rows[] = {{"constructor", true, S_OK, S_OK, IID_IFirstProbe, E_OUTOFMEMORY},
-              {"critical section", false, noSection, S_OK, IID_IFirstProbe, noSection},
-              {"final construct", false, S_OK, E_ABORT, IID_IFirstProbe, E_ABORT},
-              {"query", false, S_OK, S_OK, kUnknownToProbe, E_NOINTERFACE}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    script = ProbeScript{};
-    script.constructorThrows = row.constructorThrows;
-    script.sectionResult = row.section;
-    script.finalConstructResult = row.finalConstruct;
-    void* out = &script;
-    EXPECT_EQ(CreateObject<Probe>(nullptr, row.iid, &out), row.expected);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(platform::moduleLockCount, 0);
-    const bool sectionStood = !row.constructorThrows && row.section == S_OK;
-    EXPECT_EQ(script.log.back(), sectionStood ? "section deleted" : "no section");
-  }
-  EXPECT_EQ(CreateObject<Probe>(nullptr, IID_IFirstProbe, nullptr), E_POINTER);
-}
-
-TEST_F(ComObject, InternalCreationGivesCountZero) {
-  platform::CComObject<Probe>* probe = nullptr;
-  ASSERT_EQ(platform::CComObject<Probe>::CreateInstance(&probe), S_OK);
-  EXPECT_EQ(probe->AddRef(), 1u);
-  EXPECT_EQ(probe->Release(), 0u);
-  EXPECT_EQ(platform::CComObject<Probe>::CreateInstance(nullptr), E_POINTER);
-}
-
-TEST_F(ComObject, MarshalerCountsOnTheObject) {
-  IFirstProbe* probe = nullptr;
-  ASSERT_EQ(CreateObject<Probe>(nullptr, IID_IFirstProbe, reinterpret_cast<void**>(&probe)), S_OK);
-  IMarshal* marshal = nullptr;
-  ASSERT_EQ(probe->QueryInterface(IID_IMarshal, reinterpret_cast<void**>(&marshal)), S_OK);
-  EXPECT_EQ(probe->AddRef(), 3u);
-  probe->Release();
-  void* identity = nullptr;
-  ASSERT_EQ(marshal->QueryInterface(IID_IUnknown, &identity), S_OK);
-  EXPECT_EQ(identity, probe);
-  probe->Release();
-  EXPECT_EQ(marshal->Release(), 1u);
-  EXPECT_EQ(probe->Release(), 0u);
-}
-
-TEST_F(ComObject, FirstAnswerMayBeADelegatedOne) {
-  IMarshal* marshal = nullptr;
-  ASSERT_EQ(CreateObject<Probe>(nullptr, IID_IMarshal, reinterpret_cast<void**>(&marshal)), S_OK);
-  EXPECT_EQ(marshal->Release(), 0u);
-}
-
-// A class that asks for protection while its inner objects are made.
-class ProtectedProbe : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
-                       public IFirstProbe {
+class StepsProbe : public platform::CComObjectRootEx<LoggingModel>, public IStepsProbe {
  public:
-  static constexpr bool kProtectFinalConstruct = true;
+  static inline bool kProtectFinalConstruct = false;
+
+  StepsProbe() {
+    if (FAILED(Step("new"))) throw failing;
+  }
   static platform::QueryTable GetQueryTable() noexcept {
-    static constexpr platform::QueryRow kRows[] = {
-        platform::DirectRow<ProtectedProbe, IFirstProbe>()};
+    static constexpr platform::QueryRow kRows[] = {platform::DirectRow<StepsProbe, IStepsProbe>()};
     return kRows;
   }
-  HRESULT FinalConstruct(IUnknown*) {
-    AddRef();
-    script.countInFinalRelease = Release();
-    return S_OK;
+  HRESULT FinalConstruct(IUnknown* controlling) {
+    if (kProtectFinalConstruct) countWhileMade = (controlling->AddRef(), controlling->Release());
+    const HRESULT result = Step("construct");
+    if (failing == std::string("raise")) throw failing;
+    return result;
   }
-  STDMETHODIMP First() override { return S_OK; }
+  void FinalRelease() noexcept {
+    Step("release");
+    countAtEnd = (AddRef(), Release());
+  }
+  void ReleaseContent() noexcept { Step("content"); }
+  STDMETHODIMP Act() override { return S_OK; }
+
+ protected:
+  ~StepsProbe() { Step("delete"); }
 };
 
-TEST_F(ComObject, ProtectionHoldsOnlyWhileItIsMade) {
-  IFirstProbe* probe = nullptr;
-  ASSERT_EQ(CreateObject<ProtectedProbe>(nullptr, IID_IUnknown, reinterpret_cast<void**>(&probe)),
-            S_OK);
-  EXPECT_EQ(script.countInFinalRelease, 1u);
-  EXPECT_EQ(probe->Release(), 0u);
+TEST(ComObject, LivesAndFailsInItsSteps) {
+  const std::string whole = "new0 section1 construct1 release1 content0 delete0 end0 ";
+  const struct {
+    const char* failing;
+    HRESULT result;
+    std::string steps;
+    IID iid = IID_IUnknown;
+  } rows[] = {{"", S_OK, whole},
+              {"new", E_OUTOFMEMORY, "new0 "},
+              {"section", E_ABORT, "new0 section1 release1 content0 delete0 "},
+              {"construct", E_ABORT, whole},
+              {"raise", E_OUTOFMEMORY, whole},
+              {"", E_NOINTERFACE, whole, IID_IPersist}};
+  for (const bool isAggregated : {false, true}) {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(row.failing);
+      Double<IUnknown> outer;
+      IUnknown* object = &outer;
+      steps.clear();
+      failing = row.failing;
+      EXPECT_EQ(platform::CreateObject<StepsProbe>(isAggregated ? &outer : nullptr, row.iid,
+                                                   reinterpret_cast<void**>(&object)),
+                row.result);
+      EXPECT_EQ(object != nullptr, row.result == S_OK);
+      if (object) {
+        EXPECT_EQ(object->AddRef(), 2u);
+        EXPECT_EQ(object->Release(), 1u);
+        EXPECT_EQ(object->Release(), 0u);
+        // A late pair does not destroy it again.
+        EXPECT_EQ(countAtEnd, isAggregated ? 0 : 0xC0000001u);
+      }
+      EXPECT_EQ(steps, row.steps);
+      EXPECT_EQ(outer.references, 0);
+    }
+  }
+  EXPECT_EQ(platform::CreateObject<StepsProbe>(nullptr, IID_IUnknown, nullptr), E_POINTER);
+}
+
+TEST(ComObject, HasACountWhileItIsMadeOnlyIfItAsksForIt) {
+  using Object = platform::CComObject<StepsProbe>;
+  StepsProbe::kProtectFinalConstruct = true;
+  failing = "";
+  Object* object = nullptr;
+  ASSERT_EQ(Object::CreateInstance(&object), S_OK);
+  StepsProbe::kProtectFinalConstruct = false;
+  EXPECT_EQ(countWhileMade, 1u);
+  EXPECT_EQ(object->AddRef(), 1u);
+  EXPECT_EQ(object->Release(), 0u);
+  EXPECT_EQ(Object::CreateInstance(nullptr), E_POINTER);
 }
 
 }  // namespace tests
