@@ -1,5 +1,7 @@
 #include "tests/objects/session.h"
 
+#include <cstring>
+
 #include "interfaces/aoi.h"
 #include "interfaces/attribute.h"
 #include "interfaces/vector.h"
@@ -243,11 +245,11 @@ std::string Session::Assign(const std::string& name, Words& words) {
     const HostType* const type = FindType(className);
     if (!type) return "no such class";
     const HostType* const typed = FindType("I" + className);
-    made.interface = words.Take("as") ? FindType(words.Next())
+    made.type = words.Take("as") ? FindType(words.Next())
                      : typed          ? typed
                                       : FindType(type->interfaces[0]);
     result = Guarded([&] {
-      return ModuleClient::Get().CreateInside(nullptr, *type->id, *made.interface->id,
+      return ModuleClient::Get().CreateInside(nullptr, *type->id, *made.type->id,
                                               made.pointer.PutVoid());
     });
     if (result == S_OK) {
@@ -256,9 +258,9 @@ std::string Session::Assign(const std::string& name, Words& words) {
     }
   } else {  // another interface of an object
     words.Take("as");
-    made.interface = FindType(words.Next());
-    if (!made.interface) return "no such interface";
-    result = Object(what).pointer->QueryInterface(*made.interface->id, made.pointer.PutVoid());
+    made.type = FindType(words.Next());
+    if (!made.type) return "no such interface";
+    result = Object(what).pointer->QueryInterface(*made.type->id, made.pointer.PutVoid());
   }
   if (SUCCEEDED(result)) objects[name] = std::move(made);
   return result == S_OK && what == "object" ? "" : Result(result);
@@ -536,13 +538,13 @@ std::string Session::Perform(const std::string& name, Words& words) {
       {"marshal",
        [](Session& s, Words& w) {
          const Named& from = s.Object(w.Next());
-         Named to{{}, from.interface};
+         Named to{{}, from.type};
          const auto packet = NewStream();
-         HRESULT result = CoMarshalInterface(packet.Get(), *from.interface->id, from.pointer.Get(),
+         HRESULT result = CoMarshalInterface(packet.Get(), *from.type->id, from.pointer.Get(),
                                              MSHCTX_LOCAL, nullptr, MSHLFLAGS_NORMAL);
          if (FAILED(result)) return "out " + Result(result);
          SeekTo(packet.Get(), 0);
-         result = CoUnmarshalInterface(packet.Get(), *from.interface->id, to.pointer.PutVoid());
+         result = CoUnmarshalInterface(packet.Get(), *from.type->id, to.pointer.PutVoid());
          if (SUCCEEDED(result)) s.objects[w.Next()] = std::move(to);
          return Result(result);
        }},

@@ -22,7 +22,7 @@ namespace tests::objects {
 // An object by one of its interfaces. The pointer is that interface's, whatever its C++ type here.
 struct Named {
   platform::ComPtr<IUnknown> pointer;
-  const HostType* interface = nullptr;  // Null for an object of the client.
+  const HostType* type = nullptr;  // Null for an object of the client.
 };
 
 struct NamedStream {

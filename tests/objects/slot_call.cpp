@@ -101,7 +101,7 @@ std::string ShowOut(Session& session, Argument& argument) {
       if (!object) continue;
       Named& named = session.objects[argument.name + std::to_string(count++)];
       named.pointer.Attach(object);
-      named.interface = InterfaceOf(use);
+      named.type = InterfaceOf(use);
     }
     return std::to_string(count) + " objects";
   }
@@ -114,7 +114,7 @@ std::string ShowOut(Session& session, Argument& argument) {
     }
     Named& named = session.objects[argument.name];
     named.pointer.Attach(static_cast<IUnknown*>(pointer));
-    named.interface = InterfaceOf(use);
+    named.type = InterfaceOf(use);
     return pointer ? "object" : "null";
   }
   if (argument.IsElements()) {
@@ -158,7 +158,7 @@ bool IsMember(const HostTypeMember& member, std::string_view name) {
 std::string CallSlot(Session& session, const std::string& object, std::string_view name,
                      facts::Words& words) {
   const Named named = session.Object(object);
-  const HostType& type = *named.interface;
+  const HostType& type = *named.type;
   const HostTypeMember* member = type.members;
   const HostTypeMember* const end = member + type.memberCount;
   while (member != end && !IsMember(*member, name)) ++member;

@@ -25,7 +25,7 @@ constexpr const char* kHanded[] = {"map", "picture", "vector"};
 constexpr const char* kInterfaces[] = {"IAttributeMapKLP", "IAoiKLP", "IByteVectorKLP"};
 
 // Runs the rows behind a heading. What they say, with the heading, comments and blank lines.
-std::string Run(Session& session, const std::string& heading) {
+std::string RunRows(Session& session, const std::string& heading) {
   std::ifstream file(RASTEL_PROXY_ROWS);
   std::string said, current;
   for (std::string line; std::getline(file, line);) {
@@ -52,10 +52,10 @@ TEST(Proxies, CarryCallsAsRecorded) {
     handOver(others.back().Get(), row.typed);
   }
   Session session;
-  std::string said = Run(session, "[server]");
+  std::string said = RunRows(session, "[server]");
   for (const char* name : kHanded) {
     const objects::Named& named = session.Object(name);
-    handOver(named.pointer.Get(), *named.interface->id);
+    handOver(named.pointer.Get(), *named.type->id);
   }
   const TempFile file("references");
   file.Write(ContentOf(stream.Get()));
@@ -63,7 +63,7 @@ TEST(Proxies, CarryCallsAsRecorded) {
   EXPECT_EQ(child.exitCode, 0);
   std::erase(child.output, '\r');
   said += child.output;
-  ExpectText("proxies.txt", said + Run(session, "[server afterwards]"));
+  ExpectText("proxies.txt", said + RunRows(session, "[server afterwards]"));
 }
 
 int RunClient(const char* path) {
@@ -83,7 +83,7 @@ int RunClient(const char* path) {
     const HostType* type = objects::FindType(kInterfaces[i]);
     session.objects[kHanded[i]] = {take(*type->id), type};
   }
-  std::fputs(Run(session, "[client]").c_str(), stdout);
+  std::fputs(RunRows(session, "[client]").c_str(), stdout);
   return result;
 }
 
