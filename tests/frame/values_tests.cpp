@@ -63,6 +63,7 @@ TEST(BstrHolder, StandsInTheOrderOfUnsignedUnitsThenLength) {
   // The difference of the units, else -1, 0 or 1.
   EXPECT_EQ(Compare(rows[4].first, rows[10].first), 'a' - 0xFFFD);
   EXPECT_EQ(Compare(rows[9].first, rows[8].first), 1);
+  EXPECT_EQ(Compare(rows[8].first, rows[9].first), -1);
 }
 
 TEST(BstrHolder, ConvertsNarrowTextOfAnyLengthAndBack) {

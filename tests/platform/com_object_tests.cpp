@@ -48,7 +48,9 @@ class StepsProbe : public platform::CComObjectRootEx<LoggingModel>, public IStep
     if (FAILED(Step("new"))) throw failing;
   }
   static platform::QueryTable GetQueryTable() noexcept {
-    static constexpr platform::QueryRow kRows[] = {platform::DirectRow<StepsProbe, IStepsProbe>()};
+    static constexpr platform::QueryRow kRows[] = {
+        platform::DirectRow<StepsProbe, IStepsProbe>(),
+        platform::DelegatedRow<StepsProbe, IMarshal, &StepsProbe::nothing>()};
     return kRows;
   }
   HRESULT FinalConstruct(IUnknown* controlling) {
@@ -63,6 +65,8 @@ class StepsProbe : public platform::CComObjectRootEx<LoggingModel>, public IStep
   }
   void ReleaseContent() noexcept { Step("content"); }
   STDMETHODIMP Act() override { return S_OK; }
+
+  IUnknown* nothing = nullptr;
 
  protected:
   ~StepsProbe() { Step("delete"); }
@@ -80,7 +84,8 @@ TEST(ComObject, LivesAndFailsInItsSteps) {
               {"section", E_ABORT, "new0 section1 release1 content0 delete0 "},
               {"construct", E_ABORT, whole},
               {"raise", E_OUTOFMEMORY, whole},
-              {"", E_NOINTERFACE, whole, IID_IPersist}};
+              {"", E_NOINTERFACE, whole, IID_IPersist},
+              {"", E_NOINTERFACE, whole, IID_IMarshal}};
   for (const bool isAggregated : {false, true}) {
     for (const auto& row : rows) {
       SCOPED_TRACE(row.failing);
