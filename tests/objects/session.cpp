@@ -246,8 +246,8 @@ std::string Session::Assign(const std::string& name, Words& words) {
     if (!type) return "no such class";
     const HostType* const typed = FindType("I" + className);
     made.type = words.Take("as") ? FindType(words.Next())
-                     : typed          ? typed
-                                      : FindType(type->interfaces[0]);
+                : typed          ? typed
+                                 : FindType(type->interfaces[0]);
     result = Guarded([&] {
       return ModuleClient::Get().CreateInside(nullptr, *type->id, *made.type->id,
                                               made.pointer.PutVoid());
