@@ -60,7 +60,9 @@ TEST_F(Module, CreateInstance_GivesTheClassOfItsRowOrNothing) {
     EXPECT_EQ(module_.GetClassObject(row.classId, IID_IDispatch, object.PutVoid()), E_NOINTERFACE);
     ASSERT_EQ(module_.GetClassObject(row.classId, IID_IUnknown, object.PutVoid()), S_OK);
     EXPECT_EQ(object.Get(), factory.As<IUnknown>().Get()) << "one for all requests";
+    EXPECT_EQ(factory->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
     EXPECT_EQ(factory->CreateInstance(nullptr, row.typed, object.PutVoid()), S_OK);
+    EXPECT_EQ(object->QueryInterface(row.typed, nullptr), E_POINTER);
     void* out = &out;
     EXPECT_EQ(factory->CreateInstance(nullptr, IID_IClassFactory, &out), E_NOINTERFACE);
     EXPECT_EQ(out, nullptr);
