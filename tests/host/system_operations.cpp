@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/rows/row_call.h"
+#include "tests/host/host_operations.h"
 
 namespace tests::facts {
 namespace {
@@ -26,9 +26,10 @@ std::string PutElement(Words& words) {
   const VARTYPE type = TypeOfElements(array);
   const bool isPointer = type == VT_BSTR || type == VT_DISPATCH || type == VT_UNKNOWN;
   std::vector<LONG> indices = Indices(words);
-  return Shown(SafeArrayPutElement(array, indices.empty() ? nullptr : indices.data(),
-                                   isPointer ? value->byref : ElementIn(*value, type)),
-               words);
+  return ShownCall<HRESULT>(words, [&] {
+    return SafeArrayPutElement(array, indices.empty() ? nullptr : indices.data(),
+                               isPointer ? value->byref : ElementIn(*value, type));
+  });
 }
 
 std::string GetElement(Words& words) {
@@ -42,11 +43,27 @@ std::string GetElement(Words& words) {
   return Shown(result, words) + ", " + Print(*value);
 }
 
+// What an operation answers that gives out a place in the row's array; null for nowhere.
+template <class Operation>
+std::string ShownPlace(Words& words, Operation operation) {
+  const SAFEARRAY* array = words.row.array;
+  void* place = nullptr;
+  const bool isNull = words.Next() == "null";
+  const std::string shown = Shown(operation(isNull ? nullptr : &place), words);
+  if (!place) return shown;
+  const auto bytes = static_cast<BYTE*>(place) - static_cast<BYTE*>(array->pvData);
+  return shown + ", element " + std::to_string(bytes / array->cbElements);
+}
+
 std::string PtrOfIndex(Words& words) {
-  Argument<void**> place(words);
-  std::vector<LONG> indices = Indices(words);
-  const HRESULT result = SafeArrayPtrOfIndex(words.row.array, indices.data(), place.Pass());
-  return Shown(result, words) + place.Show();
+  return ShownPlace(words, [&](void** place) {
+    return SafeArrayPtrOfIndex(words.row.array, Indices(words).data(), place);
+  });
+}
+
+std::string AccessData(Words& words) {
+  return ShownPlace(words,
+                    [&](void** place) { return SafeArrayAccessData(words.row.array, place); });
 }
 
 std::string Stat(Words& words) {
@@ -62,16 +79,20 @@ std::string Stat(Words& words) {
 
 HKEY* Words::Key() {
   auto& keys = row.keys;
-  if (keys.empty()) {
+  const std::string name = Next();
+  keys["classes"] = HKEY_CLASSES_ROOT;
+  keys["wild"] = reinterpret_cast<HKEY>(ULONG_PTR{0x7FFFFFF0});
+  if (name == "root" && !keys.contains(name)) {
     RegDeleteTreeW(HKEY_CLASSES_ROOT, kRootKey);
     RegCreateKeyExW(HKEY_CLASSES_ROOT, kRootKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                     &keys["root"], nullptr);
-    keys["wild"] = reinterpret_cast<HKEY>(ULONG_PTR{0x7FFFFFF0});
   }
-  return &keys[Next()];
+  return &keys[name];
 }
 
-const Operations kSystemOperations = {
+namespace {
+
+const MoreOperations kOperations(Operations{
     {"SafeArrayCreate", Of(SafeArrayCreate)},
     {"SafeArrayCreateVector", Of(SafeArrayCreateVector)},
     {"SafeArrayRedim", Of(SafeArrayRedim)},
@@ -82,7 +103,7 @@ const Operations kSystemOperations = {
     {"SafeArrayGetVartype", Of(SafeArrayGetVartype)},
     {"SafeArrayLock", Of(SafeArrayLock)},
     {"SafeArrayUnlock", Of(SafeArrayUnlock)},
-    {"SafeArrayAccessData", Of(SafeArrayAccessData)},
+    {"SafeArrayAccessData", AccessData},
     {"SafeArrayUnaccessData", Of(SafeArrayUnaccessData)},
     {"SafeArrayCopy", Of(SafeArrayCopy)},
     {"SafeArrayPutElement", PutElement},
@@ -98,12 +119,11 @@ const Operations kSystemOperations = {
      [](Words& words) {
        return std::to_string(words.row.array->cLocks = static_cast<ULONG>(words.Number()));
      }},
+    {"Variant", [](Words& words) { return Print(*words.Variant()); }},
+    {"FirstVariant", [](Words& words) { return Print(words.row.variants.front()); }},
     {"Array", [](Words& words) { return Print(words.row.array); }},
     {"CreateStreamOnHGlobal",
-     [](Words& words) {
-       IStream** out = words.Take("null") ? nullptr : words.Stream().Put();
-       return Shown(CreateStreamOnHGlobal(nullptr, TRUE, out), words);
-     }},
+     Of(+[](IStream** out) { return CreateStreamOnHGlobal(nullptr, TRUE, out); })},
     {"Read", Of(&IStream::Read)},
     {"Write", Of(&IStream::Write)},
     {"Seek", Of(&IStream::Seek)},
@@ -124,7 +144,11 @@ const Operations kSystemOperations = {
        if (found) found->Release();
        return Shown(result, words) + (found == stream ? ", itself" : found ? ", another" : "");
      }},
-    {"Release", [](Words& words) { return std::to_string(words.row.streams.erase(words.Next())); }},
+    {"Release",
+     [](Words& words) {
+       const std::string name = words.Next();
+       return std::to_string(words.row.streams.erase(name) + words.row.objects.erase(name));
+     }},
     {"RegCreateKeyExW", Of(RegCreateKeyExW)},
     {"RegOpenKeyExW", Of(RegOpenKeyExW)},
     {"RegCloseKey", Of(RegCloseKey)},
@@ -135,6 +159,7 @@ const Operations kSystemOperations = {
     {"RegDeleteTreeW", Of(RegDeleteTreeW)},
     {"RegEnumKeyExW", Of(RegEnumKeyExW)},
     {"RegEnumValueW", Of(RegEnumValueW)},
-};
+});
 
+}  // namespace
 }  // namespace tests::facts

@@ -1,6 +1,6 @@
 #include <vector>
 
-#include "tests/rows/row_call.h"
+#include "tests/host/host_operations.h"
 
 namespace tests::facts {
 namespace {
@@ -117,9 +117,7 @@ Operation ToText(StringFrom operation) {
   };
 }
 
-}  // namespace
-
-const Operations kValueOperations = {
+const MoreOperations kOperations(Operations{
     {"SysAllocString", Of(SysAllocString)},
     {"SysAllocStringLen", Of(SysAllocStringLen)},
     {"SysAllocStringByteLen", Of(SysAllocStringByteLen)},
@@ -150,6 +148,8 @@ const Operations kValueOperations = {
     {"StringFromGUID2", Of(StringFromGUID2)},
     {"CLSIDFromString", FromText(CLSIDFromString)},
     {"IIDFromString", FromText(IIDFromString)},
+    {"CLSIDFromProgID", FromText(CLSIDFromProgID)},
+    {"ProgIDFromCLSID", ToText(ProgIDFromCLSID)},
     {"CoCreateGuid",
      [](Words& words) {
        if (words.Take("null")) return Code(CoCreateGuid(nullptr));
@@ -160,6 +160,7 @@ const Operations kValueOperations = {
               ", version " + std::to_string(first.Data3 >> 12) + ", variant " +
               std::to_string(first.Data4[0] >> 6);
      }},
-};
+});
 
+}  // namespace
 }  // namespace tests::facts

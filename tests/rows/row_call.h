@@ -36,6 +36,14 @@ inline void Read(Words& words, IStream**& value) {
   value = words.Take("null") ? nullptr : words.Stream().Put();
 }
 inline void Read(Words& words, SAFEARRAY*& value) { value = words.row.array; }
+template <class T>
+void Read(Words& words, platform::ComPtr<T>& value) {
+  value = words.Object().As<T>();
+}
+inline void Read(Words& words, platform::ComPtr<IStream>& value) { value = words.Stream(); }
+inline void Read(Words& words, platform::ComPtr<ISequentialStream>& value) {
+  value = words.Stream().Get();
+}
 
 // What is only passed in.
 template <class T>
@@ -133,17 +141,48 @@ struct Argument<SAFEARRAY**> {
   SAFEARRAY* array;
 };
 template <>
-struct Argument<void**> {  // A place in the row's array.
-  explicit Argument(Words& words) : isNull(words.Next() == "null"), array(words.row.array) {}
-  void** Pass() { return isNull ? nullptr : &place; }
-  std::string Show() {
-    if (!place) return "";
-    const auto bytes = static_cast<BYTE*>(place) - DataOf<BYTE>(array);
-    return ", element " + std::to_string(bytes / array->cbElements);
-  }
+struct Argument<GUID*> {
+  explicit Argument(Words& words) : isNull(words.Take("null")) {}
+  GUID* Pass() { return isNull ? nullptr : &value; }
+  std::string Show() { return isNull ? "" : ", " + Print(value); }
   bool isNull;
-  SAFEARRAY* array;
-  void* place = nullptr;
+  GUID value{};
+};
+// An object that the row has made.
+template <class T>
+concept Object = std::convertible_to<T*, IUnknown*> && !std::same_as<T, IStream>;
+template <Object T>
+struct Argument<T*> {
+  explicit Argument(Words& words) { Read(words, object); }
+  T* Pass() { return object.Get(); }
+  std::string Show() { return ""; }
+  platform::ComPtr<T> object;
+};
+// An object that comes out, under a name for the rest of the row.
+template <Object T>
+struct Argument<T**> {
+  explicit Argument(Words& words) : row(words.row), name(words.Next()) {}
+  T** Pass() { return name == "null" ? nullptr : &(object = Garbage()); }
+  std::string Show() {
+    if (name == "null") return "";
+    if (object == Garbage()) return ", untouched";
+    if (!object) return ", null";
+    std::string shown = ", object";
+    for (const auto& [known, other] : row.objects) {
+      if (other.Get() == object) shown = ", " + known;
+    }
+    row.objects[name].Attach(object);
+    return shown;
+  }
+  static T* Garbage() { return reinterpret_cast<T*>(std::uintptr_t{0x10}); }
+  State& row;
+  std::string name;
+  T* object = nullptr;
+};
+template <>
+struct Argument<void**> : Argument<IUnknown**> {
+  using Argument<IUnknown**>::Argument;
+  void** Pass() { return reinterpret_cast<void**>(Argument<IUnknown**>::Pass()); }
 };
 template <>
 struct Argument<BSTR*> {  // A string that is replaced.
@@ -165,13 +204,26 @@ inline std::string Shown(SAFEARRAY* result, Words& words) {
   return Print(words.row.array = result);
 }
 
+template <class Result>
+std::string ShownCall(Words& words, const std::function<Result()>& call) {
+  if constexpr (std::integral<Result>) {
+    if (const auto runner = std::exchange(words.row.runner, nullptr)) {
+      std::string before;
+      const long long result = runner(call, &before);
+      return before + Shown(static_cast<Result>(result), words);
+    }
+  }
+  return Shown(call(), words);
+}
+
 template <class Result, class... Parameters>
 std::string Call(Words& words, const std::function<Result(Parameters...)>& operation) {
   std::tuple<Argument<std::decay_t<Parameters>>...> arguments{
       Argument<std::decay_t<Parameters>>(words)...};
   return std::apply(
       [&](auto&... argument) {
-        std::string shown = Shown(operation(argument.Pass()...), words);
+        const auto call = [&] { return operation(argument.Pass()...); };
+        std::string shown = ShownCall<Result>(words, call);
         ((shown += argument.Show()), ...);
         return shown;
       },
@@ -179,16 +231,21 @@ std::string Call(Words& words, const std::function<Result(Parameters...)>& opera
 }
 
 template <class Result, class... Parameters>
-Operation Of(Result (*operation)(Parameters...)) {
-  return [=](Words& words) { return Call(words, std::function<Result(Parameters...)>(operation)); };
+Operation Of(std::function<Result(Parameters...)> operation) {
+  return [=](Words& words) { return Call(words, operation); };
 }
-// Of the stream that the first word names.
+template <class Result, class... Parameters>
+Operation Of(Result (*operation)(Parameters...)) {
+  return Of(std::function<Result(Parameters...)>(operation));
+}
+// Of the object or stream that the first word names.
 template <class Result, class Interface, class... Parameters>
 Operation Of(Result (Interface::*operation)(Parameters...)) {
   return [=](Words& words) {
-    Interface* stream = words.Stream().Get();
-    return Call(words, std::function<Result(Parameters...)>([=](Parameters... parameters) {
-                  return (stream->*operation)(parameters...);
+    platform::ComPtr<Interface> object;
+    Read(words, object);
+    return Call(words, std::function<Result(Parameters...)>([&](Parameters... parameters) {
+                  return (object.Get()->*operation)(parameters...);
                 }));
   };
 }

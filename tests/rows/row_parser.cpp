@@ -45,10 +45,11 @@ State::~State() {
   if (array) array->cLocks = 0;
   SafeArrayDestroy(array);
   EXPECT_EQ(object.references, 0);
-  if (keys.empty()) return;
+  const bool hasRoot = keys.contains("root");
+  keys.erase("classes");
   keys.erase("wild");
   for (const auto& [name, key] : keys) RegCloseKey(key);
-  RegDeleteTreeW(HKEY_CLASSES_ROOT, kRootKey);
+  if (hasRoot) RegDeleteTreeW(HKEY_CLASSES_ROOT, kRootKey);
 }
 
 std::size_t Find(std::string_view text, char character) {
@@ -96,6 +97,11 @@ const OLECHAR* Words::Text() {
   return word == "null" ? nullptr : row.texts.emplace_back(Unquoted<OLECHAR>(word)).c_str();
 }
 
+platform::ComPtr<IUnknown> Words::Object() {
+  const auto found = row.objects.find(Next());
+  return found == row.objects.end() ? nullptr : found->second;
+}
+
 VARIANT* Words::Variant() {
   if (Take("itself")) return &row.variants.back();
   return Take("null") ? nullptr : ParseVariant(Next());
@@ -110,12 +116,14 @@ VARIANT* Words::ParseVariant(std::string_view literal) {
   const auto number = [&] { return std::strtoull(rest.c_str(), nullptr, 0); };
   if (rest == "nothing" || (rest == "null" && !(type & VT_BYREF))) return value;
   if (type == (VT_BYREF | VT_VARIANT)) {
-    value->pvarVal = ParseVariant(rest);
+    value->pvarVal = rest == "itself" ? value : ParseVariant(rest);
   } else if (type & VT_BYREF) {
     VARIANT* place = ParseVariant(NameOf(type & ~VT_BYREF) + ':' + rest);
     value->byref = place->vt == VT_DECIMAL ? static_cast<void*>(place) : &place->llVal;
   } else if (type & VT_ARRAY) {
-    value->parray = SafeArrayCreateVector(type & VT_TYPEMASK, 0, static_cast<ULONG>(number()));
+    const auto elements = static_cast<ULONG>(number());
+    value->parray = rest == "row" ? std::exchange(row.array, nullptr)
+                                  : SafeArrayCreateVector(type & VT_TYPEMASK, 0, elements);
     if (rest.ends_with(",locked")) SafeArrayLock(value->parray);
   } else if (rest.starts_with('@')) {
     value->punkVal = row.named(rest.substr(1));

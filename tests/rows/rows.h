@@ -4,9 +4,10 @@
 // Arguments are words between blanks: numbers, "text" (\xHH and \uHHHH are one unit, \ keeps the
 // character behind it), null, and VARIANTs as type and value: I4:-5, R8:0.5, BSTR:"ab",
 // BSTR:bytes"abc", BYREF|I4:7, BYREF|I4:nothing, BYREF|VARIANT:BYREF|I4:7, CY:15000 (1/10000),
-// ARRAY|I4:2 (elements, "2,locked" with a lock), DISPATCH:object, DISPATCH:object=I4:5 (with that
-// default value), UNKNOWN:@name (where objects have names), DECIMAL:scale,sign,high,low of its
-// fields, and itself for the one before. Results are written in the same form.
+// ARRAY|I4:2 (elements, "2,locked" with a lock, "row" the row's own), DISPATCH:object,
+// DISPATCH:object=I4:5 (with that default value), UNKNOWN:@name (where objects have names),
+// DECIMAL:scale,sign,high,low of its fields, and itself for the one before. Results are written in
+// the same form.
 #pragma once
 
 #include <deque>
@@ -36,9 +37,13 @@ struct State {
   std::deque<std::string> bytes;
   SAFEARRAY* array = nullptr;
   std::map<std::string, platform::ComPtr<IStream>> streams;
-  std::map<std::string, HKEY> keys;  // `root` is of the row alone, `wild` was never given out.
+  // `root` is of the row alone, `classes` has all classes, `wild` was never given out.
+  std::map<std::string, HKEY> keys;
   // The object that @name stands for, with a count for the caller.
   std::function<IUnknown*(const std::string& name)> named;
+  std::map<std::string, platform::ComPtr<IUnknown>> objects;
+  // Runs the next call instead of the row, and tells what happened before its result.
+  std::function<long long(const std::function<long long()>& call, std::string* before)> runner;
 };
 
 // The position of the first such character outside quotes; the size of the text if there is none.
@@ -58,8 +63,9 @@ class Words {
   const char* Bytes();    // null for null
   const OLECHAR* Text();  // the same
   platform::ComPtr<IStream>& Stream() { return row.streams[Next()]; }
-  HKEY* Key();         // of that name, null at first
-  VARIANT* Variant();  // null for null, the one before for itself
+  HKEY* Key();                          // of that name, null at first
+  platform::ComPtr<IUnknown> Object();  // of that name, null for none
+  VARIANT* Variant();                   // null for null, the one before for itself
 
   State& row;
 
@@ -88,6 +94,5 @@ std::string Quoted(std::basic_string_view<OLECHAR> text);
 // By name; the result is what the row shows.
 using Operation = std::function<std::string(Words&)>;
 using Operations = std::map<std::string, Operation>;
-extern const Operations kValueOperations, kSystemOperations;
 
 }  // namespace tests::facts

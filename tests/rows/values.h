@@ -87,39 +87,21 @@ inline std::string Show(const VARIANT& value) {
     char digits[32];
     return std::string(digits, std::to_chars(digits, digits + sizeof(digits), number).ptr);
   };
-  switch (value.vt) {
-    case VT_UI1:
-      return text(value.bVal);
-    case VT_I1:
-      return text(static_cast<signed char>(value.bVal));
-    case VT_I2:
-    case VT_BOOL:
-      return text(value.iVal);
-    case VT_UI2:
-      return text(value.uiVal);
-    case VT_I4:
-    case VT_INT:
-    case VT_ERROR:
-      return text(value.lVal);
-    case VT_UI4:
-    case VT_UINT:
-      return text(value.ulVal);
-    case VT_I8:
-    case VT_CY:
-      return text(value.llVal);
-    case VT_UI8:
-      return text(value.ullVal);
-    case VT_R4:
-      return text(value.fltVal);
-    case VT_R8:
-    case VT_DATE:
-      return text(value.dblVal);
-    case VT_DECIMAL:
-      return text(value.decVal.scale) + ',' + text(value.decVal.sign) + ',' +
-             text(value.decVal.Hi32) + ',' + text(value.decVal.Lo64);
-    default:
-      return "";
+  const DECIMAL& decimal = value.decVal;
+  if (value.vt == VT_R4) return text(value.fltVal);
+  if (value.vt == VT_R8 || value.vt == VT_DATE) return text(value.dblVal);
+  if (value.vt == VT_DECIMAL) {
+    return text(decimal.scale) + ',' + text(decimal.sign) + ',' + text(decimal.Hi32) + ',' +
+           text(decimal.Lo64);
   }
+  // How many bytes each integer has; below 0 if it has a sign.
+  constexpr int kBytes[] = {0, 0, -2, -4, 0,  0, -8, 0, 0,  0, -4, -2,
+                            0, 0, 0,  0,  -1, 1, 2,  4, -8, 8, -4, 4};
+  const int bytes = value.vt < std::size(kBytes) ? kBytes[value.vt] : 0;
+  if (bytes == 0) return "";
+  const int shift = 64 - 8 * std::abs(bytes);
+  const auto bits = value.ullVal << shift;
+  return bytes > 0 ? text(bits >> shift) : text(static_cast<long long>(bits) >> shift);
 }
 
 // An object that counts its references, tells when one is given up, and has a default value.
