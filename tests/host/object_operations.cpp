@@ -184,7 +184,9 @@ const MoreOperations kOperations(Operations{
        object->AddRef();
        return std::to_string(object->Release() - 1);
      }},
-    {"AskFor", Of(&IUnknown::QueryInterface)},
+    {"AskFor", Of(+[](IUnknown* object, REFIID iid, void** out) {
+       return object->QueryInterface(iid, out);
+     })},
     {"FaultStream", MakeFaultStream},
     {"StreamCalls",
      [](Words&) { return std::to_string(faultStreams.back().Calls(StreamCall::kEvery)); }},
