@@ -35,7 +35,7 @@ std::vector<const char*> Sections() {
                                        "streams",     "registry",    "errors",      "classes",
                                        "persistence", "marshalling", "scripts",     "calls"};
   // What only the embedded host has.
-  for (const char* own : {"faults", "resources", "registry_files", "unicode"}) {
+  for (const char* own : {"faults", "resources", "registry_files", "unicode", "hostile"}) {
     if (kEmbeddedHost) sections.push_back(own);
   }
   return sections;

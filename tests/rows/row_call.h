@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/rows/rows.h"
+#include "tests/support/host_kind.h"
 #include "tests/support/streams.h"
 
 namespace tests::facts {
@@ -162,10 +163,10 @@ struct Argument<T*> {
 template <Object T>
 struct Argument<T**> {
   explicit Argument(Words& words) : row(words.row), name(words.Next()) {}
-  T** Pass() { return name == "null" ? nullptr : &(object = Garbage()); }
+  T** Pass() { return name == "null" ? nullptr : &(object = Before()); }
   std::string Show() {
     if (name == "null") return "";
-    if (object == Garbage()) return ", untouched";
+    if (object && object == Before()) return ", untouched";
     if (!object) return ", null";
     std::string shown = ", object";
     for (const auto& [known, other] : row.objects) {
@@ -174,7 +175,10 @@ struct Argument<T**> {
     row.objects[name].Attach(object);
     return shown;
   }
-  static T* Garbage() { return reinterpret_cast<T*>(std::uintptr_t{0x10}); }
+  // The embedded host leaves nothing behind that it did not make; others may leave what was there.
+  static T* Before() {
+    return kEmbeddedHost ? reinterpret_cast<T*>(std::uintptr_t{0x10}) : nullptr;
+  }
   State& row;
   std::string name;
   T* object = nullptr;
