@@ -50,9 +50,10 @@ std::string FindResource(Words& words) {
   const auto typeNumber = static_cast<UINT>(words.Number());
   const auto number = static_cast<UINT>(words.Number());
   HostResource found{OLESTR("?"), 1, 1, 1, &found, 1};
-  const HRESULT result = HostFindResource(module, type, typeNumber, number, &found);
+  HostResource* out = words.Take("nowhere") ? nullptr : &found;
+  const HRESULT result = HostFindResource(module, type, typeNumber, number, out);
   const std::string_view bytes(static_cast<const char*>(found.bytes), found.size);
-  return Shown(result, words) + (found.bytes ? ", " + Quoted(bytes) : ", nothing");
+  return Shown(result, words) + (!out ? "" : found.bytes ? ", " + Quoted(bytes) : ", nothing");
 }
 
 // How much of the program's name there is with so much room.
