@@ -2,6 +2,8 @@
 // compared after each. What led to a difference is printed with it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <random>
 
 #include "tests/rows/rows.h"
