@@ -171,8 +171,6 @@ const MoreOperations kOperations(Operations{
        return LoadStringA(kModules[module], number, buffer, room);
      })},
     {"HostUseRegistryFile", Of(+[](File file) { return HostUseRegistryFile(file.path); })},
-    {"HostBeginRegistryBatch", Of(HostBeginRegistryBatch)},
-    {"HostEndRegistryBatch", Of(HostEndRegistryBatch)},
     {"RegFlushKey", Of(RegFlushKey)},
     {"ReadForeign", ReadForeign},
     {"ReadAgain", Of(+[](File file, const OLECHAR* path) {
