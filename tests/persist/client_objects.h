@@ -4,10 +4,12 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tests/persist/reference_records.h"
 #include "tests/persist/test_object.h"
 #include "tests/support/com_values.h"
 #include "tests/support/module_client.h"
@@ -51,6 +53,12 @@ std::string SavedBy(const T& object) {
   return ContentOf(stream.Get());
 }
 
+// The tagged record of a value, which may be one of these objects.
+inline Bytes RecordOf(const VARIANT& value) {
+  const bool isObject = value.vt == VT_UNKNOWN || value.vt == VT_DISPATCH;
+  return isObject ? TaggedObject(value.vt, kTestClass, "\xAB\xCD") : TaggedRecord(value);
+}
+
 // Foreign objects here write the two bytes AB CD; their class is there once Register is called.
 // Nothing that a test made is left at its end.
 class ClientTest : public ObjectTest {
@@ -70,6 +78,24 @@ class ClientTest : public ObjectTest {
   ~ClientTest() override {
     for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
     EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK);
+  }
+  // Of any type that comes back as it was, an object among them.
+  CComVariant AnyValue(std::mt19937& random) {
+    const auto number = static_cast<LONG>(random() % 1000);
+    switch (random() % 7) {
+      case 0:
+        return CComVariant();
+      case 1:
+        return NewValue();
+      case 2:
+        return Real(number / 4.0);
+      case 3:
+        return Bits(VT_BOOL, number);
+      case 4:
+        return TextValue(&OLESTR("abcdefg")[number % 8]);
+      default:
+        return Number(number);
+    }
   }
 
  private:

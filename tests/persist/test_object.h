@@ -1,6 +1,5 @@
-// An object that goes through streams as a test tells it, and its class. One Script is shared by a
-// test and all objects of the class. An object holds one value, which it writes as a tagged record;
-// with data in the script it writes that instead.
+// A foreign object that goes through streams as a test tells it, and its class. One Script is
+// shared by a test and all objects of the class.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,9 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "module/persist/nesting.h"
+#include "module/frame/variants.h"
 #include "module/persist/streams.h"
-#include "module/persist/variant_records.h"
 #include "platform/com_ptr.h"
 #include "tests/support/doubles.h"
 #include "tests/support/streams.h"
@@ -29,7 +27,8 @@ struct Script {
   // Results; query and queryInit answer for IPersistStream and IPersistStreamInit.
   HRESULT query = S_OK, queryInit = E_NOINTERFACE, getClassId = S_OK;
   HRESULT load = S_OK, countingSave = S_OK, save = S_OK, getSizeMax = S_OK, isDirty = S_FALSE;
-  const char* data = nullptr;
+  // What objects write and read.
+  const char* data = "";
   // Called at the beginning.
   std::function<void()> onSave, onLoad, onIsDirty, onRelease, onAddRef;
 
@@ -76,14 +75,9 @@ class TestObject final : public WithoutMembers<Double<IDispatch, IPersistStream>
   STDMETHODIMP Load(IStream* stream) override {
     script_.calls += "L";
     if (script_.onLoad) script_.onLoad();
-    if (script_.data) {
-      std::vector<BYTE> bytes(BytesOf(script_.data).size());
-      stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
-      return script_.load;
-    }
-    const rastel::OperationLevel level;
-    if (FAILED(level.Result())) return level.Result();
-    return ResultOf(rastel::ReadFromStream(stream, value), script_.load);
+    std::vector<BYTE> bytes(BytesOf(script_.data).size());
+    stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
+    return script_.load;
   }
   STDMETHODIMP Save(IStream* stream, BOOL clearDirty) override {
     const bool isCounting = rastel::CNullDeviceStream::Behind(stream) != nullptr;
@@ -91,39 +85,20 @@ class TestObject final : public WithoutMembers<Double<IDispatch, IPersistStream>
     script_.calls += static_cast<char>(clearDirty ? lower - 32 : lower);
     ++script_.saves;
     if (script_.onSave) script_.onSave();
-    const HRESULT own = isCounting ? script_.countingSave : script_.save;
-    if (script_.data) {
-      const std::vector<BYTE> bytes = BytesOf(script_.data);
-      stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
-      return own;
-    }
-    const rastel::OperationLevel level;
-    if (FAILED(level.Result())) return level.Result();
-    return ResultOf(rastel::WriteToStream(stream, value), own);
+    const std::vector<BYTE> bytes = BytesOf(script_.data);
+    stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
+    return isCounting ? script_.countingSave : script_.save;
   }
   STDMETHODIMP GetSizeMax(ULARGE_INTEGER* size) override {
     size->QuadPart = 100;
-    if (value.vt == VT_EMPTY) return script_.getSizeMax;
-    const rastel::OperationLevel level;
-    if (FAILED(level.Result())) return level.Result();
-    try {
-      ULONGLONG total = 0;
-      rastel::AddObjectSize(total, value.punkVal);
-      size->QuadPart = total;
-    } catch (const rastel::_com_error& error) {
-      return error.Error();
-    }
     return script_.getSizeMax;
   }
-
-  rastel::CComVariant value;
 
  private:
   ~TestObject() {
     --script_.objects;
     if (script_.onRelease) script_.onRelease();
   }
-  static HRESULT ResultOf(HRESULT inner, HRESULT own) { return inner != S_OK ? inner : own; }
 
   Script& script_;
 };
