@@ -53,6 +53,8 @@ std::string SavedBy(const T& object) {
   return ContentOf(stream.Get());
 }
 
+// One of these objects as a tagged record.
+inline const Bytes kObjectRecord = TaggedObject(VT_UNKNOWN, kTestClass, "\xAB\xCD");
 // The tagged record of a value, which may be one of these objects.
 inline Bytes RecordOf(const VARIANT& value) {
   const bool isObject = value.vt == VT_UNKNOWN || value.vt == VT_DISPATCH;

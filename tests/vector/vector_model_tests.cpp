@@ -12,8 +12,7 @@ constexpr double kNumbers[] = {
     0,    -0.5,  2.9, 127.9, 128,        255.5,      -129,
     -4e4, 5e4,   7e4, -3e9,  2147483648, 4294967296, 0.1,
     1e39, -1e39, 3,   1e308, kInfinity,  -kInfinity, std::numeric_limits<double>::quiet_NaN()};
-const Bytes kEmpty = RecordOf(VARIANT{}),
-            kObject = TaggedObject(VT_UNKNOWN, kTestClass, "\xAB\xCD");
+const Bytes kEmpty = RecordOf(VARIANT{});
 
 Bytes Joined(const std::vector<Bytes>& records) {
   Bytes all;
@@ -233,8 +232,8 @@ class VectorModels::Run {
     if (flag_ == kOn) bytes += Raw(TagCount()) + Joined(tags_);
     EXPECT_EQ(SavedBy(vector_), HexOf(bytes.data(), bytes.size()));
     EXPECT_EQ(SizeOf(vector_), bytes.size());
-    EXPECT_EQ(test_.script_.objects, std::count(elements_.begin(), elements_.end(), kObject) +
-                                         std::count(tags_.begin(), tags_.end(), kObject));
+    EXPECT_EQ(test_.script_.objects, std::count(elements_.begin(), elements_.end(), kObjectRecord) +
+                                         std::count(tags_.begin(), tags_.end(), kObjectRecord));
     const LONG index = Below(Count() + 2) - 1;
     const auto at = static_cast<std::size_t>(index);
     const bool isThere = index >= 0 && index < Count();
