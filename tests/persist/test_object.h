@@ -27,8 +27,8 @@ struct Script {
   // Results; query and queryInit answer for IPersistStream and IPersistStreamInit.
   HRESULT query = S_OK, queryInit = E_NOINTERFACE, getClassId = S_OK;
   HRESULT load = S_OK, countingSave = S_OK, save = S_OK, getSizeMax = S_OK, isDirty = S_FALSE;
-  // What objects write and read.
-  const char* data = "";
+  // What objects write and read; null for nothing.
+  const char* data = nullptr;
   // Called at the beginning.
   std::function<void()> onSave, onLoad, onIsDirty, onRelease, onAddRef;
 
@@ -75,7 +75,7 @@ class TestObject final : public WithoutMembers<Double<IDispatch, IPersistStream>
   STDMETHODIMP Load(IStream* stream) override {
     script_.calls += "L";
     if (script_.onLoad) script_.onLoad();
-    std::vector<BYTE> bytes(BytesOf(script_.data).size());
+    std::vector<BYTE> bytes(Data().size());
     stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
     return script_.load;
   }
@@ -85,7 +85,7 @@ class TestObject final : public WithoutMembers<Double<IDispatch, IPersistStream>
     script_.calls += static_cast<char>(clearDirty ? lower - 32 : lower);
     ++script_.saves;
     if (script_.onSave) script_.onSave();
-    const std::vector<BYTE> bytes = BytesOf(script_.data);
+    const std::vector<BYTE> bytes = Data();
     stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
     return isCounting ? script_.countingSave : script_.save;
   }
@@ -99,6 +99,7 @@ class TestObject final : public WithoutMembers<Double<IDispatch, IPersistStream>
     --script_.objects;
     if (script_.onRelease) script_.onRelease();
   }
+  std::vector<BYTE> Data() const { return BytesOf(script_.data ? script_.data : ""); }
 
   Script& script_;
 };
