@@ -34,13 +34,6 @@ StreamCall ParseCall(const std::string& word) {
                            : StreamCall::kEvery;
 }
 
-// What comes after the colon that ends the words of a driver.
-std::string Operations(facts::Words& words) {
-  const std::string rest = words.Rest();
-  const std::size_t colon = facts::Find(rest, ':');
-  return colon < rest.size() ? rest.substr(colon + 1) : rest;
-}
-
 constexpr std::pair<const char*, const IID*> kPlatformInterfaces[] = {
     {"IUnknown", &IID_IUnknown},
     {"IDispatch", &IID_IDispatch},
@@ -297,7 +290,7 @@ std::string Session::FailEach(Words& words, bool isShort) {
   const std::string name = words.Next();
   const std::string wordOfFault = words.Next();
   const std::string fault = wordOfFault.substr(0, wordOfFault.find(':'));
-  const std::string operations = Operations(words);
+  const std::string operations = words.Rest();
   const std::string content = ContentOf(streams[name].memory.Get());
   int last = 0;
   return Repeat(
@@ -324,7 +317,7 @@ std::string Session::FailEach(Words& words, bool isShort) {
 std::string Session::CutEach(Words& words) {
   const std::string word = words.Next();
   const std::string name = word.substr(0, word.find(':'));
-  const std::string operations = Operations(words);
+  const std::string operations = words.Rest();
   const std::vector<BYTE> content = BytesOf(ContentOf(streams[name].memory.Get()));
   std::size_t cut = 0;
   return Repeat(
@@ -341,7 +334,7 @@ std::string Session::CutEach(Words& words) {
 
 // refuse-each: operations, of which the last call's allocations fail one after the other
 std::string Session::RefuseEach(Words& words) {
-  const std::string operations = Operations(words);
+  const std::string operations = words.Rest();
   const std::size_t end = operations.rfind(';');
   const std::string before = end == operations.npos ? "" : operations.substr(0, end);
   const std::string last = end == operations.npos ? operations : operations.substr(end + 1);
@@ -364,7 +357,7 @@ std::string Session::RefuseEach(Words& words) {
 std::string Session::Times(Words& words) {
   const std::string word = words.Next();
   const int times = std::atoi(word.c_str());
-  const std::string operations = Operations(words);
+  const std::string operations = words.Rest();
   int run = 0;
   return Repeat([&](int number) { return (run = number) <= times; }, operations,
                 [&] { return false; });
@@ -417,7 +410,7 @@ std::string Session::Hook(Words& words) {
   const std::string operations = words.Rest();
   const bool isOff = operations.find_first_not_of(' ') == operations.npos;
   const auto run = [this, operations] {
-    const std::string log = hookLog_;
+    const std::string log = std::exchange(hookLog_, "");
     const std::string calls = script_.calls;
     ComPtr<IErrorInfo> error;
     GetErrorInfo(0, error.Put());
