@@ -2,6 +2,7 @@
 // a client sees is compared, and a failure is shown with the operations that led there.
 #include <limits>
 
+#include "module/vector/special_methods.h"
 #include "tests/vector/vector_test.h"
 
 namespace tests {
@@ -35,6 +36,12 @@ Bytes ElementOf(double value) {
   } else {
     return Raw(std::is_same_v<T, std::int32_t> ? Limits::lowest() : T{0});
   }
+}
+
+// As it is, which a float keeps beyond its limits.
+template <class T>
+Bytes BitsOf(double value) {
+  return std::is_same_v<T, float> ? Raw(static_cast<float>(value)) : ElementOf<T>(value);
 }
 
 class VectorModels : public VectorTest {
@@ -77,13 +84,15 @@ class VectorModels::Run {
   VARIANT_BOOL AnyFlag() { return static_cast<VARIANT_BOOL>((std::max)(Below(6) - 4, LONG{-1})); }
   double AnyNumber() { return kNumbers[test_.random_() % std::size(kNumbers)]; }
   CComVariant AnyValue() { return test_.AnyValue(test_.random_); }
+  // The element type's own slots, behind the interface.
+  auto* Slots() { return reinterpret_cast<rastel::VectorElementSlots<T, I>*>(vector_.Get()); }
   LONG Count() const { return static_cast<LONG>(elements_.size()); }
   LONG TagCount() const { return static_cast<LONG>(tags_.size()); }
 
   // The element's bytes in a stream of a version, and those in the newest.
   std::pair<Bytes, Bytes> AnyElement(WORD version) {
     if constexpr (!kHasVariants) {
-      const Bytes number = ElementOf<T>(AnyNumber());
+      const Bytes number = BitsOf<T>(AnyNumber());
       return {number, number};
     } else if (version == 0x101) {
       const CComVariant value = AnyValue();
@@ -121,10 +130,16 @@ class VectorModels::Run {
                                                                                        : E_FAIL);
       if (isThere && hasTag) tags_[at] = RecordOf(value);
     } else if (step == 3) {
+      T element;
       if constexpr (kHasVariants) {
-        EXPECT_EQ(vector_->put_Value(index, value), isThere ? S_OK : kBadIndex);
-        if (isThere) elements_[at] = RecordOf(value);
+        element = value;
+      } else {
+        std::memcpy(&element, BitsOf<T>(number).data(), sizeof(T));
       }
+      EXPECT_EQ(
+          count % 2 ? Slots()->PutElement(index, element) : Slots()->PutElementImpl(index, element),
+          isThere ? S_OK : kBadIndex);
+      if (isThere) elements_[at] = kHasVariants ? RecordOf(value) : ElementOf<T>(number);
     } else if (step == 4) {
       EXPECT_EQ(on([&](auto& v) { return v->Clear(); }), S_OK);
       const Bytes zero = kHasVariants ? RecordOf(Bits(VT_INT, 0)) : ElementOf<T>(0);
@@ -163,6 +178,13 @@ class VectorModels::Run {
           return on([&](auto& v) { return v->GetTagPointer(n, first); });
         });
       }
+      // Bitwise images of what is there.
+      if (flag_ == kOn && TagCount() > 0 && Count() > 0) {
+        EXPECT_EQ(vector_->put_ElementTag(0, keptTags_.first[0]), S_OK);
+      }
+      if constexpr (kHasVariants) {
+        EXPECT_TRUE(Count() == 0 || vector_->put_Value(0, kept_.first[0]) == S_OK);
+      }
       // What was written behind the end goes with the next change.
       EXPECT_EQ(vector_->put_Count(Count()), S_OK);
       Resize(Count(), flag_ == kOn);
@@ -195,7 +217,7 @@ class VectorModels::Run {
       bytes = RecordOf(value);
       std::swap<VARIANT>(kept.first[index], value);
     } else {
-      bytes = ElementOf<E>(AnyNumber());
+      bytes = BitsOf<E>(AnyNumber());
       std::memcpy(kept.first + index, bytes.data(), sizeof(E));
     }
     if (index < count) model[static_cast<std::size_t>(index)] = bytes;
@@ -239,12 +261,16 @@ class VectorModels::Run {
     const bool isThere = index >= 0 && index < Count();
     std::conditional_t<kHasVariants, CComVariant, double> value{};
     EXPECT_EQ(vector_->get_Value(index, &value), isThere ? S_OK : kBadIndex);
+    std::conditional_t<kHasVariants, CComVariant, T> element{};
+    EXPECT_EQ(Slots()->GetElement(index, &element), isThere ? S_OK : kBadIndex);
+    EXPECT_EQ(Slots()->GetElementImpl(index, &element), isThere ? S_OK : kBadIndex);
     if constexpr (kHasVariants) {
       EXPECT_TRUE(!isThere || RecordOf(value) == elements_[at]);
+      EXPECT_TRUE(!isThere || RecordOf(element) == elements_[at]);
     } else if (isThere) {
-      T number{};
-      std::memcpy(&number, elements_[at].data(), sizeof(T));
-      EXPECT_PRED2(Same, value, static_cast<double>(number));
+      EXPECT_EQ(Raw(element), ElementOf<T>(value));
+      std::memcpy(&element, elements_[at].data(), sizeof(T));
+      EXPECT_PRED2(Same, value, static_cast<double>(element));
     }
     CComVariant tag;
     const bool hasTag = flag_ == kOn && index < TagCount();

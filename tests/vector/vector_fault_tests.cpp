@@ -1,8 +1,9 @@
-// Inside: memory that is not touched before it is used, and operations without memory.
-#include "module/vector/element_array.h"
+// What no row of text reaches: memory that is stated and not there, and vectors that end under a
+// call.
+#include <thread>
 
-#include <stdexcept>
-
+#include "interfaces/aoi.h"
+#include "interfaces/attribute.h"
 #include "module/vector/vector_classes.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/results.h"
@@ -11,54 +12,33 @@
 namespace tests {
 namespace {
 
-using rastel::ElementArray;
+using VectorFaults = VectorTest;
 
 constexpr HRESULT kNotCloned = platform::ResultCode(0x80040462u);
 constexpr HRESULT kNotCreated = platform::ResultCode(0x8004046Au);
 
-template <class T>
-void ExpectNothingResident(LONG count) {
+// Neither by clients nor by streams: a count, an object of a class that nobody has, a text.
+TEST_F(VectorFaults, StatedSizes_MakeNothingResident) {
   const ULONGLONG before = ResidentBytes();
-  ElementArray<T> array;
-  for (const LONG resize : {count / 2, count / 2 + 5, LONG{3}, count / 2, count, LONG{0}, count}) {
-    rastel::ElementChange(array).Resize(resize);
-    EXPECT_LT(ResidentBytes(), before + (60u << 20)) << resize;
-  }
-}
-
-TEST(ElementArrays, CountsAloneMakeNothingResident) {
-  ExpectNothingResident<std::uint8_t>(500 << 20);
-  ExpectNothingResident<double>(60 << 20);
-  ExpectNothingResident<VARIANT>(20 << 20);
-}
-
-TEST(ElementArrays, Resize_KeepsWhatIsThereAndZeroesTheRest) {
-  ElementArray<std::uint32_t> array;
-  const auto expectPattern = [&](LONG used) {
-    for (LONG i = 0; i < array.Count(); ++i) {
-      ASSERT_EQ(array.Data()[i], i < used ? static_cast<std::uint32_t>(i % 2000 + 1) : 0u) << i;
+  const auto expectSame = [&] { EXPECT_LT(ResidentBytes(), before + (60u << 20)); };
+  const std::pair<const CLSID*, LONG> counts[] = {{&CLSID_ByteVectorKLP, 500 << 20},
+                                                  {&CLSID_DoubleVectorKLP, 60 << 20},
+                                                  {&CLSID_VariantVectorKLP, 20 << 20}};
+  for (const auto& [classId, count] : counts) {
+    const auto vector = NewVector<IVectorKLP>(*classId);
+    for (const LONG size : {count / 2, count / 2 + 5, LONG{3}, count / 2, count, LONG{0}, count}) {
+      EXPECT_EQ(vector->put_Count(size), S_OK);
+      expectSame();
     }
-  };
-  LONG used = 0;
-  for (const LONG count : {3, 5, 4, 1000, 400000, 2, 900000, 10, 400001, 1}) {
-    const LONG kept = (std::min)(used, count);
-    array.Resize(count);
-    expectPattern(kept);
-    for (LONG i = 0; i < count; ++i) array.Data()[i] = static_cast<std::uint32_t>(i % 2000 + 1);
-    used = count;
   }
-  // A page of zeros inside.
-  array.Resize(400000);
-  std::fill_n(array.Data(), 300000, 7u);
-  std::fill_n(array.Data() + 100000, 100000, 0u);
-  ElementArray<std::uint32_t> copy;
-  copy.CopyFrom(array);
-  EXPECT_EQ(copy.Count(), 400000);
-  EXPECT_TRUE(std::equal(array.Data(), array.Data() + 400000, copy.Data()));
-  for (const LONG count : {-1, -0x7FFFFFFF - 1}) {
-    EXPECT_THROW(array.Resize(count), std::length_error);
-    EXPECT_EQ(array.Count(), 400000);
-  }
+  const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP);
+  const auto map = ModuleClient::Get().Create<IAttributeMapKLP>(CLSID_AttributeBstrMapKLP);
+  EXPECT_EQ(
+      LoadFrom(vector, "0301 01000000 0000 0D00" + std::string(32, '9') + "0000003000000000 01"),
+      S_OK);
+  expectSame();
+  LoadFrom(map, "01000000 01 01000000 00000010 6100");
+  expectSame();
 }
 
 // Vectors of the code that is linked in here, whose allocations can be refused.
@@ -128,12 +108,10 @@ void ExpectWholeAfterEachRefusal() {
   }
 }
 
-TEST(ElementArrays, WithoutMemory_OperationsFailAndVectorsStayWhole) {
+TEST_F(VectorFaults, WithoutMemory_OperationsFailAndVectorsStayWhole) {
   ExpectWholeAfterEachRefusal<ElementDouble, IDoubleVectorKLP>();
   ExpectWholeAfterEachRefusal<ElementVariant, IVariantVectorKLP>();
 }
-
-class ElementArrayObjects : public ObjectTest {};
 
 // Cuts off half of twelve elements, and puts what they held behind the end again.
 void HideHalf(IVariantVectorKLP* vector) {
@@ -146,7 +124,7 @@ void HideHalf(IVariantVectorKLP* vector) {
 }
 
 // A client may call with a borrowed pointer while an object in the vector holds the last reference.
-TEST_F(ElementArrayObjects, MayEndTheirVectorAndCallItInItsEnd) {
+TEST_F(VectorFaults, Objects_MayEndTheirVectorAndCallItInItsEnd) {
   using Vector = IVariantVectorKLP;
   const auto one = NewStream("0301 01000000 0000 0300 0300 05000000");
   const struct {
@@ -201,7 +179,7 @@ TEST_F(ElementArrayObjects, MayEndTheirVectorAndCallItInItsEnd) {
   EXPECT_EQ(script_.objects, 1);
 }
 
-TEST(ElementArrays, NumbersComeAndGoAndVectorsEndWithoutAllocating) {
+TEST_F(VectorFaults, NumbersComeAndGoAndVectorsEndWithoutAllocating) {
   const auto vector = NewInside<ElementDouble, IDoubleVectorKLP>(2);
   auto texts = NewInside<ElementVariant, IVariantVectorKLP>(20);
   for (LONG i = 0; i < 20; ++i) texts->put_ElementTag(i, TextValue(OLESTR("ab")));
@@ -211,6 +189,85 @@ TEST(ElementArrays, NumbersComeAndGoAndVectorsEndWithoutAllocating) {
   texts.Reset();
   EXPECT_EQ(faults.Stop(), 0);
   EXPECT_THAT(results, testing::Each(S_OK));
+}
+
+// The place of a value is gone when it could be put.
+TEST_F(VectorFaults, Values_MayTakeTheirPlaceAway) {
+  const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 2, kOn);
+  const CComVariant value = NewValue();
+  script_.onAddRef = [&] { vector->put_Count(0); };
+  EXPECT_EQ(vector->put_ElementTag(1, value), E_FAIL);
+  EXPECT_EQ(vector->put_Count(2), S_OK);
+  EXPECT_EQ(vector->put_Value(1, value), S_OK);
+  script_.onAddRef = nullptr;
+  EXPECT_EQ(CountOf(vector), 0);
+}
+
+TEST_F(VectorFaults, NestingLevels_AreThoseOfAThread) {
+  ComPtr<IByteVectorKLP> chain;
+  CComVariant value = NewValue();
+  for (int i = 0; i < 200; ++i) {
+    chain = NewVector<IByteVectorKLP>(CLSID_ByteVectorKLP, 1, kOn);
+    chain->put_ElementTag(0, value);
+    value = Object(chain.Get());
+  }
+  const ULONGLONG size = SizeOf(chain);
+  bool isFirst = true;
+  script_.onSave = [&] {
+    if (!std::exchange(isFirst, false)) return;
+    std::thread([&] { EXPECT_EQ(SizeOf(chain), size); }).join();
+  };
+  EXPECT_EQ(SizeOf(chain), size);
+}
+
+TEST_F(VectorFaults, Marshalling_CopiesOutsideTheProcess) {
+  const auto vector = NewVector<ILongVectorKLP>(CLSID_LongVectorKLP, 2);
+  const auto marshal = vector.As<IMarshal>();
+  for (const auto behaviour : {MarshalByReference, MarshalByValue}) {
+    vector.As<IMarshalBehaviourKLP>()->put_MarshalBehaviour(behaviour);
+    for (const DWORD context : {0u, 2u, 3u}) {
+      CLSID id{};
+      EXPECT_EQ(marshal->GetUnmarshalClass(IID_IUnknown, vector.Get(), context, nullptr, 0, &id),
+                S_OK);
+      EXPECT_EQ(IsEqualCLSID(id, CLSID_LongVectorKLP), behaviour == MarshalByValue && context != 3);
+    }
+  }
+  vector->put_Value(1, 7);
+  DWORD size = 0;
+  EXPECT_EQ(marshal->GetMarshalSizeMax(IID_IUnknown, vector.Get(), 2, nullptr, 0, &size), S_OK);
+  EXPECT_EQ(size, 16u);
+  const auto stream = NewStream();
+  EXPECT_EQ(marshal->MarshalInterface(stream.Get(), IID_IUnknown, vector.Get(), 2, nullptr, 0),
+            S_OK);
+  EXPECT_EQ(ContentOf(stream.Get()), "03 01 02 00 00 00 00 00 00 00 00 00 07 00 00 00");
+  SeekTo(stream.Get(), 0);
+  ComPtr<IVectorKLP> copy;
+  const auto receiver = NewVector<ILongVectorKLP>(CLSID_LongVectorKLP).As<IMarshal>();
+  EXPECT_EQ(receiver->UnmarshalInterface(stream.Get(), IID_IVectorKLP, copy.PutVoid()), S_OK);
+  EXPECT_THAT(ValuesOf(copy), testing::ElementsAre(0, 7));
+
+  // A size beyond 32 bits is cut: an element with a picture of 4 GiB, of which nothing is touched.
+  const auto picture = ModuleClient::Get().Create<IByteAOIKLP>(CLSID_ByteAOIKLP);
+  BYTE pixel = 0;
+  ASSERT_EQ(picture->AttachPlanes(1, 0x10000, 0x10000, &pixel), S_OK);
+  const auto huge = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 1);
+  huge->put_Value(0, Object(picture.Get()));
+  EXPECT_EQ(huge.As<IMarshal>()->GetMarshalSizeMax(IID_IUnknown, huge.Get(), 2, nullptr, 0, &size),
+            S_OK);
+  EXPECT_EQ(size, 8u + 26 + 71);
+}
+
+// The typed interface is the one for late binding, and a property bag is answered, but not used.
+TEST_F(VectorFaults, Answers_OfOneObject) {
+  const auto vector = NewVector<IByteVectorKLP>(CLSID_ByteVectorKLP, 1);
+  EXPECT_EQ(vector.As<IDispatch>().Get(), static_cast<IDispatch*>(vector.Get()));
+  EXPECT_NE(static_cast<void*>(vector.As<IPersistStream>().Get()),
+            static_cast<void*>(vector.As<IPersistStreamInit>().Get()));
+  const auto bag = vector.As<IPersistPropertyBag>();
+  CLSID id{};
+  ExpectEach(S_OK, {bag->InitNew(), bag->Load(nullptr, nullptr), bag->Save(nullptr, TRUE, TRUE),
+                    bag->GetClassID(&id)});
+  EXPECT_EQ(id, CLSID_ByteVectorKLP);
 }
 
 }  // namespace
