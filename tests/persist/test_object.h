@@ -160,17 +160,6 @@ class ObjectTest : public testing::Test {
   DWORD cookie_ = 0;
 };
 
-// The code that a body raises; S_OK if it raises nothing.
-template <class Body>
-HRESULT Raised(Body body) {
-  try {
-    body();
-  } catch (const rastel::_com_error& error) {
-    return error.Error();
-  }
-  return S_OK;
-}
-
 // Bytes of this process that lie in memory; 0 where the system does not tell.
 inline ULONGLONG ResidentBytes() {
   ULONGLONG pages = 0;

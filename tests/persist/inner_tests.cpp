@@ -1,0 +1,155 @@
+// What no vector, map or picture reaches: slots of the counting stream that none of our writers
+// calls, and what only foreign objects could do.
+#include <list>
+
+#include "module/persist/class_holder.h"
+#include "module/persist/nesting.h"
+#include "module/persist/plain_records.h"
+#include "module/persist/variant_records.h"
+#include "tests/persist/client_objects.h"
+#include "tests/support/fault_stream.h"
+#include "tests/support/host_kind.h"
+#include "tests/support/results.h"
+
+namespace tests {
+namespace {
+
+using rastel::CNullDeviceStream;
+
+TEST(CountingStream, CountsWritesAndRefusesEverythingElse) {
+  CNullDeviceStream counter;
+  IStream* const stream = &counter;
+  ULONG count = 7;
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(stream->Write(nullptr, 0xFFFFFFFF, nullptr), S_OK);
+  EXPECT_EQ(stream->Write("ab", 2, &count), S_OK);
+  EXPECT_EQ(count, 2u);
+  EXPECT_EQ(counter.Count(), 0x2FFFFFFFFull);
+  ULARGE_INTEGER size{};
+  STATSTG stat{};
+  IStream* clone = stream;
+  ExpectEach(E_NOTIMPL, {stream->Read(&stat, 1, &count), stream->SetSize(size), stream->Commit(0),
+                         stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, &size), stream->Revert(),
+                         stream->CopyTo(stream, size, &size, &size),
+                         stream->LockRegion(size, size, 0), stream->UnlockRegion(size, size, 0),
+                         stream->Clone(&clone), stream->Stat(&stat, STATFLAG_NONAME)});
+  EXPECT_TRUE(count == 2 && clone == stream);
+  for (const IID& iid : {IID_IUnknown, IID_ISequentialStream, IID_IStream}) {
+    void* out = nullptr;
+    EXPECT_EQ(stream->QueryInterface(iid, &out), S_OK);
+    EXPECT_EQ(out, stream);
+  }
+  void* out = stream;
+  EXPECT_EQ(stream->QueryInterface(IID_IPersistStream, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(stream->QueryInterface(IID_IStream, nullptr), E_POINTER);
+  // It gives the count from before.
+  EXPECT_EQ(stream->AddRef(), 3u);
+  EXPECT_EQ(stream->Release(), 3u);
+  // It is told from others without a call.
+  FaultStream other(stream);
+  EXPECT_EQ(CNullDeviceStream::Behind(stream), &counter);
+  EXPECT_EQ(CNullDeviceStream::Behind(&other), nullptr);
+  EXPECT_EQ(CNullDeviceStream::Behind(nullptr), nullptr);
+}
+
+TEST(ClassHolder, IsFilledOnce) {
+  platform::CComObject<rastel::CInternalClassHolder>* made = nullptr;
+  ASSERT_EQ(platform::CComObject<rastel::CInternalClassHolder>::CreateInstance(&made), S_OK);
+  const ComPtr<rastel::CInternalClassHolder> holder(made);
+  const auto stream = NewStream("A1 A2 A3 A4 A5 A6 A7 A8");
+  EXPECT_EQ(holder->Load(stream.Get()), E_NOTIMPL);
+  EXPECT_EQ(holder->IsDirty(), S_FALSE);
+  EXPECT_EQ(holder->LoadWithSize(stream.Get(), 3, kTestClass), S_OK);
+  EXPECT_EQ(holder->LoadWithSize(stream.Get(), 0xFFFFFFFF, CLSID_NULL), S_OK);
+  const auto saved = NewStream();
+  EXPECT_EQ(holder->Save(saved.Get(), TRUE), S_OK);
+  EXPECT_EQ(ContentOf(saved.Get()), "A4 A5 A6");
+  ULARGE_INTEGER size{};
+  EXPECT_EQ(holder->GetSizeMax(&size), S_OK);
+  EXPECT_EQ(size.QuadPart, 3u);
+}
+
+// Our writers keep the text that the stream takes away.
+TEST(Texts, WriteBstr_KeepsItsText) {
+  const auto inner = NewStream();
+  FaultStream stream(inner.Get());
+  rastel::_bstr_t holder(OLESTR("ab"));
+  stream.onCall = [&] { holder.Release(); };
+  rastel::WriteBstr(&stream, holder);
+  EXPECT_EQ(ContentOf(inner.Get()), "02 00 00 00 61 00 62 00");
+}
+
+class InnerRecords : public ObjectTest {
+ protected:
+  InnerRecords() { script_.data = "A1 A2"; }
+};
+
+// Nothing of ours writes objects as plain records.
+TEST_F(InnerRecords, PlainObjects) {
+  const std::string whole = std::string(kTestClassHex) + " A1 A2";
+  const struct {
+    HRESULT Script::*answer;
+    HRESULT code, expected;
+    std::string payload;
+  } rows[] = {{&Script::save, S_OK, S_OK, " " + whole},
+              {&Script::save, kFull, kFull, " " + whole},
+              {&Script::save, S_FALSE, S_FALSE, " " + whole},
+              {&Script::getClassId, kFull, kFull, ""},
+              {&Script::query, kFull, E_NOINTERFACE, ""}};
+  const auto write = [](const VARIANT& value) {
+    const auto stream = NewStream();
+    const HRESULT result = rastel::WritePlainVariant(value, stream.Get());
+    return std::pair(result, ContentOf(stream.Get()));
+  };
+  const CComVariant value = NewValue(VT_DISPATCH);
+  for (const auto& row : rows) {
+    const HRESULT before = std::exchange(script_.*row.answer, row.code);
+    EXPECT_EQ(write(value), std::pair(row.expected, "09 00" + row.payload));
+    script_.*row.answer = before;
+  }
+  // In the same slots.
+  script_.query = kFull;
+  script_.queryInit = S_OK;
+  EXPECT_EQ(write(value), std::pair(S_OK, "09 00 " + whole));
+  EXPECT_EQ(write(Object(nullptr)).second, "0D 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
+  const std::list<rastel::NestedLevel> tooDeep(rastel::kMostNestingLevels);
+  EXPECT_EQ(write(value).first, E_ACCESSDENIED);
+  EXPECT_EQ(rastel::WritePlainVariant(value, nullptr), E_INVALIDARG);
+}
+
+// An object that fails in the second Save alone, behind its size.
+TEST_F(InnerRecords, TaggedObjects_AreCountedAndThenSaved) {
+  const CComVariant value = NewValue();
+  for (const auto answer : {&Script::countingSave, &Script::save}) {
+    script_.calls.clear();
+    script_.*answer = kFull;
+    const auto stream = NewStream();
+    EXPECT_EQ(rastel::WriteToStream(stream.Get(), value), kFull);
+    const bool isCounted = answer == &Script::save;
+    EXPECT_EQ(script_.calls, isCounted ? "cS" : "c");
+    EXPECT_EQ(PositionOf(stream.Get()), isCounted ? 28u : 18u);
+    // Where everything is counted, the one Save is the real one, and what it wrote is taken back.
+    CNullDeviceStream counter;
+    EXPECT_EQ(rastel::WriteToStream(&counter, value), isCounted ? S_OK : kFull);
+    EXPECT_EQ(counter.Count(), isCounted ? 28u : 18u);
+    EXPECT_EQ(script_.calls.back(), 'C');
+    script_.*answer = S_OK;
+  }
+}
+
+// Not the value of a vector, which reads into an empty place.
+TEST_F(InnerRecords, Read_LeavesAValueThatCannotBeCleared) {
+  CComVariant array;
+  array.vt = VT_ARRAY | VT_I4;
+  array.parray = SafeArrayCreateVector(VT_I4, 0, 1);
+  SafeArrayLock(array.parray);
+  const auto stream = NewStream("03 00 05 00 00 00");
+  EXPECT_EQ(rastel::ReadPlainVariant(array, nullptr), E_INVALIDARG);
+  EXPECT_EQ(rastel::ReadPlainVariant(array, stream.Get()), platform::ResultCode(0x8002000Du));
+  EXPECT_EQ(PositionOf(stream.Get()), 0u);
+  EXPECT_EQ(array.vt, kEmbeddedHost ? VT_ARRAY | VT_I4 : VT_EMPTY);
+  SafeArrayUnlock(array.parray);
+}
+
+}  // namespace
+}  // namespace tests
