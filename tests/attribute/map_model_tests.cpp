@@ -3,7 +3,7 @@
 #include <limits>
 #include <map>
 
-#include "tests/attribute/attribute_test.h"
+#include "tests/persist/client_objects.h"
 
 namespace tests {
 namespace {
@@ -64,7 +64,7 @@ struct FloatKeys : NumberKeys<IAttributeDoubleMapKLP, DOUBLE, &CLSID_AttributeDo
   static CComVariant Generic(DOUBLE key) { return Real(key); }
 };
 
-class MapModels : public MapTest {
+class MapModels : public ClientTest {
  protected:
   template <class Keys>
   class Run;
@@ -86,7 +86,7 @@ class MapModels::Run {
  public:
   // Many keys are mostly put first and mostly removed later.
   Run(MapModels& test, LONG keys, int steps)
-      : test_(test), keys_(keys), map_(ModuleClient::Get().Create<I>(Keys::kClass)) {
+      : test_(test), keys_(keys), map_(New<I>(Keys::kClass)) {
     const bool isLarge = keys > 1000;
     for (int step = 1; step <= steps && !HasFailure(); ++step) {
       Step(isLarge ? Below(steps) > step ? 0 : 2 : Below(14));

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "interfaces/attribute.h"
+#include "interfaces/vector.h"
 #include "tests/persist/reference_records.h"
 #include "tests/persist/test_object.h"
 #include "tests/support/com_values.h"
@@ -21,11 +23,23 @@ namespace tests {
 using platform::ComPtr;
 using rastel::CComVariant;
 using Text = std::basic_string<OLECHAR>;
-using testing::ElementsAre;
 
 inline constexpr HRESULT kReported = platform::ResultCode(0x80020009u);
 inline constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
 inline constexpr VARIANT_BOOL kOn = -1;
+// Classes that can be nested in streams.
+inline constexpr const CLSID* kClasses[] = {
+    &CLSID_ByteVectorKLP,       &CLSID_CharVectorKLP,       &CLSID_WordVectorKLP,
+    &CLSID_ShortVectorKLP,      &CLSID_DWordVectorKLP,      &CLSID_LongVectorKLP,
+    &CLSID_FloatVectorKLP,      &CLSID_DoubleVectorKLP,     &CLSID_VariantVectorKLP,
+    &CLSID_AttributeBstrMapKLP, &CLSID_AttributeLongMapKLP, &CLSID_AttributeDoubleMapKLP};
+
+template <class I>
+ComPtr<I> New(REFCLSID classId) {
+  auto object = ModuleClient::Get().Create<I>(classId);
+  if (!object) std::abort();
+  return object;
+}
 
 template <class T>
 HRESULT Save(const T& object, IStream* stream, BOOL clearDirty = FALSE) {
@@ -44,6 +58,13 @@ ULONGLONG SizeOf(const T& object) {
   ULARGE_INTEGER size{};
   EXPECT_EQ(object.template As<IPersistStream>()->GetSizeMax(&size), S_OK);
   return size.QuadPart;
+}
+// Of a vector or a map.
+template <class T>
+LONG CountOf(const T& counted) {
+  LONG count = -1;
+  EXPECT_GE(counted->get_Count(&count), S_OK);
+  return count;
 }
 // What Save writes.
 template <class T>
@@ -65,13 +86,14 @@ inline Bytes RecordOf(const VARIANT& value) {
 // Nothing that a test made is left at its end.
 class ClientTest : public ObjectTest {
  protected:
-  explicit ClientTest(const std::vector<CLSID>& classIds) {
+  ClientTest() {
     script_.data = "AB CD";
-    for (const CLSID& classId : classIds) {
+    for (const CLSID* const classId : kClasses) {
       ComPtr<IUnknown> factory;
-      EXPECT_EQ(ModuleClient::Get().GetClassObject(classId, IID_IUnknown, factory.PutVoid()), S_OK);
+      EXPECT_EQ(ModuleClient::Get().GetClassObject(*classId, IID_IUnknown, factory.PutVoid()),
+                S_OK);
       cookies_.push_back(0);
-      EXPECT_EQ(CoRegisterClassObject(classId, factory.Get(), CLSCTX_INPROC_SERVER,
+      EXPECT_EQ(CoRegisterClassObject(*classId, factory.Get(), CLSCTX_INPROC_SERVER,
                                       REGCLS_MULTIPLEUSE, &cookies_.back()),
                 S_OK);
     }

@@ -1,9 +1,5 @@
 // Values of every type, objects in objects among them, through the streams of vectors and maps: as
 // tagged and as plain records, compared byte by byte with what the format says.
-#include <list>
-
-#include "interfaces/attribute.h"
-#include "interfaces/vector.h"
 #include "tests/persist/client_objects.h"
 
 namespace tests {
@@ -20,9 +16,6 @@ struct Tree {
 
 class RecordModels : public ClientTest {
  protected:
-  RecordModels()
-      : ClientTest({CLSID_VariantVectorKLP, CLSID_ByteVectorKLP, CLSID_AttributeLongMapKLP}) {}
-
   ULONG Below(ULONG end) { return static_cast<ULONG>(random_() % end); }
 
   Tree AnyTree(int levels) {
@@ -91,7 +84,7 @@ class RecordModels : public ClientTest {
             TaggedObject(VT_UNKNOWN, classId, again), TaggedObject(vt, classId, again)};
   }
   Tree VectorTree(int levels) {
-    const auto vector = ModuleClient::Get().Create<IVariantVectorKLP>(CLSID_VariantVectorKLP);
+    const auto vector = New<IVariantVectorKLP>(CLSID_VariantVectorKLP);
     const LONG count = static_cast<LONG>(Below(4));
     vector->put_HasElementTags(kOn);
     vector->put_Count(count);
@@ -108,7 +101,7 @@ class RecordModels : public ClientTest {
     return ObjectTree(Object(vector.As<IDispatch>().Get()), CLSID_VariantVectorKLP, content, again);
   }
   Tree MapTree(int levels) {
-    const auto map = ModuleClient::Get().Create<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
+    const auto map = New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
     const LONG count = static_cast<LONG>(Below(4));
     Bytes content = Raw(ULONG{1}) + "\1" + Raw(count), again = content;
     for (LONG key = 0; key < count; ++key) {
@@ -123,9 +116,9 @@ class RecordModels : public ClientTest {
 };
 
 TEST_F(RecordModels, RandomTrees) {
-  const auto vector = ModuleClient::Get().Create<IVariantVectorKLP>(CLSID_VariantVectorKLP);
-  const auto target = ModuleClient::Get().Create<IVariantVectorKLP>(CLSID_VariantVectorKLP);
-  const auto map = ModuleClient::Get().Create<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
+  const auto vector = New<IVariantVectorKLP>(CLSID_VariantVectorKLP);
+  const auto target = New<IVariantVectorKLP>(CLSID_VariantVectorKLP);
+  const auto map = New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
   const auto hex = [](const Bytes& bytes) { return HexOf(bytes.data(), bytes.size()); };
   const Bytes head = Bytes("\3\1", 2) + Raw(LONG{1}) + Raw(VARIANT_BOOL{0});
   const Bytes mapHead = Raw(ULONG{1}) + "\1" + Raw(ULONG{1}) + Raw(LONG{9});

@@ -3,19 +3,60 @@
 #include <thread>
 
 #include "interfaces/aoi.h"
-#include "interfaces/attribute.h"
+#include "interfaces/marshal_behaviour.h"
 #include "module/vector/vector_classes.h"
+#include "tests/persist/client_objects.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/results.h"
-#include "tests/vector/vector_test.h"
 
 namespace tests {
 namespace {
 
-using VectorFaults = VectorTest;
+using VectorFaults = ClientTest;
 
+constexpr HRESULT kMemory = platform::ResultCode(0x8007000Eu);
 constexpr HRESULT kNotCloned = platform::ResultCode(0x80040462u);
 constexpr HRESULT kNotCreated = platform::ResultCode(0x8004046Au);
+
+template <class Interface>
+ComPtr<Interface> NewVector(REFCLSID classId, LONG count = 0, VARIANT_BOOL tags = 0) {
+  auto vector = New<Interface>(classId);
+  vector->put_HasElementTags(tags);
+  vector->put_Count(count);
+  return vector;
+}
+
+template <class Vector>
+std::vector<double> ValuesOf(Vector& vector) {
+  std::vector<double> values(static_cast<std::size_t>(CountOf(vector)));
+  LONG i = 0;
+  const auto generic = vector.template As<IVectorKLP>();
+  for (double& value : values) EXPECT_EQ(generic->get_Value(i++, &value), S_OK);
+  return values;
+}
+// The types of the tags that GetTagPointer shows; -1 where it gives S_FALSE.
+template <class Vector>
+std::vector<int> TagTypesOf(Vector& vector) {
+  LONG count = 7;
+  VARIANT* tags = nullptr;
+  if (vector->GetTagPointer(&count, &tags) == S_FALSE) {
+    EXPECT_TRUE(count == 0 && !tags);
+    return {-1};
+  }
+  std::vector<int> types;
+  for (LONG i = 0; i < count; ++i) types.push_back(tags[i].vt);
+  return types;
+}
+template <class I>
+HRESULT Cloned(const ComPtr<I>& vector) {
+  ComPtr<I> copy;
+  return vector->Clone(copy.Put());
+}
+template <class I>
+HRESULT DeepCopied(const ComPtr<I>& vector) {
+  ComPtr<I> copy;
+  return vector->DeepCopy(copy.Put());
+}
 
 // Neither by clients nor by streams: a count, an object of a class that nobody has, a text.
 TEST_F(VectorFaults, StatedSizes_MakeNothingResident) {
@@ -32,7 +73,7 @@ TEST_F(VectorFaults, StatedSizes_MakeNothingResident) {
     }
   }
   const auto vector = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP);
-  const auto map = ModuleClient::Get().Create<IAttributeMapKLP>(CLSID_AttributeBstrMapKLP);
+  const auto map = New<IAttributeMapKLP>(CLSID_AttributeBstrMapKLP);
   EXPECT_EQ(
       LoadFrom(vector, "0301 01000000 0000 0D00" + std::string(32, '9') + "0000003000000000 01"),
       S_OK);
@@ -247,7 +288,7 @@ TEST_F(VectorFaults, Marshalling_CopiesOutsideTheProcess) {
   EXPECT_THAT(ValuesOf(copy), testing::ElementsAre(0, 7));
 
   // A size beyond 32 bits is cut: an element with a picture of 4 GiB, of which nothing is touched.
-  const auto picture = ModuleClient::Get().Create<IByteAOIKLP>(CLSID_ByteAOIKLP);
+  const auto picture = New<IByteAOIKLP>(CLSID_ByteAOIKLP);
   BYTE pixel = 0;
   ASSERT_EQ(picture->AttachPlanes(1, 0x10000, 0x10000, &pixel), S_OK);
   const auto huge = NewVector<IVariantVectorKLP>(CLSID_VariantVectorKLP, 1);
