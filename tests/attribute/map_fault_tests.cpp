@@ -125,6 +125,18 @@ TEST_F(MapFaults, Walks_CostNothingUntilTheMapChanges) {
   EXPECT_EQ(cleared, S_OK);
 }
 
+TEST_F(MapFaults, Keys_WithoutMemory_EndTheLoad) {
+  ComPtr<IAttributeBstrMapKLP> map;
+  rastel::CreateAttributeMap<KeyKindBstr>(nullptr, IID_IAttributeBstrMapKLP, map.PutVoid());
+  const auto stream = NewStream("01000000 01 01000000 01000000 6100 0300 0300 05000000");
+  const auto load = [&] {
+    SeekTo(stream.Get(), 0);
+    return Load(map, stream.Get());
+  };
+  const auto expectMemory = [](HRESULT result, long long) { EXPECT_EQ(result, E_OUTOFMEMORY); };
+  EXPECT_GE(FailEachAllocation(load, expectMemory), 2);
+}
+
 // What objects in values do, in their own last Release, to a map that is ending. On the map's code
 // in this program, for its count.
 TEST_F(MapFaults, ObjectsThatUseTheirDyingMap) {

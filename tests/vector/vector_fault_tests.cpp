@@ -157,6 +157,20 @@ TEST_F(VectorFaults, WithoutMemory_OperationsFailAndVectorsStayWhole) {
   ExpectWholeAfterEachRefusal<ElementVariant, IVariantVectorKLP>();
 }
 
+// What keeps the bytes of an object whose class nobody has.
+TEST_F(VectorFaults, WithoutMemory_AbsentClassesEndTheLoad) {
+  const auto vector = NewInside<ElementVariant, IVariantVectorKLP>(1);
+  const auto stream =
+      NewStream("0301 01000000 0000 0D00" + std::string(32, '9') + "0200000000000000 ABCD");
+  const auto load = [&] {
+    SeekTo(stream.Get(), 0);
+    return Load(vector, stream.Get());
+  };
+  int reports = 0;
+  FailEachAllocation(load, [&](HRESULT result, long long) { reports += result == kReported; });
+  EXPECT_EQ(reports, 2) << "the keeper and its bytes; the look-up does without";
+}
+
 // Cuts off half of twelve elements, and puts what they held behind the end again.
 void HideHalf(IVariantVectorKLP* vector) {
   LONG count = 0;
