@@ -2,6 +2,7 @@
 // a client sees is compared, and a failure is shown with the operations that led there.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "module/vector/special_methods.h"
