@@ -116,6 +116,9 @@ TEST_F(InnerRecords, PlainObjects) {
   CComVariant out;
   EXPECT_EQ(rastel::WritePlainVariant(value, nullptr), E_INVALIDARG);
   EXPECT_EQ(rastel::ReadPlainVariant(out, nullptr), E_INVALIDARG);
+  const auto unknown = NewStream("0D 00" + std::string(32, '9'));
+  EXPECT_EQ(rastel::ReadPlainVariant(out, unknown.Get()), S_OK);
+  EXPECT_TRUE(out.vt == VT_UNKNOWN && !out.punkVal);
 }
 
 // An object that fails in the second Save alone, behind its size.
