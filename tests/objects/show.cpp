@@ -36,10 +36,13 @@ struct Geometry {
     aoi->get_PlaneCount(&planes);
     aoi->get_ActivePlane(&active);
     aoi->get_BufferMargin(&bufferMargin);
+    // How wide the margin is that the buffer has, its pixels tell alone.
+    double pixel = 0;
+    while (aoi->GetPixel(-x - margin - 1, -y - margin - 1, &pixel) == S_OK) ++margin;
   }
   HRESULT result = S_OK;
   LONG x = 0, y = 0, width = 0, height = 0, marginX = 0, marginY = 0, bufferWidth = 0,
-       bufferHeight = 0, planes = 0, active = 0, bufferMargin = 0;
+       bufferHeight = 0, planes = 0, active = 0, bufferMargin = 0, margin = 0;
 };
 
 std::string ShowAoi(const ComPtr<IAoiKLP>& aoi) {
@@ -148,7 +151,7 @@ std::string ShowPixels(Session& session, const std::string& name, facts::Words& 
   } else {
     for (LONG plane = 0; plane < g.planes; ++plane) {
       aoi->put_ActivePlane(plane);
-      add(-g.x, -g.y, g.bufferWidth, g.bufferHeight);
+      add(-g.x - g.margin, -g.y - g.margin, g.bufferWidth, g.bufferHeight);
     }
     aoi->put_ActivePlane(g.active);
   }
@@ -162,7 +165,9 @@ std::string NumberPixels(Session& session, const std::string& name) {
   for (LONG plane = 0; plane < g.planes; ++plane) {
     aoi->put_ActivePlane(plane);
     for (LONG y = 0; y < g.bufferHeight; ++y) {
-      for (LONG x = 0; x < g.bufferWidth; ++x) aoi->PutPixel(x - g.x, y - g.y, ++number);
+      for (LONG x = 0; x < g.bufferWidth; ++x) {
+        aoi->PutPixel(x - g.x - g.margin, y - g.y - g.margin, ++number);
+      }
     }
   }
   aoi->put_ActivePlane(g.active);
