@@ -79,7 +79,7 @@ struct Model {
   using Models = std::vector<Model>;
 
   // Planes of a client's data that may begin before the end of a block.
-  static constexpr LONG kMostPlanes = 64;
+  static constexpr LONG kMostPlanes = 8;
   // Memory of the client's, and what it should hold.
   static inline std::vector<T> client, clientCells;
 
@@ -93,9 +93,11 @@ struct Model {
   std::shared_ptr<ModelBuffer<T>> buffer;
 
   // x, y, width, height.
-  std::array<LONG, 4> Rect() const {
-    if (!buffer) return {};
-    return {axes[0].start, axes[1].start, axes[0].length, axes[1].length};
+  using Sides = std::array<std::int64_t, 4>;
+  Sides Rect(LONG dx = 0, LONG dy = 0, LONG dw = 0, LONG dh = 0) const {
+    const auto& [x, y] = axes;
+    return {std::int64_t{x.start} + dx, std::int64_t{y.start} + dy, std::int64_t{x.length} + dw,
+            std::int64_t{y.length} + dh};
   }
   bool HasCells() const { return buffer && buffer->cells; }
 
@@ -115,41 +117,30 @@ struct Model {
     const LONG behind = buffer->margin + buffer->size[axis] - a.length - a.start;
     a.margin = std::min({a.margin, a.start + buffer->margin, behind});
   }
-  HRESULT SetSpans(std::int64_t x, std::int64_t y, std::int64_t width, std::int64_t height) {
+  HRESULT Set(const Sides& rect) {
+    const auto [x, y, width, height] = rect;
     return SetRect(In32Bits(x), In32Bits(y), In32Bits(x + width - 1), In32Bits(y + height - 1));
   }
-  HRESULT Put(LONG value, LONG x, LONG y, LONG width, LONG height) {
-    return value < 0 ? CodeOf(1113) : SetSpans(x, y, width, height);
+  HRESULT Put(std::size_t side, LONG value) {
+    Sides rect = Rect();
+    rect[side] = value;
+    return value < 0 ? CodeOf(1113) : Set(rect);
   }
-  HRESULT put_X(LONG x) { return Put(x, x, axes[1].start, axes[0].length, axes[1].length); }
-  HRESULT put_Y(LONG y) { return Put(y, axes[0].start, y, axes[0].length, axes[1].length); }
-  HRESULT put_Width(LONG w) { return Put(w, axes[0].start, axes[1].start, w, axes[1].length); }
-  HRESULT put_Height(LONG h) { return Put(h, axes[0].start, axes[1].start, axes[0].length, h); }
-  HRESULT MoveTo(LONG x, LONG y) {
-    SetSpans(x, y, axes[0].length, axes[1].length);
+  HRESULT put_X(LONG x) { return Put(0, x); }
+  HRESULT put_Y(LONG y) { return Put(1, y); }
+  HRESULT put_Width(LONG width) { return Put(2, width); }
+  HRESULT put_Height(LONG height) { return Put(3, height); }
+  HRESULT Try(const Sides& rect) {
+    Set(rect);
     return buffer ? S_OK : CodeOf(1114);
   }
-  HRESULT MoveBy(std::int64_t dx, std::int64_t dy) {
-    return MoveTo(In32Bits(axes[0].start + dx), In32Bits(axes[1].start + dy));
-  }
+  HRESULT MoveTo(LONG x, LONG y) { return Try({x, y, axes[0].length, axes[1].length}); }
+  HRESULT MoveBy(LONG dx, LONG dy) { return Try(Rect(dx, dy)); }
   HRESULT ResizeTo(LONG width, LONG height) {
-    SetSpans(axes[0].start, axes[1].start, width, height);
-    return buffer ? S_OK : CodeOf(1114);
+    return Try({axes[0].start, axes[1].start, width, height});
   }
-  HRESULT ResizeBy(std::int64_t dw, std::int64_t dh) {
-    return ResizeTo(In32Bits(axes[0].length + dw), In32Bits(axes[1].length + dh));
-  }
+  HRESULT ResizeBy(LONG dw, LONG dh) { return Try(Rect(0, 0, dw, dh)); }
   HRESULT SelectAll() { return SetRect(0, 0, axes[0].stored - 1, axes[1].stored - 1); }
-  HRESULT Unite(const Model* other) {
-    if (!buffer) return S_FALSE;
-    const auto a = Rect(), b = other->Rect();
-    return SetRect(std::min(a[0], b[0]), std::min(a[1], b[1]),
-                   std::max(a[0] + a[2], b[0] + b[2]) - 1, std::max(a[1] + a[3], b[1] + b[3]) - 1);
-  }
-  HRESULT CopyRect(const Model* other) {
-    const auto [x, y, width, height] = other->Rect();
-    return other->buffer ? SetSpans(x, y, width, height) : CodeOf(1114);
-  }
 
   HRESULT SetMargins(LONG marginX, LONG marginY) {
     if (!buffer) return CodeOf(1114);
@@ -167,12 +158,6 @@ struct Model {
     axes[0].margin = marginX;
     axes[1].margin = marginY;
     return S_OK;
-  }
-  HRESULT put_MarginX(LONG pixels) {
-    return buffer && pixels < 0 ? CodeOf(1106) : SetMargins(pixels, axes[1].margin);
-  }
-  HRESULT put_MarginY(LONG pixels) {
-    return buffer && pixels < 0 ? CodeOf(1106) : SetMargins(axes[0].margin, pixels);
   }
   HRESULT FillMargins() {
     if (!buffer) return CodeOf(1114);
@@ -204,24 +189,12 @@ struct Model {
     *index = IndexOf(0, 0);
     return *index < 0 ? E_INVALIDARG : S_OK;
   }
-  HRESULT FindPixel(LONG x, LONG y, T** cell) const {
+  HRESULT PutPixel(LONG x, LONG y, double value) {
     if (!buffer) return CodeOf(1114);
     if (!buffer->cells || active >= buffer->planes) return E_POINTER;
     const std::int64_t index = IndexOf(x, y);
-    if (index >= 0) *cell = buffer->cells + index;
+    if (index >= 0) buffer->cells[index] = Converted(value);
     return index < 0 ? E_INVALIDARG : S_OK;
-  }
-  HRESULT GetPixel(LONG x, LONG y, double* value) const {
-    T* cell = nullptr;
-    const HRESULT result = FindPixel(x, y, &cell);
-    if (cell) *value = static_cast<double>(*cell);
-    return result;
-  }
-  HRESULT PutPixel(LONG x, LONG y, double value) {
-    T* cell = nullptr;
-    const HRESULT result = FindPixel(x, y, &cell);
-    if (cell) *cell = Converted(value);
-    return result;
   }
   static T Converted(double value) {
     constexpr auto kLowest = static_cast<double>(std::numeric_limits<T>::lowest());
@@ -323,12 +296,11 @@ struct Model {
   HRESULT Clone(Models* out) const { return out->push_back(*this), S_OK; }
   HRESULT Split(std::size_t axis, bool isFirstHalf, Models* out) {
     if (!buffer) return CodeOf(1114);
-    const auto cut = [axis, whole = axes](Model& model, bool isFirst) {
-      std::array<Axis, 2> part = whole;
-      const LONG half = part[axis].length / 2;
-      part[axis].length = isFirst ? half : part[axis].length - half;
-      if (!isFirst) part[axis].start += half;
-      return model.SetSpans(part[0].start, part[1].start, part[0].length, part[1].length);
+    const auto cut = [axis, whole = Rect()](Model& model, bool isFirst) {
+      Sides part = whole;
+      part[axis + 2] = isFirst ? whole[axis + 2] / 2 : (whole[axis + 2] + 1) / 2;
+      if (!isFirst) part[axis] += whole[axis + 2] / 2;
+      return model.Set(part);
     };
     Model part = *this;
     if (const HRESULT result = cut(part, isFirstHalf); FAILED(result)) return result;
@@ -337,20 +309,6 @@ struct Model {
   }
   HRESULT SplitHeight(Models* out) { return Split(1, true, out); }
   HRESULT SplitWidth(Models* out) { return Split(0, false, out); }
-  HRESULT SplitTiles(LONG across, LONG down, Models* out) const {
-    if (!buffer) return CodeOf(1114);
-    if (across < 1 || down < 1) return CodeOf(1118);
-    out->assign(static_cast<std::size_t>(across * down), *this);
-    const auto [x, y, width, height] = Rect();
-    const LONG tileWidth = width / across, tileHeight = height / down;
-    for (LONG i = 0; i < across * down && tileWidth > 0 && tileHeight > 0; ++i) {
-      const LONG left = i % across * tileWidth, top = i / across * tileHeight;
-      (*out)[static_cast<std::size_t>(i)].SetSpans(
-          x + left, y + top, i % across == across - 1 ? width - left : tileWidth,
-          i / across == down - 1 ? height - top : tileHeight);
-    }
-    return tileWidth > 0 && tileHeight > 0 ? S_OK : CodeOf(1119);
-  }
   // The rows begin with the left margin, are bytes longer instead of pixels, and go to the new
   // rectangle.
   Model CopyOfRectangle() const {
@@ -373,8 +331,7 @@ struct Model {
     if (const HRESULT result = whole.SelectAll(); FAILED(result)) return result;
     out->push_back(whole.CopyOfRectangle());
     out->back().flags = flags;
-    const auto [x, y, width, height] = Rect();
-    out->back().SetSpans(x, y, width, height);
+    out->back().Set(Rect());
     return S_OK;
   }
 };
