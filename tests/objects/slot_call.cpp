@@ -48,7 +48,7 @@ void ParseIn(Session& session, facts::Words& words, Argument& argument) {
     VARIANT& text = words.row.variants.emplace_back(VARIANT{});
     if (const OLECHAR* units = words.Text()) {
       text.vt = VT_BSTR;
-      text.bstrVal = SysAllocString(units);
+      text.bstrVal = SysAllocStringLen(units, static_cast<UINT>(words.row.texts.back().size()));
     }
     argument.Pass(text.bstrVal);
   } else if (use.type == VT_VARIANT) {
