@@ -139,7 +139,7 @@ TEST(AoiClients, Destruction_LeavesAWholeAoiToWhatItLetsGo) {
 
 // How far the stream is read depends on the machine's memory.
 TEST(AoiClients, NamesThatNoCallCanCarry_AreRefused) {
-  const auto stream = NewStream("0002" + std::string(2 * 46, '0') + "FFFFFFFF FFFFFFFF 6100");
+  const auto stream = NewStream("0002" + std::string(2 * 42, '0') + "FFFFFFFF FFFFFFFF 6100");
   const auto persist = ModuleClient::Get().Create<IPersistStream>(CLSID_ByteAOIKLP);
   EXPECT_EQ(persist->Load(stream.Get()), E_OUTOFMEMORY);
 }
