@@ -134,11 +134,7 @@ struct Model {
     Set(rect);
     return buffer ? S_OK : CodeOf(1114);
   }
-  HRESULT MoveTo(LONG x, LONG y) { return Try({x, y, axes[0].length, axes[1].length}); }
   HRESULT MoveBy(LONG dx, LONG dy) { return Try(Rect(dx, dy)); }
-  HRESULT ResizeTo(LONG width, LONG height) {
-    return Try({axes[0].start, axes[1].start, width, height});
-  }
   HRESULT ResizeBy(LONG dw, LONG dh) { return Try(Rect(0, 0, dw, dh)); }
   HRESULT SelectAll() { return SetRect(0, 0, axes[0].stored - 1, axes[1].stored - 1); }
 
@@ -210,7 +206,6 @@ struct Model {
     }
     return result;
   }
-  HRESULT Clear() { return Fill(0), S_OK; }
   HRESULT CopyTo(Model* other) {
     std::int64_t from = 0, to = 0;
     if (const HRESULT result = FindFirst(&from); FAILED(result)) return result;

@@ -182,8 +182,7 @@ class World {
       return OneOf(
           call, [](auto& self, auto&) { return self.FillMargins(); },
           [=](auto& self, auto&) { return self.PutPixel(a, b, value); },
-          [=](auto& self, auto&) { return self.Fill(value); },
-          [](auto& self, auto&) { return self.Clear(); },
+          [=](auto& self, auto&) { return self.Fill(b < 0 ? 0 : value); },
           [](auto& self, auto& other) { return self.CopyTo(&other); });
     }
     OneOf(
@@ -192,9 +191,7 @@ class World {
         [=](auto& self, auto&) { return self.put_Width(a); },
         [=](auto& self, auto&) { return self.put_Height(a); },
         [=](auto& self, auto&) { return self.SetRect(a, b, c, d); },
-        [=](auto& self, auto&) { return self.MoveTo(a, b); },
         [=](auto& self, auto&) { return self.MoveBy(a, b); },
-        [=](auto& self, auto&) { return self.ResizeTo(a, b); },
         [=](auto& self, auto&) { return self.ResizeBy(a, b); },
         [](auto& self, auto&) { return self.SelectAll(); },
         [=](auto& self, auto&) { return self.SetMargins(a / 2, b / 2); },
