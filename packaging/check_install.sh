@@ -34,8 +34,12 @@ echo "a moved installation"
 cmake --install build/release --prefix "$stage/first" >/dev/null
 mv "$stage/first" "$stage/Ü x"
 prefix="$stage/Ü x"
-export RASTEL_HOST_REGISTRY=$stage/registry
-"$prefix/bin/rastel" register >/dev/null
+# Found by what the installation put there, with no command.
+export HOME=$stage/home XDG_DATA_DIRS=$prefix/share
+unset XDG_DATA_HOME RASTEL_HOST_REGISTRY
+rm -rf "$HOME/.local"
+"$prefix/bin/rastel" classes | grep -qF "21 of 21 classes are registered"
+"$prefix/bin/rastel" classes | grep -qF "$prefix/lib/libRastelKLP.so"
 for compiler in g++ clang++; do
   command -v $compiler >/dev/null || continue
   build=$stage/$compiler
@@ -69,8 +73,17 @@ cmake -S "$stage" -B "$stage/around" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/n
 cmake --build "$stage/around" --target client >/dev/null
 [ "$("$stage/around/client")" = 255 ] || fail "add_subdirectory: the client says something else."
 
+echo "Debian packages"
+cmake --build build/release --target package >/dev/null
+for package in build/release/rastelklp_*.deb build/release/rastelklp-dev_*.deb; do
+  dpkg-deb -x "$package" "$stage/root"
+done
+g++ -std=c++20 "$stage/client.cpp" -o "$stage/deb_client" -isystem "$stage/root/usr/include/rastelklp" \
+  -L"$stage/root/usr/lib" -lRastelHost
+[ "$(XDG_DATA_DIRS=$stage/root/usr/share LD_LIBRARY_PATH=$stage/root/usr/lib "$stage/deb_client")" = 255 ] ||
+  fail "the Debian packages: the client says something else."
+
 echo "taken away again"
-"$prefix/bin/rastel" unregister >/dev/null
 DESTDIR=$stage/away cmake --install build/release >/dev/null
 DESTDIR=$stage/away cmake --build build/release --target uninstall >/dev/null
 left=$(find "$stage/away" -not -type d -o -ipath '*/*rastel*')

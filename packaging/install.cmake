@@ -42,8 +42,8 @@ if(Python3_FOUND AND NOT WIN32)
   target_link_libraries(c_interfaces PRIVATE rastel_types rastel_warnings)
   add_custom_command(
     OUTPUT ${c_header}
-    COMMAND c_interfaces >${c_header}.interfaces
-    COMMAND ${Python3_EXECUTABLE} ${generator}/host_header.py . ${c_header}.interfaces >${c_header}
+    COMMAND c_interfaces > ${c_header}.interfaces
+    COMMAND ${Python3_EXECUTABLE} ${generator}/host_header.py . ${c_header}.interfaces > ${c_header}
     DEPENDS c_interfaces ${generator}/host_header.py ${host_headers}
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
     VERBATIM)
@@ -65,13 +65,12 @@ if(WIN32)
           DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 else()
   add_library(RastelKLP::Host ALIAS RastelHost)
-  set_target_properties(RastelHost RastelKLP RastelKLPTypes PROPERTIES
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-  set_target_properties(RastelHost PROPERTIES EXPORT_NAME Host)
+  # Not the module: registries name its file, which has to stay the same from one version to the next.
+  set_target_properties(RastelHost PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME Host)
   install(TARGETS RastelHost EXPORT RastelKLP
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
           NAMELINK_COMPONENT development)
-  # Both are loaded by their plain names, so that these are there without the development files.
   install(TARGETS RastelKLP RastelKLPTypes
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
   set_target_properties(RastelKLP PROPERTIES INSTALL_RPATH "$ORIGIN")
@@ -82,6 +81,17 @@ if(TARGET rastel)
        ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(rastel PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
   if(NOT WIN32)
+    # What makes every user's programs find the classes, without a command.
+    set(package_registry ${CMAKE_INSTALL_DATADIR}/rastelhost/registry.d/rastelklp.registry)
+    install(CODE "
+      set(prefix \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+      execute_process(COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET
+        COMMAND \"\${prefix}/${CMAKE_INSTALL_BINDIR}/rastel\" register
+          --package \"\${prefix}/${package_registry}\"
+          \"\${prefix}/${CMAKE_INSTALL_LIBDIR}/libRastelKLP.so\")
+      file(REMOVE \"\${prefix}/${package_registry}.lock\")
+      list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${package_registry}\")"
+      COMPONENT runtime)
     install(FILES packaging/rastel.1
             DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
     install(FILES packaging/completion.bash RENAME rastel

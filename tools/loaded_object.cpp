@@ -1,4 +1,5 @@
 #include "tools/loaded_object.h"
+#include "tools/module_registration.h"
 
 #include <algorithm>
 
@@ -68,8 +69,12 @@ std::uint64_t SeekTo(IStream& stream, LONGLONG distance, DWORD origin) {
 ComPtr<IPersistStream> Make(const KnownClass& known) {
   ForgetErrors();
   ComPtr<IPersistStream> persist;
-  const HRESULT result = CoCreateInstance(known.classId, nullptr, CLSCTX_INPROC_SERVER,
-                                          IID_IPersistStream, persist.PutVoid());
+  const auto create = [&] {
+    return CoCreateInstance(known.classId, nullptr, CLSCTX_INPROC_SERVER, IID_IPersistStream,
+                            persist.PutVoid());
+  };
+  HRESULT result = create();
+  if (result == REGDB_E_CLASSNOTREG && ServeOwnModule()) result = create();
   if (result == REGDB_E_CLASSNOTREG) {
     throw ComFailure(std::string(known.name) + " is not registered here (rastel register PATH/" +
                          kModuleFile + " registers it; dump works without): CoCreateInstance",

@@ -115,7 +115,77 @@ fs::path ModuleFile(const KnownClass& known) {
   return status == ERROR_SUCCESS ? fs::path(text.c_str()) : fs::path();
 }
 
+#ifndef _WIN32
+
+// Puts paths relative to `folder` in the place of those in the module's folder, in all texts of a
+// key and of those below it.
+void MakeRelative(HKEY key, const std::string& moduleFolder, const std::string& relative) {
+  OLECHAR text[4096];
+  DWORD type = REG_NONE, bytes = sizeof(text);
+  const bool isText = RegQueryValueExW(key, nullptr, nullptr, &type, reinterpret_cast<BYTE*>(text),
+                                       &bytes) == ERROR_SUCCESS &&
+                      type == REG_SZ;
+  const std::string old = isText ? Utf8(fs::path(text)) : std::string();
+  if (old.starts_with(moduleFolder)) {
+    const WideText changed = fs::path(relative + old.substr(moduleFolder.size())).string<OLECHAR>();
+    RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(changed.c_str()),
+                   static_cast<DWORD>((changed.size() + 1) * sizeof(OLECHAR)));
+  }
+  OLECHAR name[256];
+  for (DWORD index = 0;; ++index) {
+    DWORD units = 256;
+    if (RegEnumKeyExW(key, index, name, &units, nullptr, nullptr, nullptr, nullptr) !=
+        ERROR_SUCCESS) {
+      return;
+    }
+    HKEY below = nullptr;
+    if (RegOpenKeyExW(key, name, 0, KEY_ALL_ACCESS, &below) != ERROR_SUCCESS) continue;
+    MakeRelative(below, moduleFolder, relative);
+    RegCloseKey(below);
+  }
+}
+
+#endif
+
 }  // namespace
+
+bool ServeOwnModule() {
+  fs::path file;
+  try {
+    file = FullPath("");
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+  // Never destroyed, as factories of it stay registered up to the end.
+  static const auto* const module = new platform::LoadedModule(file.string().c_str());
+  auto* const getClassObject =
+      module->Export<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
+  if (!getClassObject) return false;
+  for (const KnownClass& known : KnownClasses()) {
+    ComPtr<IUnknown> factory;
+    DWORD cookie = 0;
+    Check(getClassObject(known.classId, IID_IUnknown, factory.PutVoid()), "DllGetClassObject");
+    Check(CoRegisterClassObject(known.classId, factory.Get(), CLSCTX_INPROC_SERVER,
+                                REGCLS_MULTIPLEUSE, &cookie),
+          "CoRegisterClassObject");
+  }
+  return true;
+}
+
+#ifndef _WIN32
+
+void WritePackage(const std::string& path, const std::string& package) {
+  const fs::path module = FullPath(path), file = fs::absolute(package);
+  fs::create_directories(file.parent_path());
+  fs::remove(file);
+  Check(HostUseRegistryFile(file.c_str()), Utf8(file));
+  RegisterModule(path);
+  const std::string folder = Utf8(module.parent_path());
+  const std::string relative = Utf8(fs::relative(module.parent_path(), file.parent_path()));
+  MakeRelative(HKEY_CLASSES_ROOT, folder, relative.starts_with('.') ? relative : "./" + relative);
+}
+
+#endif
 
 void RegisterModule(const std::string& path) {
   const fs::path module = FullPath(path);

@@ -12,6 +12,15 @@ namespace tools {
 // standard output what was entered.
 void RegisterModule(const std::string& path);
 
+// Writes all that into a registry file for a package instead, anew, with paths relative to the
+// file: both may then be moved together. Of the embedded host.
+#ifndef _WIN32
+void WritePackage(const std::string& path, const std::string& package);
+#endif
+
+// Serves this process the classes of the module beside the program. False: there is no such module.
+bool ServeOwnModule();
+
 // Removes all that again, the module's part first. What is not there is no failure.
 void UnregisterModule(const std::string& path);
 

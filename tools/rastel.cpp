@@ -9,6 +9,7 @@
 #include <string>
 
 #include "interfaces/vector.h"
+#include "rastelklp_version.h"
 #include "tools/aoi_format.h"
 #include "tools/element_types.h"
 #include "tools/file_bytes.h"
@@ -316,6 +317,7 @@ int Run(int argc, char** argv) {
   // A path may start with a slash on either host.
   app.allow_windows_style_options(false);
   app.require_subcommand(1);
+  app.set_version_flag("--version", "rastel " RASTELKLP_VERSION);
   app.footer(
       "Exit code: 0 done, the file is whole; 1 it is broken, cannot be read or cannot be "
       "written; 2 wrong usage.");
@@ -328,8 +330,14 @@ int Run(int argc, char** argv) {
       AddCommand(app, "upgrade", "Writes the object's newest version", arguments);
   upgrade->add_option("OUT", arguments.newFile, "File to write, in the same form")->required();
   std::string module;
-  const CLI::App* const registerCommand =
+  CLI::App* const registerCommand =
       AddModuleCommand(app, "register", "Enters a module and its type library", module);
+#ifndef _WIN32
+  std::string package;
+  registerCommand->add_option("--package", package,
+                              "Write a package's registry file instead, which finds the module "
+                              "relative to itself");
+#endif
   const CLI::App* const unregisterCommand =
       AddModuleCommand(app, "unregister", "Removes a module and its type library", module);
   const CLI::App* const classes = app.add_subcommand("classes", "The classes that are registered");
@@ -346,6 +354,12 @@ int Run(int argc, char** argv) {
     if (dump->parsed()) return Dump(arguments);
     const ComRuntime runtime;
     if (registerCommand->parsed()) {
+#ifndef _WIN32
+      if (!package.empty()) {
+        WritePackage(module, package);
+        return kWhole;
+      }
+#endif
       RegisterModule(module);
       return kWhole;
     }

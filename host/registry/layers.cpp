@@ -15,21 +15,22 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Keys whose text without a name is the path of a library.
-bool NamesLibrary(RegistryTextView key) {
-  return SameRegistryName(key, OLESTR("InprocServer32")) || SameRegistryName(key, OLESTR("win64"));
+// Keys whose text without a name is, or begins with, a path.
+bool NamesPath(RegistryTextView key) {
+  return SameFolded(key, OLESTR("InprocServer32")) || SameFolded(key, OLESTR("ToolboxBitmap32")) ||
+         SameFolded(key, OLESTR("win64")) || SameFolded(key, OLESTR("HELPDIR"));
 }
 
-RegistryKeyPointer WithFullPaths(const RegistryKeyPointer& key, bool isLibrary,
+RegistryKeyPointer WithFullPaths(const RegistryKeyPointer& key, bool isPath,
                                  const fs::path& folder) {
   const std::shared_ptr<RegistryKey> copy = EditableRegistryKey(key);
   const RegistryText path = RegistryTextOf(*key, OLESTR(""));
-  if (isLibrary && path.starts_with(u'.')) {
+  if (isPath && path.starts_with(u'.')) {
     const std::string full = (folder / fs::path(path)).lexically_normal().string();
     copy->values[RegistryText()] = RegistryValueOf(ToUtf16(full));
   }
   for (auto& [name, below] : copy->keys) {
-    below = WithFullPaths(below, NamesLibrary(name), folder);
+    below = WithFullPaths(below, NamesPath(name), folder);
   }
   return copy;
 }
@@ -85,7 +86,7 @@ RegistryKeyPointer RegistryBeyond(const RegistryKeyPointer& below,
 bool SameRegistry(const RegistryKey& a, const RegistryKey& b) {
   return a.values == b.values && std::equal(a.keys.begin(), a.keys.end(), b.keys.begin(),
                                             b.keys.end(), [](const auto& one, const auto& other) {
-                                              return SameRegistryName(one.first, other.first) &&
+                                              return SameFolded(one.first, other.first) &&
                                                      (one.second == other.second ||
                                                       SameRegistry(*one.second, *other.second));
                                             });

@@ -1,6 +1,8 @@
 #include "host/types/added_modules.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <string>
 
 #include "host/base/guarded.h"
 #include "host/registry/store.h"
@@ -17,8 +19,9 @@ HRESULT HostAddModule(const char* path) noexcept {
         host::ExportOf<HRESULT STDAPICALLTYPE()>(library, "DllRegisterServer");
     if (registerServer == nullptr) return CO_E_ERRORINDLL;
     const host::RegistryStore::ForThisProcess onlyHere;
-    const std::filesystem::path types =
-        file.parent_path() / (file.stem().string() + "Types" + file.extension().string());
+    std::string name = file.filename().string();
+    name.insert(std::min(name.find(".so"), name.size()), "Types");
+    const std::filesystem::path types = file.parent_path() / name;
     if (std::filesystem::exists(types)) {
       ITypeLib* typeLibrary = nullptr;
       const HRESULT result =
