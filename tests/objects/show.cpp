@@ -18,7 +18,8 @@ constexpr std::size_t kShownAtMost = 200;
 std::string ShowNumbers(const std::vector<double>& numbers) {
   std::string shown;
   for (const double number : numbers) {
-    shown += (shown.empty() ? "" : " ") + tests::Show(Real(number));
+    if (!shown.empty()) shown += ' ';
+    shown += tests::Show(Real(number));
   }
   if (numbers.size() <= kShownAtMost) return shown;
   std::uint32_t hash = 2166136261u;  // FNV-1a
@@ -121,8 +122,8 @@ std::string ShowElements(const Elements& elements, std::size_t first, std::size_
     VARIANT value = Typed(elements.type);
     const auto* data = static_cast<const BYTE*>(elements.first) + i * WidthOf(elements.type);
     std::memcpy(facts::ElementIn(value, elements.type), data, WidthOf(elements.type));
-    shown += (shown.empty() ? "" : " ") +
-             (elements.type == VT_VARIANT ? facts::Print(value) : tests::Show(value));
+    if (!shown.empty()) shown += ' ';
+    shown += elements.type == VT_VARIANT ? facts::Print(value) : tests::Show(value);
   }
   return shown;
 }
