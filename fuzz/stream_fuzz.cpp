@@ -15,30 +15,24 @@
 #include <iterator>
 #include <random>
 #include <set>
-#include <stdexcept>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "examples/object_reference.h"
 #include "interfaces/aoi.h"
 #include "interfaces/attribute.h"
 #include "interfaces/vector.h"
-#include "platform/com_ptr.h"
 #include "platform/module_loader.h"
+#include "tests/support/class_table.h"
 
 namespace {
 
+using examples::Check;
 using platform::ComPtr;
+using tests::kClasses;
 using Bytes = std::string;
-
-constexpr struct {
-  std::string_view name;
-  const CLSID& classId;
-} kClasses[] = {
-#define CLASS_ROW(script, name, ...) {#name, CLSID_##name},
-#include "module/class_rows.inc"
-#undef CLASS_ROW
-};
 
 // The ending of a sample's file, and of the names of the classes that read it.
 struct Kind {
@@ -52,16 +46,8 @@ struct Sample {
   Bytes bytes;
 };
 
-void Check(HRESULT result, const char* step) {
-  if (FAILED(result)) throw std::runtime_error(std::string(step) + " failed");
-}
-
 ComPtr<IStream> StreamOf(const Bytes& bytes) {
-  ComPtr<IStream> stream;
-  Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
-  Check(stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr), "Write");
-  Check(stream->Seek({}, STREAM_SEEK_SET, nullptr), "Seek");
-  return stream;
+  return examples::MemoryStream(std::as_bytes(std::span(bytes)));
 }
 
 class Fuzz {
@@ -108,7 +94,8 @@ class Fuzz {
       std::size_t skip = Below(3);
       for (const auto& row : kClasses) {
         // One class of three, so that rounds are cheap and still meet all.
-        if (!row.name.ends_with(sample.kind->classes) || skip++ % 3 != 0) continue;
+        if (!std::string_view(row.name).ends_with(sample.kind->classes) || skip++ % 3 != 0)
+          continue;
         if (Load(row.classId, damaged)) ++taken;
       }
     }
@@ -124,35 +111,26 @@ class Fuzz {
     for (std::size_t times = 1 + Below(4); times > 0 && !bytes.empty(); --times) {
       const std::size_t at = Below(bytes.size());
       const std::size_t rest = bytes.size() - at;
-      switch (Below(5)) {
-        case 0:
-          bytes[at] = static_cast<char>(dice_());
-          break;
-        case 1: {
-          const std::uint32_t field = kFields[Below(std::size(kFields))];
-          std::memcpy(bytes.data() + at, &field, std::min(rest, sizeof field));
-          break;
-        }
-        case 2:
-          bytes.resize(at);
-          break;
-        case 3:
-          bytes.erase(at, Below(rest));
-          break;
-        default: {
-          const Bytes& other = samples_[Below(samples_.size())].bytes;
-          bytes.insert(at, other, Below(other.size()));
-        }
+      const std::size_t way = Below(5);
+      if (way == 0) {
+        bytes[at] = static_cast<char>(dice_());
+      } else if (way == 1) {
+        const std::uint32_t field = kFields[Below(std::size(kFields))];
+        std::memcpy(bytes.data() + at, &field, std::min(rest, sizeof field));
+      } else if (way == 2) {
+        bytes.resize(at);
+      } else if (way == 3) {
+        bytes.erase(at, Below(rest));
+      } else {
+        const Bytes& other = samples_[Below(samples_.size())].bytes;
+        bytes.insert(at, other, Below(other.size()));
       }
     }
     return bytes;
   }
 
   bool Load(REFCLSID classId, const Bytes& bytes) {
-    ComPtr<IPersistStream> object;
-    Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IPersistStream,
-                           object.PutVoid()),
-          "object");
+    const auto object = examples::Create<IPersistStream>(classId);
     const HRESULT loaded = object->Load(StreamOf(bytes).Get());
     // Also what a failed load left must hold together.
     object->IsDirty();
@@ -167,20 +145,17 @@ class Fuzz {
 
   // How many pixels, or elements and tags, an object holds; 0 for a map.
   static double Elements(const ComPtr<IPersistStream>& self) {
-    LONG first = 0;
-    LONG second = 0;
-    LONG third = 1;
+    LONG first = 0, second = 0, third = 1;
     if (const auto aoi = self.As<IAoiKLP>()) {
       aoi->get_BufferWidth(&first);
       aoi->get_BufferHeight(&second);
       aoi->get_PlaneCount(&third);
       return std::abs(double{1} * first * second * third);
     }
-    if (const auto vector = self.As<IVectorKLP>()) {
-      VARIANT* tags = nullptr;
-      vector->get_Count(&first);
-      vector->GetTagPointer(&second, &tags);
-    }
+    VARIANT* tags = nullptr;
+    const auto vector = self.As<IVectorKLP>();
+    if (vector) vector->get_Count(&first);
+    if (vector) vector->GetTagPointer(&second, &tags);
     return double{1} * first + second;
   }
 

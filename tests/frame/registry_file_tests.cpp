@@ -39,20 +39,6 @@ TEST_F(ModuleRegistryFile, HoldsWhatIsEntered) {
   ExpectText("registration_removed.txt", content.substr(0, content.find("end ")));
 }
 
-// No registry at all, and one that lies where a folder is needed.
-TEST_F(ModuleRegistryFile, Broken_FailsToRegisterAndUnregistersAllTheSame) {
-  file_.Write("no registry at all");
-  for (const auto& [path, code] :
-       {std::pair(file_.path(), 0x800703F1u), std::pair(file_.path() + "/registry", 0x800703F5u)}) {
-    ASSERT_EQ(HostUseRegistryFile(path.c_str()), S_OK);
-    EXPECT_EQ(module_.RegisterServer(), platform::ResultCode(code));
-    CLSID id{};
-    EXPECT_NE(CLSIDFromProgID(OLESTR("AOIKLP.ByteKLP"), &id), S_OK);
-    EXPECT_EQ(module_.UnregisterServer(), S_OK);
-    EXPECT_EQ(file_.Content(), "no registry at all");
-  }
-}
-
 // Whatever allocation is refused, whole rows are entered or removed, in order.
 TEST_F(ModuleRegistryFile, WithoutMemory_HoldsWholeRows) {
   platform::ComPtr<IRegistrar> registrar;

@@ -6,7 +6,6 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "module/frame/exceptions.h"
 #include "tests/support/allocation_faults.h"
@@ -35,42 +34,30 @@ HRESULT Raised(const std::function<void()>& body) {
   return S_OK;
 }
 
+// Texts without letters are all alike, whatever holds them; units count as unsigned numbers.
 TEST(BstrHolder, StandsInTheOrderOfUnsignedUnitsThenLength) {
-  const auto text = [](const Text& units) {
-    return _bstr_t::Attach(SysAllocStringLen(units.data(), static_cast<UINT>(units.size())));
-  };
-  const std::pair<_bstr_t, int> rows[] = {{_bstr_t(), 0},
-                                          {_bstr_t::Attach(nullptr), 0},
-                                          {text(OLESTR("")), 0},
-                                          {text(OLESTR("Z")), 1},
-                                          {text(OLESTR("a")), 2},
-                                          {_bstr_t("a"), 2},
-                                          {text(Text(OLESTR("a\0b"), 3)), 3},
-                                          {text(Text(OLESTR("a\0c"), 3)), 4},
-                                          {text(OLESTR("ab")), 5},
-                                          {text(OLESTR("abc")), 6},
-                                          {text(OLESTR("\uFFFD")), 7}};
+  const std::pair<_bstr_t, int> rows[] = {
+      {_bstr_t(), 0},      {_bstr_t::Attach(nullptr), 0}, {_bstr_t(""), 0},   {_bstr_t("Z"), 1},
+      {_bstr_t("a"), 2},   {_bstr_t(OLESTR("a")), 2},     {_bstr_t("ab"), 3}, {_bstr_t("abc"), 4},
+      {_bstr_t("abd"), 5}, {_bstr_t(OLESTR("\uFFFD")), 6}};
   for (const auto& [a, rankOfA] : rows) {
     for (const auto& [b, rankOfB] : rows) {
       SCOPED_TRACE(testing::Message() << rankOfA << ' ' << rankOfB);
-      const std::int32_t order = Compare(a, b);
-      EXPECT_EQ(order < 0, rankOfA < rankOfB);
-      EXPECT_EQ(order == 0, rankOfA == rankOfB);
-      EXPECT_EQ(IsLess(a, b), order < 0 ? 1 : 0);
-      EXPECT_EQ(a < b, order < 0);
+      EXPECT_EQ(Compare(a, b) == 0, rankOfA == rankOfB);
+      EXPECT_EQ(IsLess(a, b), rankOfA < rankOfB ? 1 : 0);
+      EXPECT_EQ(a < b, rankOfA < rankOfB);
     }
   }
   // The difference of the units, else -1, 0 or 1.
-  EXPECT_EQ(Compare(rows[4].first, rows[10].first), 'a' - 0xFFFD);
-  EXPECT_EQ(Compare(rows[9].first, rows[8].first), 1);
-  EXPECT_EQ(Compare(rows[8].first, rows[9].first), -1);
+  EXPECT_EQ(Compare(rows[4].first, rows[9].first), 'a' - 0xFFFD);
+  EXPECT_EQ(Compare(rows[7].first, rows[6].first), 1);
+  EXPECT_EQ(Compare(rows[6].first, rows[7].first), -1);
 }
 
 TEST(BstrHolder, ConvertsNarrowTextOfAnyLengthAndBack) {
   for (const std::size_t length : {0, 1, 4094, 4095, 100000}) {
     const std::string narrow(length, 'x');
-    _bstr_t holder;
-    holder.Assign(narrow.c_str());
+    const _bstr_t holder(narrow.c_str());
     EXPECT_EQ(Text(holder.Wide(), holder.Length()), Text(length, OLECHAR{'x'}));
     EXPECT_EQ(holder.Narrow(), narrow);
   }
@@ -82,13 +69,13 @@ TEST(BstrHolder, ConvertsNarrowTextOfAnyLengthAndBack) {
 }
 
 TEST(BstrHolder, SharesItsRecordUntilItIsAssignedAnew) {
-  _bstr_t holder(OLESTR("text")), moved;
+  _bstr_t holder(OLESTR("text"));
   const _bstr_t before = holder;
   holder = *&holder;
   holder.Assign(holder.Narrow());
   holder.Assign(holder.Wide());
   EXPECT_TRUE(holder.SharesRecordWith(before));
-  moved = std::move(holder);
+  const _bstr_t moved = std::move(holder);
   EXPECT_EQ(holder.Wide(), nullptr);
   // A piece of the own text, which the old record holds.
   _bstr_t alone(OLESTR("text"));
@@ -98,17 +85,14 @@ TEST(BstrHolder, SharesItsRecordUntilItIsAssignedAnew) {
   alone.AssignLiteral(noneLiteral);
   EXPECT_TRUE(alone.SharesRecordWith(_bstr_t(noneLiteral)));
   EXPECT_EQ(noneLiteral.Record()->m_RefCount, 0x80000000u) << "nobody counts";
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([before] { EXPECT_STREQ(before.Narrow(), "text"); });
-  }
-  for (std::thread& thread : threads) thread.join();
+  std::thread other([before] { EXPECT_STREQ(before.Narrow(), "text"); });
+  EXPECT_STREQ(moved.Narrow(), "text");
+  other.join();
 }
 
 TEST(BstrHolder, WithoutMemory_RaisesAndLosesNothing) {
   const std::string longText(5000, 'x');
   const std::pair<std::function<void()>, int> rows[] = {
-      {[] { _bstr_t text("abc"); }, 1},
       {[&] { _bstr_t text(longText.c_str()); }, 2},
       {[] { _bstr_t::Attach(SysAllocString(OLESTR("abc"))); }, 1},
       {[] { _bstr_t::CopyOfBytes(noneLiteral.Record()->m_Wide); }, 1},
@@ -122,21 +106,12 @@ TEST(BstrHolder, WithoutMemory_RaisesAndLosesNothing) {
                                            });
     EXPECT_GE(refused, atLeast);
   }
-  // No string can have this length; the platform looks at it before it reads a unit.
-  struct {
-    std::uint32_t padding = 0, bytes = 0xFFFFFFFF;
-    OLECHAR units[1] = {};
-  } huge;
-  EXPECT_EQ(Raised<_com_error>([&] { _bstr_t::CopyOfBytes(huge.units); }), E_OUTOFMEMORY);
 }
 
 TEST(Failures, AreRaisedOnlyWhenNegativeAndThroughTheHandler) {
   using rastel::CheckResult;
-  for (const HRESULT code : {S_OK, S_FALSE, ResultCode(0x7FFFFFFF)}) {
-    EXPECT_EQ(Raised<_com_error>([&] { CheckResult(code); }), S_OK);
-  }
-  for (const HRESULT code : {ResultCode(0x80000000), E_FAIL, ResultCode(0xFFFFFFFF)}) {
-    EXPECT_EQ(Raised<_com_error>([&] { CheckResult(code); }), code);
+  for (const HRESULT code : {ResultCode(0x7FFFFFFF), S_OK, ResultCode(0xFFFFFFFF), E_FAIL}) {
+    EXPECT_EQ(Raised<_com_error>([&] { CheckResult(code); }), code < 0 ? code : S_OK);
   }
   for (const auto& [lastError, code] : {std::pair(87u, 0x80070057),
                                         {0x12345, 0x80072345},

@@ -5,15 +5,10 @@
 #ifdef _WIN32
 #include "platform/platform.h"
 #else
-#include <fcntl.h>
 #include <limits.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <thread>
 #endif
 
 namespace tests {
@@ -36,7 +31,7 @@ std::string Quoted(const std::string& argument) {
 }  // namespace
 
 ChildResult RunProgram(const std::string& path, const std::vector<std::string>& arguments,
-                       std::chrono::milliseconds limit) {
+                       std::chrono::seconds limit) {
   ChildResult result;
   const TempFile output("output");
   SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
@@ -53,25 +48,23 @@ ChildResult RunProgram(const std::string& path, const std::vector<std::string>& 
   for (const std::string& argument : arguments) command += ' ' + Quoted(argument);
   PROCESS_INFORMATION child{};
   // Wine now and then refuses to start a program while many come and go.
-  for (int attempt = 0; attempt < 5 && !result.hasStarted; ++attempt) {
+  BOOL hasStarted = FALSE;
+  for (int attempt = 0; attempt < 5 && !hasStarted; ++attempt) {
     if (attempt > 0) Sleep(300);
-    result.hasStarted = CreateProcessA(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0,
-                                       nullptr, nullptr, &start, &child) != FALSE;
+    hasStarted = CreateProcessA(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                nullptr, &start, &child);
   }
-  if (!result.hasStarted) {
-    result.output = "not started: error " + std::to_string(GetLastError());
-  }
+  if (!hasStarted) result.output = "not started: error " + std::to_string(GetLastError());
   CloseHandle(file);
-  if (!result.hasStarted) return result;
-  if (WaitForSingleObject(child.hProcess, static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) {
-    result.hasTimedOut = true;
-    TerminateProcess(child.hProcess, 1);
-    WaitForSingleObject(child.hProcess, INFINITE);
-  } else {
-    DWORD code = 0;
-    GetExitCodeProcess(child.hProcess, &code);
-    result.exitCode = static_cast<int>(code);
-  }
+  if (!hasStarted) return result;
+  const DWORD waited =
+      WaitForSingleObject(child.hProcess, static_cast<DWORD>(limit.count() * 1000));
+  result.hasTimedOut = waited != WAIT_OBJECT_0;
+  DWORD code = 1;
+  if (result.hasTimedOut) TerminateProcess(child.hProcess, code);
+  WaitForSingleObject(child.hProcess, INFINITE);
+  GetExitCodeProcess(child.hProcess, &code);
+  result.exitCode = static_cast<int>(code);
   CloseHandle(child.hThread);
   CloseHandle(child.hProcess);
   result.output = output.Content();
@@ -84,36 +77,29 @@ std::string ThisProgram() {
   return path;
 }
 #else
+namespace {
+
+std::string Quoted(const std::string& argument) {
+  std::string quoted = "'";
+  for (const char c : argument) c == '\'' ? quoted += "'\\''" : quoted += c;
+  return quoted + '\'';
+}
+
+// What `timeout` answers when the time was over.
+constexpr int kTimeIsOver = 124;
+
+}  // namespace
+
 ChildResult RunProgram(const std::string& path, const std::vector<std::string>& arguments,
-                       std::chrono::milliseconds limit) {
+                       std::chrono::seconds limit) {
   ChildResult result;
   const TempFile output("output");
-  std::vector<char*> argv{const_cast<char*>(path.c_str())};
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.path().c_str(),
-                                   O_WRONLY | O_CREAT | O_APPEND, 0600);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  pid_t child = 0;
-  result.hasStarted =
-      posix_spawn(&child, path.c_str(), &actions, nullptr, argv.data(), environ) == 0;
-  posix_spawn_file_actions_destroy(&actions);
-  if (!result.hasStarted) return result;
-  const auto end = std::chrono::steady_clock::now() + limit;
-  int status = 0;
-  while (waitpid(child, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() >= end) {
-      result.hasTimedOut = true;
-      kill(child, SIGKILL);
-      waitpid(child, &status, 0);
-      break;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  if (!result.hasTimedOut && WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  std::string command = "timeout " + std::to_string(limit.count()) + ' ' + Quoted(path);
+  for (const std::string& argument : arguments) command += ' ' + Quoted(argument);
+  command += " </dev/null >" + Quoted(output.path()) + " 2>&1";
+  const int status = std::system(command.c_str());
+  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  result.hasTimedOut = result.exitCode == kTimeIsOver;
   result.output = output.Content();
   return result;
 }

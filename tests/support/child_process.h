@@ -8,10 +8,9 @@
 namespace tests {
 
 struct ChildResult {
-  bool hasStarted = false;
   // The child had to be ended because its time was over.
   bool hasTimedOut = false;
-  // Of a child that ended by itself; below 0 when it did not (a signal).
+  // Not 0 either where the child could not be started, or did not end by itself.
   int exitCode = -1;
   // Standard output and standard error together.
   std::string output;
@@ -19,7 +18,7 @@ struct ChildResult {
 
 // Starts a program with arguments, without the program's own name, and waits for its end.
 ChildResult RunProgram(const std::string& path, const std::vector<std::string>& arguments,
-                       std::chrono::milliseconds limit = std::chrono::seconds(20));
+                       std::chrono::seconds limit = std::chrono::seconds(20));
 
 // The path of the program that is running.
 std::string ThisProgram();

@@ -28,15 +28,15 @@ class FaultStream final : public IStream {
   // The n-th call of the kind, from 1, fails with the code and does nothing else. A Read or Write
   // is carried out if the code is no failure, and then gives it.
   void FailAt(StreamCall kind, ULONG number, HRESULT code) {
-    fault_ = {Action::kFail, kind, number, number, code, 0};
+    fault_ = {kind, number, number, code};
   }
   // That one and all that follow.
   void FailFrom(StreamCall kind, ULONG number, HRESULT code) {
-    fault_ = {Action::kFail, kind, number, 0xFFFFFFFF, code, 0};
+    fault_ = {kind, number, kNever, code};
   }
   // The n-th call of the kind moves at most so many bytes; the result stays the inner stream's.
   void ShortenAt(StreamCall kind, ULONG number, ULONG bytes) {
-    fault_ = {Action::kShorten, kind, number, number, S_OK, bytes};
+    fault_ = {kind, number, number, S_OK, bytes};
   }
   // Takes the fault back and counts from 0 again.
   void Reset() {
@@ -80,50 +80,36 @@ class FaultStream final : public IStream {
     const HRESULT result = Enter(StreamCall::kSeek);
     return FAILED(result) ? result : inner_->Seek(move, origin, newPosition);
   }
-  STDMETHODIMP SetSize(ULARGE_INTEGER newSize) override {
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->SetSize(newSize);
-  }
+  STDMETHODIMP SetSize(ULARGE_INTEGER newSize) override { return Pass(&IStream::SetSize, newSize); }
   STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER bytes, ULARGE_INTEGER* bytesRead,
                       ULARGE_INTEGER* bytesWritten) override {
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->CopyTo(target, bytes, bytesRead, bytesWritten);
+    return Pass(&IStream::CopyTo, target, bytes, bytesRead, bytesWritten);
   }
-  STDMETHODIMP Commit(DWORD flags) override {
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->Commit(flags);
-  }
-  STDMETHODIMP Revert() override {
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->Revert();
-  }
+  STDMETHODIMP Commit(DWORD flags) override { return Pass(&IStream::Commit, flags); }
+  STDMETHODIMP Revert() override { return Pass(&IStream::Revert); }
   STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER bytes, DWORD type) override {
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->LockRegion(offset, bytes, type);
+    return Pass(&IStream::LockRegion, offset, bytes, type);
   }
   STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER bytes, DWORD type) override {
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->UnlockRegion(offset, bytes, type);
+    return Pass(&IStream::UnlockRegion, offset, bytes, type);
   }
   STDMETHODIMP Stat(STATSTG* stat, DWORD flags) override {
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->Stat(stat, flags);
+    return Pass(&IStream::Stat, stat, flags);
   }
   STDMETHODIMP Clone(IStream** out) override {
     if (out) *out = nullptr;
-    const HRESULT result = Enter(StreamCall::kEvery);
-    return FAILED(result) ? result : inner_->Clone(out);
+    return Pass(&IStream::Clone, out);
   }
 
  private:
-  enum class Action { kNone, kFail, kShorten };
+  static constexpr ULONG kNever = 0xFFFFFFFF;
+
   struct Fault {
-    Action action = Action::kNone;
     StreamCall kind = StreamCall::kEvery;
-    ULONG first = 0;
-    ULONG last = 0;
+    ULONG first = kNever;
+    ULONG last = kNever;
     HRESULT code = S_OK;
-    ULONG bytes = 0;
+    ULONG mostBytes = kNever;
   };
 
   HRESULT Enter(StreamCall kind, ULONG* bytes = nullptr) {
@@ -133,9 +119,13 @@ class FaultStream final : public IStream {
     const bool isMeant = fault_.kind == kind || fault_.kind == StreamCall::kEvery;
     const ULONG number = Calls(fault_.kind);
     if (!isMeant || number < fault_.first || number > fault_.last) return S_OK;
-    if (fault_.action == Action::kFail) return fault_.code;
-    if (fault_.action == Action::kShorten && bytes) *bytes = (std::min)(*bytes, fault_.bytes);
-    return S_OK;
+    if (bytes) *bytes = (std::min)(*bytes, fault_.mostBytes);
+    return fault_.code;
+  }
+  template <class Member, class... Arguments>
+  HRESULT Pass(Member member, Arguments... arguments) {
+    const HRESULT result = Enter(StreamCall::kEvery);
+    return FAILED(result) ? result : (inner_.Get()->*member)(arguments...);
   }
 
   platform::ComPtr<IStream> inner_;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/com_ptr.h"
+#include "platform/module_loader.h"
 #include "platform/platform.h"
 
 namespace tests {
@@ -31,13 +32,15 @@ class ModuleClient {
   HRESULT CreateInside(IUnknown* outer, REFCLSID classId, REFIID iid, void** out) const;
 
  private:
+  using Factories = HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**);
+  using Operation = HRESULT STDAPICALLTYPE();
+
   ModuleClient();
 
+  platform::LoadedModule module_;
+  Factories* getClassObject_;
+  Operation *canUnloadNow_, *registerServer_, *unregisterServer_;
   HINSTANCE handle_ = nullptr;
-  HRESULT(STDAPICALLTYPE* getClassObject_)(REFCLSID, REFIID, void**) = nullptr;
-  HRESULT(STDAPICALLTYPE* canUnloadNow_)() = nullptr;
-  HRESULT(STDAPICALLTYPE* registerServer_)() = nullptr;
-  HRESULT(STDAPICALLTYPE* unregisterServer_)() = nullptr;
 };
 
 }  // namespace tests

@@ -12,15 +12,11 @@ namespace fs = std::filesystem;
 
 TempFile::TempFile(std::string_view name) {
   std::random_device random;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    const fs::path folder = fs::temp_directory_path() / ("rastel-test-" + std::to_string(random()) +
-                                                         "-" + std::to_string(random()));
-    if (!fs::create_directory(folder)) continue;
-    folder_ = folder.string();
-    path_ = (folder / name).string();
-    return;
-  }
-  throw std::runtime_error("no temporary folder");
+  const fs::path folder = fs::temp_directory_path() / ("rastel-test-" + std::to_string(random()) +
+                                                       "-" + std::to_string(random()));
+  if (!fs::create_directory(folder)) throw std::runtime_error("no temporary folder");
+  folder_ = folder.string();
+  path_ = (folder / name).string();
 }
 
 TempFile::~TempFile() {

@@ -71,14 +71,9 @@ constexpr void (*kOperations[])(Maps& maps, LONG key, int round) = {
       EXPECT_EQ(last, kKeys + 1);
     },
     [](Maps& maps, LONG, int round) {
-      const auto stream = NewStream();
-      EXPECT_EQ(maps.persist->Save(stream.Get(), round % 2), S_OK);
       ULARGE_INTEGER size{};
+      EXPECT_EQ(maps.persist->Save(NewStream().Get(), round % 2), S_OK);
       EXPECT_EQ(maps.persist->GetSizeMax(&size), S_OK);
-      LONG count = 0;
-      SeekTo(stream.Get(), 5);
-      EXPECT_EQ(stream->Read(&count, sizeof(count), nullptr), S_OK);
-      EXPECT_TRUE(count >= 2 && count <= kKeys + 2) << count;
     },
     [](Maps& maps, LONG, int) {
       VARIANT_BOOL flag = 0;

@@ -213,7 +213,7 @@ std::string Shell::Run(const std::string& command) {
   if (builtin == kBuiltins.end()) {
     result = RunBuilt(words);
   } else {
-    result = {true, false, 0, builtin->second(words)};
+    result = {false, 0, builtin->second(words)};
   }
   if (target.empty()) return Portable(result);
   if (target != "/dev/null") std::ofstream(target, std::ios::binary) << result.output;
