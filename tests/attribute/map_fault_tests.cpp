@@ -1,5 +1,5 @@
 // What no row of text reaches: other threads, memory while a stream walks a map, maps that end
-// under a call, streams deeper than any map, slots behind the interfaces.
+// under a call, slots behind the interfaces.
 #include <functional>
 #include <future>
 
@@ -8,50 +8,13 @@
 #include "tests/persist/client_objects.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/fault_stream.h"
+#include "tests/support/slots.h"
 
 namespace tests {
-
-// The slots behind the typed interface of numbers.
-struct InsideLongMap : IAttributeLongMapKLP {
-  virtual HRESULT STDMETHODCALLTYPE GetKeysInternal(SAFEARRAY** keys) = 0;
-  virtual HRESULT STDMETHODCALLTYPE CloneInternal(IAttributeLongMapKLP** clone) = 0;
-  virtual HRESULT STDMETHODCALLTYPE RemoveEntry(LONG key) = 0;
-  virtual HRESULT STDMETHODCALLTYPE PutByValue(LONG key, VARIANT value) = 0;
-  virtual HRESULT STDMETHODCALLTYPE FindVariantEntry(VARIANT key, VARIANT_BOOL* found, void*) = 0;
-  virtual HRESULT STDMETHODCALLTYPE FindEntry(LONG key, VARIANT_BOOL* found, void*) = 0;
-};
 
 namespace {
 
 using MapFaults = ClientTest;
-
-template <class I>
-ComPtr<I> NewMap(REFCLSID classId) {
-  return New<I>(classId);
-}
-
-// A map in a map and so on, the innermost one empty.
-ComPtr<IStream> DeepStream(int levels) {
-  const auto stream = NewStream();
-  for (int level = 1; level <= levels; ++level) {
-    const bool isLast = level == levels;
-    const auto head = BytesOf(isLast ? "01 00 00 00 01 00 00 00 00"
-                                     : "01 00 00 00 01 01 00 00 00 07 00 00 00 0D 00"
-                                       "78 69 99 4E D4 B7 7A 41 BD 5B 26 60 FB 96 BF 6C");
-    stream->Write(head.data(), static_cast<ULONG>(head.size()), nullptr);
-    const ULONGLONG inside = 39ull * static_cast<unsigned>(levels - level) - 30;
-    if (!isLast) stream->Write(&inside, sizeof(inside), nullptr);
-  }
-  SeekTo(stream.Get(), 0);
-  return stream;
-}
-
-TEST_F(MapFaults, Streams_LoadDownTo256Levels) {
-  for (const int levels : {256, 257, 10000}) {
-    const auto map = New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
-    EXPECT_EQ(Load(map, DeepStream(levels).Get()), levels <= 256 ? S_OK : E_ACCESSDENIED);
-  }
-}
 
 // Values go when the map is unlocked, so that another thread can use it.
 TEST_F(MapFaults, Values_LeaveBehindTheLock) {
@@ -125,18 +88,6 @@ TEST_F(MapFaults, Walks_CostNothingUntilTheMapChanges) {
   EXPECT_EQ(cleared, S_OK);
 }
 
-TEST_F(MapFaults, Keys_WithoutMemory_EndTheLoad) {
-  ComPtr<IAttributeBstrMapKLP> map;
-  rastel::CreateAttributeMap<KeyKindBstr>(nullptr, IID_IAttributeBstrMapKLP, map.PutVoid());
-  const auto stream = NewStream("01000000 01 01000000 01000000 6100 0300 0300 05000000");
-  const auto load = [&] {
-    SeekTo(stream.Get(), 0);
-    return Load(map, stream.Get());
-  };
-  const auto expectMemory = [](HRESULT result, long long) { EXPECT_EQ(result, E_OUTOFMEMORY); };
-  EXPECT_GE(FailEachAllocation(load, expectMemory), 2);
-}
-
 // What objects in values do, in their own last Release, to a map that is ending. On the map's code
 // in this program, for its count.
 TEST_F(MapFaults, ObjectsThatUseTheirDyingMap) {
@@ -198,22 +149,27 @@ TEST_F(MapFaults, ObjectsThatUseTheirDyingMap) {
   }
 }
 
+// Keys, Clone, Remove, Put, and both ways to find an entry.
 TEST_F(MapFaults, SlotsBehindTheInterface) {
   const auto map = New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
-  auto* const inside = static_cast<InsideLongMap*>(map.Get());
-  for (const LONG key : {4, 5}) EXPECT_EQ(inside->PutByValue(key, Number(3)), S_OK);
+  const int first = SlotOf(&OneMore<IAttributeLongMapKLP>::Behind);
+  const auto call = [&]<class... Arguments>(int slot, Arguments... arguments) {
+    return CallSlot(map.Get(), first + slot, arguments...);
+  };
+  for (const LONG key : {4, 5}) EXPECT_EQ(call(3, key, VARIANT(Number(3))), S_OK);
   SAFEARRAY* keys = nullptr;
-  EXPECT_EQ(inside->GetKeysInternal(&keys), S_OK);
+  EXPECT_EQ(call(0, &keys), S_OK);
   EXPECT_EQ(keys->rgsabound[0].cElements, 2u);
   SafeArrayDestroy(keys);
   ComPtr<IAttributeLongMapKLP> clone;
-  EXPECT_EQ(inside->CloneInternal(clone.Put()), S_OK);
+  EXPECT_EQ(call(1, clone.Put()), S_OK);
   EXPECT_EQ(CountOf(clone), 2);
-  for (const HRESULT result : {S_OK, kReported}) EXPECT_EQ(inside->RemoveEntry(4), result);
+  for (const HRESULT result : {S_OK, kReported}) EXPECT_EQ(call(2, LONG{4}), result);
   VARIANT_BOOL found = 7;
-  EXPECT_EQ(inside->FindEntry(5, &found, nullptr), S_OK);
+  void* const noEntry = nullptr;
+  EXPECT_EQ(call(5, LONG{5}, &found, noEntry), S_OK);
   EXPECT_EQ(found, kOn);
-  EXPECT_EQ(inside->FindVariantEntry(Bits(VT_INT, 4), &found, nullptr), S_OK);
+  EXPECT_EQ(call(4, VARIANT(Bits(VT_INT, 4)), &found, noEntry), S_OK);
   EXPECT_EQ(found, 0);
 }
 

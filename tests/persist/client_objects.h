@@ -13,6 +13,7 @@
 #include "interfaces/vector.h"
 #include "tests/persist/reference_records.h"
 #include "tests/persist/test_object.h"
+#include "tests/support/class_table.h"
 #include "tests/support/com_values.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
@@ -27,13 +28,6 @@ using Text = std::basic_string<OLECHAR>;
 inline constexpr HRESULT kReported = platform::ResultCode(0x80020009u);
 inline constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
 inline constexpr VARIANT_BOOL kOn = -1;
-// Classes that can be nested in streams.
-inline constexpr const CLSID* kClasses[] = {
-    &CLSID_ByteVectorKLP,       &CLSID_CharVectorKLP,       &CLSID_WordVectorKLP,
-    &CLSID_ShortVectorKLP,      &CLSID_DWordVectorKLP,      &CLSID_LongVectorKLP,
-    &CLSID_FloatVectorKLP,      &CLSID_DoubleVectorKLP,     &CLSID_VariantVectorKLP,
-    &CLSID_AttributeBstrMapKLP, &CLSID_AttributeLongMapKLP, &CLSID_AttributeDoubleMapKLP};
-
 template <class I>
 ComPtr<I> New(REFCLSID classId) {
   auto object = ModuleClient::Get().Create<I>(classId);
@@ -88,14 +82,11 @@ class ClientTest : public ObjectTest {
  protected:
   ClientTest() {
     script_.data = "AB CD";
-    for (const CLSID* const classId : kClasses) {
+    for (const ClassRow& row : kClasses) {
       ComPtr<IUnknown> factory;
-      EXPECT_EQ(ModuleClient::Get().GetClassObject(*classId, IID_IUnknown, factory.PutVoid()),
-                S_OK);
-      cookies_.push_back(0);
-      EXPECT_EQ(CoRegisterClassObject(*classId, factory.Get(), CLSCTX_INPROC_SERVER,
-                                      REGCLS_MULTIPLEUSE, &cookies_.back()),
-                S_OK);
+      ModuleClient::Get().GetClassObject(row.classId, IID_IUnknown, factory.PutVoid());
+      CoRegisterClassObject(row.classId, factory.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                            &cookies_.emplace_back());
     }
     SetErrorInfo(0, nullptr);
   }
@@ -103,22 +94,31 @@ class ClientTest : public ObjectTest {
     for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
     EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK);
   }
-  // Of any type that comes back as it was, an object among them.
+  // Of any type that comes back as it was, an object among them. A text may be null, have null
+  // characters, or an odd number of bytes.
   CComVariant AnyValue(std::mt19937& random) {
-    const auto number = static_cast<LONG>(random() % 1000);
-    switch (random() % 7) {
+    constexpr VARTYPE kFixed[] = {VT_I2, VT_I4,  VT_R4,  VT_R8,  VT_CY, VT_DATE, VT_ERROR, VT_BOOL,
+                                  VT_I1, VT_UI1, VT_UI2, VT_UI4, VT_I8, VT_UI8,  VT_INT,   VT_UINT};
+    CComVariant value;
+    const auto number = static_cast<ULONG>(random());
+    switch (random() % 8) {
       case 0:
-        return CComVariant();
+        return value;
       case 1:
         return NewValue();
       case 2:
-        return Real(number / 4.0);
+        value.decVal.Lo64 = 1 + number % 5000;
+        value.decVal.sign = number % 2 == 0 ? DECIMAL_NEG : BYTE{0};
+        value.vt = VT_DECIMAL;
+        return value;
       case 3:
-        return Bits(VT_BOOL, number);
-      case 4:
-        return TextValue(&OLESTR("abcdefg")[number % 8]);
+        value.vt = VT_BSTR;
+        if (number % 6 > 0) {
+          value.bstrVal = SysAllocStringByteLen("ab\0\0c\0d\0\xE4\0\x3D\xD8", number % 13);
+        }
+        return value;
       default:
-        return Number(number);
+        return Bits(kFixed[number % 16], static_cast<LONGLONG>(random()) * number);
     }
   }
 
