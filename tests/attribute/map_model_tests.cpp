@@ -90,7 +90,7 @@ class MapModels::Run {
       : test_(test), keys_(keys), map_(New<I>(Keys::kClass)) {
     const bool isLarge = keys > 1000;
     for (int step = 1; step <= steps && !HasFailure(); ++step) {
-      Step(isLarge ? Below(steps) > step ? 0 : 2 : Below(14));
+      Step(isLarge ? Below(steps) > step ? 0 : 2 : Below(11));
       if (!isLarge || step % 8000 == 0) Compare();
       if (!isLarge || step % 8000 != 0) continue;
       EXPECT_EQ(LoadFrom(map_, SavedBy(map_)), S_OK);
@@ -101,13 +101,6 @@ class MapModels::Run {
   }
 
  private:
-  // What is left for an enumerator.
-  struct Walk {
-    ComPtr<IEnumAttributeEntryKLP> entries;
-    std::vector<Key> keys;
-    std::size_t at = 0;
-  };
-
   LONG Below(LONG end) { return static_cast<LONG>(test_.random_() % static_cast<ULONG>(end)); }
   CComVariant AnyValue() { return test_.AnyValue(test_.random_); }
 
@@ -155,21 +148,12 @@ class MapModels::Run {
                 }),
                 S_OK);
       if (!isTyped) map_ = generic.template As<I>();
-      walks_.clear();
       isDirty_ = true;
     } else if (step == 9) {
       EXPECT_EQ(Save(map_, NewStream().Get(), TRUE), S_OK);
       isDirty_ = false;
-    } else if (step == 10) {
+    } else {
       LoadAnother();
-    } else if (step == 11) {
-      Walk walk;
-      EXPECT_EQ(on([&](auto& map) { return map->GetEnumerator(walk.entries.Put()); }), S_OK);
-      for (const auto& attribute : model_) walk.keys.push_back(attribute.first);
-      walks_.push_back(walk);
-    } else if (!walks_.empty()) {
-      Walk& walk = walks_[test_.random_() % walks_.size()];
-      Advance(walk, static_cast<ULONG>(Below(4)));
     }
   }
 
@@ -200,50 +184,6 @@ class MapModels::Run {
     }
     EXPECT_EQ(LoadFrom(map_, HexOf(bytes.data(), bytes.size())), S_OK);
     isDirty_ = false;
-  }
-
-  void Advance(Walk& walk, ULONG count) {
-    const LONG way = Below(6);
-    const std::size_t end = (std::min)(walk.keys.size(), walk.at + count);
-    const HRESULT expected = end - walk.at == count ? S_OK : S_FALSE;
-    if (way == 0) {
-      EXPECT_EQ(walk.entries->Reset(), S_OK);
-      walk.at = 0;
-    } else if (way == 1) {
-      EXPECT_EQ(walk.entries->Skip(count), expected);
-      walk.at = end;
-    } else if (way == 2) {
-      Walk clone{nullptr, walk.keys, walk.at};
-      EXPECT_EQ(walk.entries->Clone(clone.entries.Put()), S_OK);
-      walks_.push_back(clone);
-    } else {
-      IAttributeEntryKLP* entries[3]{};
-      ULONG fetched = 9;
-      EXPECT_EQ(walk.entries->Next(count, entries, count < 2 && way == 3 ? nullptr : &fetched),
-                expected);
-      EXPECT_EQ(fetched, count < 2 && way == 3 ? 9 : end - walk.at);
-      for (std::size_t i = 0; walk.at < end; ++i) LookAt(entries[i], walk.keys[walk.at++]);
-    }
-  }
-  // The value is the one that the map has now.
-  void LookAt(IAttributeEntryKLP* counted, const Key& key) {
-    ComPtr<IAttributeEntryKLP> entry;
-    entry.Attach(counted);
-    CComVariant given, value;
-    EXPECT_EQ(entry->get_Key(&given), S_OK);
-    EXPECT_EQ(given.vt, Keys::kGiven);
-    EXPECT_EQ(Keys::Written(Keys::From(given)), Keys::Written(key));
-    // The generic slots of an integer map refuse the key that its entries hold.
-    const bool canReach = Keys::kGiven != VT_I4;
-    EXPECT_EQ(entry->get_Value(&value), canReach ? S_OK : kReported);
-    const auto found = model_.find(key);
-    const bool isThere = canReach && found != model_.end();
-    EXPECT_EQ(RecordOf(value), isThere ? found->second : RecordOf(VARIANT{}));
-    if (Below(3) > 0) return;
-    const CComVariant other = AnyValue();
-    const HRESULT result = entry->put_Value(other);
-    EXPECT_EQ(result, canReach && Put(key, other) ? S_OK : kReported);
-    isDirty_ = isDirty_ || canReach;
   }
 
   void Compare() {
@@ -287,7 +227,6 @@ class MapModels::Run {
   std::map<Key, Bytes> model_;
   BYTE override_ = 1;
   bool isDirty_ = true;
-  std::vector<Walk> walks_;
 };
 
 TEST_F(MapModels, RandomOperations) {

@@ -1,6 +1,6 @@
 // What an AOI should be, said in as few words as it can be: two axes, a buffer of cells, and the
 // arithmetic between them. The slots have the names and results of an AOI's, so that a test calls
-// both alike; what they hand out are further models.
+// both alike.
 #pragma once
 
 #include <algorithm>
@@ -76,10 +76,6 @@ struct ModelBuffer {
 // T: the pixels; U: what pointer parameters call them.
 template <class T, class U>
 struct Model {
-  using Models = std::vector<Model>;
-
-  // Planes of a client's data that may begin before the end of a block.
-  static constexpr LONG kMostPlanes = 8;
   // Memory of the client's, and what it should hold.
   static inline std::vector<T> client, clientCells;
 
@@ -89,7 +85,6 @@ struct Model {
   std::array<Axis, 2> axes;
   LONG planes = 0, active = 0, nextMargin = 0;
   MarginModeKLP mode = MarginNone;
-  MarshalFlagsKLP flags = MarshalRectangle;
   std::shared_ptr<ModelBuffer<T>> buffer;
 
   // x, y, width, height.
@@ -212,22 +207,19 @@ struct Model {
     if (const HRESULT result = other->FindFirst(&to); FAILED(result)) return result;
     const std::int64_t width = std::min(axes[0].length, other->axes[0].length);
     for (LONG row = 0; row < std::min(axes[1].length, other->axes[1].length); ++row) {
-      CopyBytes(from * kBytes, *other->buffer, to * kBytes, width * kBytes);
+      CopyRow(from, *other->buffer, to, width);
       from += axes[0].stored;
       to += other->axes[0].stored;
     }
     return S_OK;
   }
-  static constexpr std::int64_t kBytes = sizeof(T);
   // As many as are there on both sides.
-  void CopyBytes(std::int64_t from, const ModelBuffer<T>& target, std::int64_t to,
-                 std::int64_t count) const {
-    const std::int64_t skipped = std::max<std::int64_t>(0, -from);
-    count = std::min({count, buffer->reach * kBytes - from, target.reach * kBytes - to}) - skipped;
+  void CopyRow(std::int64_t from, const ModelBuffer<T>& target, std::int64_t to,
+               std::int64_t count) const {
+    count = std::min({count, buffer->reach - from, target.reach - to});
     if (count < 1) return;
-    std::memmove(reinterpret_cast<char*>(target.cells) + to + skipped,
-                 reinterpret_cast<char*>(buffer->cells) + from + skipped,
-                 static_cast<std::size_t>(count));
+    std::memmove(target.cells + to, buffer->cells + from,
+                 static_cast<std::size_t>(count) * sizeof(T));
   }
 
   // Binding.
@@ -263,20 +255,6 @@ struct Model {
     Renew();
     return width == 0 || height == 0 ? CodeOf(1115) : Allocate(count, width, height);
   }
-  HRESULT CreateFromData(LONG count, LONG width, LONG height, const U* pixels) {
-    Renew();
-    if (width == 0 || height == 0) return CodeOf(1115);
-    if (!pixels) return E_POINTER;
-    const HRESULT result = Allocate(count, width, height);
-    const std::int64_t all = std::int64_t{width} * height * std::min(count, kMostPlanes);
-    for (std::int64_t i = 0; SUCCEEDED(result) && i < all; ++i) {
-      const std::int64_t at = i / width / height * buffer->PlaneCells() + buffer->FirstPixel() +
-                              i / width % height * buffer->stored[0] + i % width;
-      if (buffer->Holds(at)) std::memcpy(buffer->cells + at, pixels + i, sizeof(T));
-    }
-    buffer->isDefined = true;
-    return result;
-  }
   HRESULT AttachImage(LONG width, LONG height, U* pixels) {
     if (width == 0 || height == 0) return CodeOf(1115);
     if (!buffer) Renew();
@@ -285,49 +263,6 @@ struct Model {
   HRESULT AttachPlanes(LONG count, LONG width, LONG height, U* pixels) {
     Renew();
     return width == 0 || height == 0 ? CodeOf(1115) : Attach(count, width, height, pixels);
-  }
-
-  // Further AOIs.
-  HRESULT Clone(Models* out) const { return out->push_back(*this), S_OK; }
-  HRESULT Split(std::size_t axis, bool isFirstHalf, Models* out) {
-    if (!buffer) return CodeOf(1114);
-    const auto cut = [axis, whole = Rect()](Model& model, bool isFirst) {
-      Sides part = whole;
-      part[axis + 2] = isFirst ? whole[axis + 2] / 2 : (whole[axis + 2] + 1) / 2;
-      if (!isFirst) part[axis] += whole[axis + 2] / 2;
-      return model.Set(part);
-    };
-    Model part = *this;
-    if (const HRESULT result = cut(part, isFirstHalf); FAILED(result)) return result;
-    out->push_back(part);
-    return cut(*this, !isFirstHalf);
-  }
-  HRESULT SplitHeight(Models* out) { return Split(1, true, out); }
-  HRESULT SplitWidth(Models* out) { return Split(0, false, out); }
-  // The rows begin with the left margin, are bytes longer instead of pixels, and go to the new
-  // rectangle.
-  Model CopyOfRectangle() const {
-    const LONG marginX = axes[0].margin, rows = axes[1].length + 2 * axes[1].margin;
-    Model copy;
-    copy.CreateImage(axes[0].length + 2 * marginX, rows);
-    copy.SetMargins(marginX, axes[1].margin);
-    if (copy.buffer) copy.buffer->isDefined = true;
-    std::int64_t from = 0, to = 0;
-    if (FAILED(FindFirst(&from)) || FAILED(copy.FindFirst(&to))) return copy;
-    for (LONG row = 0; row < rows; ++row) {
-      CopyBytes((from - marginX + row * axes[0].stored) * kBytes, *copy.buffer,
-                (to + row * copy.axes[0].stored) * kBytes, axes[0].length * kBytes + 2 * marginX);
-    }
-    return copy;
-  }
-  HRESULT Duplicate(Models* out) const {
-    if (flags == MarshalRectangle) return out->push_back(CopyOfRectangle()), S_OK;
-    Model whole = *this;
-    if (const HRESULT result = whole.SelectAll(); FAILED(result)) return result;
-    out->push_back(whole.CopyOfRectangle());
-    out->back().flags = flags;
-    out->back().Set(Rect());
-    return S_OK;
   }
 };
 

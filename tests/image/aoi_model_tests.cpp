@@ -88,19 +88,6 @@ class World {
     Expect(operation(*self_->aoi, *other_->aoi), wanted, "result");
     Learn(*self_);
   }
-  // The same for operation(AOI, out) that makes an AOI, which replaces another.
-  template <class Operation>
-  void Make(const Operation& operation) {
-    typename AoiModel::Models models;
-    const HRESULT wanted = operation(self_->model, &models);
-    I* aoi = nullptr;
-    Expect(operation(*self_->aoi, &aoi), wanted, "result");
-    if (models.empty() || !error_.empty()) return;
-    Pair& pair = pairs_[Below(pairs_.size())];
-    pair.aoi.Attach(aoi);
-    pair.model = models[0];
-    Learn(pair);
-  }
   // Calls one of the operations.
   template <class Caller, class... Operations>
   void OneOf(const Caller& call, const Operations&... operations) {
@@ -140,21 +127,11 @@ class World {
     Note({width, height, margin, planes, few});
     if (planes < 0) return;
     U* memory = reinterpret_cast<U*>(AoiModel::client.data() + Below(16));
-    const LONG most = AoiModel::kMostPlanes, count = width * height * std::min(planes, most);
-    source_.assign(static_cast<std::size_t>(std::max(LONG{0}, count)), T{});
-    for (T& value : source_) value = AoiModel::Converted(Value());
-    U* data = reinterpret_cast<U*>(source_.data());
-    // The AOI's own last pixels, where there are enough of them.
-    const auto* own = self_->model.buffer.get();
-    if (own && own->pixels && planes < most && count >= 0 && count < own->reach) {
-      data = reinterpret_cast<U*>(own->pixels + own->reach - count);
-    }
-    if (Below(12) == 0) data = memory = nullptr;
+    if (Below(12) == 0) memory = nullptr;
     Call([=](auto& self, auto&) { return self.put_BufferMargin(margin); });
     OneOf([&](const auto& bind) { Call(bind); },
           [=](auto& self, auto&) { return self.CreateImage(width, height); },
           [=](auto& self, auto&) { return self.CreatePlanes(planes, width, height); },
-          [=](auto& self, auto&) { return self.CreateFromData(planes, width, height, data); },
           [=](auto& self, auto&) { return self.AttachImage(width, height, memory); },
           [=](auto& self, auto&) { return self.AttachPlanes(few, width, height, memory); });
   }
@@ -164,18 +141,15 @@ class World {
     const double value = Value();
     const auto kind = static_cast<LONG>(Below(10));
     Note({kind, a, b, c, d});
-    if (kind == 0 || (kind < 5 && !self_->model.buffer)) return Bind();
-    if (kind < 4) {
-      self_->model.flags = static_cast<MarshalFlagsKLP>(a & 1);
-      self_->aoi->put_MarshalFlags(self_->model.flags);
-      return OneOf([&](const auto& operation) { Make(operation); },
-                   [=](auto& self, auto out) { return self.Clone(out); },
-                   [=](auto& self, auto out) { return self.SplitHeight(out); },
-                   [=](auto& self, auto out) { return self.SplitWidth(out); },
-                   [=](auto& self, auto out) { return self.Duplicate(out); });
+    if (kind == 0 || (kind < 4 && !self_->model.buffer)) return Bind();
+    if (kind == 1) {  // An AOI that shares the buffer takes the other's place.
+      ComPtr<I> clone;
+      self_->aoi->Clone(clone.Put());
+      *other_ = {clone, self_->model};
+      return;
     }
     const auto call = [&](const auto& operation) { Call(operation); };
-    if (kind < 7) {
+    if (kind < 6) {
       self_->model.mode = static_cast<MarginModeKLP>(Below(6));
       self_->aoi->put_MarginMode(self_->model.mode);
       Note({self_->model.mode});
@@ -225,7 +199,6 @@ class World {
   const LONG most_;
   std::array<Pair, 6> pairs_;
   Pair *self_ = nullptr, *other_ = nullptr;
-  std::vector<T> source_;
   std::string steps_, error_;  // a line of steps_: the two AOIs, then what was drawn
 };
 

@@ -32,12 +32,11 @@ TEST(CountingStream, CountsWritesAndRefusesEverythingElse) {
                          stream->LockRegion(size, size, 0), stream->UnlockRegion(size, size, 0),
                          stream->Clone(&clone), stream->Stat(&stat, STATFLAG_NONAME)});
   EXPECT_TRUE(count == 2 && clone == stream);
+  void* out = nullptr;
   for (const IID& iid : {IID_IUnknown, IID_ISequentialStream, IID_IStream}) {
-    void* out = nullptr;
     EXPECT_EQ(stream->QueryInterface(iid, &out), S_OK);
-    EXPECT_EQ(out, stream);
+    EXPECT_EQ(std::exchange(out, &out), stream);
   }
-  void* out = stream;
   EXPECT_EQ(stream->QueryInterface(IID_IPersistStream, &out), E_NOINTERFACE);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(stream->QueryInterface(IID_IStream, nullptr), E_POINTER);
