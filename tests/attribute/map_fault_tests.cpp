@@ -1,10 +1,9 @@
-// What no row of text reaches: other threads, memory while a stream walks a map, maps that end
-// under a call, slots behind the interfaces.
+// What no row of text reaches: other threads, memory while a stream walks a map, slots
+// behind the interfaces.
 #include <functional>
 #include <future>
 
 #include "module/attribute/attribute_classes.h"
-#include "platform/module.h"
 #include "tests/persist/client_objects.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/fault_stream.h"
@@ -80,67 +79,6 @@ TEST_F(MapFaults, Walks_CostNothingUntilTheMapChanges) {
   };
   EXPECT_EQ(Save(map, &walking), S_OK);
   EXPECT_EQ(CountOf(map), 0);
-}
-
-// What objects in values do, in their own last Release, to a map that is ending. On the map's code
-// in this program, for its count.
-TEST_F(MapFaults, ObjectsThatUseTheirDyingMap) {
-  Register();
-  constexpr DOUBLE key = 1;
-  enum Last { kMap, kMapInAggregate, kEntry, kEnumerator };
-  for (const Last last : {kMap, kMapInAggregate, kEntry, kEnumerator}) {
-    SCOPED_TRACE(last);
-    Double<IUnknown> outer;
-    ComPtr<IUnknown> holder;
-    IUnknown* const aggregate = last == kMapInAggregate ? &outer : nullptr;
-    rastel::CreateAttributeMap<KeyKindDouble>(aggregate, IID_IUnknown, holder.PutVoid());
-    ASSERT_TRUE(holder);
-    // Uncounted.
-    IAttributeDoubleMapKLP* const map = holder.As<IAttributeDoubleMapKLP>().Get();
-    IPersistStream* const persist = holder.As<IPersistStream>().Get();
-    EXPECT_EQ(map->put_Value(key, NewValue()), S_OK);
-    ComPtr<IEnumAttributeEntryKLP> enumerator;
-    ComPtr<IAttributeEntryKLP> entry;
-    if (last == kEntry || last == kEnumerator) map->GetEnumerator(enumerator.Put());
-    if (last == kEntry) enumerator->Next(1, entry.Put(), nullptr);
-    if (last == kEntry) holder = ComPtr<IUnknown>(entry.Get());
-    if (last == kEnumerator) holder = ComPtr<IUnknown>(enumerator.Get());
-    entry.Reset();
-    enumerator.Reset();
-
-    int calls = 0;
-    bool isInside = false;
-    script_.onRelease = [&] {
-      if (std::exchange(isInside, true)) return;
-      EXPECT_EQ(platform::moduleLockCount, 0);
-      map->AddRef();
-      map->Release();
-      EXPECT_EQ(CountOf(map), 0);
-      map->put_Value(key, NewValue());
-      EXPECT_EQ(persist->IsDirty(), S_OK);
-      const auto stream = NewStream();
-      EXPECT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
-      SeekTo(stream.Get(), 0);
-      EXPECT_EQ(persist->Load(stream.Get()), S_OK);
-      EXPECT_EQ(map->Clone(ComPtr<IAttributeDoubleMapKLP>().Put()), S_OK);
-      EXPECT_EQ(map->GetEnumerator(enumerator.Put()), S_OK);
-      enumerator->Next(1, entry.Put(), nullptr);
-      enumerator.Reset();
-      CComVariant out;
-      EXPECT_EQ(entry->get_Value(&out), S_OK);
-      EXPECT_EQ(out.vt, VT_UNKNOWN);
-      entry.Reset();
-      map->Clear();
-      if (++calls < 4) map->put_Value(key, NewValue());
-      out = CComVariant();
-      isInside = false;
-    };
-    holder.Reset();
-    script_.onRelease = nullptr;
-    EXPECT_EQ(calls, 4) << "what is put in meanwhile goes as well";
-    EXPECT_EQ(script_.objects, 0);
-    EXPECT_EQ(outer.references, 0);
-  }
 }
 
 // Keys, Clone, Remove, Put, and both ways to find an entry.

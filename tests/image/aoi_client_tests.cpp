@@ -1,12 +1,10 @@
-// What rows of text cannot say of AOIs: AOIs of another maker, clients that come back to an AOI at
-// its end, slots that no interface declares.
+// What rows of text cannot say of AOIs: AOIs of another maker, slots that no interface declares.
 #include <gmock/gmock.h>
 
 #include <array>
 #include <functional>
 
 #include "interfaces/aoi.h"
-#include "tests/rows/values.h"
 #include "tests/support/module_client.h"
 #include "tests/support/slots.h"
 #include "tests/support/streams.h"
@@ -80,61 +78,6 @@ TEST(AoiClients, ForeignAoi_IsAskedThroughItsInterface) {
   EXPECT_EQ(aoi->CopyTo(foreign.Interface()), S_OK);
   EXPECT_THAT(memory, ElementsAre(0, 12, 13, 14, 0, 0, 22, 23, 24, 0, 0, 0));
   EXPECT_EQ(foreign.mistakes, 0);
-}
-
-// An outer object around an AOI.
-struct Outer final : Double<IUnknown> {
-  Outer() { references = 1; }
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    const bool isOwn = IsEqualIID(iid, IID_IUnknown);
-    return isOwn ? Double::QueryInterface(iid, out) : inner->QueryInterface(iid, out);
-  }
-  ComPtr<IUnknown> inner;
-};
-
-// To an AOI any object with an IDispatch is a map.
-IAttributeMapKLP* AsMap(CountedObject& object) {
-  return reinterpret_cast<IAttributeMapKLP*>(static_cast<IDispatch*>(&object));
-}
-
-TEST(AoiClients, Destruction_LeavesAWholeAoiToWhatItLetsGo) {
-  CountedObject late;
-  const std::function<HRESULT(I&)> kCalls[] = {
-      [&](I& a) { return a.put_Tag(*Value(late.AsVariant(VT_DISPATCH))); },
-      [&](I& a) { return a.put_AttributeMap(AsMap(late)); },
-      [](I& a) { return a.CreatePlanes(2, 4, 4); },
-      [](I& a) { return ComPtr<I>(&a).As<IPersistStream>()->Save(NewStream().Get(), TRUE); }};
-  for (const bool isAggregated : {false, true}) {
-    for (const auto& call : kCalls) {
-      SCOPED_TRACE(testing::Message() << isAggregated << " " << &call - kCalls);
-      Outer outer;
-      ASSERT_EQ(ModuleClient::Get().CreateInside(isAggregated ? &outer : nullptr, CLSID_ByteAOIKLP,
-                                                 IID_IUnknown, outer.inner.PutVoid()),
-                S_OK);
-      IUnknown* const object = outer.inner.Get();
-      I* const aoi = outer.inner.As<I>().Get();
-      ASSERT_EQ(aoi->CreateImage(4, 4), S_OK);
-      CountedObject map, tag;
-      aoi->put_AttributeMap(AsMap(map));
-      aoi->put_Tag(*Value(tag.AsVariant(VT_DISPATCH)));
-      std::string order;
-      const auto comeBack = [&](const CountedObject& self, char mark) {
-        if (self.references > 0 || order.find(mark) != order.npos) return;
-        order += mark;
-        EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK) << "the count goes down first";
-        EXPECT_EQ(object->AddRef(), 0xC0000002u);
-        EXPECT_EQ(object->Release(), 0xC0000001u);
-        EXPECT_EQ(call(*aoi), S_OK);
-      };
-      map.onRelease = [&] { comeBack(map, 'm'); };
-      tag.onRelease = [&] { comeBack(tag, 't'); };
-      EXPECT_EQ(object->Release(), 0u);
-      static_cast<void>(outer.inner.Detach());
-      EXPECT_EQ(order, "mt");
-      EXPECT_TRUE(map.references == 0 && tag.references == 0 && late.references == 0);
-      EXPECT_EQ(outer.references, 1);
-    }
-  }
 }
 
 // How far the stream is read depends on the machine's memory.
