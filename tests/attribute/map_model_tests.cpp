@@ -5,6 +5,7 @@
 #include <map>
 
 #include "tests/persist/client_objects.h"
+#include "tests/support/random_model.h"
 
 namespace tests {
 namespace {
@@ -72,39 +73,39 @@ class MapModels : public ClientTest {
 
   template <class Keys>
   void RunAll() {
-    for (int run = 0; run < 80 && !HasFailure(); ++run) Run<Keys>(*this, 12, 40);
-    Run<Keys>(*this, 30000, 24000);
+    for (unsigned run = 0; run < 80 && !HasFailure(); ++run) {
+      RandomModel::Play(Run<Keys>(*this, run, 12, 40), 40);
+    }
+    RandomModel::Play(Run<Keys>(*this, 80, 30000, 24000), 24000);
   }
-
-  std::mt19937 random_;
 };
 
 template <class Keys>
-class MapModels::Run {
+class MapModels::Run : public RandomModel {
   using Key = typename Keys::Key;
   using I = typename Keys::I;
 
  public:
-  // Many keys are mostly put first and mostly removed later.
-  Run(MapModels& test, LONG keys, int steps)
-      : test_(test), keys_(keys), map_(New<I>(Keys::kClass)) {
-    const bool isLarge = keys > 1000;
-    for (int step = 1; step <= steps && !HasFailure(); ++step) {
-      Step(isLarge ? Below(steps) > step ? 0 : 2 : Below(11));
-      if (!isLarge || step % 8000 == 0) Compare();
-      if (!isLarge || step % 8000 != 0) continue;
-      EXPECT_EQ(LoadFrom(map_, SavedBy(map_)), S_OK);
-      isDirty_ = false;
-      Compare();
-    }
-    if (HasFailure()) ADD_FAILURE() << "after " << steps_;
+  Run(MapModels& test, unsigned seed, LONG keys, LONG steps)
+      : RandomModel(seed), test_(test), keys_(keys), count_(steps), map_(New<I>(Keys::kClass)) {}
+
+  // Many keys are mostly put first and mostly removed later, and looked at now and then.
+  void Step() {
+    ++step_;
+    if (keys_ < 1000) return Act(Below(11));
+    Act(Below(count_) > step_ ? 0 : 2);
+    if (step_ % 8000 != 0) return;
+    EXPECT_EQ(LoadFrom(map_, SavedBy(map_)), S_OK);
+    isDirty_ = false;
+  }
+  void Compare() {
+    if (keys_ < 1000 || step_ % 8000 == 0) CompareAll();
   }
 
  private:
-  LONG Below(LONG end) { return static_cast<LONG>(test_.random_() % static_cast<ULONG>(end)); }
-  CComVariant AnyValue() { return test_.AnyValue(test_.random_); }
+  CComVariant AnyValue() { return test_.AnyValue(random_); }
 
-  void Step(LONG step) {
+  void Act(LONG step) {
     auto generic = map_.template As<IAttributeMapKLP>();
     const bool isTyped = Below(2) == 0;
     const auto on = [&](auto call) { return isTyped ? call(map_) : call(generic); };
@@ -113,7 +114,7 @@ class MapModels::Run {
     const auto typed = Keys::Typed(given);
     const auto found = model_.find(key);
     const bool isThere = found != model_.end();
-    steps_ += std::to_string(step) + " ";
+    Note(step);
     if (step < 2) {
       const CComVariant value = AnyValue();
       EXPECT_EQ(isTyped ? map_->put_Value(typed, value) : generic->put_Value(given, value),
@@ -186,7 +187,7 @@ class MapModels::Run {
     isDirty_ = false;
   }
 
-  void Compare() {
+  void CompareAll() {
     Bytes bytes = Raw(ULONG{1}) + Raw(override_) + Raw(static_cast<ULONG>(model_.size()));
     ULONGLONG counted = 8;
     LONG objects = 0, i = 0;
@@ -221,8 +222,8 @@ class MapModels::Run {
   }
 
   MapModels& test_;
-  const LONG keys_;
-  std::string steps_;
+  const LONG keys_, count_;
+  LONG step_ = 0;
   ComPtr<I> map_;
   std::map<Key, Bytes> model_;
   BYTE override_ = 1;

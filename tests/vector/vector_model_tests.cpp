@@ -7,6 +7,7 @@
 
 #include "module/vector/special_methods.h"
 #include "tests/persist/client_objects.h"
+#include "tests/support/random_model.h"
 
 namespace tests {
 namespace {
@@ -56,68 +57,23 @@ class VectorModels : public ClientTest {
   template <class I, class T>
   void RunAll(REFCLSID classId) {
     SCOPED_TRACE(classId.Data1);
-    for (int run = 0; run < 28 && !HasFailure(); ++run) Run<I, T>(*this, New<I>(classId));
+    for (unsigned run = 0; run < 28 && !HasFailure(); ++run) {
+      RandomModel::Play(Run<I, T>(*this, run + classId.Data1, New<I>(classId)), 40);
+    }
   }
-
-  std::mt19937 random_;
 };
 
 template <class I, class T>
-class VectorModels::Run {
+class VectorModels::Run : public RandomModel {
  public:
-  Run(VectorModels& test, ComPtr<I> vector) : test_(test), vector_(std::move(vector)) {
-    for (int step = 0; step < 40 && !HasFailure(); ++step) {
-      Step();
-      Compare();
-    }
-    if (HasFailure()) ADD_FAILURE() << "after " << steps_;
-  }
-
- private:
-  static constexpr bool kHasVariants = std::is_same_v<T, VARIANT>;
-
-  // An array whose address a client keeps: it stays there until it has more elements than ever.
-  template <class E>
-  struct Exposed {
-    E* first = nullptr;
-    LONG room = 0;
-  };
-
-  LONG Below(LONG end) { return static_cast<LONG>(test_.random_() % static_cast<ULONG>(end)); }
-  LONG AnyCount() { return Below(20) == 0 ? Below(900) : Below(14) - 1; }
-  VARIANT_BOOL AnyFlag() { return static_cast<VARIANT_BOOL>((std::max)(Below(6) - 4, LONG{-1})); }
-  double AnyNumber() { return kNumbers[test_.random_() % std::size(kNumbers)]; }
-  CComVariant AnyValue() { return test_.AnyValue(test_.random_); }
-  // The element type's own slots, behind the interface.
-  auto* Slots() { return reinterpret_cast<rastel::VectorElementSlots<T, I>*>(vector_.Get()); }
-  LONG Count() const { return static_cast<LONG>(elements_.size()); }
-  LONG TagCount() const { return static_cast<LONG>(tags_.size()); }
-
-  // The element's bytes in a stream of a version, and those in the newest.
-  std::pair<Bytes, Bytes> AnyElement(WORD version) {
-    if constexpr (!kHasVariants) {
-      const Bytes number = BitsOf<T>(AnyNumber());
-      return {number, number};
-    } else if (version == 0x101) {
-      const CComVariant value = AnyValue();
-      const bool hasPointer = value.vt == VT_BSTR || value.vt == VT_UNKNOWN;
-      return {Raw<VARIANT>(value), hasPointer ? kEmpty : RecordOf(value)};
-    }
-    return AnyRecord(version == 0x100);
-  }
-  std::pair<Bytes, Bytes> AnyRecord(bool isPlain) {
-    const CComVariant value = AnyValue();
-    const Bytes record = RecordOf(value);
-    if (!isPlain) return {record, record};
-    const bool isObject = value.vt == VT_UNKNOWN;
-    return {isObject ? PlainObject(value.vt, kTestClass, "\xAB\xCD") : PlainRecord(value), record};
-  }
+  Run(VectorModels& test, unsigned seed, ComPtr<I> vector)
+      : RandomModel(seed), test_(test), vector_(std::move(vector)) {}
 
   void Step() {
     auto generic = vector_.template As<IVectorKLP>();
     const auto step = Below(12);
     const LONG index = Below(Count() + 2) - 1, count = AnyCount();
-    steps_ += std::to_string(step) + ":" + std::to_string(step > 4 ? count : index) + " ";
+    Note(step, step > 4 ? count : index);
     const auto at = static_cast<std::size_t>(index);
     const bool isThere = index >= 0 && index < Count();
     const double number = AnyNumber();
@@ -194,6 +150,80 @@ class VectorModels::Run {
     if (Count() > kept_.room) kept_ = {};
     if (TagCount() > keptTags_.room) keptTags_ = {};
   }
+  void Compare() {
+    LONG count = -1;
+    EXPECT_EQ(vector_->get_Count(&count), Count() == 0 ? S_FALSE : S_OK);
+    EXPECT_EQ(count, Count());
+    VARIANT_BOOL flag = 9;
+    EXPECT_EQ(vector_->get_HasElementTags(&flag), S_OK);
+    EXPECT_EQ(flag, flag_);
+    Bytes bytes = "\3\1" + Raw(Count()) + Raw(flag_) + Joined(elements_);
+    if (flag_ == kOn) bytes += Raw(TagCount()) + Joined(tags_);
+    EXPECT_EQ(SavedBy(vector_), HexOf(bytes.data(), bytes.size()));
+    EXPECT_EQ(SizeOf(vector_), bytes.size());
+    EXPECT_EQ(test_.script_.objects, std::count(elements_.begin(), elements_.end(), kObjectRecord) +
+                                         std::count(tags_.begin(), tags_.end(), kObjectRecord));
+    const LONG index = Below(Count() + 2) - 1;
+    const auto at = static_cast<std::size_t>(index);
+    const bool isThere = index >= 0 && index < Count();
+    std::conditional_t<kHasVariants, CComVariant, double> value{};
+    EXPECT_EQ(vector_->get_Value(index, &value), isThere ? S_OK : kBadIndex);
+    std::conditional_t<kHasVariants, CComVariant, T> element{};
+    EXPECT_EQ(Slots()->GetElement(index, &element), isThere ? S_OK : kBadIndex);
+    EXPECT_EQ(Slots()->GetElementImpl(index, &element), isThere ? S_OK : kBadIndex);
+    if constexpr (kHasVariants) {
+      EXPECT_TRUE(!isThere || RecordOf(value) == elements_[at]);
+      EXPECT_TRUE(!isThere || RecordOf(element) == elements_[at]);
+    } else if (isThere) {
+      EXPECT_EQ(Raw(element), ElementOf<T>(value));
+      std::memcpy(&element, elements_[at].data(), sizeof(T));
+      const auto stored = static_cast<double>(element);
+      EXPECT_TRUE(value == stored || (std::isnan(value) && std::isnan(stored)));
+    }
+    CComVariant tag;
+    const bool hasTag = flag_ == kOn && index < TagCount();
+    EXPECT_EQ(vector_->get_ElementTag(index, &tag), !isThere ? kBadIndex : hasTag ? S_OK : E_FAIL);
+    EXPECT_TRUE(!isThere || !hasTag || RecordOf(tag) == tags_[at]);
+  }
+
+ private:
+  static constexpr bool kHasVariants = std::is_same_v<T, VARIANT>;
+
+  // An array whose address a client keeps: it stays there until it has more elements than ever.
+  template <class E>
+  struct Exposed {
+    E* first = nullptr;
+    LONG room = 0;
+  };
+
+  LONG AnyCount() { return Below(20) == 0 ? Below(900) : Below(14) - 1; }
+  VARIANT_BOOL AnyFlag() { return static_cast<VARIANT_BOOL>((std::max)(Below(6) - 4, LONG{-1})); }
+  double AnyNumber() { return kNumbers[random_() % std::size(kNumbers)]; }
+  CComVariant AnyValue() { return test_.AnyValue(random_); }
+  // The element type's own slots, behind the interface.
+  auto* Slots() { return reinterpret_cast<rastel::VectorElementSlots<T, I>*>(vector_.Get()); }
+  LONG Count() const { return static_cast<LONG>(elements_.size()); }
+  LONG TagCount() const { return static_cast<LONG>(tags_.size()); }
+
+  // The element's bytes in a stream of a version, and those in the newest.
+  std::pair<Bytes, Bytes> AnyElement(WORD version) {
+    if constexpr (!kHasVariants) {
+      const Bytes number = BitsOf<T>(AnyNumber());
+      return {number, number};
+    } else if (version == 0x101) {
+      const CComVariant value = AnyValue();
+      const bool hasPointer = value.vt == VT_BSTR || value.vt == VT_UNKNOWN;
+      return {Raw<VARIANT>(value), hasPointer ? kEmpty : RecordOf(value)};
+    }
+    return AnyRecord(version == 0x100);
+  }
+  std::pair<Bytes, Bytes> AnyRecord(bool isPlain) {
+    const CComVariant value = AnyValue();
+    const Bytes record = RecordOf(value);
+    if (!isPlain) return {record, record};
+    const bool isObject = value.vt == VT_UNKNOWN;
+    return {isObject ? PlainObject(value.vt, kTestClass, "\xAB\xCD") : PlainRecord(value), record};
+  }
 
   void Resize(LONG count, bool withTags) {
     const auto size = static_cast<std::size_t>((std::max)(count, LONG{0}));
@@ -245,44 +275,7 @@ class VectorModels::Run {
     EXPECT_EQ(LoadFrom(vector_, HexOf(bytes.data(), bytes.size())), S_OK);
   }
 
-  void Compare() {
-    LONG count = -1;
-    EXPECT_EQ(vector_->get_Count(&count), Count() == 0 ? S_FALSE : S_OK);
-    EXPECT_EQ(count, Count());
-    VARIANT_BOOL flag = 9;
-    EXPECT_EQ(vector_->get_HasElementTags(&flag), S_OK);
-    EXPECT_EQ(flag, flag_);
-    Bytes bytes = "\3\1" + Raw(Count()) + Raw(flag_) + Joined(elements_);
-    if (flag_ == kOn) bytes += Raw(TagCount()) + Joined(tags_);
-    EXPECT_EQ(SavedBy(vector_), HexOf(bytes.data(), bytes.size()));
-    EXPECT_EQ(SizeOf(vector_), bytes.size());
-    EXPECT_EQ(test_.script_.objects, std::count(elements_.begin(), elements_.end(), kObjectRecord) +
-                                         std::count(tags_.begin(), tags_.end(), kObjectRecord));
-    const LONG index = Below(Count() + 2) - 1;
-    const auto at = static_cast<std::size_t>(index);
-    const bool isThere = index >= 0 && index < Count();
-    std::conditional_t<kHasVariants, CComVariant, double> value{};
-    EXPECT_EQ(vector_->get_Value(index, &value), isThere ? S_OK : kBadIndex);
-    std::conditional_t<kHasVariants, CComVariant, T> element{};
-    EXPECT_EQ(Slots()->GetElement(index, &element), isThere ? S_OK : kBadIndex);
-    EXPECT_EQ(Slots()->GetElementImpl(index, &element), isThere ? S_OK : kBadIndex);
-    if constexpr (kHasVariants) {
-      EXPECT_TRUE(!isThere || RecordOf(value) == elements_[at]);
-      EXPECT_TRUE(!isThere || RecordOf(element) == elements_[at]);
-    } else if (isThere) {
-      EXPECT_EQ(Raw(element), ElementOf<T>(value));
-      std::memcpy(&element, elements_[at].data(), sizeof(T));
-      const auto stored = static_cast<double>(element);
-      EXPECT_TRUE(value == stored || (std::isnan(value) && std::isnan(stored)));
-    }
-    CComVariant tag;
-    const bool hasTag = flag_ == kOn && index < TagCount();
-    EXPECT_EQ(vector_->get_ElementTag(index, &tag), !isThere ? kBadIndex : hasTag ? S_OK : E_FAIL);
-    EXPECT_TRUE(!isThere || !hasTag || RecordOf(tag) == tags_[at]);
-  }
-
   VectorModels& test_;
-  std::string steps_;
   ComPtr<I> vector_;
   std::vector<Bytes> elements_, tags_;
   VARIANT_BOOL flag_ = 0;
