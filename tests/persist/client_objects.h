@@ -118,7 +118,7 @@ class ClientTest : public ObjectTest {
         }
         return value;
       default:
-        return Bits(kFixed[number % 16], static_cast<LONGLONG>(random()) * number);
+        return Bits(kFixed[number % 16], static_cast<LONGLONG>(ULONGLONG{random()} * number));
     }
   }
 
