@@ -34,7 +34,7 @@ ROWS = {
     "packaging": CLIENT + ["types", "host/types/tables.h"],
     "tools": CLIENT + ["pictures"],
     "bench": CLIENT + ["module"],
-    "fuzz": CLIENT + ["module/class_rows.inc"],
+    "fuzz": CLIENT + ["module/class_rows.inc", "examples", "tests"],
     "tests": CLIENT + ["module", "host", "types", "examples", "tools", "pictures"],
 }
 
