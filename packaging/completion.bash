@@ -2,7 +2,7 @@
 _rastel() {
   local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
   if [ "$COMP_CWORD" -eq 1 ]; then
-    mapfile -t COMPREPLY < <(compgen -W "info dump upgrade import export register unregister classes --help" -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W "info dump upgrade import export register unregister classes --help --version" -- "$word")
     return
   fi
   if [ "${COMP_WORDS[COMP_CWORD - 1]}" = --margin-mode ]; then
@@ -13,6 +13,7 @@ _rastel() {
     info,-* | upgrade,-* | export,-*) mapfile -t COMPREPLY < <(compgen -W "--class --help" -- "$word") ;;
     dump,-*) mapfile -t COMPREPLY < <(compgen -W "--class --all --help" -- "$word") ;;
     import,-*) mapfile -t COMPREPLY < <(compgen -W "--margin --margin-mode --buffer --help" -- "$word") ;;
+    register,-*) mapfile -t COMPREPLY < <(compgen -W "--package --help" -- "$word") ;;
     *) compopt -o default ;;
   esac
 }

@@ -24,7 +24,8 @@ import subprocess
 import sys
 
 # Tests that carry another name than the room they look at.
-FIRST_TESTS = {"image": "aoi", "module": "module", "examples": "example"}
+FIRST_TESTS = {"image": "aoi|object", "vector": "vector|object", "attribute": "attribute|object",
+               "persist": "persist|object", "examples": "example"}
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutants"
