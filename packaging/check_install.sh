@@ -52,6 +52,12 @@ for compiler in g++ clang++; do
     CXX=$compiler CLIENT_SOURCE="$stage/client.cpp"
   [ "$(LD_LIBRARY_PATH=$prefix/lib "$build/make/client")" = 255 ] || fail "pkg-config, $compiler"
 done
+# Beside a library whose plain names are the platform's as well, in front of ours.
+same_names=$(/sbin/ldconfig -p | awk '/libwinpr2\.so/ { print $NF; exit }')
+if [ -n "$same_names" ]; then
+  [ "$(LD_PRELOAD=$same_names LD_LIBRARY_PATH=$prefix/lib "$stage/g++/make/client")" = 255 ] ||
+    fail "beside $same_names the client says something else."
+fi
 for compiler in gcc clang; do
   command -v $compiler >/dev/null || continue
   $compiler -std=c11 -Wall -Wextra -Wpedantic -Wshadow -Werror -I"$prefix/include/rastelklp" \
