@@ -82,11 +82,11 @@ cmake --build "$stage/around" --target client >/dev/null
 echo "Debian packages"
 cmake --build build/release --target package >/dev/null
 for package in build/release/rastelklp_*.deb build/release/rastelklp-dev_*.deb; do
-  dpkg-deb -x "$package" "$stage/root"
+  dpkg-deb -x "$package" "$stage/debian"
 done
-g++ -std=c++20 "$stage/client.cpp" -o "$stage/deb_client" -isystem "$stage/root/usr/include/rastelklp" \
-  -L"$stage/root/usr/lib" -lRastelHost
-[ "$(XDG_DATA_DIRS=$stage/root/usr/share LD_LIBRARY_PATH=$stage/root/usr/lib "$stage/deb_client")" = 255 ] ||
+g++ -std=c++20 "$stage/client.cpp" -o "$stage/deb_client" -isystem "$stage/debian/usr/include/rastelklp" \
+  -L"$stage/debian/usr/lib" -lRastelHost
+[ "$(XDG_DATA_DIRS=$stage/debian/usr/share LD_LIBRARY_PATH=$stage/debian/usr/lib "$stage/deb_client")" = 255 ] ||
   fail "the Debian packages: the client says something else."
 
 echo "taken away again"
