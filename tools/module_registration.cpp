@@ -117,8 +117,8 @@ fs::path ModuleFile(const KnownClass& known) {
 
 #ifndef _WIN32
 
-// Puts paths relative to `folder` in the place of those in the module's folder, in all texts of a
-// key and of those below it.
+// Puts `relative` in the place of the module's folder, where the text of a key, or of one below it,
+// begins with that.
 void MakeRelative(HKEY key, const std::string& moduleFolder, const std::string& relative) {
   OLECHAR text[4096];
   DWORD type = REG_NONE, bytes = sizeof(text);
@@ -126,10 +126,12 @@ void MakeRelative(HKEY key, const std::string& moduleFolder, const std::string& 
                                        &bytes) == ERROR_SUCCESS &&
                       type == REG_SZ;
   const std::string old = isText ? Utf8(fs::path(text)) : std::string();
-  if (old.starts_with(moduleFolder)) {
+  if (old == moduleFolder || old.starts_with(moduleFolder + '/')) {
     const WideText changed = fs::path(relative + old.substr(moduleFolder.size())).string<OLECHAR>();
-    RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(changed.c_str()),
-                   static_cast<DWORD>((changed.size() + 1) * sizeof(OLECHAR)));
+    Check(HRESULT_FROM_WIN32(static_cast<DWORD>(RegSetValueExW(
+              key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(changed.c_str()),
+              static_cast<DWORD>((changed.size() + 1) * sizeof(OLECHAR))))),
+          old);
   }
   OLECHAR name[256];
   for (DWORD index = 0;; ++index) {

@@ -26,7 +26,7 @@ RegistryKeyPointer WithFullPaths(const RegistryKeyPointer& key, bool isPath,
   const std::shared_ptr<RegistryKey> copy = EditableRegistryKey(key);
   const RegistryText path = RegistryTextOf(*key, OLESTR(""));
   if (isPath && path.starts_with(u'.')) {
-    const std::string full = (folder / fs::path(path)).lexically_normal().string();
+    const std::string full = (folder / ToUtf8(path)).lexically_normal().string();
     copy->values[RegistryText()] = RegistryValueOf(ToUtf16(full));
   }
   for (auto& [name, below] : copy->keys) {
@@ -98,8 +98,8 @@ RegistryKeyPointer ReadPackageRegistries() {
     const fs::path folder = data / "rastelhost" / "registry.d";
     std::vector<fs::path> files;
     std::error_code none;
-    for (const auto& entry : fs::directory_iterator(folder, none)) {
-      if (entry.path().extension() == ".registry") files.push_back(entry.path());
+    for (fs::directory_iterator entry(folder, none), end; entry != end; entry.increment(none)) {
+      if (entry->path().extension() == ".registry") files.push_back(entry->path());
     }
     std::sort(files.begin(), files.end());
     for (const fs::path& file : files) {
