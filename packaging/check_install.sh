@@ -38,8 +38,10 @@ prefix="$stage/Ü x"
 export HOME=$stage/home XDG_DATA_DIRS=$prefix/share
 unset XDG_DATA_HOME RASTEL_HOST_REGISTRY
 rm -rf "$HOME/.local"
-"$prefix/bin/rastel" classes | grep -qF "21 of 21 classes are registered"
-"$prefix/bin/rastel" classes | grep -qF "$prefix/lib/libRastelKLP.so"
+# Into a file first: a reader that stops at the first hit would break the pipe under the tool.
+"$prefix/bin/rastel" classes >"$stage/classes.log"
+grep -qF "21 of 21 classes are registered" "$stage/classes.log"
+grep -qF "$prefix/lib/libRastelKLP.so" "$stage/classes.log"
 for compiler in g++ clang++; do
   command -v $compiler >/dev/null || continue
   build=$stage/$compiler
@@ -53,7 +55,7 @@ for compiler in g++ clang++; do
   [ "$(LD_LIBRARY_PATH=$prefix/lib "$build/make/client")" = 255 ] || fail "pkg-config, $compiler"
 done
 # Beside a library whose plain names are the platform's as well, in front of ours.
-same_names=$(/sbin/ldconfig -p | awk '/libwinpr2\.so/ { print $NF; exit }')
+same_names=$(/sbin/ldconfig -p | awk '/libwinpr2\.so/ && !found { print $NF; found = 1 }')
 if [ -n "$same_names" ]; then
   [ "$(LD_PRELOAD=$same_names LD_LIBRARY_PATH=$prefix/lib "$stage/g++/make/client")" = 255 ] ||
     fail "beside $same_names the client says something else."
