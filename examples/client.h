@@ -14,7 +14,12 @@ namespace examples {
 template <class... Values>
 void Say(const char* what, const char* format, Values... values) {
   std::printf("  %-22s ", what);
-  std::printf(format, values...);
+  // A format without values is a text.
+  if constexpr (sizeof...(values) > 0) {
+    std::printf(format, values...);
+  } else {
+    std::fputs(format, stdout);
+  }
   std::printf("\n");
 }
 

@@ -108,7 +108,7 @@ void ClassModules::FreeUnused() {
         continue;
       }
       modules_.erase(path);
-      std::erase_if(known_, [&](const auto& row) { return row.second == module; });
+      std::erase_if(known_, [&unused = module](const auto& row) { return row.second == unused; });
     }
   }
   // The modules that nothing refers to any more are unloaded here, with the candidates.

@@ -322,9 +322,9 @@ class VariantAttributeImpl
   }
   STDMETHODIMP put_Value(VARIANT key, VARIANT value) override {
     typename Traits::Store::Displaced displaced;
-    return Typed::Guard([&] {
+    return Self().Guard([&] {
       const ScopedLock lock(Self());
-      if (key.vt != Kind::kDemandedType) return Typed::Say(Kind::kWrongType);
+      if (key.vt != Kind::kDemandedType) return Self().Say(Kind::kWrongType);
       const HRESULT result = Self().PutTyped(Kind::FromVariant(key), value, displaced);
       Self().SetDirty();
       return result;
@@ -332,9 +332,9 @@ class VariantAttributeImpl
   }
   STDMETHODIMP get_Value(VARIANT key, VARIANT* value) override {
     typename Traits::Store::AttributePtr held;
-    return Typed::Guard([&] {
+    return Self().Guard([&] {
       const ScopedLock lock(Self());
-      if (key.vt != Kind::kDemandedType) return Typed::Say(Kind::kWrongType);
+      if (key.vt != Kind::kDemandedType) return Self().Say(Kind::kWrongType);
       Self().GetTyped(Kind::FromVariant(key), value, held);
       return S_OK;
     });

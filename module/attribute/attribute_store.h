@@ -15,7 +15,6 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
-#include <ranges>
 #include <span>
 #include <utility>
 #include <vector>
@@ -48,6 +47,7 @@ class Attribute {
 template <class Key>
 class AttributeStore {
   struct Content;
+  struct Row;
 
  public:
   using Kind = KeyKind<Key>;
@@ -72,12 +72,34 @@ class AttributeStore {
   Held Hold() const noexcept { return content_; }
   // Whether nothing was changed since.
   bool IsCurrent(const Held& held) const noexcept { return content_ == held; }
+  // The attributes of a held content, for a range-based for.
+  class AttributeRange {
+   public:
+    explicit AttributeRange(const Held& held) noexcept : pages_(PagesOf(held.get())) {}
+
+    class Iterator {
+     public:
+      Iterator(const std::vector<Row>* page) noexcept : page_(page) {}
+      const Attribute<Stored>& operator*() const noexcept { return *(*page_)[row_].attribute; }
+      Iterator& operator++() noexcept {
+        if (++row_ == page_->size()) *this = Iterator(page_ + 1);
+        return *this;
+      }
+      bool operator==(const Iterator&) const = default;
+
+     private:
+      const std::vector<Row>* page_;
+      std::size_t row_ = 0;
+    };
+    Iterator begin() const noexcept { return pages_.data(); }
+    Iterator end() const noexcept { return pages_.data() + pages_.size(); }
+
+   private:
+    std::span<const std::vector<Row>> pages_;
+  };
+
   // The attributes, in order.
-  static auto Attributes(const Held& held) noexcept {
-    return std::views::join(PagesOf(held.get())) |
-           std::views::transform(
-               [](const Row& row) -> const Attribute<Stored>& { return *row.attribute; });
-  }
+  static AttributeRange Attributes(const Held& held) noexcept { return AttributeRange(held); }
   static std::size_t CountOf(const Held& held) noexcept { return held ? held->count : 0; }
 
   std::size_t Count() const noexcept { return content_ ? content_->count : 0; }
@@ -163,11 +185,15 @@ class AttributeStore {
   struct Content {
     Content() = default;
     Content(const Content& other) : pages(other.pages), count(other.count) {
-      for (const Row& row : std::views::join(pages)) row.attribute->AddRef();
+      for (const Page& page : pages) {
+        for (const Row& row : page) row.attribute->AddRef();
+      }
     }
     Content& operator=(const Content&) = delete;
     ~Content() {
-      for (const Row& row : std::views::join(pages)) row.attribute->Release();
+      for (const Page& page : pages) {
+        for (const Row& row : page) row.attribute->Release();
+      }
     }
 
     std::vector<Page> pages;

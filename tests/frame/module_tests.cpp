@@ -72,7 +72,9 @@ TEST_F(Module, CreateInstance_GivesTheClassOfItsRowOrNothing) {
       object.Reset();
       // Elsewhere the module has an allocator of its own, out of the test's sight.
       const int refused = FailEachAllocation(
-          [&] { return factory->CreateInstance(controlling, IID_IUnknown, object.PutVoid()); },
+          [&, owner = controlling] {
+            return factory->CreateInstance(owner, IID_IUnknown, object.PutVoid());
+          },
           [&](HRESULT failed, long long left) {
             EXPECT_TRUE(failed == E_OUTOFMEMORY && !object && left <= 0);
           });

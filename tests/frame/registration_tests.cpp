@@ -33,7 +33,7 @@ std::string Entered() {
 // Copies of the module in folders of their own, with a quote in the name, in which the script of
 // one row names a root that no registry has.
 TEST(Registration, BrokenScript_StopsTheWalkAtItsRow) {
-  for (const std::size_t broken : {0, 2}) {
+  for (const std::size_t broken : {0u, 2u}) {
     SCOPED_TRACE(broken);
     const TempFile copy("it's a copy.dll");
     std::filesystem::copy_file(platform::ModuleFileName(ModuleClient::Get().Handle()), copy.path());

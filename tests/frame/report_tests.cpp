@@ -46,7 +46,7 @@ TEST(Reports, OfNumbers_TellTheModulesTextOrUnknownError) {
   const HINSTANCE module = ModuleClient::Get().Handle();
   ExpectReported(ReportError(kClass, Numbered(1114), module), 0x8004045A,
                  OLESTR("Rasteldata: Dem AOI ist kein Bildpuffer zugeordnet."));
-  for (const unsigned number : {0, 1131, 0xFFFF}) {
+  for (const unsigned number : {0u, 1131u, 0xFFFFu}) {
     ExpectReported(ReportError(kClass, Numbered(number), module), 0x80040000u | number,
                    OLESTR("Unknown Error"));
   }
@@ -54,7 +54,7 @@ TEST(Reports, OfNumbers_TellTheModulesTextOrUnknownError) {
 
 TEST(Reports, OfTexts_TellThemInFull) {
   // Around 1024 bytes of wide text, 1024 characters, and far beyond any buffer.
-  for (const std::size_t length : {0, 511, 512, 1024, 100000}) {
+  for (const std::size_t length : {0u, 511u, 512u, 1024u, 100000u}) {
     const std::string text = Letters(length);
     ExpectReported(ReportErrorText(kClass, text.c_str()), 0x80020009, Widen(text));
     ExpectReported(ReportError(kClass, Widen(text).c_str(), nullptr), 0x80020009, Widen(text));

@@ -55,7 +55,7 @@ TEST(BstrHolder, StandsInTheOrderOfUnsignedUnitsThenLength) {
 }
 
 TEST(BstrHolder, ConvertsNarrowTextOfAnyLengthAndBack) {
-  for (const std::size_t length : {0, 1, 4094, 4095, 100000}) {
+  for (const std::size_t length : {0u, 1u, 4094u, 4095u, 100000u}) {
     const std::string narrow(length, 'x');
     const _bstr_t holder(narrow.c_str());
     EXPECT_EQ(Text(holder.Wide(), holder.Length()), Text(length, OLECHAR{'x'}));
@@ -99,7 +99,7 @@ TEST(BstrHolder, WithoutMemory_RaisesAndLosesNothing) {
       {[] { _bstr_t(OLESTR("abc")).Narrow(); }, 2}};
   for (const auto& [operation, atLeast] : rows) {
     SCOPED_TRACE(atLeast);
-    const int refused = FailEachAllocation([&] { return Raised<_com_error>(operation); },
+    const int refused = FailEachAllocation([&run = operation] { return Raised<_com_error>(run); },
                                            [](HRESULT result, long long leaked) {
                                              EXPECT_EQ(result, E_OUTOFMEMORY);
                                              EXPECT_EQ(leaked, 0);

@@ -17,6 +17,7 @@ using platform::ComPtr;
 // ask one another are there, every other one counts as a mistake. It lives on the stack.
 struct ForeignAoi {
   ForeignAoi() {
+    table = slots.data();
     slots.fill(Address([](ForeignAoi* self) { return ++self->mistakes, E_UNEXPECTED; }));
     slots[1] = slots[2] = Address([](ForeignAoi*) { return S_FALSE; });
     slots[34] = Address([](ForeignAoi* self, LONG* w, LONG* h, LONG* skip, std::uint8_t** p) {
@@ -30,7 +31,7 @@ struct ForeignAoi {
   }
   IByteAOIKLP* Interface() { return reinterpret_cast<IByteAOIKLP*>(this); }
 
-  void** table = slots.data();  // an object begins with this
+  void** table = nullptr;  // an object begins with this
   LONG width = 4, height = 2;
   std::uint8_t* pixels = nullptr;
   HRESULT result = S_OK;

@@ -18,7 +18,8 @@ std::basic_string<Char> Unquoted(std::string_view word) {
                                : word[i] == 'u'    ? 4
                                                    : 0;
     const std::string code(word.substr(i + 1, digits));
-    text += static_cast<Char>(digits ? std::strtoul(code.c_str(), nullptr, 16) : word[i]);
+    text += digits ? static_cast<Char>(std::strtoul(code.c_str(), nullptr, 16))
+                   : static_cast<Char>(word[i]);
     i += digits;
   }
   return text;

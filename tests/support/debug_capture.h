@@ -24,7 +24,7 @@ class DebugCapture {
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> texts_;
-  void* hook_ = nullptr;
+  [[maybe_unused]] void* hook_ = nullptr;  // of the platform
 };
 
 }  // namespace tests

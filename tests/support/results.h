@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
-#include <source_location>
 
 #include "platform/platform.h"
 
@@ -12,8 +11,8 @@ namespace tests {
 
 // Calls that are made one after the other, all with the same result.
 inline void ExpectEach(HRESULT expected, std::initializer_list<HRESULT> results,
-                       std::source_location where = std::source_location::current()) {
-  const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()), "one of");
+                       const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+  const testing::ScopedTrace trace(file, line, "one of");
   int number = 0;
   for (const HRESULT result : results) EXPECT_EQ(result, expected) << "call " << ++number;
 }
