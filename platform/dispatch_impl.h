@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/com_ptr.h"
+#include "platform/late_arguments.h"
 #include "platform/type_info_holder.h"
 
 namespace platform {
@@ -33,17 +34,27 @@ class IDispatchImpl : public Interface {
   }
 
   // Calls the member with an empty error object: a plain failure does not carry the words of an
-  // older one.
+  // older one. Arguments by reference are resolved as LateArguments tells.
   STDMETHODIMP Invoke(DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* params,
                       VARIANT* result, EXCEPINFO* exception, UINT* badArgument) override {
     SetErrorInfo(0, nullptr);
-    ITypeInfo* info = nullptr;
-    const HRESULT loaded = holder_.Get(locale, &info);
+    ComPtr<ITypeInfo> info;
+    const HRESULT loaded = holder_.Get(locale, info.Put());
     if (FAILED(loaded)) return loaded;
-    const HRESULT outcome = info->Invoke(static_cast<Interface*>(this), member, flags, params,
-                                         result, exception, badArgument);
-    info->Release();
-    return outcome;
+    const auto call = [&](DISPPARAMS* arguments) {
+      return info->Invoke(static_cast<Interface*>(this), member, flags, arguments, result,
+                          exception, badArgument);
+    };
+    if (!params || !LateArguments::HaveReferences(*params)) return call(params);
+    const Members* const members = holder_.MembersOf(*info);
+    if (!members) return E_OUTOFMEMORY;
+    const Member* const called = members->Find(member, flags);
+    if (!called) return call(params);
+    LateArguments arguments;
+    const HRESULT resolved = arguments.Resolve(*called, *params, badArgument);
+    if (FAILED(resolved)) return resolved;
+    const HRESULT outcome = call(arguments.Params());
+    return SUCCEEDED(outcome) ? arguments.Give() : outcome;
   }
 
  protected:

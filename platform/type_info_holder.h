@@ -1,11 +1,11 @@
-// The type information of one interface and the names of its members, taken from the registered
-// library on first use and kept until the module goes.
+// The type information of one interface and what it tells about the members, taken from the
+// registered library on first use and kept until the module goes.
 #pragma once
 
 #include <atomic>
 #include <new>
 
-#include "platform/member_names.h"
+#include "platform/members.h"
 
 namespace platform {
 
@@ -41,20 +41,30 @@ class TypeInfoHolder {
   // As ITypeInfo::GetIDsOfNames, which is asked for several names, for a name in another case and
   // for an unknown one. A single name as the type information spells it is known.
   HRESULT GetIDsOfNames(LPOLESTR* names, UINT count, LCID locale, DISPID* ids) noexcept {
-    if (Knows(names, count, ids)) return S_OK;
+    if (Knows(members_.load(std::memory_order_acquire), names, count, ids)) return S_OK;
     ITypeInfo* info = nullptr;
     const HRESULT loaded = Get(locale, &info);
     if (FAILED(loaded)) return loaded;
     // The first call has the names only now.
-    const HRESULT result = Knows(names, count, ids) ? S_OK : info->GetIDsOfNames(names, count, ids);
+    const bool isKnown = Knows(MembersOf(*info), names, count, ids);
+    const HRESULT result = isKnown ? S_OK : info->GetIDsOfNames(names, count, ids);
     info->Release();
     return result;
+  }
+
+  // The members that the information tells of; null for want of memory.
+  const Members* MembersOf(ITypeInfo& info) noexcept {
+    if (const Members* known = members_.load(std::memory_order_acquire)) return known;
+    std::unique_ptr<Members> made(new (std::nothrow) Members(info));
+    if (!made || !made->IsWhole()) return nullptr;
+    Members* other = nullptr;
+    return members_.compare_exchange_strong(other, made.get()) ? made.release() : other;
   }
 
   // Lets go of everything that was loaded; for the module's end, when nobody calls any more.
   static void ReleaseAll() noexcept {
     for (TypeInfoHolder* holder = first_.exchange(nullptr); holder; holder = holder->next_) {
-      delete holder->names_.exchange(nullptr);
+      delete holder->members_.exchange(nullptr);
       if (ITypeInfo* info = holder->info_.exchange(nullptr)) info->Release();
     }
   }
@@ -71,15 +81,13 @@ class TypeInfoHolder {
     return result;
   }
 
-  // *out is not counted. Of threads that come at the same time one reads the names, and the others
-  // do without meanwhile.
+  // *out is not counted.
   HRESULT Load(LCID locale, ITypeInfo** out) noexcept {
     ITypeInfo* info = nullptr;
     const HRESULT result = load_(*this, locale, &info);
     if (FAILED(result)) return result;
     ITypeInfo* other = nullptr;
     if (info_.compare_exchange_strong(other, info)) {
-      names_.store(new (std::nothrow) MemberNames(*info), std::memory_order_release);
       next_ = first_.load();
       while (!first_.compare_exchange_weak(next_, this)) {
       }
@@ -91,8 +99,7 @@ class TypeInfoHolder {
     return S_OK;
   }
 
-  bool Knows(LPOLESTR* names, UINT count, DISPID* ids) const noexcept {
-    const MemberNames* known = names_.load(std::memory_order_acquire);
+  static bool Knows(const Members* known, LPOLESTR* names, UINT count, DISPID* ids) noexcept {
     if (!known || count != 1 || !names || !*names || !ids) return false;
     const DISPID member = known->Find(*names);
     if (member == DISPID_UNKNOWN) return false;
@@ -108,7 +115,7 @@ class TypeInfoHolder {
   WORD minor_;
   Loader load_;
   std::atomic<ITypeInfo*> info_{nullptr};
-  std::atomic<MemberNames*> names_{nullptr};
+  std::atomic<Members*> members_{nullptr};
   TypeInfoHolder* next_ = nullptr;
 };
 
