@@ -34,10 +34,14 @@ class IDispatchImpl : public Interface {
   }
 
   // Calls the member with an empty error object: a plain failure does not carry the words of an
-  // older one. Arguments by reference are resolved as LateArguments tells.
+  // older one. Arguments by reference are resolved as LateArguments tells, and to set an object is
+  // to put it: the library has no members of that kind.
   STDMETHODIMP Invoke(DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* params,
                       VARIANT* result, EXCEPINFO* exception, UINT* badArgument) override {
     SetErrorInfo(0, nullptr);
+    if ((flags & DISPATCH_PROPERTYPUTREF) != 0) {
+      flags = static_cast<WORD>((flags & ~DISPATCH_PROPERTYPUTREF) | DISPATCH_PROPERTYPUT);
+    }
     ComPtr<ITypeInfo> info;
     const HRESULT loaded = holder_.Get(locale, info.Put());
     if (FAILED(loaded)) return loaded;

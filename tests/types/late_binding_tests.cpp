@@ -57,7 +57,8 @@ TEST(LateBinding, KnowsEveryNameOnceTheLibraryIsRegistered) {
 
 // Calls a member by its name, as a row says: how, which, and VARIANTs.
 std::string CallByName(IDispatch& object, facts::Words& words) {
-  const std::map<std::string, WORD> kinds{{"call", 1}, {"get", 2}, {"ask", 3}, {"put", 4}};
+  const std::map<std::string, WORD> kinds{
+      {"call", 1}, {"get", 2}, {"ask", 3}, {"put", 4}, {"set", 8}};
   const WORD kind = kinds.at(words.Next());
   DISPID member = 0, put = DISPID_PROPERTYPUT;
   const HRESULT named = IdOf(object, Widen(words.Next()), &member);
@@ -66,8 +67,8 @@ std::string CallByName(IDispatch& object, facts::Words& words) {
   if (FAILED(named)) return facts::Code(named);
   std::vector<VARIANT> reversed;
   for (auto next = arguments.rbegin(); next != arguments.rend(); ++next) reversed.push_back(**next);
-  DISPPARAMS params{reversed.data(), kind == 4 ? &put : nullptr, static_cast<UINT>(reversed.size()),
-                    kind == 4 ? 1u : 0u};
+  DISPPARAMS params{reversed.data(), kind >= 4 ? &put : nullptr, static_cast<UINT>(reversed.size()),
+                    kind >= 4 ? 1u : 0u};
   Value result;
   EXCEPINFO exception{};
   PutErrorText(OLESTR("of an older report"));
