@@ -2,6 +2,7 @@
 // names, and learns from the library that is registered with the host how to call them. What it
 // prints is the same on every host.
 #include <utility>
+#include <vector>
 
 #include "examples/client.h"
 
@@ -44,41 +45,20 @@ std::string Code(HRESULT result) {
   return code;
 }
 
-// An argument for a late-bound call: a number, a truth value, a text, an object, or the address of
-// a number that the call fills in.
-class Argument {
- public:
-  explicit Argument(int number) { Set(VT_I4).lVal = number; }
-  explicit Argument(double number) { Set(VT_R8).dblVal = number; }
-  explicit Argument(bool truth) { Set(VT_BOOL).boolVal = truth ? VARIANT_TRUE : VARIANT_FALSE; }
-  explicit Argument(const char* utf8) {
-    Set(VT_BSTR).bstrVal = SysAllocString(Text(std::string(utf8)).Get());
-  }
-  explicit Argument(LONG* filled) { Set(VT_I4 | VT_BYREF).plVal = filled; }
-  explicit Argument(const ComPtr<IDispatch>& object) {
-    Set(VT_DISPATCH).pdispVal = ComPtr<IDispatch>(object).Detach();
-  }
-  ~Argument() { VariantClear(&value_); }
-  Argument(const Argument&) = delete;
-  Argument& operator=(const Argument&) = delete;
-
-  const VARIANT& Get() const { return value_; }
-
- private:
-  VARIANT& Set(int type) {
-    value_.vt = static_cast<VARTYPE>(type);
-    return value_;
-  }
-
-  VARIANT value_{};
-};
-
-// What a late-bound call gave.
+// What a late-bound call gave, or a variable of a program.
 class Answer {
  public:
   Answer() = default;
+  explicit Answer(const char* utf8) {
+    value_.bstrVal = SysAllocString(Text(std::string(utf8)).Get());
+    value_.vt = VT_BSTR;
+  }
   ~Answer() { VariantClear(&value_); }
   Answer(Answer&& other) noexcept : value_(std::exchange(other.value_, VARIANT{})) {}
+  Answer& operator=(Answer&& other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
+  }
 
   VARIANT* Put() { return &value_; }
   const VARIANT& Get() const { return value_; }
@@ -96,6 +76,36 @@ class Answer {
   }
 
  private:
+  VARIANT value_{};
+};
+
+// An argument for a late-bound call: a number, a truth value, a text, an object, the address of a
+// number that the call fills in, or a variable, which the call may look at or fill in.
+class Argument {
+ public:
+  explicit Argument(int number) { Set(VT_I4).lVal = number; }
+  explicit Argument(double number) { Set(VT_R8).dblVal = number; }
+  explicit Argument(bool truth) { Set(VT_BOOL).boolVal = truth ? VARIANT_TRUE : VARIANT_FALSE; }
+  explicit Argument(const char* utf8) {
+    Set(VT_BSTR).bstrVal = SysAllocString(Text(std::string(utf8)).Get());
+  }
+  explicit Argument(LONG* filled) { Set(VT_I4 | VT_BYREF).plVal = filled; }
+  explicit Argument(Answer* variable) { Set(VT_VARIANT | VT_BYREF).pvarVal = variable->Put(); }
+  explicit Argument(const ComPtr<IDispatch>& object) {
+    Set(VT_DISPATCH).pdispVal = ComPtr<IDispatch>(object).Detach();
+  }
+  ~Argument() { VariantClear(&value_); }
+  Argument(const Argument&) = delete;
+  Argument& operator=(const Argument&) = delete;
+
+  const VARIANT& Get() const { return value_; }
+
+ private:
+  VARIANT& Set(int type) {
+    value_.vt = static_cast<VARTYPE>(type);
+    return value_;
+  }
+
   VARIANT value_{};
 };
 
@@ -133,10 +143,25 @@ class Object {
   std::string GetText(const char* name, const Arguments&... arguments) const {
     return Get(name, arguments...).AsText();
   }
+  // What the object holds now, one after the other: the keys of a map, the elements of a vector.
+  std::vector<Answer> Walk() const {
+    Answer enumerator;
+    InvokeMember(DISPID_NEWENUM, "walk", DISPATCH_PROPERTYGET, nullptr, 0, enumerator);
+    const auto elements = ComPtr<IUnknown>(enumerator.Get().punkVal).As<IEnumVARIANT>();
+    std::vector<Answer> walked(1);
+    while (elements->Next(1, walked.back().Put(), nullptr) == S_OK) walked.emplace_back();
+    walked.pop_back();
+    return walked;
+  }
   // The new value stands last.
   template <class... Arguments>
   void Put(const char* name, const Arguments&... arguments) const {
     Invoke(name, DISPATCH_PROPERTYPUT, arguments...);
+  }
+  // The same, as script languages set objects.
+  template <class... Arguments>
+  void Set(const char* name, const Arguments&... arguments) const {
+    Invoke(name, DISPATCH_PROPERTYPUTREF, arguments...);
   }
   template <class... Arguments>
   Answer Call(const char* name, const Arguments&... arguments) const {
@@ -155,30 +180,35 @@ class Object {
     return answer;
   }
   void InvokeNamed(const std::string& name, WORD kind, VARIANT* arguments, UINT count,
-                   Answer& answer) const;
+                   Answer& answer) const {
+    const Text wide(name);
+    OLECHAR* names = wide.Get();
+    DISPID member = DISPID_UNKNOWN;
+    const HRESULT result =
+        object_->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
+    if (FAILED(result)) throw std::runtime_error(name + ": " + Code(result));
+    InvokeMember(member, name, kind, arguments, count, answer);
+  }
+  void InvokeMember(DISPID member, const std::string& name, WORD kind, VARIANT* arguments,
+                    UINT count, Answer& answer) const;
 
   ComPtr<IDispatch> object_;
 };
 
 // Throws the object's own words where it gave some, and the code where the call did not come so
 // far.
-void Object::InvokeNamed(const std::string& name, WORD kind, VARIANT* arguments, UINT count,
-                         Answer& answer) const {
-  const Text wide(name);
-  OLECHAR* names = wide.Get();
-  DISPID member = DISPID_UNKNOWN;
-  HRESULT result = object_->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
-  if (FAILED(result)) throw std::runtime_error(name + ": " + Code(result));
+void Object::InvokeMember(DISPID member, const std::string& name, WORD kind, VARIANT* arguments,
+                          UINT count, Answer& answer) const {
   DISPID put = DISPID_PROPERTYPUT;
   DISPPARAMS parameters{arguments, nullptr, count, 0};
-  const bool isPut = kind == DISPATCH_PROPERTYPUT;
+  const bool isPut = kind == DISPATCH_PROPERTYPUT || kind == DISPATCH_PROPERTYPUTREF;
   if (isPut) {
     parameters.rgdispidNamedArgs = &put;
     parameters.cNamedArgs = 1;
   }
   EXCEPINFO exception{};
-  result = object_->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters,
-                           isPut ? nullptr : answer.Put(), &exception, nullptr);
+  const HRESULT result = object_->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters,
+                                         isPut ? nullptr : answer.Put(), &exception, nullptr);
   const std::string source = Utf8(exception.bstrSource), words = Utf8(exception.bstrDescription);
   SysFreeString(exception.bstrSource);
   SysFreeString(exception.bstrDescription);
@@ -273,7 +303,7 @@ void ShowVector() {
 void ShowMap(const Object& picture) {
   std::printf("A map\n");
   const Object map("RastelKLP.AttributeBstrMapKLP");
-  picture.Put("AttributeMap", map.Pointer());
+  picture.Set("AttributeMap", map.Pointer());
   map.Put("Value", "Zeit", 0.25);
   map.Put("Value", "Kamera", "Prüfstand 2");
   map.Put("Value", "Bild", picture.Call("Clone").AsObject());
@@ -291,6 +321,36 @@ void ShowMap(const Object& picture) {
   SayFailure("a second value", [&] { map.Put("Value", "Kamera", "Prüfstand 3"); });
 }
 
+// As programs in script languages have them.
+void ShowVariables() {
+  std::printf("Variables\n");
+  const Object picture("AOIKLP.ByteKLP"), map("RastelKLP.AttributeBstrMapKLP");
+  Answer key("Kamera"), value("Prüfstand 4"), x, y("egal"), width, height;
+  picture.Call("CreateImage", 5, 2);
+  picture.Call("GetRect", &x, &y, &width, &height);
+  Say("rectangle", "%s %s, %s x %s", x.AsText().c_str(), y.AsText().c_str(), width.AsText().c_str(),
+      height.AsText().c_str());
+  map.Put("Value", &key, &value);
+  map.Set("Value", "Bild", picture.Pointer());
+  picture.Put("Tag", &value);
+  value = Answer("Prüfstand 5");
+  Say("kept", "%s %s", map.GetText("Value", &key).c_str(), picture.GetText("Tag").c_str());
+  std::string keys;
+  for (Answer& walked : map.Walk()) {
+    map.Call("Remove", &walked);
+    keys.append(" ").append(walked.AsText());
+  }
+  Say("keys removed", "%s of %s", keys.c_str() + 1, map.GetText("Count").c_str());
+  const Object vector("VectorKLP.LongKLP");
+  vector.Put("Count", 2);
+  vector.Call("Fill", 7);
+  std::string elements;
+  for (Answer& walked : vector.Walk()) elements.append(" ").append(walked.AsText());
+  Say("elements", "%s", elements.c_str() + 1);
+  SayFailure("over a picture", [&] { picture.Walk(); });
+  SayFailure("no other picture", [&] { picture.Call("Unite", ComPtr<IDispatch>()); });
+}
+
 }  // namespace
 
 int main() {
@@ -300,6 +360,7 @@ int main() {
     ShowClasses();
     ShowMap(ShowPicture());
     ShowVector();
+    ShowVariables();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "late_bound: %s\n", error.what());
     exitCode = 1;

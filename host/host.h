@@ -14,6 +14,7 @@
 #include "host/services/critical_sections.h"
 #include "host/services/debug_output.h"
 #include "host/services/error_objects.h"
+#include "host/services/error_words.h"
 #include "host/services/memory_streams.h"
 #include "host/services/module_files.h"
 #include "host/services/resources.h"

@@ -13,19 +13,28 @@
 
 namespace platform {
 
-// How elements are copied to a client and ended. A copy cannot fail.
+// How elements are copied to where nothing is, and ended. What a copy that failed leaves behind may
+// be ended too.
 
 // Interface pointers: a reference for each copy; null pointers pass.
 template <class Interface>
 struct CopyInterface {
-  static void Copy(Interface** target, Interface* const* source) noexcept {
+  static HRESULT Copy(Interface** target, Interface* const* source) noexcept {
     *target = *source;
     if (*target) (*target)->AddRef();
+    return S_OK;
   }
-  static void Init(Interface**) noexcept {}
   static void Destroy(Interface** pointer) noexcept {
     if (*pointer) (*pointer)->Release();
   }
+};
+
+struct CopyVariant {
+  static HRESULT Copy(VARIANT* target, const VARIANT* source) noexcept {
+    VariantInit(target);
+    return VariantCopy(target, const_cast<VARIANT*>(source));
+  }
+  static void Destroy(VARIANT* value) noexcept { VariantClear(value); }
 };
 
 // What Init does with the array.
@@ -44,8 +53,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
   }
 
   // Points the enumerator at [begin, end) and goes to its start. The holder is counted and replaces
-  // a former one; null is allowed. Without memory for a copy: E_OUTOFMEMORY, and the enumerator is
-  // empty.
+  // a former one; null is allowed. Where a copy fails (E_OUTOFMEMORY), the enumerator is empty.
   HRESULT Init(T* begin, T* end, IUnknown* holder, EnumArray array) noexcept {
     EndArray();
     if (array == EnumArray::Copy) {
@@ -62,7 +70,8 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
   }
 
   // Null elements, or count above 1 without fetched: E_POINTER. No array: E_FAIL. S_FALSE when
-  // fewer than count were left. The client ends the copies it gets.
+  // fewer than count were left. The client ends the copies it gets. Where one fails it gets none,
+  // and the enumerator stays where it was.
   STDMETHODIMP Next(ULONG count, T* elements, ULONG* fetched) override {
     if (fetched) *fetched = 0;
     if (!elements) return E_POINTER;
@@ -70,7 +79,11 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
     T* const position = Position();
     if (!begin_ || !end_ || !position) return E_FAIL;
     const ULONG delivered = Move(position, count);
-    for (ULONG i = 0; i < delivered; ++i) Policy::Copy(elements + i, position + i);
+    const HRESULT copied = CopyElements(elements, position, delivered);
+    if (FAILED(copied)) {
+      MoveTo(position);
+      return copied;
+    }
     if (fetched) *fetched = delivered;
     return delivered < count ? S_FALSE : S_OK;
   }
@@ -128,12 +141,24 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
     const auto count = static_cast<std::size_t>(end - begin);
     T* copies = new (std::nothrow) T[count];
     if (!copies) return E_OUTOFMEMORY;
-    for (std::size_t i = 0; i < count; ++i) {
-      Policy::Init(copies + i);
-      Policy::Copy(copies + i, begin + i);
+    const HRESULT result = CopyElements(copies, begin, count);
+    if (FAILED(result)) {
+      delete[] copies;
+      return result;
     }
     begin_ = copies;
     end_ = copies + count;
+    return S_OK;
+  }
+
+  // All of them, or none.
+  static HRESULT CopyElements(T* target, T* source, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+      const HRESULT result = Policy::Copy(target + i, source + i);
+      if (SUCCEEDED(result)) continue;
+      for (std::size_t done = 0; done <= i; ++done) Policy::Destroy(target + done);
+      return result;
+    }
     return S_OK;
   }
 

@@ -156,6 +156,14 @@ struct IDispatch : IUnknown {
 };
 DECLARE_HOST_IID(IDispatch, 0x00020400, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46);
 
+struct IEnumVARIANT : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* values, ULONG* fetched) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
+  virtual HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** out) = 0;
+};
+DECLARE_HOST_IID(IEnumVARIANT, 0x00020404, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46);
+
 struct IErrorInfo : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) = 0;

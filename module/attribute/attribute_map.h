@@ -30,6 +30,15 @@
 
 namespace rastel {
 
+// What a late-bound caller walks over.
+struct MapKeys {
+  static HRESULT Copy(IUnknown& map, SAFEARRAY** out) noexcept {
+    platform::ComPtr<IAttributeMapKLP> generic;
+    const HRESULT result = map.QueryInterface(IID_IAttributeMapKLP, generic.PutVoid());
+    return FAILED(result) ? result : generic->get_Keys(out);
+  }
+};
+
 // What the code of a map knows about its class: identifier, typed interface, type of the keys.
 template <const CLSID* Id, class Interface, class KeyType>
 struct MapTraits {
@@ -38,7 +47,7 @@ struct MapTraits {
   using Key = KeyType;
   using Store = AttributeStore<Key>;
   using Kind = typename Store::Kind;
-  using TypedBase = platform::IDispatchImpl<ITyped, &LIBID_RASTEL_KLP_Lib>;
+  using TypedBase = platform::IDispatchImpl<ITyped, &LIBID_RASTEL_KLP_Lib, MapKeys>;
 };
 
 // Holds a map's lock and, for a walk, its content of this moment. The content is let go under the
@@ -312,7 +321,7 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
 // The generic interface.
 template <class Traits, class Map>
 class VariantAttributeImpl
-    : public platform::IDispatchImpl<IAttributeMapKLP, &LIBID_RASTEL_KLP_Lib> {
+    : public platform::IDispatchImpl<IAttributeMapKLP, &LIBID_RASTEL_KLP_Lib, MapKeys> {
   using Typed = SpecialAttributeImpl<Traits, Map>;
   using Kind = typename Traits::Kind;
 

@@ -10,6 +10,7 @@
 #include "module/persist/nesting.h"
 #include "module/persist/streams.h"
 #include "module/vector/special_methods.h"
+#include "module/vector/vector_elements.h"
 #include "module/vector/vector_stream.h"
 #include "platform/class_factory.h"
 #include "platform/com_ptr.h"
@@ -20,12 +21,13 @@ namespace rastel {
 // Class: the coclass on top. T: the element type.
 template <class T, class Class, class ITyped, const CLSID* ClassId, const IID* TypedId,
           const GUID* LibraryId>
-class ComVector : public SpecialMethods<T, platform::IDispatchImpl<ITyped, LibraryId>>,
-                  public IPersistStreamInit,
-                  public IPersistStream,
-                  public IPersistPropertyBag,
-                  public platform::IDispatchImpl<IVectorKLP, LibraryId> {
-  using Special = SpecialMethods<T, platform::IDispatchImpl<ITyped, LibraryId>>;
+class ComVector
+    : public SpecialMethods<T, platform::IDispatchImpl<ITyped, LibraryId, VectorElements>>,
+      public IPersistStreamInit,
+      public IPersistStream,
+      public IPersistPropertyBag,
+      public platform::IDispatchImpl<IVectorKLP, LibraryId, VectorElements> {
+  using Special = SpecialMethods<T, platform::IDispatchImpl<ITyped, LibraryId, VectorElements>>;
 
  public:
   using Special::get_Value;

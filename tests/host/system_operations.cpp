@@ -149,6 +149,17 @@ const MoreOperations kOperations(Operations{
        const std::string name = words.Next();
        return std::to_string(words.row.streams.erase(name) + words.row.objects.erase(name));
      }},
+    {"FormatMessageW",
+     [](Words& words) {
+       const auto flags = static_cast<DWORD>(words.Number()),
+                  code = static_cast<DWORD>(words.Number());
+       OleText text(static_cast<std::size_t>(words.Number()), OLECHAR{'?'});
+       SetLastError(0);
+       const DWORD units = FormatMessageW(flags, nullptr, code, 0, text.data(),
+                                          static_cast<DWORD>(text.size()), nullptr);
+       return units > 0 ? Quoted(std::basic_string_view<OLECHAR>(text.data(), units + 1))
+                        : "error " + std::to_string(GetLastError());
+     }},
     {"RegCreateKeyExW", Of(RegCreateKeyExW)},
     {"RegOpenKeyExW", Of(RegOpenKeyExW)},
     {"RegCloseKey", Of(RegCloseKey)},

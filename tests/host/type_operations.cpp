@@ -17,8 +17,9 @@ static_assert(sizeof(VARDESC) == 64 && offsetof(VARDESC, elemdescVar) == 24);
 static_assert(sizeof(TYPEATTR) == 96 && offsetof(TYPEATTR, typekind) == 44);
 static_assert(sizeof(TLIBATTR) == 32 && sizeof(DISPPARAMS) == 24 && sizeof(EXCEPINFO) == 64);
 
-class TypeProbe : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
-                  public platform::IDispatchImpl<ITypeProbe, &LIBID_TypeProbeLib, 1, 2> {
+class TypeProbe
+    : public platform::CComObjectRootEx<platform::CComMultiThreadModel>,
+      public platform::IDispatchImpl<ITypeProbe, &LIBID_TypeProbeLib, platform::NoElements, 1, 2> {
  public:
   static platform::QueryTable GetQueryTable() noexcept {
     static constexpr platform::QueryRow kRows[] = {

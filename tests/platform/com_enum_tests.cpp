@@ -5,6 +5,7 @@
 
 #include <thread>
 
+#include "platform/variant_enum.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/doubles.h"
 
@@ -61,6 +62,26 @@ TEST(ComEnum, WithoutAnArrayHasNothing) {
                      });
   EXPECT_EQ(clone->Next(1, &next, nullptr), S_OK);
   EXPECT_EQ(element.Release(), 1u) << "that of the array";
+}
+
+TEST(ComEnum, GivesCopiesOfAllOrNothing) {
+  using Values = platform::CComObject<platform::VariantEnum>;
+  VARIANT values[2] = {}, given[2];
+  values[0].vt = VT_BSTR;
+  values[0].bstrVal = SysAllocString(OLESTR("text"));
+  values[1].vt = 15;  // Nothing that can be copied.
+  Values* made = nullptr;
+  ASSERT_EQ(Values::CreateInstance(&made), S_OK);
+  const ComPtr<IEnumVARIANT> owner(made);
+  EXPECT_EQ(made->Init(values, values + 2, nullptr, EnumArray::Copy), DISP_E_BADVARTYPE);
+  made->Init(values, values + 2, nullptr, EnumArray::View);
+  ULONG fetched = 9;
+  EXPECT_EQ(made->Next(2, given, &fetched), DISP_E_BADVARTYPE);
+  EXPECT_EQ(fetched, 0u);
+  EXPECT_EQ(made->Next(1, given, &fetched), S_OK);
+  EXPECT_EQ(given[0].vt, VT_BSTR);
+  VariantClear(&given[0]);
+  VariantClear(&values[0]);
 }
 
 TEST(ComEnum, ThreadsThatShareItStayInTheArray) {

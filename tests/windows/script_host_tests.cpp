@@ -10,11 +10,25 @@ namespace {
 TEST(ScriptHost, DrivesObjectsByName) {
   const RegisteredModule registered;
   ASSERT_EQ(registered.Result(), S_OK);
-  const ChildResult script = RunProgram("C:\\windows\\system32\\cscript.exe", {"//nologo", SCRIPT});
-  EXPECT_EQ(script.exitCode, 0);
-  EXPECT_EQ(script.output,
-            "80040459 AOIKLP.ByteKLP.2: Rasteldata: Die uebergebenen Koordinaten sind kleiner "
-            "null.\r\n");
+  const struct {
+    const char* script;
+    const char* output;
+  } rows[] = {
+      {"objects.vbs",
+       "AOIKLP.ByteKLP.2: 80040459 Rasteldata: Die uebergebenen Koordinaten sind kleiner "
+       "null.\n"
+       "a number as a key: 80020009 invalid key type\n"
+       "an integer as a key: 80020009 invalid key type. expected VT_INT\n"
+       "no picture: 80070057 Invalid parameter.\n"
+       "not a map: 1AE Class doesn't support Automation\n"},
+      {"objects.js", "80040459 Rasteldata: Die uebergebenen Koordinaten sind kleiner null.\n"}};
+  for (const auto& row : rows) {
+    ChildResult script = RunProgram("C:\\windows\\system32\\cscript.exe",
+                                    {"//nologo", std::string(SCRIPTS "/") + row.script});
+    std::erase(script.output, '\r');
+    EXPECT_EQ(script.exitCode, 0) << row.script;
+    EXPECT_EQ(script.output, row.output);
+  }
 }
 
 }  // namespace
