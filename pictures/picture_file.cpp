@@ -10,21 +10,27 @@
 namespace pictures {
 namespace {
 
+namespace fs = std::filesystem;
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-File Open(const std::string& path, const char* mode) {
-  File file(std::fopen(path.c_str(), mode), &std::fclose);
-  if (!file) {
-    const char* what =
-        *mode == 'r' ? ": no such file, or it cannot be read" : ": cannot be written";
-    throw std::runtime_error(path + what);
-  }
-  return file;
+std::runtime_error Failure(const fs::path& path, const std::string& what) {
+  const std::u8string name = path.u8string();
+  return std::runtime_error(std::string(name.begin(), name.end()) + ": " + what);
 }
 
-std::runtime_error NotAPicture(const std::string& path) {
+File Open(const fs::path& path, bool isToRead) {
+#ifdef _WIN32
+  File file(_wfopen(path.c_str(), isToRead ? L"rb" : L"wb"), &std::fclose);
+#else
+  File file(std::fopen(path.c_str(), isToRead ? "rb" : "wb"), &std::fclose);
+#endif
+  if (file) return file;
+  throw Failure(path, isToRead ? "no such file, or it cannot be read" : "cannot be written");
+}
+
+std::runtime_error NotAPicture(const fs::path& path) {
   const char* reason = stbi_failure_reason();
-  return std::runtime_error(path + ": not a whole picture (" + (reason ? reason : "unknown") + ")");
+  return Failure(path, std::string("not a whole picture (") + (reason ? reason : "unknown") + ")");
 }
 
 unsigned char* Load(std::FILE* file, int* width, int* height, int* channels, unsigned char*) {
@@ -35,17 +41,17 @@ unsigned short* Load(std::FILE* file, int* width, int* height, int* channels, un
 }
 
 void WriteBytes(const std::string& path, const std::string& bytes) {
-  const File file = Open(path, "wb");
+  const File file = Open(path, false);
   const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
   if (!isWritten || std::fflush(file.get()) != 0) {
-    throw std::runtime_error(path + ": cannot be written");
+    throw Failure(path, "cannot be written");
   }
 }
 
 }  // namespace
 
-bool HasSixteenBits(const std::string& path) {
-  const File file = Open(path, "rb");
+bool HasSixteenBits(const fs::path& path) {
+  const File file = Open(path, true);
   int width = 0;
   int height = 0;
   int channels = 0;
@@ -54,8 +60,8 @@ bool HasSixteenBits(const std::string& path) {
 }
 
 template <class Sample>
-Picture<Sample> ReadPicture(const std::string& path) {
-  const File file = Open(path, "rb");
+Picture<Sample> ReadPicture(const fs::path& path) {
+  const File file = Open(path, true);
   Picture<Sample> picture;
   Sample* pixelType = nullptr;
   const std::unique_ptr<Sample, void (*)(void*)> samples(
@@ -69,8 +75,8 @@ Picture<Sample> ReadPicture(const std::string& path) {
   return picture;
 }
 
-template Picture<std::uint8_t> ReadPicture(const std::string& path);
-template Picture<std::uint16_t> ReadPicture(const std::string& path);
+template Picture<std::uint8_t> ReadPicture(const fs::path& path);
+template Picture<std::uint16_t> ReadPicture(const fs::path& path);
 
 std::string EncodePng(const Picture<std::uint8_t>& picture) {
   std::string bytes;

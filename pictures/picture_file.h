@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -26,12 +27,12 @@ struct Picture {
 
 // Whether a PNG holds 16-bit samples. Raises std::runtime_error with the reason in words when the
 // file is missing or is not a picture.
-bool HasSixteenBits(const std::string& path);
+bool HasSixteenBits(const std::filesystem::path& path);
 
 // Reads a whole picture, with its channels as they are in the file. Raises as above; a file that
 // ends before its last pixel is refused.
 template <class Sample>
-Picture<Sample> ReadPicture(const std::string& path);
+Picture<Sample> ReadPicture(const std::filesystem::path& path);
 
 // The bytes of a PNG. Raises std::runtime_error.
 std::string EncodePng(const Picture<std::uint8_t>& picture);

@@ -2,6 +2,8 @@
 // Clients make objects with CoCreateInstance instead.
 #pragma once
 
+#include <filesystem>
+
 #include "platform/platform.h"
 
 #ifndef _WIN32
@@ -12,12 +14,12 @@ namespace platform {
 
 class LoadedModule {
  public:
-  // Path in the process's narrow encoding, with its folder. See IsLoaded.
-  explicit LoadedModule(const char* path) noexcept {
+  // Path with its folder. See IsLoaded.
+  explicit LoadedModule(const std::filesystem::path& path) noexcept {
 #ifdef _WIN32
-    handle_ = reinterpret_cast<void*>(LoadLibraryA(path));
+    handle_ = reinterpret_cast<void*>(LoadLibraryW(path.c_str()));
 #else
-    handle_ = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 #endif
   }
   ~LoadedModule() {

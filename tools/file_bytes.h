@@ -1,4 +1,5 @@
-// Files as wholes. Failures raise std::runtime_error with a text that names the file.
+// Files as wholes, by names in UTF-8. Failures raise std::runtime_error with a text that begins with
+// the name.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +11,10 @@
 namespace tools {
 
 // Everything in a file of at most 2 GiB.
-std::vector<std::uint8_t> ReadWholeFile(const std::string& path);
+std::vector<std::uint8_t> ReadWholeFile(const std::string& name);
 
 // Gives the file this content, or leaves it as it was: the bytes go to a new file beside it, which
 // then takes its place. Only a regular file is replaced.
-void WriteWholeFile(const std::string& path, Bytes content);
+void WriteWholeFile(const std::string& name, Bytes content);
 
 }  // namespace tools

@@ -8,6 +8,7 @@
 #include "platform/module_loader.h"
 #include "tools/class_names.h"
 #include "tools/loaded_object.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
@@ -23,14 +24,8 @@ constexpr const char* kLibraryEnding = ".tlb";
 constexpr const char* kLibraryEnding = "Types.so";
 #endif
 
-// Of a path or of any other text.
-std::string Utf8(const fs::path& path) {
-  const std::u8string text = path.u8string();
-  return std::string(text.begin(), text.end());
-}
-
 fs::path FullPath(const std::string& given) {
-  if (!given.empty()) return fs::absolute(given);
+  if (!given.empty()) return fs::absolute(PathOf(given));
   const fs::path program = fs::path(platform::ModuleFileName(nullptr)).parent_path();
   for (const fs::path& folder : {program, program.parent_path() / "lib"}) {
     if (fs::exists(folder / kModuleFile)) return folder / kModuleFile;
@@ -40,7 +35,7 @@ fs::path FullPath(const std::string& given) {
 }
 
 void CallModule(const fs::path& module, const char* name) {
-  const platform::LoadedModule loaded(module.string().c_str());
+  const platform::LoadedModule loaded(module);
   auto* const operation = loaded.Export<HRESULT STDAPICALLTYPE()>(name);
   if (!operation) {
     throw std::runtime_error(
@@ -58,7 +53,7 @@ class Library {
   }
 
   static fs::path Beside(const fs::path& module) {
-    return module.parent_path() / (module.stem().string() + kLibraryEnding);
+    return module.parent_path() / (module.stem() += kLibraryEnding);
   }
 
   void Register() {
@@ -159,7 +154,7 @@ bool ServeOwnModule() {
     return false;
   }
   // Never destroyed, as factories of it stay registered up to the end.
-  static const auto* const module = new platform::LoadedModule(file.string().c_str());
+  static const auto* const module = new platform::LoadedModule(file);
   auto* const getClassObject =
       module->Export<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
   if (!getClassObject) return false;
@@ -177,7 +172,7 @@ bool ServeOwnModule() {
 #ifndef _WIN32
 
 void WritePackage(const std::string& path, const std::string& package) {
-  const fs::path module = FullPath(path), file = fs::absolute(package);
+  const fs::path module = FullPath(path), file = fs::absolute(PathOf(package));
   fs::create_directories(file.parent_path());
   fs::remove(file);
   Check(HostUseRegistryFile(file.c_str()), Utf8(file));

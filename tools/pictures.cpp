@@ -10,6 +10,7 @@
 #include "tools/file_bytes.h"
 #include "tools/loaded_object.h"
 #include "tools/object_format.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
@@ -26,7 +27,7 @@ std::string SizeText(LONG planes, LONG width, LONG height) {
 
 template <class Sample, class IAoi>
 void Import(const ImportOptions& options, const char* className) {
-  const Picture<Sample> picture = pictures::ReadPicture<Sample>(options.picture);
+  const Picture<Sample> picture = pictures::ReadPicture<Sample>(PathOf(options.picture));
   if (options.margin > std::min(picture.width, picture.height)) {
     throw std::runtime_error("the margin is larger than the picture");
   }
@@ -133,7 +134,7 @@ std::uint8_t Rounded(double value) {
 }  // namespace
 
 void ImportPicture(const ImportOptions& options) {
-  if (pictures::HasSixteenBits(options.picture)) {
+  if (pictures::HasSixteenBits(PathOf(options.picture))) {
     Import<std::uint16_t, IWordAOIKLP>(options, "WordAOIKLP");
   } else {
     Import<std::uint8_t, IByteAOIKLP>(options, "ByteAOIKLP");

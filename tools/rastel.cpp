@@ -1,6 +1,7 @@
 // rastel: tells what is in a file that holds the stream of an object, brings it to the newest
 // version of its format, and turns pictures into AOIs and back. See docs/rastel_tool.md.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -19,6 +20,7 @@
 #include "tools/map_format.h"
 #include "tools/module_registration.h"
 #include "tools/object_format.h"
+#include "tools/paths.h"
 #include "tools/pictures.h"
 #include "tools/vector_format.h"
 
@@ -309,7 +311,7 @@ CLI::App* AddModuleCommand(CLI::App& app, const char* name, const char* what, st
   return command;
 }
 
-int Run(int argc, char** argv) {
+int Run(std::vector<std::string> words) {
   CLI::App app(
       "Registers the module, tells what is in the streams of its objects, and turns pictures into "
       "AOIs and back.",
@@ -346,7 +348,10 @@ int Run(int argc, char** argv) {
   const CLI::App* const import = AddImport(app, importOptions);
   const CLI::App* const exportCommand = AddExport(app, arguments, exportOptions);
   try {
-    app.parse(argc, argv);
+    // The library takes them from the end.
+    std::reverse(words.begin(), words.end());
+    words.pop_back();
+    app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kWhole : kWrongUsage;
   }
@@ -390,5 +395,5 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   const Utf8Console console;
-  return Run(argc, argv);
+  return Run(Utf8Arguments(argc, argv));
 }

@@ -1,9 +1,11 @@
 #include "tests/support/child_process.h"
 
+#include <filesystem>
+
 #include "tests/support/temp_file.h"
 
 #ifdef _WIN32
-#include "platform/platform.h"
+#include "platform/module_file.h"
 #else
 #include <limits.h>
 #include <sys/wait.h>
@@ -15,6 +17,10 @@ namespace tests {
 
 #ifdef _WIN32
 namespace {
+
+std::wstring Wide(const std::string& utf8) {
+  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end())).wstring();
+}
 
 // One argument as the C runtime of the child takes it apart again.
 std::string Quoted(const std::string& argument) {
@@ -36,22 +42,23 @@ ChildResult RunProgram(const std::string& path, const std::vector<std::string>& 
   const TempFile output("output");
   SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
   const HANDLE file =
-      CreateFileA(output.path().c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+      CreateFileW(Wide(output.path()).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                   &inherited, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return result;
-  STARTUPINFOA start{};
+  STARTUPINFOW start{};
   start.cb = sizeof(start);
   start.dwFlags = STARTF_USESTDHANDLES;
   start.hStdOutput = file;
   start.hStdError = file;
   std::string command = Quoted(path);
   for (const std::string& argument : arguments) command += ' ' + Quoted(argument);
+  std::wstring wide = Wide(command);
   PROCESS_INFORMATION child{};
   // Wine now and then refuses to start a program while many come and go.
   BOOL hasStarted = FALSE;
   for (int attempt = 0; attempt < 5 && !hasStarted; ++attempt) {
     if (attempt > 0) Sleep(300);
-    hasStarted = CreateProcessA(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr,
+    hasStarted = CreateProcessW(Wide(path).c_str(), wide.data(), nullptr, nullptr, TRUE, 0, nullptr,
                                 nullptr, &start, &child);
   }
   if (!hasStarted) result.output = "not started: error " + std::to_string(GetLastError());
@@ -72,9 +79,8 @@ ChildResult RunProgram(const std::string& path, const std::vector<std::string>& 
 }
 
 std::string ThisProgram() {
-  std::string path(MAX_PATH, 0);
-  path.resize(GetModuleFileNameA(nullptr, path.data(), MAX_PATH));
-  return path;
+  const std::u8string path = std::filesystem::path(platform::ModuleFileName(nullptr)).u8string();
+  return {path.begin(), path.end()};
 }
 #else
 namespace {

@@ -1,4 +1,4 @@
-// Runs programs as children of a test.
+// Runs programs as children of a test. Paths and arguments are UTF-8.
 #pragma once
 
 #include <chrono>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
 #include <map>
 #include <set>
@@ -67,10 +68,16 @@ std::string HexRows(const std::string& bytes) {
   return rows;
 }
 
-std::string NamesIn(const std::string& folder) {
+fs::path PathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
+std::string Utf8(const fs::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
+std::string NamesIn(const fs::path& folder) {
   std::set<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) {
-    names.insert(entry.path().filename().string());
+    names.insert(Utf8(entry.path().filename()));
   }
   std::string lines;
   for (const std::string& name : names) lines += name + "\n";
@@ -92,20 +99,28 @@ void Replace(std::string& text, const std::string& what, const std::string& by) 
   }
 }
 
+// What LONG stands for.
+const std::string kLong =
+    std::string(100, 'a') + '/' + std::string(100, 'b') + '/' + std::string(100, 'c');
+
 // A program of this build.
 ChildResult RunBuilt(const Words& words) {
   fs::path program = ThisProgram();
   program.replace_filename(words[0] + program.extension().string());
   ChildResult result = RunProgram(program.string(), {words.begin() + 1, words.end()});
   std::erase(result.output, '\r');
+  for (const std::string& word : words) {
+    Replace(result.output, Utf8(PathOf(word).make_preferred()), word);
+  }
   return result;
 }
 
 // What was said, without what differs between hosts, machines and runs, and how it ended.
 std::string Portable(const ChildResult& result) {
   std::string said = result.output;
-  Replace(said, (fs::current_path() / "").string(), "");
-  Replace(said, (ModuleFile().parent_path() / "").string(), "");
+  Replace(said, Utf8(fs::current_path() / ""), "");
+  Replace(said, Utf8(ModuleFile().parent_path() / ""), "");
+  Replace(said, kLong, "LONG");
   Replace(said, RASTEL_MODULE_NAME, "MODULE");
   Replace(said, RASTEL_TYPES_NAME, "LIBRARY");
   Replace(said, "\n\n", "\n");
@@ -116,7 +131,7 @@ std::string Portable(const ChildResult& result) {
 
 fs::path Place(const std::string& word) {
   if (word == "MODULE") return ModuleFile();
-  return word.starts_with("tests/data/") ? kSources / word : fs::path(word);
+  return word.starts_with("tests/data/") ? kSources / word : PathOf(word);
 }
 
 const std::map<std::string, std::string (*)(const Words&)> kBuiltins = {
@@ -133,7 +148,7 @@ const std::map<std::string, std::string (*)(const Words&)> kBuiltins = {
      }},
     {"tail",
      [](const Words& words) {
-       const std::string all = FileContent(words.at(2));
+       const std::string all = FileContent(PathOf(words.at(2)));
        std::size_t from = all.size();
        for (int lines = std::stoi(words[1]); lines >= 0 && from != all.npos; --lines) {
          from = all.rfind('\n', from - 1);
@@ -146,21 +161,21 @@ const std::map<std::string, std::string (*)(const Words&)> kBuiltins = {
        for (std::size_t i = 1; i < words.size(); ++i) all += FileContent(Place(words[i]));
        return all;
      }},
-    {"hex", [](const Words& words) { return HexRows(FileContent(words.at(1))); }},
-    {"ls", [](const Words& words) { return NamesIn(words.size() > 1 ? words[1] : "."); }},
+    {"hex", [](const Words& words) { return HexRows(FileContent(PathOf(words.at(1)))); }},
+    {"ls", [](const Words& words) { return NamesIn(PathOf(words.size() > 1 ? words[1] : ".")); }},
     {"cp",
      [](const Words& words) {
-       fs::copy(Place(words.at(1)), words.at(2), fs::copy_options::overwrite_existing);
+       fs::copy(Place(words.at(1)), PathOf(words.at(2)), fs::copy_options::overwrite_existing);
        return std::string();
      }},
     {"rm",
      [](const Words& words) {
-       fs::remove(words.at(1));
+       fs::remove(PathOf(words.at(1)));
        return std::string();
      }},
     {"mkdir",
      [](const Words& words) {
-       fs::create_directory(words.at(1));
+       fs::create_directories(PathOf(words.at(1)));
        return std::string();
      }},
 };
@@ -202,7 +217,11 @@ std::string Shell::Play(const std::string& session) {
 
 std::string Shell::Run(const std::string& command) {
   std::istringstream stream(command);
-  Words words{std::istream_iterator<std::string>(stream), {}};
+  Words words;
+  for (std::string word; stream >> std::quoted(word);) {
+    Replace(word, "LONG", kLong);
+    words.push_back(word);
+  }
   std::string target;
   if (words.size() > 2 && words.end()[-2] == ">") {
     target = words.back();
