@@ -231,7 +231,6 @@ class MapModels::Run : public RandomModel {
 };
 
 TEST_F(MapModels, RandomOperations) {
-  Register();
   RunAll<TextKeys>();
   RunAll<LongKeys>();
   RunAll<FloatKeys>();

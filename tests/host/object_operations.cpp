@@ -5,10 +5,10 @@
 #include <thread>
 
 #include "tests/host/host_operations.h"
-#include "tests/host/test_object.h"
 #include "tests/support/debug_capture.h"
 #include "tests/support/fault_stream.h"
 #include "tests/support/host_kind.h"
+#include "tests/support/test_object.h"
 #include "tests/threads/many_threads.h"
 
 namespace tests::facts {
@@ -18,15 +18,20 @@ Script script;
 thread_local std::map<std::string, DWORD> cookies;
 std::deque<FaultStream> faultStreams;
 
+void EndScript() {
+  script.results.clear();
+  script.data = BytesOf("A1 A2 A3 A4 A5 A6");
+  script.calls.clear();
+}
+
 // `Script call=result ...`: for all objects of the row.
 std::string SetScript(Words& words) {
-  script.results.clear();
-  script.calls.clear();
+  EndScript();
   while (words.HasMore()) {
     const std::string word = words.Next();
     const std::size_t equal = word.find('=');
     const auto result = std::strtoul(word.c_str() + equal + 1, nullptr, 0);
-    script.results[word.substr(0, equal)] = static_cast<LONG>(result);
+    script.results[word.substr(0, equal)] = static_cast<HRESULT>(result);
   }
   return "set";
 }
@@ -169,8 +174,7 @@ const MoreOperations kOperations(Operations{
     {"Calls", [](Words&) { return std::exchange(script.calls, ""); }},
     {"Object",
      [](Words& words) {
-       words.row.objects[words.Next()] =
-           platform::ComPtr<IUnknown>(static_cast<IPersistStream*>(new TestObject(script)));
+       words.row.objects[words.Next()].Attach(TestObject::New(script).Detach());
        return std::string("made");
      }},
     {"Agile",
@@ -282,8 +286,7 @@ void EndObjects() {
   // Others of the platform keep an object that fails.
   EXPECT_TRUE(script.objects == 0 || !kEmbeddedHost);
   script.objects = 0;
-  script.results.clear();
-  script.calls.clear();
+  EndScript();
 }
 
 }  // namespace tests::facts

@@ -1,11 +1,14 @@
 #include "tests/objects/session.h"
 
 #include <cstring>
+#include <fstream>
+#include <sstream>
 
-#include "interfaces/aoi.h"
-#include "interfaces/attribute.h"
-#include "interfaces/vector.h"
-#include "tests/support/module_client.h"
+#include "module/frame/catalogue.h"
+#include "module/frame/reports.h"
+#include "module/frame/variants.h"
+#include "module/persist/plain_records.h"
+#include "module/persist/streams.h"
 #include "tests/support/thread_error.h"
 
 namespace tests::objects {
@@ -14,6 +17,16 @@ namespace {
 using platform::ComPtr;
 
 constexpr char kBefore[] = "from before the call";
+constexpr std::string_view kThen = " then ";
+
+std::string WithoutColon(const std::string& word) { return word.substr(0, word.find(':')); }
+
+// Bytes of this process that lie in memory; 0 where the system does not tell.
+ULONGLONG ResidentBytes() {
+  ULONGLONG pages = 0;
+  std::ifstream("/proc/self/statm") >> pages >> pages;
+  return pages * 4096;
+}
 
 std::string Result(HRESULT result) {
   return result < 0 ? facts::Code(result) : std::to_string(result);
@@ -34,12 +47,34 @@ StreamCall ParseCall(const std::string& word) {
                            : StreamCall::kEvery;
 }
 
+// L for Load, s for Save, c for one that counts; in capitals with the dirty flag.
+std::string Letters(const std::string& calls) {
+  std::string letters;
+  std::istringstream words(calls);
+  for (std::string call; words >> call;) {
+    const bool clears = call.ends_with("(true)");
+    if (call == "Load") letters += 'L';
+    if (call.starts_with("Save")) letters += clears ? 'S' : 's';
+    if (call.starts_with("CountingSave")) letters += clears ? 'C' : 'c';
+  }
+  return letters;
+}
+
+// Makes an object of the code that is linked into the program, whose allocations can all be
+// refused.
+HRESULT MakeInside(REFCLSID classId, REFIID iid, void** out) {
+  const rastel::CatalogueRow* row = rastel::Catalogue();
+  while (!IsEqualCLSID(*row->classId, classId)) ++row;
+  return row->instanceCreator(nullptr, iid, out);
+}
+
 constexpr std::pair<const char*, const IID*> kPlatformInterfaces[] = {
     {"IUnknown", &IID_IUnknown},
     {"IDispatch", &IID_IDispatch},
     {"IPersist", &IID_IPersist},
     {"IPersistStream", &IID_IPersistStream},
     {"IPersistStreamInit", &IID_IPersistStreamInit},
+    {"IPersistPropertyBag", &IID_IPersistPropertyBag},
     {"IMarshal", &IID_IMarshal},
     {"ISupportErrorInfo", &IID_ISupportErrorInfo}};
 
@@ -57,30 +92,24 @@ const HostType* FindType(std::string_view name) {
 }
 
 Session::Session() {
-  // Objects inside streams are made by the host, which finds their classes here.
-  const auto publish = [&](REFCLSID id, IUnknown* factory) {
-    CoRegisterClassObject(id, factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                          &cookies_.emplace_back());
+  static const bool knowsTexts = (rastel::SetReportModule(ModuleClient::Get().Handle()), true);
+  static_cast<void>(knowsTexts);
+  script_.isCounting = [](IStream* stream) {
+    return rastel::CNullDeviceStream::Behind(stream) != nullptr;
   };
-  const HostTypeLibrary& library = rastel::types::TypeLibrary();
-  for (DWORD i = 0; i < library.typeCount; ++i) {
-    if (library.types[i].kind != kHostClass) continue;
-    ComPtr<IUnknown> factory;
-    ModuleClient::Get().GetClassObject(*library.types[i].id, IID_IUnknown, factory.PutVoid());
-    publish(*library.types[i].id, factory.Get());
-  }
-  publish(kTestClass, &factory_);
+  script_.onCall = [this](const char* call) {
+    if (!hooks_.empty()) RunHooks(call, ++calls_[call]);
+  };
 }
 
 Session::~Session() {
   Leftovers();
-  for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
   SetErrorInfo(0, nullptr);
 }
 
 std::string Session::Leftovers() {
-  script_.onSave = script_.onLoad = script_.onIsDirty = script_.onRelease = script_.onAddRef = {};
-  objects.clear();
+  hooks_.clear();
+  while (!objects.empty()) Drop(objects.begin()->first);
   std::string left;
   for (auto& [name, stream] : streams) {
     if (stream.faults.References() > 0) left += " references of stream " + name;
@@ -88,11 +117,19 @@ std::string Session::Leftovers() {
   streams.clear();
   elements.clear();
   if (script_.objects > 0) left += ' ' + std::to_string(script_.objects) + " client objects";
-  if (!cookies_.empty()) {
-    for (const DWORD cookie : std::exchange(cookies_, {})) CoRevokeClassObject(cookie);
-    if (ModuleClient::Get().CanUnloadNow() != S_OK) left += " objects of the module";
-  }
+  classes_.reset();
+  if (ModuleClient::Get().CanUnloadNow() != S_OK) left += " objects of the module";
+  if (rastel::CanUnloadNow() != S_OK) left += " objects of the program";
   return left;
+}
+
+void Session::Drop(const std::string& name) {
+  // Not under its name any more when its last reference goes.
+  const auto dropped = objects.extract(name);
+  if (!dropped.empty() && dropped.mapped().isLent) {
+    static_cast<void>(dropped.mapped().pointer.Detach());
+  }
+  elements.erase(name);
 }
 
 Named& Session::Object(const std::string& name) {
@@ -119,8 +156,8 @@ std::string Session::Run(std::string_view row) {
   std::string results;
   while (row.find_first_not_of(' ') != row.npos) {
     row.remove_prefix(row.find_first_not_of(' '));
-    static constexpr std::string_view kDrivers[] = {"fail-each",   "short-each", "cut-each",
-                                                    "refuse-each", "times",      "on"};
+    static constexpr std::string_view kDrivers[] = {
+        "fail-each", "short-each", "cut-each", "refuse-each", "times", "on", "elsewhere"};
     const std::string_view first = row.substr(0, row.find_first_of(" :"));
     const bool takesAll =
         std::find(std::begin(kDrivers), std::end(kDrivers), first) != std::end(kDrivers);
@@ -135,7 +172,7 @@ std::string Session::Run(std::string_view row) {
 std::string Session::RunOne(std::string_view operation) {
   facts::State state;
   state.named = [&](const std::string& name) -> IUnknown* {
-    if (name == "new") return static_cast<IDispatch*>(new TestObject(script_));
+    if (name == "new") return TestObject::New(script_).Detach();
     IUnknown* const object = Object(name).pointer.Get();
     object->AddRef();
     return object;
@@ -196,24 +233,18 @@ std::string Session::Aside() {
     ++times;
   }
   flush();
-  if (!script_.calls.empty()) aside += " calls " + script_.calls;
+  const std::string calls = Letters(script_.calls);
+  if (!calls.empty()) aside += " calls " + calls;
   if (!hookLog_.empty()) aside += " {" + hookLog_ + '}';
   return aside;
 }
 
 std::string Session::Assign(const std::string& name, Words& words) {
   const std::string what = words.Next();
-  if (what == "stream") {
-    streams.erase(name);
-    const std::vector<BYTE> bytes = BytesOf(words.Rest());
-    IStream* const memory = streams[name].memory.Get();
-    memory->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
-    SeekTo(memory, 0);
+  if (what == "stream" || what == "file") {
+    const bool isFile = what == "file";
+    Renew(name, isFile ? SampleHex(RASTEL_TEST_DATA "/" + words.Next()) : words.Rest());
     return "";
-  }
-  if (what == "file") {
-    const std::string hex = SampleHex(std::string(RASTEL_TEST_DATA "/") + words.Next());
-    return Assign(name, *std::make_unique<Words>("stream " + hex, words.row));
   }
   if (what == "memory") {  // elements of a client, numbered from 1 on
     const VARTYPE type = facts::TypeOf(words.Next());
@@ -232,22 +263,31 @@ std::string Session::Assign(const std::string& name, Words& words) {
   Named made;
   HRESULT result = S_OK;
   if (what == "object") {
-    made.pointer.Attach(static_cast<IDispatch*>(new TestObject(script_)));
-  } else if (what == "new") {
+    made.pointer.Attach(TestObject::New(script_).Detach());
+  } else if (what == "outer") {
+    made.pointer = &outers_.emplace_back();
+  } else if (what == "new" || what == "inside") {
     const std::string className = words.Next();
     const HostType* const type = FindType(className);
     if (!type) return "no such class";
     const HostType* const typed = FindType("I" + className);
+    Outer* outer = nullptr;
+    if (words.Take("in")) outer = static_cast<Outer*>(Object(words.Next()).pointer.Get());
     made.type = words.Take("as") ? FindType(words.Next())
+                : outer          ? nullptr
                 : typed          ? typed
                                  : FindType(type->interfaces[0]);
+    const IID& iid = made.type ? *made.type->id : IID_IUnknown;
+    const bool isRefusing = granted_ != AllocationFaults::kNone;
     result = Guarded([&] {
-      return ModuleClient::Get().CreateInside(nullptr, *type->id, *made.type->id,
-                                              made.pointer.PutVoid());
+      void** const out = made.pointer.PutVoid();
+      return what == "inside" ? MakeInside(*type->id, iid, out)
+                              : ModuleClient::Get().CreateInside(outer, *type->id, iid, out);
     });
+    if (outer) outer->inner = made.pointer.Get();
     if (result == S_OK) {
       objects[name] = std::move(made);
-      return wasRefused_ || granted_ != AllocationFaults::kNone ? "0" : "";
+      return isRefusing ? "0" : "";
     }
   } else {  // another interface of an object
     words.Take("as");
@@ -256,140 +296,121 @@ std::string Session::Assign(const std::string& name, Words& words) {
     result = Object(what).pointer->QueryInterface(*made.type->id, made.pointer.PutVoid());
   }
   if (SUCCEEDED(result)) objects[name] = std::move(made);
-  return result == S_OK && what == "object" ? "" : Result(result);
+  return result == S_OK && (what == "object" || what == "outer") ? "" : Result(result);
 }
 
-std::string Session::Repeat(const std::function<bool(int)>& prepare, std::string_view operations,
-                            const std::function<bool()>& isOver) {
-  std::string shown, last;
-  int first = 1, number = 1;
-  const auto flush = [&](int end) {
-    if (end < first) return;
-    shown += (shown.empty() ? "" : " | ") + std::to_string(first) +
-             (end > first ? "-" + std::to_string(end) : "") + ": " + last;
-  };
-  for (; prepare(number); ++number) {
-    const std::string result = Run(operations);
-    if (result != last || number == 1) {
-      if (number > 1) flush(number - 1);
-      first = number;
-      last = result;
-    }
-    if (isOver()) {
-      ++number;
-      break;
-    }
+std::string Session::Repeat(const std::function<bool(int, std::string*)>& run) {
+  std::vector<std::pair<int, std::string>> said;  // by the first of the numbers
+  int number = 0;
+  for (bool goesOn = true; goesOn;) {
+    std::string now;
+    goesOn = run(++number, &now);
+    if (said.empty() || said.back().second != now) said.emplace_back(number, now);
   }
-  flush(number - 1);
+  std::string shown;
+  for (std::size_t i = 0; i < said.size(); ++i) {
+    const auto& [first, text] = said[i];
+    const int last = i + 1 < said.size() ? said[i + 1].first - 1 : number;
+    shown += (i == 0 ? "" : " | ") + std::to_string(first) +
+             (last > first ? '-' + std::to_string(last) : "") + ": " + text;
+  }
   return shown;
 }
 
+NamedStream& Session::Renew(const std::string& name, std::string_view hex) {
+  streams.erase(name);
+  return streams.try_emplace(name, hex).first->second;
+}
+
 // fail-each CALL STREAM CODE: operations; short-each CALL STREAM BYTES: operations
-std::string Session::FailEach(Words& words, bool isShort) {
+template <class Fault>
+std::string Session::FaultEach(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault)) {
   const StreamCall call = ParseCall(words.Next());
   const std::string name = words.Next();
-  const std::string wordOfFault = words.Next();
-  const std::string fault = wordOfFault.substr(0, wordOfFault.find(':'));
+  const auto fault = static_cast<Fault>(ParseCode(WithoutColon(words.Next())));
   const std::string operations = words.Rest();
   const std::string content = ContentOf(streams[name].memory.Get());
-  int last = 0;
-  return Repeat(
-      [&](int number) {
-        last = number;
-        streams.erase(name);
-        NamedStream& stream = streams[name];
-        stream.memory->Write(BytesOf(content).data(), static_cast<ULONG>(BytesOf(content).size()),
-                             nullptr);
-        SeekTo(stream.memory.Get(), 0);
-        const auto at = static_cast<ULONG>(number);
-        if (isShort) {
-          stream.faults.ShortenAt(call, at,
-                                  static_cast<ULONG>(std::strtoul(fault.c_str(), nullptr, 0)));
-        } else {
-          stream.faults.FailAt(call, at, ParseCode(fault));
-        }
-        return true;
-      },
-      operations, [&] { return streams[name].faults.Calls(call) < static_cast<ULONG>(last); });
+  return Repeat([&](int number, std::string* said) {
+    const auto at = static_cast<ULONG>(number);
+    (Renew(name, content).faults.*set)(call, at, fault);
+    *said = Run(operations);
+    return streams[name].faults.Calls(call) >= at;
+  });
 }
 
 // cut-each STREAM: operations, on its first 0, 1, 2, ... bytes, which are the runs 1, 2, 3, ...
 std::string Session::CutEach(Words& words) {
-  const std::string word = words.Next();
-  const std::string name = word.substr(0, word.find(':'));
+  const std::string name = WithoutColon(words.Next());
   const std::string operations = words.Rest();
-  const std::vector<BYTE> content = BytesOf(ContentOf(streams[name].memory.Get()));
-  std::size_t cut = 0;
-  return Repeat(
-      [&](int number) {
-        cut = static_cast<std::size_t>(number) - 1;
-        streams.erase(name);
-        IStream* const memory = streams[name].memory.Get();
-        memory->Write(content.data(), static_cast<ULONG>(cut), nullptr);
-        SeekTo(memory, 0);
-        return true;
-      },
-      operations, [&] { return cut == content.size(); });
+  const std::string content = ContentOf(streams[name].memory.Get());
+  return Repeat([&](int number, std::string* said) {
+    const std::size_t end = static_cast<std::size_t>(number - 1) * 3;  // of "A1 A2 A3"
+    Renew(name, content.substr(0, end));
+    *said = Run(operations);
+    return end < content.size();
+  });
 }
 
-// refuse-each: operations, of which the last call's allocations fail one after the other
+// refuse-each: operations, of which the last call's allocations fail one after the other; behind
+// "then" others that run each time
 std::string Session::RefuseEach(Words& words) {
-  const std::string operations = words.Rest();
-  const std::size_t end = operations.rfind(';');
-  const std::string before = end == operations.npos ? "" : operations.substr(0, end);
-  const std::string last = end == operations.npos ? operations : operations.substr(end + 1);
-  long long granted = 0;
-  const std::string shown = Repeat(
-      [&](int number) {
-        Run(before);
-        granted_ = granted = number - 1;
-        return true;
-      },
-      last,
-      [&] {
-        granted_ = AllocationFaults::kNone;
-        return !wasRefused_;
-      });
-  return shown;
+  const std::string all = words.Rest();
+  const std::size_t then = (std::min)(all.find(kThen), all.size());
+  const std::size_t end = all.rfind(';', then) + 1;
+  return Repeat([&](int number, std::string* said) {
+    Run(all.substr(0, end));
+    granted_ = number - 1;
+    *said = Run(all.substr(end, then - end));
+    granted_ = AllocationFaults::kNone;
+    const bool wasRefused = std::exchange(wasRefused_, false);
+    if (then < all.size()) *said += "; " + Run(all.substr(then + kThen.size()));
+    return wasRefused;
+  });
 }
 
 // times N: operations
 std::string Session::Times(Words& words) {
-  const std::string word = words.Next();
-  const int times = std::atoi(word.c_str());
+  const int times = std::atoi(words.Next().c_str());
   const std::string operations = words.Rest();
-  int run = 0;
-  return Repeat([&](int number) { return (run = number) <= times; }, operations,
-                [&] { return false; });
+  if (times == 0) return "";
+  return Repeat([&](int number, std::string* said) {
+    *said = Run(operations);
+    return number < times;
+  });
 }
 
-IStream* Session::StreamOf(Words& words, NamedStream& unnamed) {
+// elsewhere: operations, on another thread; they are not waited for if they wait themselves
+std::string Session::Elsewhere(Words& words) {
+  auto& said = elsewhere_.emplace_back(std::async(
+      std::launch::async, [this, operations = words.Rest()] { return Run(operations); }));
+  const bool isDone = said.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+  return isDone ? said.get() : "waits";
+}
+
+IStream* Session::StreamOf(Words& words, std::optional<NamedStream>& unnamed) {
   if (words.Take("null")) return nullptr;
   const std::string rest = words.Rest();
   const std::string first = rest.substr((std::min)(rest.find_first_not_of(' '), rest.size()));
   const bool isHex = first.find_first_not_of("0123456789ABCDEF ") == first.npos;
   if (!first.empty() && !isHex) return &streams[first.substr(0, first.find(' '))].faults;
-  const std::vector<BYTE> bytes = BytesOf(first);
-  unnamed.memory->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
-  SeekTo(unnamed.memory.Get(), 0);
-  return &unnamed.faults;
+  return &unnamed.emplace(first).faults;
 }
 
 // save OBJECT [clear] [STREAM]: without a stream what was written is shown.
 std::string Session::Save(Words& words) {
-  const auto persist = As<IPersistStream>(words.Next());
+  IPersistStream* const persist = As<IPersistStream>(words.Next()).Get();
   const BOOL clearDirty = words.Take("clear");
-  NamedStream unnamed;
+  std::optional<NamedStream> unnamed;
   const bool isShown = !words.HasMore();
   IStream* const stream = StreamOf(words, unnamed);
   const HRESULT result = Guarded([&] { return persist->Save(stream, clearDirty); });
-  return Result(result) + (isShown ? ", " + ContentOf(unnamed.memory.Get()) : "");
+  return Result(result) + (isShown ? ", " + ContentOf(unnamed->memory.Get()) : "");
 }
 
 // load OBJECT STREAM or load OBJECT BYTES: the result, and how many bytes were read of how many.
 std::string Session::Load(Words& words) {
-  const auto persist = As<IPersistStream>(words.Next());
-  NamedStream unnamed;
+  IPersistStream* const persist = As<IPersistStream>(words.Next()).Get();
+  std::optional<NamedStream> unnamed;
   IStream* const stream = StreamOf(words, unnamed);
   const HRESULT result = Guarded([&] { return persist->Load(stream); });
   if (!stream) return Result(result);
@@ -401,72 +422,57 @@ std::string Session::Load(Words& words) {
          std::to_string(stat.cbSize.QuadPart) + " read";
 }
 
-// on CALL: operations, in each such call of a client's object; on STREAM N: operations, in the
-// n-th call of any kind. Without operations: no more.
-std::string Session::Hook(Words& words) {
+// on CALL: operations, in each such call of a client's object, or on CALL N: operations, in the
+// n-th from now on; on STREAM N: operations, in the n-th call of any kind. Without operations: no
+// more.
+std::string Session::SetHook(Words& words) {
   std::string where = words.Next();
-  std::string number = where.ends_with(':') ? "" : words.Next();
-  if (where.ends_with(':')) where.pop_back();
+  if (streams.contains(where)) {
+    FaultStream& stream = streams[where].faults;
+    std::erase_if(hooks_, [&](const auto& hook) { return hook.first.starts_with(where + ' '); });
+    stream.onCall = [this, where, &stream] {
+      RunHooks(where, stream.Calls(StreamCall::kEvery) + 1);
+    };
+  } else {
+    calls_.erase(WithoutColon(where));
+  }
+  if (!where.ends_with(':')) where += ' ' + words.Next();
   const std::string operations = words.Rest();
   const bool isOff = operations.find_first_not_of(' ') == operations.npos;
-  const auto run = [this, operations] {
+  hooks_.erase(WithoutColon(where));
+  if (!isOff) hooks_[WithoutColon(where)].operations = operations;
+  return "";
+}
+
+void Session::RunHooks(const std::string& call, ULONG number) {
+  for (const std::string& where : {call, call + ' ' + std::to_string(number)}) {
+    const auto hook = hooks_.find(where);
+    if (hook == hooks_.end() || std::exchange(hook->second.isRunning, true)) continue;
     const std::string log = std::exchange(hookLog_, "");
     const std::string calls = script_.calls;
     ComPtr<IErrorInfo> error;
     GetErrorInfo(0, error.Put());
-    const std::string result = Run(operations);
+    const std::string result = Run(hook->second.operations);
     SetErrorInfo(0, error.Get());
     hookLog_ = log + (log.empty() || result.empty() ? "" : ", ") + result;
     script_.calls = calls;
-  };
-  static const std::map<std::string, std::function<void()> Script::*> kHooks = {
-      {"Save", &Script::onSave},
-      {"Load", &Script::onLoad},
-      {"IsDirty", &Script::onIsDirty},
-      {"Release", &Script::onRelease},
-      {"AddRef", &Script::onAddRef}};
-  const auto hook = kHooks.find(where);
-  if (hook != kHooks.end()) {
-    // What a hook does itself does not set it off again.
-    auto isInside = std::make_shared<bool>(false);
-    script_.*hook->second = isOff ? std::function<void()>() : [=] {
-      if (std::exchange(*isInside, true)) return;
-      run();
-      *isInside = false;
-    };
-    return "";
+    hook->second.isRunning = false;
   }
-  NamedStream& stream = streams.at(where);
-  const auto at = static_cast<ULONG>(std::strtoul(number.c_str(), nullptr, 0));
-  stream.faults.onCall = isOff ? std::function<void()>() : [&stream, at, run] {
-    if (stream.faults.Calls(StreamCall::kEvery) + 1 == at) run();
-  };
-  return "";
 }
 
 // script CALL CODE, or script data BYTES: what the client's objects answer and write from now on
 std::string Session::SetScript(Words& words) {
-  static const std::map<std::string, HRESULT Script::*> kResults = {
-      {"query", &Script::query},
-      {"queryInit", &Script::queryInit},
-      {"getClassId", &Script::getClassId},
-      {"load", &Script::load},
-      {"countingSave", &Script::countingSave},
-      {"save", &Script::save},
-      {"getSizeMax", &Script::getSizeMax},
-      {"isDirty", &Script::isDirty}};
   const std::string what = words.Next();
   if (what == "data") {
-    static std::string data;
-    data = words.Rest();
-    script_.data = data.find_first_not_of(' ') == data.npos ? nullptr : data.c_str();
-    return "";
+    script_.data = BytesOf(words.Rest());
+  } else {
+    script_.results[what] = ParseCode(words.Next());
   }
-  script_.*kResults.at(what) = ParseCode(words.Next());
   return "";
 }
 
-// The interfaces that an object answers; a + behind those that report errors.
+// The interfaces that an object answers; a + behind those that report errors, a = behind the one
+// that it is held by.
 std::string Session::Answers(const std::string& name) {
   const ComPtr<IUnknown> object = Object(name).pointer;
   const auto support = object.As<ISupportErrorInfo>();
@@ -475,7 +481,8 @@ std::string Session::Answers(const std::string& name) {
     ComPtr<IUnknown> answer;
     if (FAILED(object->QueryInterface(iid, answer.PutVoid()))) return;
     const bool reports = support && support->InterfaceSupportsErrorInfo(iid) == S_OK;
-    shown += (shown.empty() ? "" : " ") + std::string(itsName) + (reports ? "+" : "");
+    shown += (shown.empty() ? "" : " ") + std::string(itsName) + (reports ? "+" : "") +
+             (answer.Get() == object.Get() ? "=" : "");
   };
   for (const auto& [itsName, iid] : kPlatformInterfaces) ask(itsName, *iid);
   const HostTypeLibrary& library = rastel::types::TypeLibrary();
@@ -487,16 +494,27 @@ std::string Session::Answers(const std::string& name) {
   return shown;
 }
 
+// STREAM CALL N, and a code or a number of bytes
+template <class Fault>
+std::string Session::SetFault(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault)) {
+  FaultStream& stream = streams[words.Next()].faults;
+  const StreamCall call = ParseCall(words.Next());
+  const auto at = static_cast<ULONG>(words.Number());
+  (stream.*set)(call, at, static_cast<Fault>(ParseCode(words.Next())));
+  return "";
+}
+
 std::string Session::Perform(const std::string& name, Words& words) {
   const std::size_t dot = name.find('.');
   if (dot != name.npos) return CallSlot(*this, name.substr(0, dot), name.substr(dot + 1), words);
   static const std::map<std::string, std::function<std::string(Session&, Words&)>> kOperations = {
-      {"fail-each", [](Session& s, Words& w) { return s.FailEach(w, false); }},
-      {"short-each", [](Session& s, Words& w) { return s.FailEach(w, true); }},
+      {"fail-each", [](Session& s, Words& w) { return s.FaultEach(w, &FaultStream::FailAt); }},
+      {"short-each", [](Session& s, Words& w) { return s.FaultEach(w, &FaultStream::ShortenAt); }},
       {"cut-each", [](Session& s, Words& w) { return s.CutEach(w); }},
       {"refuse-each", [](Session& s, Words& w) { return s.RefuseEach(w); }},
       {"times", [](Session& s, Words& w) { return s.Times(w); }},
-      {"on", [](Session& s, Words& w) { return s.Hook(w); }},
+      {"on", [](Session& s, Words& w) { return s.SetHook(w); }},
+      {"elsewhere", [](Session& s, Words& w) { return s.Elsewhere(w); }},
       {"script", [](Session& s, Words& w) { return s.SetScript(w); }},
       {"save", [](Session& s, Words& w) { return s.Save(w); }},
       {"load", [](Session& s, Words& w) { return s.Load(w); }},
@@ -543,14 +561,71 @@ std::string Session::Perform(const std::string& name, Words& words) {
        }},
       {"drop",
        [](Session& s, Words& w) {
-         while (w.HasMore()) {
-           const std::string object = w.Next();
-           // Not under its name any more when its last reference goes.
-           const Named gone = std::move(s.objects[object]);
-           s.objects.erase(object);
-           s.elements.erase(object);
-         }
+         while (w.HasMore()) s.Drop(w.Next());
          return std::string();
+       }},
+      {"lend",  // keeps the name of an object without a reference
+       [](Session& s, Words& w) {
+         Named& object = s.Object(w.Next());
+         object.isLent = true;
+         object.pointer->Release();
+         return std::string();
+       }},
+      {"bag",  // a property bag that is there, and not used
+       [](Session& s, Words& w) {
+         const auto bag = s.As<IPersistPropertyBag>(w.Next());
+         CLSID id{};
+         std::string shown;
+         for (const HRESULT result : {bag->InitNew(), bag->Load(nullptr, nullptr),
+                                      bag->Save(nullptr, TRUE, TRUE), bag->GetClassID(&id)}) {
+           shown += Result(result) + ' ';
+         }
+         return shown + facts::Print(id);
+       }},
+      {"marshal-class",  // in a context
+       [](Session& s, Words& w) {
+         const auto marshal = s.As<IMarshal>(w.Next());
+         CLSID id{};
+         const HRESULT result =
+             marshal->GetUnmarshalClass(IID_IUnknown, marshal.Get(),
+                                        static_cast<DWORD>(w.Number()), nullptr, 0, &id);
+         return Result(result) + ", " + facts::Print(id);
+       }},
+      {"marshal-size",
+       [](Session& s, Words& w) {
+         const auto marshal = s.As<IMarshal>(w.Next());
+         DWORD size = 0;
+         const HRESULT result =
+             marshal->GetMarshalSizeMax(IID_IUnknown, marshal.Get(), 2, nullptr, 0, &size);
+         return Result(result) + ", " + std::to_string(size);
+       }},
+      {"is",  // whether two names are of one object
+       [](Session& s, Words& w) {
+         const auto first = s.As<IUnknown>(w.Next());
+         return std::string(first.Get() == s.As<IUnknown>(w.Next()).Get() ? "the same" : "another");
+       }},
+      {"plain",  // a value as a plain record, into a stream or none
+       [](Session&, Words& w) {
+         const VARIANT& value = *w.Variant();
+         const auto stream = NewStream();
+         const bool isNowhere = w.Take("null");
+         const HRESULT result = rastel::WritePlainVariant(value, isNowhere ? nullptr : stream.Get());
+         return Result(result) + ", " + ContentOf(stream.Get());
+       }},
+      {"read-plain",
+       [](Session& s, Words& w) {
+         rastel::CComVariant value;
+         const auto stream = w.Take("null") ? nullptr : NewStream(w.Rest());
+         const HRESULT result = rastel::ReadPlainVariant(value, stream.Get());
+         return Result(result) + ", " + s.Print(value);
+       }},
+      {"unpublish", [](Session& s, Words&) { return s.classes_.reset(), std::string(); }},
+      {"unload", [](Session&, Words&) { return Result(ModuleClient::Get().CanUnloadNow()); }},
+      {"resident",  // whether much more memory is used than the first time
+       [](Session& s, Words&) {
+         const ULONGLONG now = ResidentBytes();
+         if (s.resident_ == 0) s.resident_ = now;
+         return std::string(now < s.resident_ + (60u << 20) ? "no more" : "more");
        }},
       {"references",
        [](Session& s, Words& w) {
@@ -571,13 +646,17 @@ std::string Session::Perform(const std::string& name, Words& words) {
          return ShowElements(elements, first,
                              w.HasMore() ? static_cast<std::size_t>(w.Number()) : 1);
        }},
-      {"poke",  // the bits of a value, as a client writes them through a pointer
+      {"poke",  // a value, as a client writes it through a pointer
        [](Session& s, Words& w) {
          const Elements& elements = s.elements.at(w.Next());
          const auto index = static_cast<std::size_t>(w.Number());
-         VARIANT value = *w.Variant();
-         std::memcpy(static_cast<BYTE*>(elements.first) + index * WidthOf(elements.type),
-                     facts::ElementIn(value, elements.type), WidthOf(elements.type));
+         BYTE* const place = static_cast<BYTE*>(elements.first) + index * WidthOf(elements.type);
+         VARIANT& value = *w.Variant();
+         if (elements.type == VT_VARIANT) {
+           std::swap(value, *reinterpret_cast<VARIANT*>(place));
+         } else {
+           std::memcpy(place, facts::ElementIn(value, elements.type), WidthOf(elements.type));
+         }
          return std::string();
        }},
       {"content", [](Session& s, Words& w) { return ContentOf(s.streams[w.Next()].memory.Get()); }},
@@ -587,30 +666,9 @@ std::string Session::Perform(const std::string& name, Words& words) {
          SeekTo(stream, w.Number());
          return std::string();
        }},
-      {"fail",  // fail STREAM CALL N CODE
-       [](Session& s, Words& w) {
-         FaultStream& stream = s.streams[w.Next()].faults;
-         const StreamCall call = ParseCall(w.Next());
-         const auto at = static_cast<ULONG>(w.Number());
-         stream.FailAt(call, at, ParseCode(w.Next()));
-         return std::string();
-       }},
-      {"fail-from",
-       [](Session& s, Words& w) {
-         FaultStream& stream = s.streams[w.Next()].faults;
-         const StreamCall call = ParseCall(w.Next());
-         const auto at = static_cast<ULONG>(w.Number());
-         stream.FailFrom(call, at, ParseCode(w.Next()));
-         return std::string();
-       }},
-      {"shorten",  // shorten STREAM CALL N BYTES
-       [](Session& s, Words& w) {
-         FaultStream& stream = s.streams[w.Next()].faults;
-         const StreamCall call = ParseCall(w.Next());
-         const auto at = static_cast<ULONG>(w.Number());
-         stream.ShortenAt(call, at, static_cast<ULONG>(w.Number()));
-         return std::string();
-       }},
+      {"fail", [](Session& s, Words& w) { return s.SetFault(w, &FaultStream::FailAt); }},
+      {"fail-from", [](Session& s, Words& w) { return s.SetFault(w, &FaultStream::FailFrom); }},
+      {"shorten", [](Session& s, Words& w) { return s.SetFault(w, &FaultStream::ShortenAt); }},
       {"calls",  // and forgets them and the faults
        [](Session& s, Words& w) {
          FaultStream& stream = s.streams[w.Next()].faults;

@@ -2,19 +2,24 @@
 // own objects, each by the name that a row has given it. The rows are described in docs/tests.md.
 #pragma once
 
+#include <deque>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "tests/persist/test_object.h"
 #include "tests/rows/rows.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/debug_capture.h"
 #include "tests/support/fault_stream.h"
+#include "tests/support/module_client.h"
+#include "tests/support/streams.h"
+#include "tests/support/test_object.h"
 #include "types/type_library.h"
 
 namespace tests::objects {
@@ -23,10 +28,24 @@ namespace tests::objects {
 struct Named {
   platform::ComPtr<IUnknown> pointer;
   const HostType* type = nullptr;  // Null for an object of the client.
+  bool isLent = false;             // without a reference of its own
+};
+
+// A client's object around one of the module; a client of it reaches both.
+struct Outer final : Double<IPersist> {
+  Outer() : Double(1) {}  // the session's own
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    const HRESULT own = Double::QueryInterface(iid, out);
+    return own == S_OK || !inner ? own : inner->QueryInterface(iid, out);
+  }
+  STDMETHODIMP GetClassID(CLSID*) override { return S_OK; }
+
+  IUnknown* inner = nullptr;  // not counted
 };
 
 struct NamedStream {
-  platform::ComPtr<IStream> memory = NewStream();
+  explicit NamedStream(std::string_view hex = "") : memory(NewStream(hex)) {}
+  platform::ComPtr<IStream> memory;
   FaultStream faults{memory.Get()};
 };
 
@@ -63,10 +82,11 @@ class Session {
   // Makes the call, with one of its allocations refused where a row asks for that.
   template <class Call>
   auto Guarded(Call call) {
-    if (granted_ == AllocationFaults::kNone) return call();
-    AllocationFaults faults(granted_);
+    const long long granted = std::exchange(granted_, AllocationFaults::kNone);
+    if (granted == AllocationFaults::kNone) return call();
+    AllocationFaults faults(granted);
     const auto result = call();
-    wasRefused_ = faults.Stop() > granted_;
+    wasRefused_ = faults.Stop() > granted;
     return result;
   }
   std::string Print(const VARIANT& value);
@@ -86,20 +106,27 @@ class Session {
   // What a call said beside its result: the words of a report, debug texts, calls of the client's
   // objects, what hooks did.
   std::string Aside();
-  // Runs the operations again and again and tells what they said each time, equal ones together.
-  std::string Repeat(const std::function<bool(int number)>& prepare, std::string_view operations,
-                     const std::function<bool()>& isOver);
-  std::string FailEach(Words& words, bool isShort);
+  // Runs something as long as it asks for that and tells what was said each time, equal texts
+  // together.
+  std::string Repeat(const std::function<bool(int number, std::string* said)>& run);
+  template <class Fault>
+  std::string FaultEach(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault));
+  template <class Fault>
+  std::string SetFault(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault));
   std::string CutEach(Words& words);
   std::string RefuseEach(Words& words);
   std::string Times(Words& words);
-  IStream* StreamOf(Words& words, NamedStream& unnamed);
+  std::string Elsewhere(Words& words);
+  NamedStream& Renew(const std::string& name, std::string_view hex);
+  IStream* StreamOf(Words& words, std::optional<NamedStream>& unnamed);
   std::string Save(Words& words);
   std::string Load(Words& words);
-  std::string Hook(Words& words);
+  std::string SetHook(Words& words);
+  // In the n-th call of the kind, of client's objects or of the stream with that name.
+  void RunHooks(const std::string& call, ULONG number);
   std::string SetScript(Words& words);
   std::string Answers(const std::string& name);
-  std::string LastError();
+  void Drop(const std::string& name);
   template <class Interface>
   platform::ComPtr<Interface> As(const std::string& name) {
     auto asked = Object(name).pointer.As<Interface>();
@@ -107,9 +134,21 @@ class Session {
     return asked;
   }
 
+  // Its operations run in a call, but for those that they make themselves.
+  struct Hook {
+    std::string operations;
+    bool isRunning = false;
+  };
+
   Script script_;
-  TestFactory factory_{script_};
-  std::vector<DWORD> cookies_;
+  RegisteredTestClass class_{script_};
+  // Objects inside streams are made by the host, which finds their classes here.
+  std::optional<PublishedClasses> classes_{std::in_place};
+  std::map<std::string, Hook> hooks_;  // by call or stream, and the number of the call if it counts
+  std::map<std::string, ULONG> calls_;
+  std::vector<std::future<std::string>> elsewhere_;
+  std::deque<Outer> outers_;
+  ULONGLONG resident_ = 0;
   DebugCapture debug_;
   std::string hookLog_, lastError_;
   long long granted_ = AllocationFaults::kNone;

@@ -11,7 +11,6 @@ namespace tests::objects {
 namespace {
 
 using platform::ComPtr;
-using rastel::CComVariant;
 
 constexpr std::size_t kShownAtMost = 200;
 
@@ -95,13 +94,13 @@ std::string ShowMap(Session& session, const ComPtr<IAttributeMapKLP>& map) {
   std::string shown = "{";
   ComPtr<IAttributeEntryKLP> entry;
   for (int count = 0; enumerator && enumerator->Next(1, entry.Put(), nullptr) == S_OK; ++count) {
-    CComVariant key, value;
+    Value key, value;
     entry->get_Key(&key);
-    CComVariant asked = key;
+    VARIANT asked = *key;
     if (asked.vt == VT_I4) asked.vt = VT_INT;  // what a generic integer map takes
     map->get_Value(asked, &value);
     if (count > 0) shown += ", ";
-    shown += facts::Print(key) + " = " + session.Print(value);
+    shown += facts::Print(*key) + " = " + session.Print(*value);
   }
   VARIANT_BOOL replaces = 0;
   map->get_OverrideMode(&replaces);

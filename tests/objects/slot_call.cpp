@@ -157,8 +157,10 @@ bool IsMember(const HostTypeMember& member, std::string_view name) {
 
 std::string CallSlot(Session& session, const std::string& object, std::string_view name,
                      facts::Words& words) {
-  const Named named = session.Object(object);
-  const HostType& type = *named.type;
+  // Not counted: it may go in the call.
+  const auto& [pointer, itsType, isLent] = session.Object(object);
+  void* const instance = pointer.Get();
+  const HostType& type = *itsType;
   const HostTypeMember* member = type.members;
   const HostTypeMember* const end = member + type.memberCount;
   while (member != end && !IsMember(*member, name)) ++member;
@@ -176,7 +178,6 @@ std::string CallSlot(Session& session, const std::string& object, std::string_vi
       ParseIn(session, words, argument);
     }
   }
-  void* const instance = named.pointer.Get();
   const HRESULT result = session.Guarded([&] { return member->call(instance, pointers); });
   std::string shown = result < 0 ? facts::Code(result) : std::to_string(result);
   for (WORD i = 0; i < member->parameterCount; ++i) {

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <optional>
 #include <random>
 #include <string>
 #include <string_view>
@@ -12,11 +13,10 @@
 #include "interfaces/attribute.h"
 #include "interfaces/vector.h"
 #include "tests/persist/reference_records.h"
-#include "tests/persist/test_object.h"
-#include "tests/support/class_table.h"
 #include "tests/support/com_values.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
+#include "tests/support/test_object.h"
 #include "tests/support/thread_error.h"
 
 namespace tests {
@@ -76,22 +76,16 @@ inline Bytes RecordOf(const VARIANT& value) {
   return isObject ? TaggedObject(value.vt, kTestClass, "\xAB\xCD") : TaggedRecord(value);
 }
 
-// Foreign objects here write the two bytes AB CD; their class is there once Register is called.
-// Nothing that a test made is left at its end.
-class ClientTest : public ObjectTest {
+// Foreign objects here write the two bytes AB CD. Nothing that a test made is left at its end.
+class ClientTest : public testing::Test {
  protected:
   ClientTest() {
-    script_.data = "AB CD";
-    for (const ClassRow& row : kClasses) {
-      ComPtr<IUnknown> factory;
-      ModuleClient::Get().GetClassObject(row.classId, IID_IUnknown, factory.PutVoid());
-      CoRegisterClassObject(row.classId, factory.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                            &cookies_.emplace_back());
-    }
+    script_.data = BytesOf("AB CD");
     SetErrorInfo(0, nullptr);
   }
   ~ClientTest() override {
-    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
+    EXPECT_EQ(script_.objects, 0);
+    classes_.reset();
     EXPECT_EQ(ModuleClient::Get().CanUnloadNow(), S_OK);
   }
   // Of any type that comes back as it was, an object among them. A text may be null, have null
@@ -105,7 +99,9 @@ class ClientTest : public ObjectTest {
       case 0:
         return value;
       case 1:
-        return NewValue();
+        value.vt = VT_UNKNOWN;
+        value.punkVal = TestObject::New(script_).Detach();
+        return value;
       case 2:
         value.decVal.Lo64 = 1 + number % 5000;
         value.decVal.sign = number % 2 == 0 ? DECIMAL_NEG : BYTE{0};
@@ -122,8 +118,11 @@ class ClientTest : public ObjectTest {
     }
   }
 
+  Script script_;
+
  private:
-  std::vector<DWORD> cookies_;
+  const RegisteredTestClass class_{script_};
+  std::optional<PublishedClasses> classes_{std::in_place};
 };
 
 }  // namespace tests

@@ -1,11 +1,9 @@
 // What no vector, map or picture reaches: slots of the counting stream that none of our writers
 // calls, and what only foreign objects could do.
-#include <list>
-
+#include "module/frame/bstr.h"
 #include "module/persist/class_holder.h"
-#include "module/persist/nesting.h"
 #include "module/persist/plain_records.h"
-#include "module/persist/variant_records.h"
+#include "module/persist/streams.h"
 #include "tests/persist/client_objects.h"
 #include "tests/support/fault_stream.h"
 #include "tests/support/results.h"
@@ -75,49 +73,6 @@ TEST(Texts, WriteBstr_KeepsItsText) {
   stream.onCall = [&] { holder.Release(); };
   rastel::WriteBstr(&stream, holder);
   EXPECT_EQ(ContentOf(inner.Get()), "02 00 00 00 61 00 62 00");
-}
-
-class InnerRecords : public ObjectTest {
- protected:
-  InnerRecords() { script_.data = "A1 A2"; }
-};
-
-// Nothing of ours writes objects as plain records.
-TEST_F(InnerRecords, PlainObjects) {
-  const std::string whole = std::string(kTestClassHex) + " A1 A2";
-  const struct {
-    HRESULT Script::*answer;
-    HRESULT code, expected;
-    std::string payload;
-  } rows[] = {{&Script::save, S_OK, S_OK, " " + whole},
-              {&Script::save, kFull, kFull, " " + whole},
-              {&Script::save, S_FALSE, S_FALSE, " " + whole},
-              {&Script::getClassId, kFull, kFull, ""},
-              {&Script::query, kFull, E_NOINTERFACE, ""}};
-  const auto write = [](const VARIANT& value) {
-    const auto stream = NewStream();
-    const HRESULT result = rastel::WritePlainVariant(value, stream.Get());
-    return std::pair(result, ContentOf(stream.Get()));
-  };
-  const CComVariant value = NewValue(VT_DISPATCH);
-  for (const auto& row : rows) {
-    const HRESULT before = std::exchange(script_.*row.answer, row.code);
-    EXPECT_EQ(write(value), std::pair(row.expected, "09 00" + row.payload));
-    script_.*row.answer = before;
-  }
-  // In the same slots.
-  script_.query = kFull;
-  script_.queryInit = S_OK;
-  EXPECT_EQ(write(value), std::pair(S_OK, "09 00 " + whole));
-  EXPECT_EQ(write(Object(nullptr)).second, "0D 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
-  const std::list<rastel::NestedLevel> tooDeep(rastel::kMostNestingLevels);
-  EXPECT_EQ(write(value).first, E_ACCESSDENIED);
-  CComVariant out;
-  EXPECT_EQ(rastel::WritePlainVariant(value, nullptr), E_INVALIDARG);
-  EXPECT_EQ(rastel::ReadPlainVariant(out, nullptr), E_INVALIDARG);
-  const auto unknown = NewStream("0D 00" + std::string(32, '9'));
-  EXPECT_EQ(rastel::ReadPlainVariant(out, unknown.Get()), S_OK);
-  EXPECT_TRUE(out.vt == VT_UNKNOWN && !out.punkVal);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "platform/module_file.h"
+#include "tests/support/class_table.h"
 
 namespace tests {
 
@@ -32,6 +33,19 @@ HRESULT ModuleClient::CreateInside(IUnknown* outer, REFCLSID classId, REFIID iid
   platform::ComPtr<IClassFactory> factory;
   const HRESULT result = GetClassObject(classId, IID_IClassFactory, factory.PutVoid());
   return FAILED(result) ? result : factory->CreateInstance(outer, iid, out);
+}
+
+PublishedClasses::PublishedClasses() {
+  for (const ClassRow& row : kClasses) {
+    platform::ComPtr<IUnknown> factory;
+    ModuleClient::Get().GetClassObject(row.classId, IID_IUnknown, factory.PutVoid());
+    CoRegisterClassObject(row.classId, factory.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                          &cookies_.emplace_back());
+  }
+}
+
+PublishedClasses::~PublishedClasses() {
+  for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
 }
 
 }  // namespace tests

@@ -2,6 +2,8 @@
 // from beside the test program or from where it was built, and stays until the process ends.
 #pragma once
 
+#include <vector>
+
 #include "platform/com_ptr.h"
 #include "platform/module_loader.h"
 #include "platform/platform.h"
@@ -41,6 +43,18 @@ class ModuleClient {
   Factories* getClassObject_;
   Operation *canUnloadNow_, *registerServer_, *unregisterServer_;
   HINSTANCE handle_ = nullptr;
+};
+
+// The host finds the module's classes while this lives.
+class PublishedClasses {
+ public:
+  PublishedClasses();
+  ~PublishedClasses();
+  PublishedClasses(const PublishedClasses&) = delete;
+  PublishedClasses& operator=(const PublishedClasses&) = delete;
+
+ private:
+  std::vector<DWORD> cookies_;
 };
 
 }  // namespace tests

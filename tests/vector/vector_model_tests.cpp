@@ -284,7 +284,6 @@ class VectorModels::Run : public RandomModel {
 };
 
 TEST_F(VectorModels, RandomOperations) {
-  Register();
   RunAll<IByteVectorKLP, std::uint8_t>(CLSID_ByteVectorKLP);
   RunAll<ICharVectorKLP, std::int8_t>(CLSID_CharVectorKLP);
   RunAll<IWordVectorKLP, std::uint16_t>(CLSID_WordVectorKLP);
