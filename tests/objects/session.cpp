@@ -6,8 +6,6 @@
 
 #include "module/frame/catalogue.h"
 #include "module/frame/reports.h"
-#include "module/frame/variants.h"
-#include "module/persist/plain_records.h"
 #include "module/persist/streams.h"
 #include "tests/support/thread_error.h"
 
@@ -26,10 +24,6 @@ ULONGLONG ResidentBytes() {
   ULONGLONG pages = 0;
   std::ifstream("/proc/self/statm") >> pages >> pages;
   return pages * 4096;
-}
-
-std::string Result(HRESULT result) {
-  return result < 0 ? facts::Code(result) : std::to_string(result);
 }
 
 HRESULT ParseCode(const std::string& word) {
@@ -76,9 +70,23 @@ constexpr std::pair<const char*, const IID*> kPlatformInterfaces[] = {
     {"IPersistStreamInit", &IID_IPersistStreamInit},
     {"IPersistPropertyBag", &IID_IPersistPropertyBag},
     {"IMarshal", &IID_IMarshal},
-    {"ISupportErrorInfo", &IID_ISupportErrorInfo}};
+    {"ISupportErrorInfo", &IID_ISupportErrorInfo},
+    {"IClassFactory", &IID_IClassFactory}};
+
+// Of an interface of the module or of the platform, by its name; null if there is none.
+const IID* IdOf(const std::string& name) {
+  if (const HostType* const type = FindType(name)) return type->id;
+  for (const auto& [itsName, iid] : kPlatformInterfaces) {
+    if (name == itsName) return iid;
+  }
+  return nullptr;
+}
 
 }  // namespace
+
+std::string Result(HRESULT result) {
+  return result < 0 ? facts::Code(result) : std::to_string(result);
+}
 
 const HostType* FindType(std::string_view name) {
   const HostTypeLibrary& library = rastel::types::TypeLibrary();
@@ -215,10 +223,10 @@ std::string Session::Aside() {
   const std::string narrow(text.begin(), text.end());
   if (!error) aside += " no error object";
   if (error && narrow != kBefore) {
-    aside += ' ' + facts::Quoted(std::basic_string_view<OLECHAR>(text));
-    const auto source = error->source.value_or(OLESTR(""));
-    lastError_ =
-        facts::Quoted(std::basic_string_view<OLECHAR>(source)) + ' ' + facts::Print(error->guid);
+    const std::string shown = facts::Quoted(std::basic_string_view<OLECHAR>(text));
+    aside += ' ' + (text.size() < 300 ? shown : Summary(narrow));
+    lastError_ = (error->source ? facts::Quoted(OleText(*error->source)) : "null") + ' ' +
+                 facts::Print(error->guid);
   }
   std::string last;
   int times = 0;
@@ -260,43 +268,63 @@ std::string Session::Assign(const std::string& name, Words& words) {
     elements[name] = {type, first, std::move(owned)};
     return "";
   }
-  Named made;
-  HRESULT result = S_OK;
-  if (what == "object") {
-    made.pointer.Attach(TestObject::New(script_).Detach());
-  } else if (what == "outer") {
-    made.pointer = &outers_.emplace_back();
-  } else if (what == "new" || what == "inside") {
-    const std::string className = words.Next();
-    const HostType* const type = FindType(className);
-    if (!type) return "no such class";
-    const HostType* const typed = FindType("I" + className);
-    Outer* outer = nullptr;
-    if (words.Take("in")) outer = static_cast<Outer*>(Object(words.Next()).pointer.Get());
-    made.type = words.Take("as") ? FindType(words.Next())
-                : outer          ? nullptr
-                : typed          ? typed
-                                 : FindType(type->interfaces[0]);
-    const IID& iid = made.type ? *made.type->id : IID_IUnknown;
-    const bool isRefusing = granted_ != AllocationFaults::kNone;
-    result = Guarded([&] {
-      void** const out = made.pointer.PutVoid();
-      return what == "inside" ? MakeInside(*type->id, iid, out)
-                              : ModuleClient::Get().CreateInside(outer, *type->id, iid, out);
-    });
-    if (outer) outer->inner = made.pointer.Get();
-    if (result == S_OK) {
-      objects[name] = std::move(made);
-      return isRefusing ? "0" : "";
+  if (what == "object" || what == "outer") {
+    Drop(name);
+    Named& made = objects[name];
+    if (what == "outer") {
+      made.pointer = &outers_.emplace_back();
+    } else {
+      made.pointer.Attach(TestObject::New(script_).Detach());
     }
-  } else {  // another interface of an object
-    words.Take("as");
-    made.type = FindType(words.Next());
-    if (!made.type) return "no such interface";
-    result = Object(what).pointer->QueryInterface(*made.type->id, made.pointer.PutVoid());
+    return "";
   }
-  if (SUCCEEDED(result)) objects[name] = std::move(made);
-  return result == S_OK && (what == "object" || what == "outer") ? "" : Result(result);
+  return Make(what, name, words);
+}
+
+// NAME = new CLASS, inside CLASS, class CLASS, made FACTORY, or OTHER, behind the first two and
+// the fourth: [in OUTER] [as INTERFACE]. The name null hands over no place for the object.
+std::string Session::Make(const std::string& what, const std::string& name, Words& words) {
+  const bool isObject = what == "new" || what == "inside",
+             isRefusing = granted_ != AllocationFaults::kNone;
+  const std::string from = isObject || what == "class" || what == "made" ? words.Next() : what;
+  Outer* outer = nullptr;
+  if (words.Take("in")) outer = static_cast<Outer*>(Object(words.Next()).pointer.Get());
+  std::string asked = words.Take("as") ? words.Next() : outer ? "IUnknown" : "";
+  GUID classId{};
+  std::function<HRESULT(REFIID, void**)> make;
+  if (isObject || what == "class") {
+    const HostType* const type = FindType(from);
+    classId = type ? *type->id : Words(from, words.row).Guid();
+  }
+  if (what == "made") {
+    const auto factory = As<IClassFactory>(from);
+    make = [=](REFIID iid, void** out) { return factory->CreateInstance(outer, iid, out); };
+  } else if (what == "class") {
+    asked = "IClassFactory";
+    make = [=](REFIID iid, void** out) {
+      return ModuleClient::Get().GetClassObject(classId, iid, out);
+    };
+  } else if (isObject) {
+    const HostType* const typed = FindType("I" + from);
+    if (asked.empty()) asked = typed ? typed->name : FindType(from)->interfaces[0];
+    make = [=](REFIID iid, void** out) {
+      return what == "inside" ? MakeInside(classId, iid, out)
+                              : ModuleClient::Get().CreateInside(outer, classId, iid, out);
+    };
+  } else {
+    make = [&](REFIID iid, void** out) { return Object(from).pointer->QueryInterface(iid, out); };
+  }
+  const IID* const iid = IdOf(asked);
+  if (!iid) return "no such interface";
+  void* made = &made;
+  const HRESULT result = Guarded([&] { return make(*iid, name == "null" ? nullptr : &made); });
+  if (FAILED(result)) return Result(result) + (made && name != "null" ? ", left" : "");
+  Drop(name);
+  Named& named = objects[name];
+  named.type = FindType(asked);
+  named.pointer.Attach(static_cast<IUnknown*>(made));
+  if (outer) outer->inner = named.pointer.Get();
+  return isObject && result == S_OK && !isRefusing ? "" : Result(result);
 }
 
 std::string Session::Repeat(const std::function<bool(int, std::string*)>& run) {
@@ -507,7 +535,7 @@ std::string Session::SetFault(Words& words, void (FaultStream::*set)(StreamCall,
 std::string Session::Perform(const std::string& name, Words& words) {
   const std::size_t dot = name.find('.');
   if (dot != name.npos) return CallSlot(*this, name.substr(0, dot), name.substr(dot + 1), words);
-  static const std::map<std::string, std::function<std::string(Session&, Words&)>> kOperations = {
+  static const Operations kOperations = {
       {"fail-each", [](Session& s, Words& w) { return s.FaultEach(w, &FaultStream::FailAt); }},
       {"short-each", [](Session& s, Words& w) { return s.FaultEach(w, &FaultStream::ShortenAt); }},
       {"cut-each", [](Session& s, Words& w) { return s.CutEach(w); }},
@@ -586,9 +614,8 @@ std::string Session::Perform(const std::string& name, Words& words) {
        [](Session& s, Words& w) {
          const auto marshal = s.As<IMarshal>(w.Next());
          CLSID id{};
-         const HRESULT result =
-             marshal->GetUnmarshalClass(IID_IUnknown, marshal.Get(),
-                                        static_cast<DWORD>(w.Number()), nullptr, 0, &id);
+         const HRESULT result = marshal->GetUnmarshalClass(
+             IID_IUnknown, marshal.Get(), static_cast<DWORD>(w.Number()), nullptr, 0, &id);
          return Result(result) + ", " + facts::Print(id);
        }},
       {"marshal-size",
@@ -604,20 +631,10 @@ std::string Session::Perform(const std::string& name, Words& words) {
          const auto first = s.As<IUnknown>(w.Next());
          return std::string(first.Get() == s.As<IUnknown>(w.Next()).Get() ? "the same" : "another");
        }},
-      {"plain",  // a value as a plain record, into a stream or none
-       [](Session&, Words& w) {
-         const VARIANT& value = *w.Variant();
-         const auto stream = NewStream();
-         const bool isNowhere = w.Take("null");
-         const HRESULT result = rastel::WritePlainVariant(value, isNowhere ? nullptr : stream.Get());
-         return Result(result) + ", " + ContentOf(stream.Get());
-       }},
-      {"read-plain",
+      {"lock",
        [](Session& s, Words& w) {
-         rastel::CComVariant value;
-         const auto stream = w.Take("null") ? nullptr : NewStream(w.Rest());
-         const HRESULT result = rastel::ReadPlainVariant(value, stream.Get());
-         return Result(result) + ", " + s.Print(value);
+         const auto factory = s.As<IClassFactory>(w.Next());
+         return Result(factory->LockServer(static_cast<BOOL>(w.Number())));
        }},
       {"unpublish", [](Session& s, Words&) { return s.classes_.reset(), std::string(); }},
       {"unload", [](Session&, Words&) { return Result(ModuleClient::Get().CanUnloadNow()); }},
@@ -682,8 +699,11 @@ std::string Session::Perform(const std::string& name, Words& words) {
          stream.Reset();
          return shown;
        }}};
-  const auto found = kOperations.find(name);
-  return found == kOperations.end() ? "no such operation: " + name : found->second(*this, words);
+  for (const Operations* operations : {&kOperations, &InnerOperations()}) {
+    const auto found = operations->find(name);
+    if (found != operations->end()) return found->second(*this, words);
+  }
+  return "no such operation: " + name;
 }
 
 }  // namespace tests::objects

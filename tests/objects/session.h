@@ -59,6 +59,11 @@ struct Elements {
 // A row of the type library by its name, with or without "KLP"; null if there is none.
 const HostType* FindType(std::string_view name);
 
+// A failure by its name, else a number.
+std::string Result(HRESULT result);
+// How long a long text is, and a hash of it.
+std::string Summary(const std::string& text);
+
 // The width of an element in an array, and elements as numbers or VARIANTs.
 std::size_t WidthOf(VARTYPE type);
 std::string ShowElements(const Elements& elements, std::size_t first, std::size_t count);
@@ -101,6 +106,7 @@ class Session {
   std::string RunOne(std::string_view operation);
   std::string Perform(const std::string& name, Words& words);
   std::string Assign(const std::string& name, Words& words);
+  std::string Make(const std::string& what, const std::string& name, Words& words);
   template <class Look>
   std::string Quietly(Look look);
   // What a call said beside its result: the words of a report, debug texts, calls of the client's
@@ -154,6 +160,10 @@ class Session {
   long long granted_ = AllocationFaults::kNone;
   bool wasRefused_ = false;
 };
+
+using Operations = std::map<std::string, std::function<std::string(Session&, facts::Words&)>>;
+// On the module's code in this program, for what no client brings about.
+const Operations& InnerOperations();
 
 // Calls a slot of the object with a word for each parameter; what it says and what it gives.
 std::string CallSlot(Session& session, const std::string& object, std::string_view member,

@@ -14,6 +14,12 @@ using platform::ComPtr;
 
 constexpr std::size_t kShownAtMost = 200;
 
+std::uint32_t HashOf(const std::string& text) {
+  std::uint32_t hash = 2166136261u;  // FNV-1a
+  for (const char c : text) hash = (hash ^ static_cast<BYTE>(c)) * 16777619u;
+  return hash;
+}
+
 std::string ShowNumbers(const std::vector<double>& numbers) {
   std::string shown;
   for (const double number : numbers) {
@@ -21,9 +27,7 @@ std::string ShowNumbers(const std::vector<double>& numbers) {
     shown += tests::Show(Real(number));
   }
   if (numbers.size() <= kShownAtMost) return shown;
-  std::uint32_t hash = 2166136261u;  // FNV-1a
-  for (const char c : shown) hash = (hash ^ static_cast<BYTE>(c)) * 16777619u;
-  return std::to_string(numbers.size()) + " numbers, hash " + std::to_string(hash);
+  return std::to_string(numbers.size()) + " numbers, hash " + std::to_string(HashOf(shown));
 }
 
 struct Geometry {
@@ -108,6 +112,10 @@ std::string ShowMap(Session& session, const ComPtr<IAttributeMapKLP>& map) {
 }
 
 }  // namespace
+
+std::string Summary(const std::string& text) {
+  return std::to_string(text.size()) + " characters, hash " + std::to_string(HashOf(text));
+}
 
 std::size_t WidthOf(VARTYPE type) {
   constexpr BYTE kWidths[] = {0, 0,  2, 4, 4, 8, 8, 8, 8, 8, 4, 2, sizeof(VARIANT),
