@@ -1,13 +1,18 @@
-// What only the embedded host has: its registry's file, resources by call, memory that runs out.
+// What only the embedded host has: its registry's file and what packages and programs enter around
+// it, resources by call, memory that runs out.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <set>
 
+#include "platform/module_file.h"
 #include "tests/host/host_operations.h"
 #include "tests/host/registry_text.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/child_process.h"
+#include "tests/support/module_client.h"
+#include "tests/support/registered_module.h"
 
 namespace tests::facts {
 namespace {
@@ -28,12 +33,34 @@ HostResourceRows added[3];
 const HINSTANCE kModules[] = {nullptr, HostModuleOf(kResources),
                               reinterpret_cast<HINSTANCE>(&added)};
 
+std::string ModuleFile() {
+  const OleText name = platform::ModuleFileName(ModuleClient::Get().Handle());
+  return {name.begin(), name.end()};
+}
+
+// Where packages enter their modules, from now on and until the row's end.
+HRESULT UsePackages() {
+  const std::filesystem::path folder = PathOf("\"rastelhost/registry.d\"");
+  std::filesystem::create_directories(folder);
+  setenv("XDG_DATA_DIRS", folder.parent_path().parent_path().c_str(), 1);
+  return S_OK;
+}
+
+// The module and its type library.
+HRESULT RegisterWhole() {
+  platform::ComPtr<ITypeLib> library;
+  const HRESULT result = LoadTypeLibEx(TypeLibraryFile().c_str(), REGKIND_REGISTER, library.Put());
+  return FAILED(result) ? result : ModuleClient::Get().RegisterServer();
+}
+
 struct File {
   const char* path;
 };
 void Read(Words& words, File& file) {
-  const bool isNull = words.Take("null");
-  file.path = isNull ? nullptr : words.row.bytes.emplace_back(PathOf(words.Next())).c_str();
+  file.path = nullptr;
+  if (words.Take("null")) return;
+  const bool isModule = words.Take("module");
+  file.path = words.row.bytes.emplace_back(isModule ? ModuleFile() : PathOf(words.Next())).c_str();
 }
 
 // So many of the rows, or 99 for no rows at all.
@@ -187,6 +214,10 @@ const MoreOperations kOperations(Operations{
        return std::string("put");
      }},
     {"File", [](Words& words) { return Quoted(ContentOfFile(PathOf(words.Next()))); }},
+    {"UsePackages", Of(UsePackages)},
+    {"RegisterWhole", Of(RegisterWhole)},
+    {"LinkToModule", Of(+[](File link) { return symlink(ModuleFile().c_str(), link.path); })},
+    {"HostAddModule", Of(+[](File file) { return HostAddModule(file.path); })},
     {"MakePipe", Of(+[](File file) { return mkfifo(file.path, 0600); })},
     {"MakeFolder",
      Of(+[](File file) { return int{std::filesystem::create_directory(file.path)}; })},

@@ -35,7 +35,8 @@ std::vector<const char*> Sections() {
                                        "streams",     "registry",    "errors",      "classes",
                                        "persistence", "marshalling", "scripts",     "calls"};
   // What only the embedded host has.
-  for (const char* own : {"faults", "resources", "registry_files", "unicode", "hostile"}) {
+  for (const char* own :
+       {"faults", "resources", "registry_files", "packages", "unicode", "hostile"}) {
     if (kEmbeddedHost) sections.push_back(own);
   }
   return sections;

@@ -129,6 +129,9 @@ void EndRow() {
   EndObjects();
   for (const OleText& key : enteredKeys) RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
   enteredKeys.clear();
+#ifndef _WIN32
+  unsetenv("XDG_DATA_DIRS");
+#endif
   if (folder) UseRegistryFile("");
   folder.reset();
 }
