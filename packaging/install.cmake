@@ -60,6 +60,10 @@ add_library(RastelKLP::Client ALIAS rastel_platform)
 target_include_directories(rastel_platform SYSTEM INTERFACE $<INSTALL_INTERFACE:${header_folder}>)
 
 if(WIN32)
+  # For C, C++ of any maker and other languages, as the compiler for interface definitions writes them.
+  install(FILES ${PROJECT_BINARY_DIR}/interfaces/generated/RastelKLP.h
+                ${PROJECT_BINARY_DIR}/interfaces/generated/RastelKLP_i.c
+          DESTINATION ${header_folder} COMPONENT development)
   install(TARGETS RastelKLP RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
   install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/RastelKLP.tlb
           DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)

@@ -25,3 +25,18 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "rastelklp (= ${PROJECT_VERSION})")
 # Host and module find each other in the package itself.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 include(CPack)
+
+# `cmake --build --preset windows --target installer`
+if(WIN32)
+  find_program(RASTEL_MAKENSIS makensis)
+  mark_as_advanced(RASTEL_MAKENSIS)
+  if(RASTEL_MAKENSIS)
+    add_custom_target(installer
+      COMMAND ${CMAKE_COMMAND} -D BUILD=${CMAKE_BINARY_DIR} -D MAKENSIS=${RASTEL_MAKENSIS}
+              -D VERSION=${PROJECT_VERSION}
+              -D OUTPUT=${CMAKE_BINARY_DIR}/RastelKLP-${PROJECT_VERSION}-x64.exe
+              -P ${CMAKE_CURRENT_LIST_DIR}/windows/installer.cmake
+      VERBATIM)
+    add_dependencies(installer RastelKLP rastel)
+  endif()
+endif()
