@@ -10,6 +10,8 @@ set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/RastelKLP)
 # as they do here and meet no other library's.
 install(DIRECTORY interfaces platform DESTINATION ${header_folder} COMPONENT development
         FILES_MATCHING PATTERN "*.h" PATTERN "*.idl")
+install(FILES ${PROJECT_BINARY_DIR}/interfaces/generated/help_macros.h
+        DESTINATION ${header_folder}/interfaces COMPONENT development)
 # Of the host's headers those that clients come to, by host/host.h and by the form of type libraries.
 function(rastel_add_headers header)
   get_property(known GLOBAL PROPERTY RASTEL_PUBLIC_HEADERS)

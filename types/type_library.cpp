@@ -12,12 +12,36 @@ template <class I>
 constexpr bool kIsDual = std::is_base_of_v<IDispatch, I>;
 template <class I, auto MakeRows>
 constexpr auto kRows = MakeRows();
-template <class I, auto MakeRows>
-constexpr auto kMembers = Number(kRows<I, MakeRows>, kIsDual<I> ? 7 : 3);
 
-template <class I, auto MakeRows>
-constexpr HostType Interface() noexcept {
-  constexpr auto& members = kMembers<I, MakeRows>;
+enum class Family { TYPE, AOI, VECTOR, MAP, ENTRY, ENUM };
+constexpr struct {
+  Family family;
+  std::string_view name;
+  const char* text;
+} kHelp[] = {
+#define HELP(family, name, text) {Family::family, #name, text},
+#include "interfaces/help.inc"
+#undef HELP
+};
+
+// What has no row cannot be compiled.
+constexpr const char* HelpOn(Family family, std::string_view name) {
+  for (const auto& row : kHelp) {
+    if (row.family == family && row.name == name) return row.text;
+  }
+  throw "no help";
+}
+
+template <class I, auto MakeRows, Family kFamily>
+constexpr auto kMembers = [] {
+  auto members = Number(kRows<I, MakeRows>, kIsDual<I> ? 7 : 3);
+  for (HostTypeMember& member : members) member.text = HelpOn(kFamily, member.name);
+  return members;
+}();
+
+template <class I, Family kFamily, auto MakeRows>
+constexpr HostType Interface() {
+  constexpr auto& members = kMembers<I, MakeRows, kFamily>;
   static_assert(members.back().slot + 1 == I::kSlotCount);
   return {kIsDual<I> ? kHostDualInterface : kHostInterface,
           kTypeName<I>,
@@ -27,15 +51,20 @@ constexpr HostType Interface() noexcept {
           nullptr,
           0,
           nullptr,
-          0};
+          0,
+          HelpOn(Family::TYPE, kTypeName<I>)};
 }
 template <class I, VARTYPE Pixel>
-constexpr HostType Aoi() noexcept {
-  return Interface<I, &TypedAoiRows<I, Pixel>>();
+constexpr HostType Aoi() {
+  return Interface<I, Family::AOI, &TypedAoiRows<I, Pixel>>();
 }
 template <class I, VARTYPE Element>
-constexpr HostType Vector() noexcept {
-  return Interface<I, &TypedVectorRows<I, Element>>();
+constexpr HostType Vector() {
+  return Interface<I, Family::VECTOR, &TypedVectorRows<I, Element>>();
+}
+template <class I, auto MakeRows>
+constexpr HostType Map() {
+  return Interface<I, Family::MAP, MakeRows>();
 }
 
 template <class Enumeration, std::size_t Count>
@@ -49,19 +78,28 @@ constexpr HostType Enumerate(const HostTypeConstant (&constants)[Count]) noexcep
 template <class... I>
 constexpr const char* kInterfaceNames[] = {kTypeName<I>...};
 template <class... I>
-constexpr HostType Class(const char* name, const CLSID& id) noexcept {
-  return {kHostClass, name, &id, nullptr, 0, nullptr, 0, kInterfaceNames<I...>, sizeof...(I)};
+constexpr HostType Class(const char* name, const CLSID& id) {
+  return {kHostClass,
+          name,
+          &id,
+          nullptr,
+          0,
+          nullptr,
+          0,
+          kInterfaceNames<I...>,
+          sizeof...(I),
+          HelpOn(Family::TYPE, name)};
 }
 template <class I>
-constexpr HostType AoiClass(const char* name, const CLSID& id) noexcept {
+constexpr HostType AoiClass(const char* name, const CLSID& id) {
   return Class<I, IAoiKLP>(name, id);
 }
 template <class I>
-constexpr HostType VectorClass(const char* name, const CLSID& id) noexcept {
+constexpr HostType VectorClass(const char* name, const CLSID& id) {
   return Class<I, IVectorKLP, IMarshalBehaviourKLP>(name, id);
 }
 template <class I>
-constexpr HostType MapClass(const char* name, const CLSID& id) noexcept {
+constexpr HostType MapClass(const char* name, const CLSID& id) {
   return Class<IAttributeMapKLP, I>(name, id);
 }
 
@@ -91,7 +129,7 @@ constexpr HostType kTypes[] = {
     Enumerate<KeyKindKLP>(kKeyKinds),
     // Pixel pointers are declared as a proxy carries them: signed, and the signed bytes as
     // characters.
-    Interface<IAoiKLP, &GenericAoiRows>(),
+    Interface<IAoiKLP, Family::AOI, &GenericAoiRows>(),
     Aoi<IByteAOIKLP, VT_UI1>(),
     Aoi<ICharAOIKLP, VT_I1>(),
     Aoi<IWordAOIKLP, VT_I2>(),
@@ -100,7 +138,7 @@ constexpr HostType kTypes[] = {
     Aoi<ILongAOIKLP, VT_I4>(),
     Aoi<IFloatAOIKLP, VT_R4>(),
     Aoi<IDoubleAOIKLP, VT_R8>(),
-    Interface<IVectorKLP, &GenericVectorRows>(),
+    Interface<IVectorKLP, Family::VECTOR, &GenericVectorRows>(),
     Vector<IByteVectorKLP, VT_UI1>(),
     Vector<ICharVectorKLP, VT_I1>(),
     Vector<IWordVectorKLP, VT_UI2>(),
@@ -110,13 +148,13 @@ constexpr HostType kTypes[] = {
     Vector<IFloatVectorKLP, VT_R4>(),
     Vector<IDoubleVectorKLP, VT_R8>(),
     Vector<IVariantVectorKLP, VT_VARIANT>(),
-    Interface<IMarshalBehaviourKLP, &MarshalBehaviourRows>(),
-    Interface<IAttributeMapKLP, &RemovingMapRows<IAttributeMapKLP, VT_VARIANT>>(),
-    Interface<IAttributeBstrMapKLP, &RemovingMapRows<IAttributeBstrMapKLP, VT_BSTR>>(),
-    Interface<IAttributeLongMapKLP, &NumericMapRows<IAttributeLongMapKLP, VT_I4>>(),
-    Interface<IAttributeDoubleMapKLP, &NumericMapRows<IAttributeDoubleMapKLP, VT_R8>>(),
-    Interface<IAttributeEntryKLP, &EntryRows>(),
-    Interface<IEnumAttributeEntryKLP, &EnumeratorRows>(),
+    Interface<IMarshalBehaviourKLP, Family::VECTOR, &MarshalBehaviourRows>(),
+    Map<IAttributeMapKLP, &RemovingMapRows<IAttributeMapKLP, VT_VARIANT>>(),
+    Map<IAttributeBstrMapKLP, &RemovingMapRows<IAttributeBstrMapKLP, VT_BSTR>>(),
+    Map<IAttributeLongMapKLP, &NumericMapRows<IAttributeLongMapKLP, VT_I4>>(),
+    Map<IAttributeDoubleMapKLP, &NumericMapRows<IAttributeDoubleMapKLP, VT_R8>>(),
+    Interface<IAttributeEntryKLP, Family::ENTRY, &EntryRows>(),
+    Interface<IEnumAttributeEntryKLP, Family::ENUM, &EnumeratorRows>(),
     AoiClass<IByteAOIKLP>("ByteAOIKLP", CLSID_ByteAOIKLP),
     AoiClass<IWordAOIKLP>("WordAOIKLP", CLSID_WordAOIKLP),
     AoiClass<IDWordAOIKLP>("DWordAOIKLP", CLSID_DWordAOIKLP),
@@ -140,7 +178,7 @@ constexpr HostType kTypes[] = {
     Class<IAttributeEntryKLP>("AttributeEntryKLP", CLSID_AttributeEntryKLP),
 };
 
-constexpr HostTypeLibrary kLibrary{sizeof(HostTypeLibrary),
+constexpr HostTypeLibrary kLibrary{kHostTypeForm,
                                    1,
                                    0,
                                    &LIBID_RASTEL_KLP_Lib,

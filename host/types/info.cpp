@@ -210,18 +210,21 @@ class TypeInfo final : public CountedObject<TypeInfo, Serves<ITypeInfo, IID_ITyp
   STDMETHODIMP GetDocumentation(MEMBERID member, BSTR* name, BSTR* text, DWORD* helpContext,
                                 BSTR* helpFile) override {
     const char* found = nullptr;
+    const char* foundText = nullptr;
     const DWORD constant = static_cast<DWORD>(member) - kFirstConstantId;
     if (member == MEMBERID_NIL) {
       found = row_.name;
+      foundText = row_.text;
     } else if (constant < row_.constantCount) {
       found = row_.constants[constant].name;
     } else if (const HostTypeMember* row =
                    FindMember([member](const HostTypeMember& r) { return r.id == member; })) {
       found = row->name;
+      foundText = row->text;
     }
     if (found == nullptr) return TYPE_E_ELEMENTNOTFOUND;
     return TypeCall(
-        [&] { return GiveDocumentation(found, nullptr, name, text, helpContext, helpFile); });
+        [&] { return GiveDocumentation(found, foundText, name, text, helpContext, helpFile); });
   }
 
   STDMETHODIMP GetDllEntry(MEMBERID, INVOKEKIND, BSTR* library, BSTR* name,

@@ -46,7 +46,7 @@ HRESULT TypeLibrary::Load(const char* path, Reference<TypeLibrary>& out) {
   if (module == nullptr) return TYPE_E_CANTLOADLIBRARY;
   const auto getTables = ExportOf<HostGetTypeLibrary>(module, kHostTypeLibraryExport);
   const HostTypeLibrary* tables = getTables != nullptr ? getTables() : nullptr;
-  if (tables == nullptr || tables->structureBytes != sizeof(*tables)) return TYPE_E_CANTLOADLIBRARY;
+  if (tables == nullptr || tables->structureBytes != kHostTypeForm) return TYPE_E_CANTLOADLIBRARY;
   out.Adopt(new TypeLibrary(std::move(module), *tables));
   return S_OK;
 }
@@ -107,8 +107,10 @@ HRESULT TypeLibrary::GetDocumentation(INT index, BSTR* name, BSTR* text, DWORD* 
   if (index < -1 || index >= static_cast<INT>(tables_.typeCount)) return TYPE_E_ELEMENTNOTFOUND;
   return TypeCall([&] {
     const bool isLibrary = index == -1;
-    return GiveDocumentation(isLibrary ? tables_.name : type(static_cast<DWORD>(index)).name,
-                             isLibrary ? tables_.text : nullptr, name, text, helpContext, helpFile);
+    const HostType* const row = isLibrary ? nullptr : &type(static_cast<DWORD>(index));
+    return GiveDocumentation(row != nullptr ? row->name : tables_.name,
+                             row != nullptr ? row->text : tables_.text, name, text, helpContext,
+                             helpFile);
   });
 }
 

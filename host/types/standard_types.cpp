@@ -56,8 +56,8 @@ constexpr HostType kTypes[] = {{kHostInterface, "IUnknown", &IID_IUnknown, kUnkn
                                 std::size(kDispatchMembers), nullptr, 0, nullptr, 0}};
 
 constexpr GUID kLibraryId{0x00020430, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr HostTypeLibrary kLibrary{
-    sizeof(HostTypeLibrary), 2, 0, &kLibraryId, "stdole", nullptr, kTypes, std::size(kTypes)};
+constexpr HostTypeLibrary kLibrary{kHostTypeForm, 2,       0,      &kLibraryId,
+                                   "stdole",      nullptr, kTypes, std::size(kTypes)};
 
 }  // namespace
 

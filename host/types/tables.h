@@ -32,6 +32,7 @@ struct HostTypeMember {
   // Calls the slot of an instance, a pointer of this very interface. arguments[i] points to the
   // i-th parameter's value, of the C++ type that the parameter has. Null: cannot be called late.
   HRESULT (*call)(void* instance, void* const* arguments);
+  const char* text = nullptr;  // for people
 };
 
 struct HostTypeConstant {
@@ -64,10 +65,11 @@ struct HostType {
   // Classes: names of interfaces of the same library, the default one first.
   const char* const* interfaces;
   DWORD interfaceCount;
+  const char* text = nullptr;  // for people
 };
 
 struct HostTypeLibrary {
-  DWORD structureBytes;  // sizeof(HostTypeLibrary)
+  DWORD structureBytes;  // kHostTypeForm
   WORD major;
   WORD minor;
   const GUID* id;
@@ -76,6 +78,10 @@ struct HostTypeLibrary {
   const HostType* types;
   DWORD typeCount;
 };
+
+// Tells libraries apart that were compiled with another form of these structures.
+inline constexpr DWORD kHostTypeForm =
+    sizeof(HostTypeLibrary) + sizeof(HostType) + sizeof(HostTypeMember);
 
 // What a library of types exports as kHostTypeLibraryExport. The structures stand as long as the
 // library is loaded. All names and texts are ASCII.

@@ -40,8 +40,7 @@ constexpr HostType kTypes[] = {
      0, nullptr, 0},
     {kHostClass, "TypeProbe", &CLSID_TypeProbe, nullptr, 0, nullptr, 0, kInterfaces, 1}};
 constexpr HostTypeLibrary kLibrary{
-    sizeof(HostTypeLibrary), 1,      2, &LIBID_TypeProbeLib, "TypeProbeLib",
-    "Type Probe Library",    kTypes, 2};
+    kHostTypeForm, 1, 2, &LIBID_TypeProbeLib, "TypeProbeLib", "Type Probe Library", kTypes, 2};
 
 }  // namespace
 

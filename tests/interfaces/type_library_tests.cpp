@@ -29,6 +29,14 @@ std::string NameOf(ITypeInfo& info) {
   return Taken(name);
 }
 
+// What is said for people, as it stands at the end of a line.
+std::string HelpOn(ITypeInfo& info, MEMBERID member) {
+  BSTR text = nullptr;
+  info.GetDocumentation(member, nullptr, &text, nullptr, nullptr);
+  const std::string help = Taken(text);
+  return help.empty() ? help : " -- " + help;
+}
+
 ComPtr<ITypeInfo> Referenced(ITypeInfo& info, HREFTYPE type) {
   ComPtr<ITypeInfo> referenced;
   EXPECT_EQ(info.GetRefTypeInfo(type, referenced.Put()), S_OK);
@@ -62,7 +70,8 @@ std::string Shown(ITypeInfo& info, const FUNCDESC& function, bool isDual) {
   }
   for (SHORT i = function.cParams; i < 7; ++i) SysFreeString(names[i + 1]);
   EXPECT_EQ(function.elemdescFunc.tdesc.vt, VT_HRESULT) << text;
-  return text + (function.wFuncFlags == FUNCFLAG_FRESTRICTED ? ") restricted\n" : ")\n");
+  text += function.wFuncFlags == FUNCFLAG_FRESTRICTED ? ") restricted" : ")";
+  return text + HelpOn(info, function.memid) + '\n';
 }
 
 std::string Shown(ITypeInfo& info, const TYPEATTR& attributes, bool isDual) {
@@ -72,7 +81,7 @@ std::string Shown(ITypeInfo& info, const TYPEATTR& attributes, bool isDual) {
     text += isDual ? ", dual, " : ", ";
     text += std::to_string(attributes.cbSizeVft / sizeof(void*)) + " slots";
   }
-  text += '\n';
+  text += HelpOn(info, MEMBERID_NIL) + '\n';
   for (UINT i = 0; i < attributes.cFuncs; ++i) {
     FUNCDESC* function = nullptr;
     if (FAILED(info.GetFuncDesc(i, &function))) return "no function";
