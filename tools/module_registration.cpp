@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 
 #include "platform/module_file.h"
@@ -34,6 +35,12 @@ fs::path FullPath(const std::string& given) {
                            " with this program: name the module");
 }
 
+// Whether a registered file is there, and not this one. What is gone was moved or deleted.
+bool IsAnotherFile(const fs::path& registered, const fs::path& file) {
+  std::error_code ignored;
+  return fs::exists(registered, ignored) && !fs::equivalent(registered, file, ignored);
+}
+
 void CallModule(const fs::path& module, const char* name) {
   const platform::LoadedModule loaded(module);
   auto* const operation = loaded.Export<HRESULT STDAPICALLTYPE()>(name);
@@ -44,41 +51,48 @@ void CallModule(const fs::path& module, const char* name) {
   Check(operation(), Utf8(module) + ": " + name);
 }
 
-// The type library beside a module; only called for one that exists.
+// A type library.
 class Library {
  public:
-  explicit Library(const fs::path& file) : file_(file), wide_(file.string<OLECHAR>()) {
-    Check(LoadTypeLibEx(wide_.c_str(), REGKIND_NONE, library_.Put()),
-          Utf8(file) + ": LoadTypeLibEx");
+  // That beside a module.
+  static std::optional<Library> Of(const fs::path& module) {
+    Library beside(module.parent_path() / (module.stem() += kLibraryEnding));
+    if (!fs::exists(beside.file_)) return {};
+    Check(beside.Load(), Utf8(beside.file_) + ": LoadTypeLibEx");
+    return beside;
   }
 
-  static fs::path Beside(const fs::path& module) {
-    return module.parent_path() / (module.stem() += kLibraryEnding);
-  }
+  std::string Name() const { return Utf8(file_); }
 
   void Register() {
-    Check(RegisterTypeLib(library_.Get(), wide_.data(), nullptr),
-          Utf8(file_) + ": RegisterTypeLib");
+    Check(RegisterTypeLib(library_.Get(), wide_.data(), nullptr), Name() + ": RegisterTypeLib");
   }
 
-  // False: it was not registered.
-  bool Unregister() const {
+  // False: it is not registered, or if not forced, it is another file that is.
+  bool Unregister(bool isForced) {
     TLIBATTR* attributes = nullptr;
-    Check(library_->GetLibAttr(&attributes), Utf8(file_) + ": GetLibAttr");
+    Check(library_->GetLibAttr(&attributes), Name() + ": GetLibAttr");
     const TLIBATTR copy = *attributes;
     library_->ReleaseTLibAttr(attributes);
     BSTR registered = nullptr;
     const HRESULT found = QueryPathOfRegTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum,
                                                 copy.lcid, &registered);
-    SysFreeString(registered);
     if (FAILED(found)) return false;
+    const fs::path place = registered;
+    SysFreeString(registered);
+    if (!isForced && IsAnotherFile(place, file_)) return false;
+    // The platform reads the library at its place to know what to remove.
+    if (!fs::exists(place)) Register();
     Check(
         UnRegisterTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum, copy.lcid, copy.syskind),
-        Utf8(file_) + ": UnRegisterTypeLib");
+        Name() + ": UnRegisterTypeLib");
     return true;
   }
 
  private:
+  explicit Library(const fs::path& file) : file_(file), wide_(file.string<OLECHAR>()) {}
+  HRESULT Load() { return LoadTypeLibEx(wide_.c_str(), REGKIND_NONE, library_.Put()); }
+
   fs::path file_;
   WideText wide_;
   ComPtr<ITypeLib> library_;
@@ -186,21 +200,27 @@ void WritePackage(const std::string& path, const std::string& package) {
 
 void RegisterModule(const std::string& path) {
   const fs::path module = FullPath(path);
-  const fs::path library = Library::Beside(module);
-  const bool hasLibrary = fs::exists(library);
-  if (hasLibrary) Library(library).Register();
+  std::optional<Library> library = Library::Of(module);
+  if (library) library->Register();
   CallModule(module, "DllRegisterServer");
-  if (hasLibrary) std::printf("%s: type library registered\n", Utf8(library).c_str());
+  if (library) std::printf("%s: type library registered\n", library->Name().c_str());
   std::printf("%s: classes registered\n", Utf8(module).c_str());
 }
 
-void UnregisterModule(const std::string& path) {
+void UnregisterModule(const std::string& path, bool isForced) {
   const fs::path module = FullPath(path);
-  const fs::path library = Library::Beside(module);
+  for (const KnownClass& known : KnownClasses()) {
+    const fs::path registered = ModuleFile(known);
+    if (!isForced && IsAnotherFile(registered, module)) {
+      throw std::runtime_error(Utf8(module) + ": registered is " + Utf8(registered) +
+                               " (--force removes it all the same)");
+    }
+  }
   CallModule(module, "DllUnregisterServer");
   std::printf("%s: classes removed\n", Utf8(module).c_str());
-  if (fs::exists(library) && Library(library).Unregister()) {
-    std::printf("%s: type library removed\n", Utf8(library).c_str());
+  std::optional<Library> library = Library::Of(module);
+  if (library && library->Unregister(isForced)) {
+    std::printf("%s: type library removed\n", library->Name().c_str());
   }
 }
 

@@ -21,8 +21,9 @@ void WritePackage(const std::string& path, const std::string& package);
 // Serves this process the classes of the module beside the program. False: there is no such module.
 bool ServeOwnModule();
 
-// Removes all that again, the module's part first. What is not there is no failure.
-void UnregisterModule(const std::string& path);
+// Removes all that again, the module's part first. What is not there is no failure. Raises
+// std::runtime_error where the classes are those of another module, which is there, unless forced.
+void UnregisterModule(const std::string& path, bool isForced);
 
 // Lists the known classes that are registered, wherever their module lies: ProgID, class, file.
 // False: there is none.

@@ -340,8 +340,10 @@ int Run(std::vector<std::string> words) {
                               "Write a package's registry file instead, which finds the module "
                               "relative to itself");
 #endif
-  const CLI::App* const unregisterCommand =
+  CLI::App* const unregisterCommand =
       AddModuleCommand(app, "unregister", "Removes a module and its type library", module);
+  bool isForced = false;
+  unregisterCommand->add_flag("--force", isForced, "Also where another module is registered");
   const CLI::App* const classes = app.add_subcommand("classes", "The classes that are registered");
   ImportOptions importOptions;
   ExportOptions exportOptions;
@@ -369,7 +371,7 @@ int Run(std::vector<std::string> words) {
       return kWhole;
     }
     if (unregisterCommand->parsed()) {
-      UnregisterModule(module);
+      UnregisterModule(module, isForced);
       return kWhole;
     }
     if (classes->parsed()) return ListClasses() ? kWhole : kBroken;

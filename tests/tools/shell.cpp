@@ -123,6 +123,8 @@ std::string Portable(const ChildResult& result) {
   Replace(said, kLong, "LONG");
   Replace(said, RASTEL_MODULE_NAME, "MODULE");
   Replace(said, RASTEL_TYPES_NAME, "LIBRARY");
+  Replace(said, "\\MODULE", "/MODULE");
+  Replace(said, "\\LIBRARY", "/LIBRARY");
   Replace(said, "\n\n", "\n");
   if (!said.empty() && !said.ends_with('\n')) said += '\n';
   if (result.hasTimedOut) return said + "not ended\n";
@@ -131,6 +133,7 @@ std::string Portable(const ChildResult& result) {
 
 fs::path Place(const std::string& word) {
   if (word == "MODULE") return ModuleFile();
+  if (word == "LIBRARY") return fs::path(ModuleFile()).replace_filename(RASTEL_TYPES_NAME);
   return word.starts_with("tests/data/") ? kSources / word : PathOf(word);
 }
 
@@ -173,6 +176,11 @@ const std::map<std::string, std::string (*)(const Words&)> kBuiltins = {
        fs::remove(PathOf(words.at(1)));
        return std::string();
      }},
+    {"mv",
+     [](const Words& words) {
+       fs::rename(PathOf(words.at(1)), PathOf(words.at(2)));
+       return std::string();
+     }},
     {"mkdir",
      [](const Words& words) {
        fs::create_directories(PathOf(words.at(1)));
@@ -193,7 +201,7 @@ Shell::Shell() {
 }
 
 Shell::~Shell() {
-  RunBuilt({"rastel", "unregister"});
+  RunBuilt({"rastel", "unregister", "--force"});
   fs::current_path(oldFolder_);
   UseRegistryFile("");
 }
@@ -220,6 +228,7 @@ std::string Shell::Run(const std::string& command) {
   Words words;
   for (std::string word; stream >> std::quoted(word);) {
     Replace(word, "LONG", kLong);
+    if (word.ends_with("/MODULE")) Replace(word, "MODULE", RASTEL_MODULE_NAME);
     words.push_back(word);
   }
   std::string target;
