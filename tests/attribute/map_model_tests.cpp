@@ -13,7 +13,7 @@ namespace {
 // Of each kind: the n-th key, as generic slots take it, and back; as it is in a stream.
 struct TextKeys {
   using I = IAttributeBstrMapKLP;
-  using Key = Text;
+  using Key = OleText;
   static constexpr const CLSID& kClass = CLSID_AttributeBstrMapKLP;
   static constexpr VARTYPE kGiven = VT_BSTR;
   static Key At(LONG n) {
@@ -23,8 +23,9 @@ struct TextKeys {
   }
   // Ends at its first null character.
   static CComVariant Generic(const Key& key) {
-    CComVariant text = TextValue(nullptr);
-    const Text longer = key + OLESTR('\0') + OLESTR("a");
+    CComVariant text;
+    text.vt = VT_BSTR;
+    const OleText longer = key + OLESTR('\0') + OLESTR("a");
     text.bstrVal = SysAllocStringLen(longer.data(), static_cast<UINT>(longer.size()));
     return text;
   }
@@ -54,7 +55,7 @@ struct NumberKeys {
 struct LongKeys : NumberKeys<IAttributeLongMapKLP, LONG, &CLSID_AttributeLongMapKLP, VT_I4> {
   static LONG At(LONG n) { return n % 2 == 0 ? n : -n; }
   // Not as it is given.
-  static CComVariant Generic(LONG key) { return Bits(VT_INT, key); }
+  static CComVariant Generic(LONG key) { return CComVariant(Bits(VT_INT, key)); }
 };
 struct FloatKeys : NumberKeys<IAttributeDoubleMapKLP, DOUBLE, &CLSID_AttributeDoubleMapKLP, VT_R8> {
   static DOUBLE At(LONG n) {
@@ -63,7 +64,7 @@ struct FloatKeys : NumberKeys<IAttributeDoubleMapKLP, DOUBLE, &CLSID_AttributeDo
         -std::numeric_limits<DOUBLE>::infinity()};
     return n < 6 ? kSpecial[n] : LongKeys::At(n) / 4.0;
   }
-  static CComVariant Generic(DOUBLE key) { return Real(key); }
+  static CComVariant Generic(DOUBLE key) { return CComVariant(Real(key)); }
 };
 
 class MapModels : public ClientTest {
@@ -211,7 +212,7 @@ class MapModels::Run : public RandomModel {
         S_OK);
     EXPECT_EQ(keys->rgsabound[0].cElements, model_.size());
     for (const auto& attribute : model_) {
-      CComVariant key = Bits(isTyped ? Keys::kGiven : VARTYPE{VT_EMPTY}, 0);
+      CComVariant key(Bits(isTyped ? Keys::kGiven : VARTYPE{VT_EMPTY}, 0));
       EXPECT_EQ(SafeArrayGetElement(keys, &i, isTyped ? static_cast<void*>(&key.llVal) : &key),
                 S_OK);
       EXPECT_EQ(key.vt, Keys::kGiven);

@@ -12,7 +12,7 @@ TEST(MapSlots, StandBehindTheInterface) {
   const auto call = [&]<class... Arguments>(int slot, Arguments... arguments) {
     return CallSlot(map.Get(), first + slot, arguments...);
   };
-  for (const LONG key : {4, 5}) EXPECT_EQ(call(3, key, VARIANT(Number(3))), S_OK);
+  for (const LONG key : {4, 5}) EXPECT_EQ(call(3, key, Bits(VT_I4, 3)), S_OK);
   SAFEARRAY* keys = nullptr;
   EXPECT_EQ(call(0, &keys), S_OK);
   EXPECT_EQ(keys->rgsabound[0].cElements, 2u);
@@ -25,7 +25,7 @@ TEST(MapSlots, StandBehindTheInterface) {
   void* const noEntry = nullptr;
   EXPECT_EQ(call(5, LONG{5}, &found, noEntry), S_OK);
   EXPECT_EQ(found, kOn);
-  EXPECT_EQ(call(4, VARIANT(Bits(VT_INT, 4)), &found, noEntry), S_OK);
+  EXPECT_EQ(call(4, Bits(VT_INT, 4), &found, noEntry), S_OK);
   EXPECT_EQ(found, 0);
 }
 

@@ -2,12 +2,13 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "tests/support/hash.h"
 
 namespace tests {
 
@@ -15,12 +16,10 @@ inline const std::string kFirstLine = "rastelhost registry 1\n";
 
 // The lines of a file with a last line that fits them.
 inline std::string Ended(const std::string& lines) {
-  std::uint64_t sum = 14695981039346656037u;
-  for (const char byte : lines) sum = (sum ^ static_cast<unsigned char>(byte)) * 1099511628211u;
   char end[64];
   std::snprintf(end, sizeof(end), "end %d %016llx\n",
                 static_cast<int>(std::count(lines.begin(), lines.end(), '\n')) - 1,
-                static_cast<unsigned long long>(sum));
+                static_cast<unsigned long long>(HashOf(lines)));
   return lines + end;
 }
 

@@ -7,7 +7,6 @@
 #include <random>
 
 #include "tests/rows/values.h"
-#include "tests/support/results.h"
 
 namespace tests {
 namespace {
@@ -17,7 +16,8 @@ TEST(Variants, Copy_SourceInsideTheTarget_IsCopiedBeforeItIsGivenUp) {
   Value value(Text("image")), outer(Array(VT_VARIANT, SafeArrayCreateVector(VT_VARIANT, 0, 1)));
   VARIANT image = *value, *element = DataOf<VARIANT>(outer->parray);
   *element = Text("element");
-  ExpectEach(S_OK, {VariantCopy(&value, &image), VariantCopy(&outer, element)});
+  EXPECT_EQ(VariantCopy(&value, &image), S_OK);
+  EXPECT_EQ(VariantCopy(&outer, element), S_OK);
   EXPECT_EQ(Narrow(value->bstrVal), "image");
   EXPECT_EQ(Narrow(outer->bstrVal), "element");
 }
@@ -52,7 +52,7 @@ TEST(SafeArrays, ForeignDescriptor_IsReadButNotFreed) {
   EXPECT_EQ(SafeArrayRedim(&array, &bound), E_INVALIDARG);
   EXPECT_EQ(SafeArrayCopy(&array, &copy), S_OK);
   EXPECT_EQ(copy->fFeatures, 0x0800);
-  ExpectEach(S_OK, {SafeArrayDestroy(copy), SafeArrayDestroy(&array)});
+  for (SAFEARRAY* each : {copy, &array}) EXPECT_EQ(SafeArrayDestroy(each), S_OK);
   EXPECT_EQ(object.references, 0);
 }
 

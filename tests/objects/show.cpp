@@ -1,11 +1,11 @@
 // What objects hold, as text.
-#include <cstdint>
 #include <cstring>
 
 #include "interfaces/aoi.h"
 #include "interfaces/attribute.h"
 #include "interfaces/vector.h"
 #include "tests/objects/session.h"
+#include "tests/support/hash.h"
 
 namespace tests::objects {
 namespace {
@@ -13,12 +13,6 @@ namespace {
 using platform::ComPtr;
 
 constexpr std::size_t kShownAtMost = 200;
-
-std::uint32_t HashOf(const std::string& text) {
-  std::uint32_t hash = 2166136261u;  // FNV-1a
-  for (const char c : text) hash = (hash ^ static_cast<BYTE>(c)) * 16777619u;
-  return hash;
-}
 
 std::string ShowNumbers(const std::vector<double>& numbers) {
   std::string shown;

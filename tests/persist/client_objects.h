@@ -12,22 +12,21 @@
 
 #include "interfaces/attribute.h"
 #include "interfaces/vector.h"
+#include "module/frame/variants.h"
 #include "tests/persist/reference_records.h"
-#include "tests/support/com_values.h"
+#include "tests/rows/values.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
 #include "tests/support/test_object.h"
-#include "tests/support/thread_error.h"
 
 namespace tests {
 
 using platform::ComPtr;
 using rastel::CComVariant;
-using Text = std::basic_string<OLECHAR>;
 
 inline constexpr HRESULT kReported = platform::ResultCode(0x80020009u);
-inline constexpr HRESULT kFull = platform::ResultCode(0x80030070u);
 inline constexpr VARIANT_BOOL kOn = -1;
+
 template <class I>
 ComPtr<I> New(REFCLSID classId) {
   auto object = ModuleClient::Get().Create<I>(classId);
@@ -114,7 +113,8 @@ class ClientTest : public testing::Test {
         }
         return value;
       default:
-        return Bits(kFixed[number % 16], static_cast<LONGLONG>(ULONGLONG{random()} * number));
+        return CComVariant(
+            Bits(kFixed[number % 16], static_cast<LONGLONG>(ULONGLONG{random()} * number)));
     }
   }
 

@@ -6,7 +6,6 @@
 #include "module/persist/streams.h"
 #include "tests/persist/client_objects.h"
 #include "tests/support/fault_stream.h"
-#include "tests/support/results.h"
 
 namespace tests {
 namespace {
@@ -24,11 +23,14 @@ TEST(CountingStream, CountsWritesAndRefusesEverythingElse) {
   ULARGE_INTEGER size{};
   STATSTG stat{};
   IStream* clone = stream;
-  ExpectEach(E_NOTIMPL, {stream->Read(&stat, 1, &count), stream->SetSize(size), stream->Commit(0),
-                         stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, &size), stream->Revert(),
-                         stream->CopyTo(stream, size, &size, &size),
-                         stream->LockRegion(size, size, 0), stream->UnlockRegion(size, size, 0),
-                         stream->Clone(&clone), stream->Stat(&stat, STATFLAG_NONAME)});
+  for (const HRESULT refused :
+       {stream->Read(&stat, 1, &count), stream->SetSize(size), stream->Commit(0),
+        stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, &size), stream->Revert(),
+        stream->CopyTo(stream, size, &size, &size), stream->LockRegion(size, size, 0),
+        stream->UnlockRegion(size, size, 0), stream->Clone(&clone),
+        stream->Stat(&stat, STATFLAG_NONAME)}) {
+    EXPECT_EQ(refused, E_NOTIMPL);
+  }
   EXPECT_TRUE(count == 2 && clone == stream);
   void* out = nullptr;
   for (const IID& iid : {IID_IUnknown, IID_ISequentialStream, IID_IStream}) {

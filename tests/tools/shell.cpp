@@ -10,8 +10,10 @@
 #include <stdexcept>
 #include <vector>
 
-#include "interfaces/identifiers.h"
+#include "pictures/picture_file.h"
 #include "tests/support/child_process.h"
+#include "tests/support/class_table.h"
+#include "tests/support/hash.h"
 #include "tests/support/registry_file.h"
 #include "tests/support/streams.h"
 
@@ -20,15 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
-
-constexpr struct {
-  const char* name;
-  const CLSID& classId;
-} kClasses[] = {
-#define CLASS_ROW(script, name, ...) {#name, CLSID_##name},
-#include "module/class_rows.inc"
-#undef CLASS_ROW
-};
 
 std::string ClassBytes(const std::string& word) {
   CLSID classId{};
@@ -81,6 +74,27 @@ std::string NamesIn(const fs::path& folder) {
   }
   std::string lines;
   for (const std::string& name : names) lines += name + "\n";
+  return lines;
+}
+
+// The pictures in a folder, with a hash of their samples; those of 16 bits are any-maps, which are
+// written as they are.
+std::string PicturesIn(const std::string& folder) {
+  std::string lines;
+  std::istringstream names(NamesIn(folder));
+  for (std::string name; names >> name;) {
+    const bool isPng = name.ends_with(".png"), isMap = name.ends_with("m") && !isPng;
+    if (!isPng && !isMap) continue;
+    std::string bytes;
+    if (isPng) {
+      const auto picture = pictures::ReadPicture<std::uint8_t>(folder + '/' + name);
+      bytes.assign(picture.samples.begin(), picture.samples.end());
+      name += ' ' + std::to_string(picture.width) + " x " + std::to_string(picture.height);
+    } else {
+      bytes = FileContent(folder + '/' + name);
+    }
+    lines += name + ' ' + std::to_string(HashOf(bytes)) + '\n';
+  }
   return lines;
 }
 
@@ -165,6 +179,7 @@ const std::map<std::string, std::string (*)(const Words&)> kBuiltins = {
        return all;
      }},
     {"hex", [](const Words& words) { return HexRows(FileContent(PathOf(words.at(1)))); }},
+    {"pictures", [](const Words& words) { return PicturesIn(PathOf(words.at(1))); }},
     {"ls", [](const Words& words) { return NamesIn(PathOf(words.size() > 1 ? words[1] : ".")); }},
     {"cp",
      [](const Words& words) {
