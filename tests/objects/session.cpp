@@ -573,6 +573,14 @@ std::string Session::Perform(const std::string& name, Words& words) {
        }},
       {"init",
        [](Session& s, Words& w) { return Result(s.As<IPersistStreamInit>(w.Next())->InitNew()); }},
+      {"packet",  // for another process
+       [](Session& s, Words& w) {
+         const Named& from = s.Object(w.Next());
+         const auto packet = NewStream();
+         const HRESULT result = CoMarshalInterface(packet.Get(), *from.type->id, from.pointer.Get(),
+                                                   MSHCTX_LOCAL, nullptr, MSHLFLAGS_NORMAL);
+         return Result(result) + ", " + ContentOf(packet.Get());
+       }},
       // Through a marshaler and back, under a second name.
       {"marshal",
        [](Session& s, Words& w) {

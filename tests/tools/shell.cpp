@@ -79,7 +79,7 @@ std::string NamesIn(const fs::path& folder) {
 
 // The pictures in a folder, with a hash of their samples; those of 16 bits are any-maps, which are
 // written as they are.
-std::string PicturesIn(const std::string& folder) {
+std::string PicturesIn(const fs::path& folder) {
   std::string lines;
   std::istringstream names(NamesIn(folder));
   for (std::string name; names >> name;) {
@@ -87,11 +87,11 @@ std::string PicturesIn(const std::string& folder) {
     if (!isPng && !isMap) continue;
     std::string bytes;
     if (isPng) {
-      const auto picture = pictures::ReadPicture<std::uint8_t>(folder + '/' + name);
+      const auto picture = pictures::ReadPicture<std::uint8_t>(folder / name);
       bytes.assign(picture.samples.begin(), picture.samples.end());
       name += ' ' + std::to_string(picture.width) + " x " + std::to_string(picture.height);
     } else {
-      bytes = FileContent(folder + '/' + name);
+      bytes = FileContent(folder / name);
     }
     lines += name + ' ' + std::to_string(HashOf(bytes)) + '\n';
   }
