@@ -1,5 +1,6 @@
 // What only the embedded host has: its registry's file and what packages and programs enter around
 // it, resources by call, memory that runs out.
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -214,6 +215,14 @@ const MoreOperations kOperations(Operations{
        return std::string("put");
      }},
     {"File", [](Words& words) { return Quoted(ContentOfFile(PathOf(words.Next()))); }},
+    {"CopyTypes", Of(+[](File copy) {
+       return std::filesystem::copy_file(TypeLibraryFile(), copy.path) ? S_OK : E_FAIL;
+     })},
+    {"IsLoaded", Of(+[](File module) {
+       void* const loaded = dlopen(module.path, RTLD_NOW | RTLD_NOLOAD);
+       if (loaded) dlclose(loaded);
+       return int{loaded != nullptr};
+     })},
     {"UsePackages", Of(UsePackages)},
     {"RegisterWhole", Of(RegisterWhole)},
     {"LinkToModule", Of(+[](File link) { return symlink(ModuleFile().c_str(), link.path); })},

@@ -178,6 +178,7 @@ const MoreOperations kOperations(Operations{
        return LoadTypeLibEx(path.text, static_cast<REGKIND>(kind), library);
      })},
     {"LoadRegTypeLib", Of(LoadRegTypeLib)},
+    {"GetTypeInfoOfGuid", Of(&ITypeLib::GetTypeInfoOfGuid)},
     {"RegisterTypeLib", Of(+[](ITypeLib* library, Path path, const OLECHAR* helpFolder) {
        return RegisterTypeLib(library, const_cast<OLECHAR*>(path.text),
                               const_cast<OLECHAR*>(helpFolder));

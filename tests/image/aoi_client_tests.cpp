@@ -1,4 +1,4 @@
-// What rows of text cannot say of AOIs: AOIs of another maker, slots that no interface declares.
+// What rows of text cannot say of AOIs: AOIs of another maker, names that depend on the machine.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -6,7 +6,6 @@
 
 #include "interfaces/aoi.h"
 #include "tests/support/module_client.h"
-#include "tests/support/slots.h"
 #include "tests/support/streams.h"
 
 namespace tests {
@@ -86,23 +85,6 @@ TEST(AoiClients, NamesThatNoCallCanCarry_AreRefused) {
   const auto stream = NewStream("0002" + std::string(2 * 42, '0') + "FFFFFFFF FFFFFFFF 6100");
   const auto persist = ModuleClient::Get().Create<IPersistStream>(CLSID_ByteAOIKLP);
   EXPECT_EQ(persist->Load(stream.Get()), E_OUTOFMEMORY);
-}
-
-TEST(AoiClients, PrivateSlots_StandBehindTheTypedInterface) {
-  const auto aoi = ModuleClient::Get().Create<IWordAOIKLP>(CLSID_WordAOIKLP);
-  int slot = 71;
-  for (const char* version : {"256", "257", "258", "259", "512", "513", "514"}) {
-    SCOPED_TRACE(version);
-    const auto stream =
-        NewStream(SampleHex(std::string(RASTEL_TEST_AOIS "/word_") + version + "_rect.aoi"));
-    SeekTo(stream.Get(), 2);
-    EXPECT_EQ(CallSlot(aoi.Get(), slot++, stream.Get()), S_OK);
-    EXPECT_EQ(PositionOf(stream.Get()), (ContentOf(stream.Get()).size() + 1) / 3);
-  }
-  LONG n[4] = {};
-  EXPECT_EQ(aoi->SetRect(1, 1, 2, 1), S_OK);
-  EXPECT_EQ(CallSlot(aoi.Get(), 70, &n[0], &n[1], &n[2], &n[3]), S_OK);
-  EXPECT_THAT(n, ElementsAre(1, 1, 2, 1));
 }
 
 }  // namespace

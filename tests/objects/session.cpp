@@ -639,6 +639,11 @@ std::string Session::Perform(const std::string& name, Words& words) {
          const auto first = s.As<IUnknown>(w.Next());
          return std::string(first.Get() == s.As<IUnknown>(w.Next()).Get() ? "the same" : "another");
        }},
+      {"slot", CallUnnamedSlot},
+      {"position",
+       [](Session& s, Words& w) {
+         return std::to_string(PositionOf(s.streams[w.Next()].memory.Get()));
+       }},
       {"lock",
        [](Session& s, Words& w) {
          const auto factory = s.As<IClassFactory>(w.Next());

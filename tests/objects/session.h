@@ -168,6 +168,8 @@ const Operations& InnerOperations();
 // Calls a slot of the object with a word for each parameter; what it says and what it gives.
 std::string CallSlot(Session& session, const std::string& object, std::string_view member,
                      facts::Words& words);
+// The same by the slot's number, without tables.
+std::string CallUnnamedSlot(Session& session, facts::Words& words);
 // What an image, a vector or a map holds.
 std::string Show(Session& session, const std::string& name);
 // The pixels of a rectangle of the active plane; without one, all that the planes store.

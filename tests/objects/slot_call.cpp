@@ -187,4 +187,53 @@ std::string CallSlot(Session& session, const std::string& object, std::string_vi
   return shown;
 }
 
+// slot OBJECT NUMBER WORDS: a slot that no interface declares, as a client in C calls it, which has
+// nothing but the table. A word is a number, a stream, a VARIANT, null, "number" for a place of
+// one, "keys" for one of an array, or a name for an object that comes out.
+std::string CallUnnamedSlot(Session& session, facts::Words& words) {
+  void* const object = session.Object(words.Next()).pointer.Get();
+  void* const function = (*static_cast<void***>(object))[words.Number()];
+  std::array<void*, 4> passed{}, places{};
+  std::array<std::string, 4> names;
+  VARIANT value{};
+  std::size_t count = 0, valueAt = passed.size();
+  for (; words.HasMore(); ++count) {
+    const std::string word = names[count] = words.Next();
+    const auto stream = session.streams.find(word);
+    if (stream != session.streams.end()) {
+      passed[count] = &stream->second.faults;
+    } else if (word.find(':') != word.npos) {
+      value = *facts::Words(word, words.row).Variant();
+      valueAt = count;
+    } else if (word.find_first_not_of("-0123456789") == word.npos) {
+      passed[count] = reinterpret_cast<void*>(std::strtoll(word.c_str(), nullptr, 10));
+    } else if (word != "null") {
+      passed[count] = &places[count];
+    }
+  }
+  const auto& [a, b, c, d] = passed;
+  const auto call = [&]<class... Arguments>(Arguments... arguments) {
+    using Slot = HRESULT(STDMETHODCALLTYPE*)(void*, Arguments...);
+    return reinterpret_cast<Slot>(function)(object, arguments...);
+  };
+  const HRESULT result = valueAt == 0   ? call(value, b, c)
+                         : valueAt == 1 ? call(a, value)
+                                        : call(a, b, c, d);
+  std::string shown = Result(result);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (passed[i] != &places[i]) continue;
+    if (names[i] == "keys") {
+      SAFEARRAY* const keys = static_cast<SAFEARRAY*>(places[i]);
+      shown += ", " + facts::Print(keys);
+      SafeArrayDestroy(keys);
+    } else if (names[i] == "number") {
+      shown += ", " + std::to_string(static_cast<LONG>(reinterpret_cast<LONGLONG>(places[i])));
+    } else {
+      session.objects[names[i]].pointer.Attach(static_cast<IUnknown*>(places[i]));
+      shown += ", object";
+    }
+  }
+  return shown;
+}
+
 }  // namespace tests::objects
