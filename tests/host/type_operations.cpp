@@ -3,6 +3,7 @@
 #include "platform/dispatch_impl.h"
 #include "tests/host/host_operations.h"
 #include "tests/host/type_probe.h"
+#include "tests/rows/late_call.h"
 #include "tests/support/host_kind.h"
 
 RASTEL_INTERFACE_ID(ITypeLib);
@@ -89,51 +90,30 @@ class TypeProbe
 namespace facts {
 namespace {
 
-std::string TextOf(BSTR text) {
-  Value owned(Typed(VT_BSTR));
-  owned->bstrVal = text;
-  return ", " + Print(*owned).substr(5);
-}
-
 // Through an ITypeInfo on an object, or through an object's own IDispatch: member, flags (1 method,
-// 2 get, 4 put, 8 put by reference) and arguments in their order; with `name id` before it, a named
-// one, and those last. `counts n m` gives the call other numbers of arguments and names.
+// 2 get, 4 put, 8 put by reference) and arguments.
 std::string Invoke(Words& words) {
-  const auto info = words.Object();
+  const auto info = words.Object().As<ITypeInfo>();
   const auto object = words.Object();
   const auto member = static_cast<DISPID>(words.Number());
   const auto flags = static_cast<WORD>(words.Number());
-  std::vector<VARIANT> arguments;
-  std::vector<DISPID> names;
-  DISPPARAMS params{};
-  while (words.HasMore() && !words.Take("counts")) {
-    if (words.Take("name")) names.insert(names.begin(), static_cast<DISPID>(words.Number()));
-    arguments.insert(arguments.begin(), *words.Variant());
-  }
-  params = {arguments.data(), names.data(), static_cast<UINT>(arguments.size()),
-            static_cast<UINT>(names.size())};
-  if (words.HasMore()) {
-    params.cArgs = static_cast<UINT>(words.Number());
-    params.cNamedArgs = static_cast<UINT>(words.Number());
-  }
-  Value value;
-  EXCEPINFO thrown{};
-  UINT bad = 99;
-  const HRESULT result = info ? info.As<ITypeInfo>()->Invoke(object.As<ITypeProbe>().Get(), member,
-                                                             flags, &params, &value, &thrown, &bad)
+  LateCall call(words);
+  auto& [arguments, names, params, value, thrown, bad] = call;
+  const HRESULT result = info ? info->Invoke(object.As<ITypeProbe>().Get(), member, flags, &params,
+                                             &value, &thrown, &bad)
                               : object.As<IDispatch>()->Invoke(member, GUID{}, 0, flags, &params,
                                                                &value, &thrown, &bad);
   std::string shown = Shown(result, words) + ", " + Print(*value);
-  if (SUCCEEDED(result)) {
-    for (std::size_t i = arguments.size(); i-- > 0;) {
-      if (arguments[i].vt & VT_BYREF) shown += ", " + Print(arguments[i]);
-    }
-  }
+  if (SUCCEEDED(result)) shown += call.References();
   if (bad != 99) shown += ", argument " + std::to_string(bad);
   if (thrown.scode == 0) return shown;
-  return shown + ", " + Code(thrown.scode) + TextOf(thrown.bstrSource) +
-         TextOf(thrown.bstrDescription) + TextOf(thrown.bstrHelpFile) + ", " +
-         std::to_string(thrown.dwHelpContext);
+  shown += ", " + Code(thrown.scode);
+  for (BSTR text : {thrown.bstrSource, thrown.bstrDescription, thrown.bstrHelpFile}) {
+    VARIANT view = Typed(VT_BSTR);
+    view.bstrVal = text;
+    shown += ", " + Print(view).substr(5);
+  }
+  return shown + ", " + std::to_string(thrown.dwHelpContext);
 }
 
 OleText ProbeFile() {

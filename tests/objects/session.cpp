@@ -14,7 +14,6 @@ namespace {
 
 using platform::ComPtr;
 
-constexpr char kBefore[] = "from before the call";
 constexpr std::string_view kThen = " then ";
 
 std::string WithoutColon(const std::string& word) { return word.substr(0, word.find(':')); }
@@ -126,6 +125,7 @@ std::string Session::Leftovers() {
   elements.clear();
   if (script_.objects > 0) left += ' ' + std::to_string(script_.objects) + " client objects";
   classes_.reset();
+  registered_.reset();
   if (ModuleClient::Get().CanUnloadNow() != S_OK) left += " objects of the module";
   if (rastel::CanUnloadNow() != S_OK) left += " objects of the program";
   return left;
@@ -164,8 +164,9 @@ std::string Session::Run(std::string_view row) {
   std::string results;
   while (row.find_first_not_of(' ') != row.npos) {
     row.remove_prefix(row.find_first_not_of(' '));
-    static constexpr std::string_view kDrivers[] = {
-        "fail-each", "short-each", "cut-each", "refuse-each", "times", "on", "elsewhere"};
+    static constexpr std::string_view kDrivers[] = {"fail-each",   "short-each", "cut-each",
+                                                    "refuse-each", "refuse-any", "times",
+                                                    "on",          "elsewhere"};
     const std::string_view first = row.substr(0, row.find_first_of(" :"));
     const bool takesAll =
         std::find(std::begin(kDrivers), std::end(kDrivers), first) != std::end(kDrivers);
@@ -188,7 +189,7 @@ std::string Session::RunOne(std::string_view operation) {
   Words words(operation, state);
   std::string name = words.Next();
   if (name.ends_with(':')) name.pop_back();
-  PutErrorText(OLESTR("from before the call"));
+  PutErrorText(kBefore);
   std::string result;
   try {
     result = words.Take("=") ? Assign(name, words) : Perform(name, words);
@@ -198,7 +199,7 @@ std::string Session::RunOne(std::string_view operation) {
   if (words.HasMore()) result += ", not read: " + words.Next();
   result += Aside();
   // An operation that this one is a part of begins again.
-  PutErrorText(OLESTR("from before the call"));
+  PutErrorText(kBefore);
   script_.calls.clear();
   hookLog_.clear();
   debug_.Clear();
@@ -209,7 +210,7 @@ std::string Session::RunOne(std::string_view operation) {
 template <class Look>
 std::string Session::Quietly(Look look) {
   const std::string shown = look();
-  PutErrorText(OLESTR("from before the call"));
+  PutErrorText(kBefore);
   debug_.Clear();
   script_.calls.clear();
   return shown;
@@ -222,7 +223,7 @@ std::string Session::Aside() {
       error && error->description ? *error->description : std::basic_string<OLECHAR>();
   const std::string narrow(text.begin(), text.end());
   if (!error) aside += " no error object";
-  if (error && narrow != kBefore) {
+  if (error && text != kBefore) {
     const std::string shown = facts::Quoted(std::basic_string_view<OLECHAR>(text));
     aside += ' ' + (text.size() < 300 ? shown : Summary(narrow));
     lastError_ = (error->source ? facts::Quoted(OleText(*error->source)) : "null") + ' ' +
@@ -327,7 +328,7 @@ std::string Session::Make(const std::string& what, const std::string& name, Word
   return isObject && result == S_OK && !isRefusing ? "" : Result(result);
 }
 
-std::string Session::Repeat(const std::function<bool(int, std::string*)>& run) {
+std::string Session::Repeat(const std::function<bool(int, std::string*)>& run, bool isNumbered) {
   std::vector<std::pair<int, std::string>> said;  // by the first of the numbers
   int number = 0;
   for (bool goesOn = true; goesOn;) {
@@ -339,8 +340,10 @@ std::string Session::Repeat(const std::function<bool(int, std::string*)>& run) {
   for (std::size_t i = 0; i < said.size(); ++i) {
     const auto& [first, text] = said[i];
     const int last = i + 1 < said.size() ? said[i + 1].first - 1 : number;
-    shown += (i == 0 ? "" : " | ") + std::to_string(first) +
-             (last > first ? '-' + std::to_string(last) : "") + ": " + text;
+    shown += (i == 0 ? "" : " | ");
+    if (isNumbered) shown += std::to_string(first);
+    if (isNumbered && last > first) shown += '-' + std::to_string(last);
+    shown += (isNumbered ? ": " : "") + text;
   }
   return shown;
 }
@@ -380,20 +383,23 @@ std::string Session::CutEach(Words& words) {
 }
 
 // refuse-each: operations, of which the last call's allocations fail one after the other; behind
-// "then" others that run each time
-std::string Session::RefuseEach(Words& words) {
+// "then" others that run each time; refuse-any the same, where it depends on the machine how many
+// allocations there are
+std::string Session::RefuseEach(Words& words, bool isNumbered) {
   const std::string all = words.Rest();
   const std::size_t then = (std::min)(all.find(kThen), all.size());
   const std::size_t end = all.rfind(';', then) + 1;
-  return Repeat([&](int number, std::string* said) {
-    Run(all.substr(0, end));
-    granted_ = number - 1;
-    *said = Run(all.substr(end, then - end));
-    granted_ = AllocationFaults::kNone;
-    const bool wasRefused = std::exchange(wasRefused_, false);
-    if (then < all.size()) *said += "; " + Run(all.substr(then + kThen.size()));
-    return wasRefused;
-  });
+  return Repeat(
+      [&](int number, std::string* said) {
+        Run(all.substr(0, end));
+        granted_ = number - 1;
+        *said = Run(all.substr(end, then - end));
+        granted_ = AllocationFaults::kNone;
+        const bool wasRefused = std::exchange(wasRefused_, false);
+        if (then < all.size()) *said += "; " + Run(all.substr(then + kThen.size()));
+        return wasRefused;
+      },
+      isNumbered);
 }
 
 // times N: operations
@@ -539,7 +545,8 @@ std::string Session::Perform(const std::string& name, Words& words) {
       {"fail-each", [](Session& s, Words& w) { return s.FaultEach(w, &FaultStream::FailAt); }},
       {"short-each", [](Session& s, Words& w) { return s.FaultEach(w, &FaultStream::ShortenAt); }},
       {"cut-each", [](Session& s, Words& w) { return s.CutEach(w); }},
-      {"refuse-each", [](Session& s, Words& w) { return s.RefuseEach(w); }},
+      {"refuse-each", [](Session& s, Words& w) { return s.RefuseEach(w, true); }},
+      {"refuse-any", [](Session& s, Words& w) { return s.RefuseEach(w, false); }},
       {"times", [](Session& s, Words& w) { return s.Times(w); }},
       {"on", [](Session& s, Words& w) { return s.SetHook(w); }},
       {"elsewhere", [](Session& s, Words& w) { return s.Elsewhere(w); }},
@@ -649,6 +656,7 @@ std::string Session::Perform(const std::string& name, Words& words) {
          const auto factory = s.As<IClassFactory>(w.Next());
          return Result(factory->LockServer(static_cast<BOOL>(w.Number())));
        }},
+      {"register", [](Session& s, Words&) { return Result(s.registered_.emplace().Result()); }},
       {"unpublish", [](Session& s, Words&) { return s.classes_.reset(), std::string(); }},
       {"unload", [](Session&, Words&) { return Result(ModuleClient::Get().CanUnloadNow()); }},
       {"resident",  // whether much more memory is used than the first time
@@ -712,7 +720,7 @@ std::string Session::Perform(const std::string& name, Words& words) {
          stream.Reset();
          return shown;
        }}};
-  for (const Operations* operations : {&kOperations, &InnerOperations()}) {
+  for (const Operations* operations : {&kOperations, &InnerOperations(), &LateOperations()}) {
     const auto found = operations->find(name);
     if (found != operations->end()) return found->second(*this, words);
   }

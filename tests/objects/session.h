@@ -18,6 +18,7 @@
 #include "tests/support/debug_capture.h"
 #include "tests/support/fault_stream.h"
 #include "tests/support/module_client.h"
+#include "tests/support/registered_module.h"
 #include "tests/support/streams.h"
 #include "tests/support/test_object.h"
 #include "types/type_library.h"
@@ -59,6 +60,9 @@ struct Elements {
 // A row of the type library by its name, with or without "KLP"; null if there is none.
 const HostType* FindType(std::string_view name);
 
+// The words of the thread's error object before each call.
+inline constexpr LPCOLESTR kBefore = OLESTR("from before the call");
+
 // A failure by its name, else a number.
 std::string Result(HRESULT result);
 // How long a long text is, and a hash of it.
@@ -84,6 +88,12 @@ class Session {
 
   // For the operations and the slots.
   Named& Object(const std::string& name);
+  template <class Interface>
+  platform::ComPtr<Interface> As(const std::string& name) {
+    auto asked = Object(name).pointer.As<Interface>();
+    if (!asked) throw std::runtime_error("not answered");
+    return asked;
+  }
   // Makes the call, with one of its allocations refused where a row asks for that.
   template <class Call>
   auto Guarded(Call call) {
@@ -114,13 +124,14 @@ class Session {
   std::string Aside();
   // Runs something as long as it asks for that and tells what was said each time, equal texts
   // together.
-  std::string Repeat(const std::function<bool(int number, std::string* said)>& run);
+  std::string Repeat(const std::function<bool(int number, std::string* said)>& run,
+                     bool isNumbered = true);
   template <class Fault>
   std::string FaultEach(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault));
   template <class Fault>
   std::string SetFault(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault));
   std::string CutEach(Words& words);
-  std::string RefuseEach(Words& words);
+  std::string RefuseEach(Words& words, bool isNumbered);
   std::string Times(Words& words);
   std::string Elsewhere(Words& words);
   NamedStream& Renew(const std::string& name, std::string_view hex);
@@ -133,13 +144,6 @@ class Session {
   std::string SetScript(Words& words);
   std::string Answers(const std::string& name);
   void Drop(const std::string& name);
-  template <class Interface>
-  platform::ComPtr<Interface> As(const std::string& name) {
-    auto asked = Object(name).pointer.As<Interface>();
-    if (!asked) throw std::runtime_error("not answered");
-    return asked;
-  }
-
   // Its operations run in a call, but for those that they make themselves.
   struct Hook {
     std::string operations;
@@ -155,6 +159,7 @@ class Session {
   std::vector<std::future<std::string>> elsewhere_;
   std::deque<Outer> outers_;
   ULONGLONG resident_ = 0;
+  std::optional<RegisteredModule> registered_;
   DebugCapture debug_;
   std::string hookLog_, lastError_;
   long long granted_ = AllocationFaults::kNone;
@@ -164,6 +169,8 @@ class Session {
 using Operations = std::map<std::string, std::function<std::string(Session&, facts::Words&)>>;
 // On the module's code in this program, for what no client brings about.
 const Operations& InnerOperations();
+
+const Operations& LateOperations();
 
 // Calls a slot of the object with a word for each parameter; what it says and what it gives.
 std::string CallSlot(Session& session, const std::string& object, std::string_view member,

@@ -26,7 +26,10 @@ RegisteredModule::RegisteredModule() {
   if (SUCCEEDED(result_)) result_ = ModuleClient::Get().RegisterServer();
 }
 
-RegisteredModule::~RegisteredModule() { Unregister(); }
+RegisteredModule::~RegisteredModule() {
+  Unregister();
+  UseRegistryFile("");
+}
 
 HRESULT RegisteredModule::Unregister() {
   if (!std::exchange(isRegistered_, false)) return S_OK;
