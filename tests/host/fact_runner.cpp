@@ -1,8 +1,6 @@
 // Runs rows of operations, and compares what comes of them with what is written behind.
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "tests/host/host_operations.h"
 #include "tests/support/host_kind.h"
 
@@ -17,22 +15,6 @@ std::string Run(Words& words) {
   const std::string name = words.Next();
   const auto found = KnownOperations().find(name);
   return found == KnownOperations().end() ? "no such operation: " + name : found->second(words);
-}
-
-std::vector<Line> ReadLines(const std::string& path) {
-  std::vector<Line> lines;
-  std::ifstream file(path);
-  for (std::string text; std::getline(file, text);) {
-    const std::size_t arrow = text.rfind(kArrow);
-    if (text.empty() || text[0] == '#') {
-      lines.push_back({text, "", ""});
-    } else if (arrow == text.npos) {
-      lines.push_back({text, text, ""});
-    } else {
-      lines.push_back({text, text.substr(0, arrow), text.substr(arrow + kArrow.size())});
-    }
-  }
-  return lines;
 }
 
 std::string RunRow(std::string_view row) {
@@ -58,7 +40,7 @@ std::map<std::string, std::string> Changes() {
   std::map<std::string, std::string> changes;
   for (const Line& line : ReadLines(RASTEL_FACTS "/changes.txt")) {
     if (line.row.empty()) continue;
-    EXPECT_TRUE(changes.emplace(line.row, line.result).second) << "twice: " << line.row;
+    EXPECT_TRUE(changes.emplace(line.row, line.said).second) << "twice: " << line.row;
   }
   return changes;
 }
@@ -66,19 +48,18 @@ std::map<std::string, std::string> Changes() {
 void ExpectSection(const std::string& section) {
   const std::string path = std::string(RASTEL_FACTS "/") + section + ".txt";
   const std::map<std::string, std::string> changes = Changes();
-  int number = 0;
-  for (const Line& line : ReadLines(path)) {
-    ++number;
+  const std::vector<Line> lines = ReadLines(path);
+  EXPECT_FALSE(lines.empty()) << path;
+  for (const Line& line : lines) {
     if (line.row.empty()) continue;
-    const testing::ScopedTrace trace(path.c_str(), number, line.row);
+    const testing::ScopedTrace trace(path.c_str(), line.number, line.row);
     const auto change = changes.find(line.row);
     const bool isChanged = change != changes.end();
-    EXPECT_TRUE(line.result != kNotAsked || isChanged) << "nobody's answer";
-    EXPECT_FALSE(isChanged && change->second == line.result) << "no difference any more";
-    if (!kEmbeddedHost && line.result == kNotAsked) continue;
-    EXPECT_EQ(RunRow(line.row), kEmbeddedHost && isChanged ? change->second : line.result);
+    EXPECT_TRUE(line.said != kNotAsked || isChanged) << "nobody's answer";
+    EXPECT_FALSE(isChanged && change->second == line.said) << "no difference any more";
+    if (!kEmbeddedHost && line.said == kNotAsked) continue;
+    EXPECT_EQ(RunRow(line.row), kEmbeddedHost && isChanged ? change->second : line.said);
   }
-  EXPECT_GT(number, 0) << path;
 }
 
 }  // namespace tests::facts

@@ -19,7 +19,7 @@ namespace {
 int Record(const char* path) {
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   for (const Line& line : ReadLines(path)) {
-    const bool isAsked = !line.row.empty() && (kEmbeddedHost || line.result != kNotAsked);
+    const bool isAsked = !line.row.empty() && (kEmbeddedHost || line.said != kNotAsked);
     const std::string text =
         isAsked ? line.row + std::string(kArrow) + RunRow(line.row) : line.text;
     std::puts(text.c_str());

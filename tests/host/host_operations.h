@@ -14,12 +14,7 @@ struct MoreOperations {
 // Runs the operation that the words begin with.
 std::string Run(Words& words);
 
-// A line of a file of rows; without a row it is a comment or blank.
-struct Line {
-  std::string text, row, result;
-};
-inline constexpr std::string_view kArrow = " -> ", kNotAsked = "?";
-std::vector<Line> ReadLines(const std::string& path);
+inline constexpr std::string_view kNotAsked = "?";
 std::string RunRow(std::string_view row);
 // The embedded host's answers by row, where they are its own.
 std::map<std::string, std::string> Changes();

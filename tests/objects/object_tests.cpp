@@ -8,7 +8,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 
 #include "tests/objects/session.h"
 #include "tests/support/host_kind.h"
@@ -16,7 +15,10 @@
 namespace tests::objects {
 namespace {
 
-constexpr std::string_view kArrow = " -> ", kBar = " || ";
+using facts::kArrow;
+using facts::Line;
+
+constexpr std::string_view kBar = " || ";
 // The first row of a case that refuses allocations, which the program can do there alone.
 constexpr std::string_view kEmbeddedOnly = "embedded";
 
@@ -28,17 +30,6 @@ std::vector<std::string> Split(std::string_view text, std::string_view by) {
     if (end == text.npos) return parts;
     text.remove_prefix(end + by.size());
   }
-}
-
-struct Row {
-  std::string text, said;
-  int line = 0;
-};
-
-Row ParseRow(const std::string& text, int line) {
-  const std::size_t arrow = text.find(kArrow);
-  if (arrow == text.npos) return {text, "", line};
-  return {text.substr(0, arrow), text.substr(arrow + kArrow.size()), line};
 }
 
 // The row for one of the values that "for A,B in 1,2 3,4" runs the rows below it with.
@@ -53,12 +44,12 @@ std::string With(std::string row, const std::vector<std::string>& names, const s
 }
 
 // What each row of a case says; "a || b" where values make a difference.
-std::vector<std::string> RunCase(const std::vector<Row>& rows) {
+std::vector<std::string> RunCase(const std::vector<Line>& rows) {
   std::vector<std::string> names, values = {""};
   std::vector<std::string> said(rows.size());
-  std::size_t first = rows[0].text == kEmbeddedOnly ? 1 : 0;
-  if (rows[first].text.starts_with("for ")) {
-    const std::vector<std::string> words = Split(rows[first++].text.substr(4), " ");
+  std::size_t first = rows[0].row == kEmbeddedOnly ? 1 : 0;
+  if (rows[first].row.starts_with("for ")) {
+    const std::vector<std::string> words = Split(rows[first++].row.substr(4), " ");
     names = Split(words[0], ",");
     values.assign(words.begin() + 2, words.end());
   }
@@ -67,7 +58,7 @@ std::vector<std::string> RunCase(const std::vector<Row>& rows) {
   for (const std::string& value : values) {
     Session session;
     for (std::size_t i = first; i < rows.size(); ++i) {
-      all[i].push_back(session.Run(With(rows[i].text, names, value)));
+      all[i].push_back(session.Run(With(rows[i].row, names, value)));
     }
     leftovers += session.Leftovers();
   }
@@ -83,36 +74,29 @@ std::vector<std::string> RunCase(const std::vector<Row>& rows) {
   return said;
 }
 
-// Hands each case to a function, and the lines between them to another.
-template <class ForCase, class ForLine>
-void ReadCases(const std::string& path, ForCase forCase, ForLine forLine) {
-  std::ifstream file(path);
-  EXPECT_TRUE(file) << path;
-  std::vector<Row> rows;
-  int number = 0;
-  for (std::string line; std::getline(file, line);) {
-    ++number;
-    const bool isRow = !line.empty() && line[0] != '#';
-    if (isRow) rows.push_back(ParseRow(line, number));
-    if (isRow || (!line.empty() && !rows.empty())) continue;
-    if (!rows.empty()) forCase(std::exchange(rows, {}));
-    forLine(line);
+// The cases of a file: rows up to the next blank line, comments apart.
+std::vector<std::vector<Line>> ReadCases(const std::string& path) {
+  std::vector<std::vector<Line>> cases(1);
+  for (const Line& line : facts::ReadLines(path)) {
+    if (!line.row.empty()) cases.back().push_back(line);
+    if (line.text.empty() && !cases.back().empty()) cases.emplace_back();
   }
-  if (!rows.empty()) forCase(rows);
+  if (cases.back().empty()) cases.pop_back();
+  EXPECT_FALSE(cases.empty()) << path;
+  return cases;
 }
 
+// Prints the file, with what its rows say now.
 int Record(const char* path) {
-  ReadCases(
-      path,
-      [](const std::vector<Row>& rows) {
-        const std::vector<std::string> said = RunCase(rows);
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-          std::printf("%s%s%s\n", rows[i].text.c_str(), said[i].empty() ? "" : " -> ",
-                      said[i].c_str());
-        }
-        std::fflush(stdout);  // A crash shows behind which case it was.
-      },
-      [](const std::string& line) { std::puts(line.c_str()); });
+  std::vector<Line> lines = facts::ReadLines(path);
+  for (const std::vector<Line>& rows : ReadCases(path)) {
+    const std::vector<std::string> said = RunCase(rows);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      std::string& text = lines[static_cast<std::size_t>(rows[i].number - 1)].text;
+      text = rows[i].row + (said[i].empty() ? "" : std::string(kArrow) + said[i]);
+    }
+  }
+  for (const Line& line : lines) std::puts(line.text.c_str());
   return 0;
 }
 
@@ -129,16 +113,13 @@ class Objects : public testing::TestWithParam<std::string> {};
 
 TEST_P(Objects, SayWhatTheyAlwaysSaid) {
   const std::string path = std::string(RASTEL_TEST_DATA "/objects/") + GetParam() + ".txt";
-  ReadCases(
-      path,
-      [&](const std::vector<Row>& rows) {
-        if (rows[0].text == kEmbeddedOnly && !kEmbeddedHost) return;
-        const std::vector<std::string> said = RunCase(rows);
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-          EXPECT_EQ(said[i], rows[i].said) << path << ':' << rows[i].line << ": " << rows[i].text;
-        }
-      },
-      [](const std::string&) {});
+  for (const std::vector<Line>& rows : ReadCases(path)) {
+    if (rows[0].row == kEmbeddedOnly && !kEmbeddedHost) continue;
+    const std::vector<std::string> said = RunCase(rows);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      EXPECT_EQ(said[i], rows[i].said) << path << ':' << rows[i].number << ": " << rows[i].row;
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Module, Objects, testing::ValuesIn(Files()),

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 
 #include "tests/rows/rows.h"
 
@@ -35,6 +36,20 @@ BSTR ParseString(std::string_view literal) {
 }
 
 }  // namespace
+
+std::vector<Line> ReadLines(const std::string& path) {
+  std::vector<Line> lines;
+  std::ifstream file(path);
+  for (std::string text; std::getline(file, text);) {
+    const bool isRow = !text.empty() && text[0] != '#';
+    const std::size_t arrow = (std::min)(text.find(kArrow), text.size());
+    const std::size_t said = (std::min)(arrow + kArrow.size(), text.size());
+    const int number = static_cast<int>(lines.size()) + 1;
+    lines.push_back(
+        {number, text, isRow ? text.substr(0, arrow) : "", isRow ? text.substr(said) : ""});
+  }
+  return lines;
+}
 
 State::~State() {
   for (VARIANT& variant : variants) {

@@ -15,11 +15,20 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "platform/com_ptr.h"
 #include "tests/rows/values.h"
 
 namespace tests::facts {
+
+// A line of a file of rows; without a row it is a comment or blank.
+struct Line {
+  int number;
+  std::string text, row, said;
+};
+inline constexpr std::string_view kArrow = " -> ";
+std::vector<Line> ReadLines(const std::string& path);  // none if there is no such file
 
 // The key under HKEY_CLASSES_ROOT that a row may make, and all below it.
 inline constexpr LPCOLESTR kRootKey = OLESTR("CLSID\\{0A1B53E0-6C1F-4E27-9C0D-5C1E7B3A9D01}");
