@@ -1,19 +1,11 @@
-// What only the embedded host has: its registry's file and what packages and programs enter around
-// it, resources by call, memory that runs out.
-#include <dlfcn.h>
-#include <sys/stat.h>
-#include <unistd.h>
+// What only the embedded host has: resources by call, memory that runs out.
 
-#include <filesystem>
 #include <set>
 
-#include "platform/module_file.h"
 #include "tests/host/host_operations.h"
 #include "tests/host/registry_text.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/child_process.h"
-#include "tests/support/module_client.h"
-#include "tests/support/registered_module.h"
 
 namespace tests::facts {
 namespace {
@@ -33,36 +25,6 @@ HostResourceRows added[3];
 // None, the program, and what is none.
 const HINSTANCE kModules[] = {nullptr, HostModuleOf(kResources),
                               reinterpret_cast<HINSTANCE>(&added)};
-
-std::string ModuleFile() {
-  const OleText name = platform::ModuleFileName(ModuleClient::Get().Handle());
-  return {name.begin(), name.end()};
-}
-
-// Where packages enter their modules, from now on and until the row's end.
-HRESULT UsePackages() {
-  const std::filesystem::path folder = PathOf("\"rastelhost/registry.d\"");
-  std::filesystem::create_directories(folder);
-  setenv("XDG_DATA_DIRS", folder.parent_path().parent_path().c_str(), 1);
-  return S_OK;
-}
-
-// The module and its type library.
-HRESULT RegisterWhole() {
-  platform::ComPtr<ITypeLib> library;
-  const HRESULT result = LoadTypeLibEx(TypeLibraryFile().c_str(), REGKIND_REGISTER, library.Put());
-  return FAILED(result) ? result : ModuleClient::Get().RegisterServer();
-}
-
-struct File {
-  const char* path;
-};
-void Read(Words& words, File& file) {
-  file.path = nullptr;
-  if (words.Take("null")) return;
-  const bool isModule = words.Take("module");
-  file.path = words.row.bytes.emplace_back(isModule ? ModuleFile() : PathOf(words.Next())).c_str();
-}
 
 // So many of the rows, or 99 for no rows at all.
 HRESULT AddResources(UINT module, UINT count) {
@@ -160,32 +122,6 @@ std::string Starved(Words& words) {
   return Run(words);
 }
 
-// Takes lines of a registry file as if another process had put them there, shows what look-up,
-// class look-up and a change say to them, and whether the file stayed. With `repeat n` in front,
-// the second of three texts stands n times.
-std::string ReadForeign(Words& words) {
-  const std::string path = PathOf("\"registry\"");
-  const auto count = words.Take("repeat") ? words.Number() : 0;
-  std::string lines = words.Bytes();
-  if (count > 0) {
-    const std::string unit = words.Bytes();
-    for (long long i = 0; i < count; ++i) lines += unit;
-    lines += words.Bytes();
-  }
-  const std::string content =
-      lines.starts_with("rastel") ? Ended(lines) : Ended(kFirstLine + lines);
-  PutFile(path, content);
-  HostUseRegistryFile(path.c_str());
-  HKEY key = nullptr;
-  void* object = nullptr;
-  std::string shown =
-      std::to_string(RegOpenKeyExW(HKEY_CLASSES_ROOT, nullptr, 0, KEY_READ, &key)) + ", " +
-      Code(CoCreateInstance(GUID{1, 0, 0, {}}, nullptr, 1, IID_IUnknown, &object)) + ", " +
-      std::to_string(RegCreateKeyExW(key ? key : HKEY_CLASSES_ROOT, OLESTR("new"), 0, nullptr, 0,
-                                     KEY_READ, nullptr, &key, nullptr));
-  return shown + (ContentOfFile(path) == content ? ", kept" : ", written");
-}
-
 const MoreOperations kOperations(Operations{
     {"Starved", Starved},
     {"DecodeEverySequence", DecodeEverySequence},
@@ -198,38 +134,6 @@ const MoreOperations kOperations(Operations{
     {"LoadStringA", Of(+[](UINT module, UINT number, char* buffer, int room) {
        return LoadStringA(kModules[module], number, buffer, room);
      })},
-    {"HostUseRegistryFile", Of(+[](File file) { return HostUseRegistryFile(file.path); })},
-    {"RegFlushKey", Of(RegFlushKey)},
-    {"ReadForeign", ReadForeign},
-    {"ReadAgain", Of(+[](File file, const OLECHAR* path) {
-       if (HostUseRegistryFile(file.path) != S_OK) return LONG{ERROR_NOT_ENOUGH_MEMORY};
-       HKEY key = nullptr;
-       const LSTATUS status = RegOpenKeyExW(HKEY_CLASSES_ROOT, path, 0, KEY_READ, &key);
-       if (status == ERROR_SUCCESS) RegCloseKey(key);
-       HostUseRegistryFile(nullptr);
-       return status;
-     })},
-    {"PutLines",
-     [](Words& words) {
-       PutFile(PathOf("\"registry\""), Ended(kFirstLine + std::string(words.Bytes())));
-       return std::string("put");
-     }},
-    {"File", [](Words& words) { return Quoted(ContentOfFile(PathOf(words.Next()))); }},
-    {"CopyTypes", Of(+[](File copy) {
-       return std::filesystem::copy_file(TypeLibraryFile(), copy.path) ? S_OK : E_FAIL;
-     })},
-    {"IsLoaded", Of(+[](File module) {
-       void* const loaded = dlopen(module.path, RTLD_NOW | RTLD_NOLOAD);
-       if (loaded) dlclose(loaded);
-       return int{loaded != nullptr};
-     })},
-    {"UsePackages", Of(UsePackages)},
-    {"RegisterWhole", Of(RegisterWhole)},
-    {"LinkToModule", Of(+[](File link) { return symlink(ModuleFile().c_str(), link.path); })},
-    {"HostAddModule", Of(+[](File file) { return HostAddModule(file.path); })},
-    {"MakePipe", Of(+[](File file) { return mkfifo(file.path, 0600); })},
-    {"MakeFolder",
-     Of(+[](File file) { return int{std::filesystem::create_directory(file.path)}; })},
 });
 
 }  // namespace

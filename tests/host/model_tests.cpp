@@ -16,20 +16,13 @@ namespace {
 using facts::Print;
 using platform::ComPtr;
 
-class Random {
- public:
-  explicit Random(unsigned seed) : engine_(seed) {}
-  // From 0 on.
-  int Below(std::size_t bound) { return static_cast<int>(engine_() % bound); }
+// From 0 on.
+int Below(std::mt19937& random, std::size_t bound) { return static_cast<int>(random() % bound); }
 
- private:
-  std::mt19937 engine_;
-};
-
-VARIANT RandomElement(Random& random, VARTYPE type, CountedObject& object) {
+VARIANT RandomElement(std::mt19937& random, VARTYPE type, CountedObject& object) {
   constexpr VARTYPE kTypes[] = {VT_I2, VT_BSTR, VT_UNKNOWN};
-  const int number = random.Below(100);
-  if (type == VT_VARIANT) type = kTypes[random.Below(3)];
+  const int number = Below(random, 100);
+  if (type == VT_VARIANT) type = kTypes[Below(random, 3)];
   if (type == VT_I2) return Bits(VT_I2, number);
   return type == VT_BSTR ? Text(std::to_string(number)) : object.AsVariant(VT_UNKNOWN);
 }
@@ -47,19 +40,19 @@ std::vector<std::string> ElementsOf(SAFEARRAY* array, VARTYPE type) {
 
 TEST(SafeArrays, AreListsOfElementsWithLocks) {
   constexpr VARTYPE kTypes[] = {VT_I2, VT_BSTR, VT_UNKNOWN, VT_VARIANT};
-  Random random(20240229);
+  std::mt19937 random(20240229);
   CountedObject object;
   for (int life = 0; life < 200; ++life) {
     const VARTYPE type = kTypes[life % 4];
     const std::string fresh = type == VT_VARIANT ? "EMPTY" : Print(Typed(type));
-    std::vector<std::string> model(static_cast<std::size_t>(random.Below(6)), fresh);
-    SAFEARRAYBOUND bound{static_cast<ULONG>(model.size()), random.Below(5) - 2};
+    std::vector<std::string> model(static_cast<std::size_t>(Below(random, 6)), fresh);
+    SAFEARRAYBOUND bound{static_cast<ULONG>(model.size()), Below(random, 5) - 2};
     SAFEARRAY* array = SafeArrayCreate(type, 1, &bound);
     ULONG locks = 0;
     std::string history = facts::NameOf(type) + ' ' + testing::PrintToString(model.size());
     for (int step = 0; step < 100; ++step) {
-      const int operation = random.Below(8);
-      LONG index = bound.lLbound - 1 + random.Below(model.size() + 2);
+      const int operation = Below(random, 8);
+      LONG index = bound.lLbound - 1 + Below(random, model.size() + 2);
       const auto place = static_cast<std::size_t>(index - bound.lLbound);
       const HRESULT found = place < model.size() ? S_OK : DISP_E_BADINDEX;
       history += ' ' + std::to_string(operation) + '@' + std::to_string(index);
@@ -75,7 +68,7 @@ TEST(SafeArrays, AreListsOfElementsWithLocks) {
         ASSERT_EQ(SafeArrayGetElement(array, &index, facts::ElementIn(*read, type)), found);
         ASSERT_TRUE(found != S_OK || Print(*read) == model[place]) << Print(*read);
       } else if (operation == 3) {
-        SAFEARRAYBOUND wanted{static_cast<ULONG>(random.Below(9)), random.Below(5) - 2};
+        SAFEARRAYBOUND wanted{static_cast<ULONG>(Below(random, 9)), Below(random, 5) - 2};
         ASSERT_EQ(SafeArrayRedim(array, &wanted), locks ? DISP_E_ARRAYISLOCKED : S_OK);
         if (locks == 0) model.resize(wanted.cElements, fresh);
         if (locks == 0) bound = wanted;
@@ -122,7 +115,7 @@ struct ModelStream {
 
 TEST(MemoryStreams, AreSharedBytesWithPositions) {
   if (!kEmbeddedHost) GTEST_SKIP() << "Wine's read on behind an end that was moved to the front";
-  Random random(20240229);
+  std::mt19937 random(20240229);
   for (int life = 0; life < 100; ++life) {
     std::string model, history;
     std::vector<ModelStream> streams = {{NewStream(), 0}};
@@ -132,9 +125,9 @@ TEST(MemoryStreams, AreSharedBytesWithPositions) {
       at.position += bytes.size();
     };
     for (int step = 0; step < 100; ++step) {
-      const int operation = random.Below(7);
-      auto& used = streams[static_cast<std::size_t>(random.Below(streams.size()))];
-      const auto bytes = static_cast<ULONG>(random.Below(step == 70 ? 30000 : 20));
+      const int operation = Below(random, 7);
+      auto& used = streams[static_cast<std::size_t>(Below(random, streams.size()))];
+      const auto bytes = static_cast<ULONG>(Below(random, step == 70 ? 30000 : 20));
       const std::size_t left = model.size() - (std::min)(model.size(), used.position);
       const std::size_t taken = (std::min<std::size_t>)(bytes, left);
       history += ' ' + std::to_string(operation) + ',' + std::to_string(bytes);
@@ -153,7 +146,7 @@ TEST(MemoryStreams, AreSharedBytesWithPositions) {
                             std::string(bytes - taken, '#'));
         used.position += taken;
       } else if (operation == 3) {
-        const auto origin = static_cast<DWORD>(random.Below(3));
+        const auto origin = static_cast<DWORD>(Below(random, 3));
         const LONGLONG from[] = {0, static_cast<LONGLONG>(used.position),
                                  static_cast<LONGLONG>(model.size())};
         const LONGLONG move = static_cast<LONGLONG>(bytes) - 8;

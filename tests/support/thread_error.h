@@ -30,12 +30,6 @@ inline std::optional<ThreadError> TakeThreadError() {
   return error;
 }
 
-// The description alone; without a value when there is no object or no text.
-inline std::optional<std::basic_string<OLECHAR>> TakeErrorText() {
-  const std::optional<ThreadError> error = TakeThreadError();
-  return error ? error->description : std::nullopt;
-}
-
 // Puts an object with a description on the thread, which a plain result code must leave there.
 inline void PutErrorText(LPCOLESTR description) {
   platform::ComPtr<ICreateErrorInfo> object;
