@@ -42,8 +42,11 @@ std::string Members(Session& session, Words& words) {
     DISPID id = -99;
     known += IdOf(*object, Widen(type.members[i].name), &id) == S_OK && id == type.members[i].id;
   }
-  return shown + std::to_string(count) + ", " + std::to_string(known) + " of " +
-         std::to_string(type.memberCount);
+  shown += std::to_string(count) + ", " + std::to_string(known) + " of " +
+           std::to_string(type.memberCount);
+  if (!info) return shown;
+  info->AddRef();
+  return shown + ", references " + std::to_string(info->Release());
 }
 
 // OBJECT MEMBER ARGUMENTS

@@ -274,6 +274,7 @@ std::string Session::Assign(const std::string& name, Words& words) {
     Named& made = objects[name];
     if (what == "outer") {
       made.pointer = &outers_.emplace_back();
+      if (words.Take("without")) outers_.back().hidden = IdOf(words.Next());
     } else {
       made.pointer.Attach(TestObject::New(script_).Detach());
     }
@@ -632,6 +633,14 @@ std::string Session::Perform(const std::string& name, Words& words) {
          const HRESULT result = marshal->GetUnmarshalClass(
              IID_IUnknown, marshal.Get(), static_cast<DWORD>(w.Number()), nullptr, 0, &id);
          return Result(result) + ", " + facts::Print(id);
+       }},
+      {"unmarshal",  // OBJECT STREAM, by the object itself
+       [](Session& s, Words& w) {
+         const auto marshal = s.As<IMarshal>(w.Next());
+         IStream* const stream = &s.streams[w.Next()].faults;
+         ComPtr<IUnknown> out;
+         const HRESULT result = marshal->UnmarshalInterface(stream, IID_IUnknown, out.PutVoid());
+         return Result(result) + (out ? ", object" : ", null");
        }},
       {"marshal-size",
        [](Session& s, Words& w) {

@@ -37,11 +37,13 @@ struct Outer final : Double<IPersist> {
   Outer() : Double(1) {}  // the session's own
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     const HRESULT own = Double::QueryInterface(iid, out);
-    return own == S_OK || !inner ? own : inner->QueryInterface(iid, out);
+    const bool isHidden = !inner || (hidden && IsEqualIID(iid, *hidden));
+    return own == S_OK || isHidden ? own : inner->QueryInterface(iid, out);
   }
   STDMETHODIMP GetClassID(CLSID*) override { return S_OK; }
 
   IUnknown* inner = nullptr;  // not counted
+  const IID* hidden = nullptr;
 };
 
 struct NamedStream {

@@ -188,8 +188,8 @@ std::string CallSlot(Session& session, const std::string& object, std::string_vi
 }
 
 // slot OBJECT NUMBER WORDS: a slot that no interface declares, as a client in C calls it, which has
-// nothing but the table. A word is a number, a stream, a VARIANT, null, "number" for a place of
-// one, "keys" for one of an array, or a name for an object that comes out.
+// nothing but the table. A word is a number, a stream, an object, a VARIANT, null, "number" for a
+// place of one, "keys" for one of an array, or a name for an object that comes out.
 std::string CallUnnamedSlot(Session& session, facts::Words& words) {
   void* const object = session.Object(words.Next()).pointer.Get();
   void* const function = (*static_cast<void***>(object))[words.Number()];
@@ -200,8 +200,11 @@ std::string CallUnnamedSlot(Session& session, facts::Words& words) {
   for (; words.HasMore(); ++count) {
     const std::string word = names[count] = words.Next();
     const auto stream = session.streams.find(word);
+    const auto known = session.objects.find(word);
     if (stream != session.streams.end()) {
       passed[count] = &stream->second.faults;
+    } else if (known != session.objects.end()) {
+      passed[count] = known->second.pointer.Get();
     } else if (word.find(':') != word.npos) {
       value = *facts::Words(word, words.row).Variant();
       valueAt = count;
