@@ -12,6 +12,7 @@ install(DIRECTORY interfaces platform DESTINATION ${header_folder} COMPONENT dev
         FILES_MATCHING PATTERN "*.h" PATTERN "*.idl")
 install(FILES ${PROJECT_BINARY_DIR}/interfaces/generated/help_macros.h
         DESTINATION ${header_folder}/interfaces COMPONENT development)
+install(DIRECTORY client/include/rastelklp DESTINATION ${header_folder} COMPONENT development)
 # Of the host's headers those that clients come to, by host/host.h and by the form of type libraries.
 function(rastel_add_headers header)
   get_property(known GLOBAL PROPERTY RASTEL_PUBLIC_HEADERS)
@@ -57,8 +58,9 @@ install(FILES ${PROJECT_BINARY_DIR}/include/rastelklp_version.h
         DESTINATION ${header_folder} COMPONENT development)
 
 # Clients link this: the headers, and the host that they call.
-set_target_properties(rastel_platform PROPERTIES EXPORT_NAME Client)
-add_library(RastelKLP::Client ALIAS rastel_platform)
+set_target_properties(rastel_client PROPERTIES EXPORT_NAME Client)
+set_target_properties(rastel_platform PROPERTIES EXPORT_NAME Platform)
+add_library(RastelKLP::Client ALIAS rastel_client)
 target_include_directories(rastel_platform SYSTEM INTERFACE $<INSTALL_INTERFACE:${header_folder}>)
 
 if(WIN32)
@@ -106,7 +108,7 @@ if(TARGET rastel)
 endif()
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 
-install(TARGETS rastel_platform EXPORT RastelKLP)
+install(TARGETS rastel_client rastel_platform EXPORT RastelKLP)
 install(EXPORT RastelKLP NAMESPACE RastelKLP:: DESTINATION ${package_folder}
         FILE RastelKLPTargets.cmake COMPONENT development)
 configure_package_config_file(packaging/RastelKLPConfig.cmake.in

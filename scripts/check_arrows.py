@@ -27,15 +27,16 @@ ROWS = {
     "module/vector": CLIENT + ["module/frame", "module/persist"],
     "module/attribute": CLIENT + ["module/frame", "module/persist"],
     "module": CLIENT + ["module"],
+    "client": CLIENT,
     "types": CLIENT + ["host/types/tables.h"],
     "pictures": [],
-    "examples": CLIENT + ["pictures"],
+    "examples": CLIENT + ["client", "pictures"],
     # The generator of the C header reads the tables.
     "packaging": CLIENT + ["types", "host/types/tables.h"],
-    "tools": CLIENT + ["pictures"],
-    "bench": CLIENT + ["module"],
-    "fuzz": CLIENT + ["module/class_rows.inc", "examples", "tests"],
-    "tests": CLIENT + ["module", "host", "types", "examples", "tools", "pictures"],
+    "tools": CLIENT + ["client", "pictures"],
+    "bench": CLIENT + ["client", "module"],
+    "fuzz": CLIENT + ["client", "module/class_rows.inc", "examples", "tests"],
+    "tests": CLIENT + ["client", "module", "host", "types", "examples", "tools", "pictures"],
 }
 
 
@@ -54,7 +55,10 @@ def main():
             against.append(f"{name}: in no room")
             continue
         allowed = [room, *ROWS[room]]
-        for included in re.findall(r'^#include "([^"]+)"', (ROOT / name).read_text(), re.MULTILINE):
+        text = (ROOT / name).read_text()
+        for included in re.findall(r'^#include ["<]([^">]+/[^">]+)[">]', text, re.MULTILINE):
+            # The include folder of clients.
+            included = re.sub("^rastelklp/", "client/include/rastelklp/", included)
             target = room_of(included)
             if target and target != room and not any(
                     included == may or (included + "/").startswith(may + "/") for may in allowed):
