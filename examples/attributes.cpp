@@ -1,125 +1,91 @@
 #include "examples/attributes.h"
 
-#include "examples/client.h"
-#include "interfaces/vector.h"
+#include "examples/report.h"
 
 namespace examples {
 namespace {
 
-using platform::ComPtr;
+using rastelklp::Map;
+using rastelklp::Value;
+using rastelklp::Vector;
 
-void Put(IAttributeBstrMapKLP& map, const char* key, const Value& value) {
-  Check(map.put_Value(Text(std::string(key)).Get(), value.Get()), "put_Value");
-}
-
-ComPtr<IAttributeLongMapKLP> PlaneNames(int planes) {
+Map PlaneNames(int planes) {
   static constexpr const char* kNames[][4] = {
       {"grey"}, {"grey", "alpha"}, {"red", "green", "blue"}, {"red", "green", "blue", "alpha"}};
-  auto map = Create<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
-  for (int plane = 0; plane < planes; ++plane) {
-    Check(map->put_Value(plane, Value(std::string(kNames[planes - 1][plane])).Get()), "put_Value");
-  }
+  Map map(KeyKindLong);
+  for (int plane = 0; plane < planes; ++plane) map[plane] = kNames[planes - 1][plane];
   return map;
 }
 
-ComPtr<IAttributeDoubleMapKLP> Calibration() {
-  auto map = Create<IAttributeDoubleMapKLP>(CLSID_AttributeDoubleMapKLP);
-  Check(map->put_Value(0.0, Value(0.0).Get()), "put_Value");
-  Check(map->put_Value(1.0, Value(std::string("white")).Get()), "put_Value");
-  return map;
-}
-
-ComPtr<IDoubleVectorKLP> Histogram(const std::vector<double>& counts) {
-  auto vector = Create<IDoubleVectorKLP>(CLSID_DoubleVectorKLP);
-  Check(vector->put_HasElementTags(VARIANT_TRUE), "put_HasElementTags");
-  const LONG bins = static_cast<LONG>(counts.size());
-  Check(vector->put_Count(bins), "put_Count");
-  for (LONG bin = 0; bin < bins; ++bin) {
-    Check(vector->put_Value(bin, counts[static_cast<std::size_t>(bin)]), "put_Value");
-    const std::string range = std::to_string(bin) + "/" + std::to_string(bins);
-    Check(vector->put_ElementTag(bin, Value(range).Get()), "put_ElementTag");
+Vector<double> Histogram(const std::vector<double>& counts) {
+  Vector<double> vector(counts);
+  const int bins = static_cast<int>(counts.size());
+  for (int bin = 0; bin < bins; ++bin) {
+    vector.tag(bin, std::to_string(bin) + "/" + std::to_string(bins));
   }
   return vector;
 }
 
-std::string Elements(IVectorKLP& vector) {
+std::string ShortForm(double number) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%g", number);
+  return text;
+}
+
+// Of a vector of any type.
+std::string Elements(const rastelklp::com_ptr<IVectorKLP>& vector) {
   LONG count = 0;
-  vector.get_Count(&count);
+  rastelklp::check_hresult(vector->get_Count(&count));
   std::string words = std::to_string(count) + " elements:";
   for (LONG i = 0; i < count; ++i) {
     double value = 0;
-    Check(vector.get_Value(i, &value), "get_Value");
-    Value tag;
-    char number[32];
-    std::snprintf(number, sizeof number, " %g", value);
-    words += number;
-    if (SUCCEEDED(vector.get_ElementTag(i, tag.Put())) && tag.Get().vt != VT_EMPTY) {
-      words += " (" + InWords(tag.Get()) + ")";
+    rastelklp::check_hresult(vector->get_Value(i, &value));
+    words.append(" ").append(ShortForm(value));
+    rastelklp::Variant tag;
+    if (SUCCEEDED(vector->get_ElementTag(i, tag.put())) && tag.get().vt != VT_EMPTY) {
+      words.append(" (").append(InWords(Value(tag))).append(")");
     }
   }
   return words;
 }
 
-template <class Interface>
-ComPtr<Interface> ObjectIn(const VARIANT& value) {
-  const bool isObject = value.vt == VT_DISPATCH || value.vt == VT_UNKNOWN;
-  return isObject ? ComPtr<IUnknown>(value.punkVal).As<Interface>() : ComPtr<Interface>();
-}
-
-// An integer map hands its keys out as VT_I4 and takes them as VT_INT.
-VARIANT AsArgument(const VARIANT& key) {
-  VARIANT argument = key;
-  if (argument.vt == VT_I4) argument.vt = VT_INT;
-  return argument;
-}
+struct Words {
+  std::string operator()(std::monostate) const { return "nothing"; }
+  std::string operator()(bool truth) const { return truth ? "true" : "false"; }
+  std::string operator()(std::int32_t number) const { return std::to_string(number); }
+  std::string operator()(std::int64_t number) const { return std::to_string(number); }
+  std::string operator()(double number) const { return ShortForm(number); }
+  std::string operator()(const rastelklp::Text& text) const { return text; }
+  std::string operator()(const rastelklp::Object& object) const {
+    if (const auto vector = object.try_as<IVectorKLP>()) return Elements(vector);
+    if (const auto map = object.try_as<Map>())
+      return std::string("a map of ") + std::to_string(map.size());
+    return "an object";
+  }
+  std::string operator()(const rastelklp::Variant& other) const {
+    return std::string("a value of type ") + std::to_string(other.get().vt);
+  }
+};
 
 }  // namespace
 
-ComPtr<IAttributeMapKLP> MakeAttributes(const std::string& fileName, int planes,
-                                        const std::vector<double>& histogram) {
-  const auto map = Create<IAttributeBstrMapKLP>(CLSID_AttributeBstrMapKLP);
-  Put(*map, "source", Value(fileName));
-  Put(*map, "planes", Value(PlaneNames(planes).Get()));
-  Put(*map, "calibration", Value(Calibration().Get()));
-  Put(*map, "histogram", Value(Histogram(histogram).Get()));
-  return map.As<IAttributeMapKLP>();
+Map MakeAttributes(const std::string& fileName, int planes, const std::vector<double>& histogram) {
+  return Map{{"source", fileName},
+             {"planes", PlaneNames(planes)},
+             {"calibration", Map{{0.0, 0.0}, {1.0, "white"}}},
+             {"histogram", Histogram(histogram)}};
 }
 
-std::string InWords(const VARIANT& value) {
-  char number[32];
-  switch (value.vt) {
-    case VT_EMPTY:
-      return "nothing";
-    case VT_BSTR:
-      return Utf8(value.bstrVal);
-    case VT_I4:
-      return std::to_string(value.lVal);
-    case VT_R8:
-      std::snprintf(number, sizeof number, "%g", value.dblVal);
-      return number;
-  }
-  if (const auto vector = ObjectIn<IVectorKLP>(value)) return Elements(*vector);
-  if (const auto map = ObjectIn<IAttributeMapKLP>(value)) {
-    LONG count = 0;
-    Check(map->get_Count(&count), "get_Count");
-    return "a map of " + std::to_string(count);
-  }
-  return "a value of type " + std::to_string(value.vt);
+std::string InWords(const Value& value) {
+  return std::visit(Words(), static_cast<const Value::variant&>(value));
 }
 
-void SayAttributes(IAttributeMapKLP& map, const std::string& indent) {
-  ComPtr<IEnumAttributeEntryKLP> entries;
-  Check(map.GetEnumerator(entries.Put()), "GetEnumerator");
-  ComPtr<IAttributeEntryKLP> entry;
-  while (entries->Next(1, entry.Put(), nullptr) == S_OK) {
-    Value key;
-    Value value;
-    Check(entry->get_Key(key.Put()), "get_Key");
-    Check(map.get_Value(AsArgument(key.Get()), value.Put()), "get_Value");
-    Say("  attribute", "%s%s: %s", indent.c_str(), InWords(key.Get()).c_str(),
-        InWords(value.Get()).c_str());
-    if (const auto inner = ObjectIn<IAttributeMapKLP>(value.Get())) {
-      SayAttributes(*inner, indent + "  ");
+void SayAttributes(const Map& map, const std::string& indent) {
+  for (const auto& [key, value] : map.entries()) {
+    Say("  attribute", "%s%s: %s", indent.c_str(), InWords(key).c_str(), InWords(value).c_str());
+    const auto* object = std::get_if<rastelklp::Object>(&value);
+    if (const auto inner = object ? object->try_as<Map>() : Map(nullptr)) {
+      SayAttributes(inner, indent + "  ");
     }
   }
 }

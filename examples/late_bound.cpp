@@ -1,16 +1,19 @@
 // A client that knows ProgIDs and nothing else: it finds classes by their names, members by their
 // names, and learns from the library that is registered with the host how to call them. What it
 // prints is the same on every host.
-#include <utility>
+#include <rastelklp/client.h>
+
+#include <string>
 #include <vector>
 
-#include "examples/client.h"
+#include "examples/report.h"
 
-using examples::Check;
 using examples::Say;
-using examples::Text;
-using examples::Utf8;
-using platform::ComPtr;
+using rastelklp::check_hresult;
+using rastelklp::com_ptr;
+using rastelklp::Text;
+using rastelklp::Value;
+using rastelklp::Variant;
 
 namespace {
 
@@ -46,92 +49,50 @@ std::string Code(HRESULT result) {
 }
 
 // What a late-bound call gave, or a variable of a program.
-class Answer {
+class Answer : public Variant {
  public:
   Answer() = default;
-  explicit Answer(const char* utf8) {
-    value_.bstrVal = SysAllocString(Text(std::string(utf8)).Get());
-    value_.vt = VT_BSTR;
-  }
-  ~Answer() { VariantClear(&value_); }
-  Answer(Answer&& other) noexcept : value_(std::exchange(other.value_, VARIANT{})) {}
-  Answer& operator=(Answer&& other) noexcept {
-    std::swap(value_, other.value_);
-    return *this;
-  }
+  explicit Answer(const Value& value) : Variant(value.variant_value()) {}
 
-  VARIANT* Put() { return &value_; }
-  const VARIANT& Get() const { return value_; }
-
-  std::string AsText() {
-    VARIANT text{};
-    Check(VariantChangeType(&text, &value_, 0, VT_BSTR), "VariantChangeType");
-    const std::string utf8 = Utf8(text.bstrVal);
-    VariantClear(&text);
-    return utf8;
+  std::string AsText() const {
+    Variant text;
+    check_hresult(VariantChangeType(text.address(), const_cast<VARIANT*>(&get()), 0, VT_BSTR));
+    return Value(text).as<std::string>();
   }
-  ComPtr<IDispatch> AsObject() const {
-    if (value_.vt != VT_DISPATCH) throw std::runtime_error("no object");
-    return value_.pdispVal;
-  }
-
- private:
-  VARIANT value_{};
+  com_ptr<IDispatch> AsObject() const { return Value(*this).as<IDispatch>(); }
 };
 
-// An argument for a late-bound call: a number, a truth value, a text, an object, the address of a
-// number that the call fills in, or a variable, which the call may look at or fill in.
-class Argument {
- public:
-  explicit Argument(int number) { Set(VT_I4).lVal = number; }
-  explicit Argument(double number) { Set(VT_R8).dblVal = number; }
-  explicit Argument(bool truth) { Set(VT_BOOL).boolVal = truth ? VARIANT_TRUE : VARIANT_FALSE; }
-  explicit Argument(const char* utf8) {
-    Set(VT_BSTR).bstrVal = SysAllocString(Text(std::string(utf8)).Get());
-  }
-  explicit Argument(LONG* filled) { Set(VT_I4 | VT_BYREF).plVal = filled; }
-  explicit Argument(Answer* variable) { Set(VT_VARIANT | VT_BYREF).pvarVal = variable->Put(); }
-  explicit Argument(const ComPtr<IDispatch>& object) {
-    Set(VT_DISPATCH).pdispVal = ComPtr<IDispatch>(object).Detach();
-  }
-  ~Argument() { VariantClear(&value_); }
-  Argument(const Argument&) = delete;
-  Argument& operator=(const Argument&) = delete;
-
-  const VARIANT& Get() const { return value_; }
-
- private:
-  VARIANT& Set(int type) {
-    value_.vt = static_cast<VARTYPE>(type);
-    return value_;
-  }
-
-  VARIANT value_{};
-};
+// An argument for a late-bound call: a value, the address of a number that the call fills in, or a
+// variable, which the call may look at or fill in.
+Variant Argument(const Value& value) { return value.variant_value(); }
+Variant Argument(LONG* filled) {
+  Variant argument;
+  argument.address()->vt = VT_I4 | VT_BYREF;
+  argument.address()->plVal = filled;
+  return argument;
+}
+Variant Argument(Answer* variable) {
+  Variant argument;
+  argument.address()->vt = VT_VARIANT | VT_BYREF;
+  argument.address()->pvarVal = variable->address();
+  return argument;
+}
 
 // An object known by the names of its members.
 class Object {
  public:
-  explicit Object(ComPtr<IDispatch> object) : object_(std::move(object)) {}
-  explicit Object(const std::string& progId) { Check(TryToMake(progId, *this), progId.c_str()); }
+  explicit Object(com_ptr<IDispatch> object) : object_(std::move(object)) {}
+  explicit Object(const char* progId) : object_(rastelklp::create<IDispatch>(progId)) {}
 
-  static HRESULT TryToMake(const std::string& progId, Object& made) {
-    CLSID classId;
-    Check(CLSIDFromProgID(Text(progId).Get(), &classId), progId.c_str());
-    return CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
-                            made.object_.PutVoid());
-  }
-
-  const ComPtr<IDispatch>& Pointer() const { return object_; }
+  const com_ptr<IDispatch>& Pointer() const { return object_; }
 
   // The name of the interface in which members are looked up.
   std::string InterfaceName() const {
-    ComPtr<ITypeInfo> info;
+    com_ptr<ITypeInfo> info;
     Text name;
-    Check(object_->GetTypeInfo(0, LOCALE_USER_DEFAULT, info.Put()), "GetTypeInfo");
-    Check(info->GetDocumentation(MEMBERID_NIL, name.Put(), nullptr, nullptr, nullptr),
-          "GetDocumentation");
-    return Utf8(name.Get());
+    check_hresult(object_->GetTypeInfo(0, LOCALE_USER_DEFAULT, info.put()));
+    check_hresult(info->GetDocumentation(MEMBERID_NIL, name.put(), nullptr, nullptr, nullptr));
+    return name;
   }
 
   // A property, with its index or key if it has one.
@@ -147,9 +108,9 @@ class Object {
   std::vector<Answer> Walk() const {
     Answer enumerator;
     InvokeMember(DISPID_NEWENUM, "walk", DISPATCH_PROPERTYGET, nullptr, 0, enumerator);
-    const auto elements = ComPtr<IUnknown>(enumerator.Get().punkVal).As<IEnumVARIANT>();
+    const auto elements = Value(enumerator).as<IEnumVARIANT>();
     std::vector<Answer> walked(1);
-    while (elements->Next(1, walked.back().Put(), nullptr) == S_OK) walked.emplace_back();
+    while (elements->Next(1, walked.back().put(), nullptr) == S_OK) walked.emplace_back();
     walked.pop_back();
     return walked;
   }
@@ -171,10 +132,10 @@ class Object {
  private:
   template <class... Arguments>
   Answer Invoke(const char* name, WORD kind, const Arguments&... arguments) const {
-    const Argument owned[] = {Argument(arguments)..., Argument(0)};
+    const Variant owned[] = {Argument(arguments)..., Variant()};
     constexpr UINT kCount = sizeof...(arguments);
     VARIANT reversed[kCount + 1];
-    for (UINT i = 0; i < kCount; ++i) reversed[i] = owned[kCount - 1 - i].Get();
+    for (UINT i = 0; i < kCount; ++i) reversed[i] = owned[kCount - 1 - i].get();
     Answer answer;
     InvokeNamed(name, kind, reversed, kCount, answer);
     return answer;
@@ -182,7 +143,7 @@ class Object {
   void InvokeNamed(const std::string& name, WORD kind, VARIANT* arguments, UINT count,
                    Answer& answer) const {
     const Text wide(name);
-    OLECHAR* names = wide.Get();
+    OLECHAR* names = wide.get();
     DISPID member = DISPID_UNKNOWN;
     const HRESULT result =
         object_->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
@@ -192,7 +153,7 @@ class Object {
   void InvokeMember(DISPID member, const std::string& name, WORD kind, VARIANT* arguments,
                     UINT count, Answer& answer) const;
 
-  ComPtr<IDispatch> object_;
+  com_ptr<IDispatch> object_;
 };
 
 // Throws the object's own words where it gave some, and the code where the call did not come so
@@ -208,13 +169,14 @@ void Object::InvokeMember(DISPID member, const std::string& name, WORD kind, VAR
   }
   EXCEPINFO exception{};
   const HRESULT result = object_->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters,
-                                         isPut ? nullptr : answer.Put(), &exception, nullptr);
-  const std::string source = Utf8(exception.bstrSource), words = Utf8(exception.bstrDescription);
-  SysFreeString(exception.bstrSource);
-  SysFreeString(exception.bstrDescription);
-  SysFreeString(exception.bstrHelpFile);
+                                         isPut ? nullptr : answer.put(), &exception, nullptr);
+  Text source, words, helpFile;
+  source.attach(exception.bstrSource);
+  words.attach(exception.bstrDescription);
+  helpFile.attach(exception.bstrHelpFile);
   if (result == DISP_E_EXCEPTION) {
-    throw std::runtime_error(Code(exception.scode) + " from " + source + ": " + words);
+    throw std::runtime_error(Code(exception.scode) + " from " + source.utf8() + ": " +
+                             words.utf8());
   }
   if (FAILED(result)) throw std::runtime_error(name + ": " + Code(result));
 }
@@ -235,10 +197,10 @@ std::string Joined(const VARIANT& array) {
   if (array.vt != (VT_ARRAY | VT_VARIANT)) throw std::runtime_error("no array of VARIANTs");
   LONG last = -1;
   std::string joined;
-  Check(SafeArrayGetUBound(array.parray, 1, &last), "SafeArrayGetUBound");
+  check_hresult(SafeArrayGetUBound(array.parray, 1, &last));
   for (LONG i = 0; i <= last; ++i) {
     Answer text;
-    Check(SafeArrayGetElement(array.parray, &i, text.Put()), "SafeArrayGetElement");
+    check_hresult(SafeArrayGetElement(array.parray, &i, text.put()));
     joined.append(i > 0 ? " " : "").append(text.AsText());
   }
   return joined;
@@ -247,9 +209,12 @@ std::string Joined(const VARIANT& array) {
 void ShowClasses() {
   std::printf("Classes\n");
   for (const char* progId : kProgIds) {
-    Object object{ComPtr<IDispatch>()};
-    const HRESULT result = Object::TryToMake(progId, object);
-    const std::string answer = FAILED(result) ? Code(result) : object.InterfaceName();
+    std::string answer;
+    try {
+      answer = Object(progId).InterfaceName();
+    } catch (const rastelklp::Error& error) {
+      answer = Code(error.code());
+    }
     std::printf("  %-36s %s\n", progId, answer.c_str());
   }
 }
@@ -308,7 +273,7 @@ void ShowMap(const Object& picture) {
   map.Put("Value", "Kamera", "Prüfstand 2");
   map.Put("Value", "Bild", picture.Call("Clone").AsObject());
   const Object same(picture.Get("AttributeMap").AsObject());
-  Say("keys", "%s", Joined(same.Get("Keys").Get()).c_str());
+  Say("keys", "%s", Joined(same.Get("Keys").get()).c_str());
   Say("values", "%s %s", same.GetText("Value", "Zeit").c_str(),
       same.GetText("Value", "Kamera").c_str());
   Say("an object in a value", "%s",
@@ -348,15 +313,15 @@ void ShowVariables() {
   for (Answer& walked : vector.Walk()) elements.append(" ").append(walked.AsText());
   Say("elements", "%s", elements.c_str() + 1);
   SayFailure("over a picture", [&] { picture.Walk(); });
-  SayFailure("no other picture", [&] { picture.Call("Unite", ComPtr<IDispatch>()); });
+  SayFailure("no other picture", [&] { picture.Call("Unite", com_ptr<IDispatch>()); });
 }
 
 }  // namespace
 
 int main() {
   int exitCode = 0;
-  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   try {
+    const rastelklp::Session session;
     ShowClasses();
     ShowMap(ShowPicture());
     ShowVector();
@@ -365,6 +330,5 @@ int main() {
     std::fprintf(stderr, "late_bound: %s\n", error.what());
     exitCode = 1;
   }
-  CoUninitialize();
   return exitCode;
 }

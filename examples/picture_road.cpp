@@ -9,26 +9,24 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
 #include <string>
 
 #include "examples/aoi_planes.h"
 #include "examples/attributes.h"
 #include "examples/object_reference.h"
+#include "examples/report.h"
 #include "examples/second_process.h"
 
 namespace {
 
-using examples::Check;
-using examples::Rows;
 using examples::Say;
 using pictures::Picture;
-using platform::ComPtr;
+using rastelklp::AnyAoi;
+using rastelklp::Aoi;
 
-constexpr LONG kMargin = 40;
-constexpr LONG kColumns = 4;
-constexpr LONG kRows = 3;
+constexpr int kMargin = 40;
+constexpr int kColumns = 4;
+constexpr int kRows = 3;
 constexpr std::size_t kBins = 8;
 
 template <class Sample>
@@ -50,31 +48,29 @@ class Road {
   }
 
  private:
-  using IAoi = examples::TypedAoi<Sample>;
-
   void MakeAoi() {
-    aoi_ = examples::Create<IAoi>(examples::AoiOf<Sample>::kClass);
-    const HRESULT early = aoi_->PutPixel(0, 0, 1);
-    Say("object", "%s by class identifier", examples::AoiOf<Sample>::kName);
-    Say("without a buffer", "%s", examples::Reason(early).c_str());
-    Check(aoi_->put_BufferMargin(kMargin), "put_BufferMargin");
-    Check(aoi_->CreatePlanes(picture_.channels, picture_.width, picture_.height), "CreatePlanes");
-    LONG storedWidth = 0;
-    LONG storedHeight = 0;
-    Check(aoi_->get_BufferWidth(&storedWidth), "get_BufferWidth");
-    Check(aoi_->get_BufferHeight(&storedHeight), "get_BufferHeight");
-    Say("planes", "%d of %d x %d", int{examples::PlaneCount(*aoi_)}, picture_.width,
-        picture_.height);
-    Say("stored with margin", "%d x %d, margin %d", int{storedWidth}, int{storedHeight},
-        int{kMargin});
+    const bool isByte = sizeof(Sample) == 1;
+    auto early = rastelklp::create<AnyAoi>(isByte ? CLSID_ByteAOIKLP : CLSID_WordAOIKLP);
+    Say("object", "%s by class identifier", isByte ? "ByteAOIKLP" : "WordAOIKLP");
+    try {
+      early.pixel(0, 0, 1);
+    } catch (const rastelklp::Error& error) {
+      Say("without a buffer", "0x%08X %s", static_cast<unsigned>(error.code()),
+          error.text().c_str());
+    }
+    aoi_ = Aoi<Sample>({picture_.width, picture_.height}, picture_.channels, kMargin);
+    const auto stored = aoi_.plane(0, kMargin);
+    Say("planes", "%d of %d x %d", aoi_.plane_count(), picture_.width, picture_.height);
+    Say("stored with margin", "%d x %d, margin %d", stored.width(), stored.height(), kMargin);
   }
 
   void PutChannelsIntoPlanes() {
     for (int channel = 0; channel < picture_.channels; ++channel) {
-      const Rows<Sample> rows(*aoi_, channel);
-      for (LONG y = 0; y < rows.height; ++y) {
-        Sample* row = rows.Row(y);
-        for (LONG x = 0; x < rows.width; ++x) row[x] = picture_.At(x, y)[channel];
+      int y = 0;
+      for (const auto row : aoi_.plane(channel)) {
+        int x = 0;
+        for (Sample& sample : row) sample = picture_.At(x++, y)[channel];
+        ++y;
       }
     }
   }
@@ -87,130 +83,111 @@ class Road {
                   {MarginPeriodic, "periodic"},
                   {MarginReplicate, "replicate"},
                   {MarginMirror, "mirror"}};
-    for (const auto& mode : kModes) {
-      Check(aoi_->put_MarginMode(mode.mode), "put_MarginMode");
-      Check(aoi_->FillMargins(), "FillMargins");
-      Say("margins", "%-10s %s", mode.name,
-          Write(std::string("margin_") + mode.name, kMargin).c_str());
+    for (const auto& [mode, name] : kModes) {
+      aoi_.fill_margins(mode);
+      Say("margins", "%-10s %s", name, Write(std::string("margin_") + name, kMargin).c_str());
     }
   }
 
-  std::string Write(const std::string& name, LONG margin) {
-    return pictures::WritePicture(folder_ + "/" + name, examples::PictureOf<Sample>(*aoi_, margin));
+  std::string Write(const std::string& name, int margin) {
+    return pictures::WritePicture(folder_ + "/" + name, examples::PictureOf(aoi_, margin));
   }
 
   // The same pixels through the generic interface as double, and through pointers.
   void ReadBack() {
-    const ComPtr<IAoiKLP> generic = aoi_.template As<IAoiKLP>();
+    const AnyAoi generic = aoi_;
     for (int channel = 0; channel < picture_.channels; ++channel) {
-      const Rows<Sample> rows(*aoi_, channel);
+      rastelklp::check_hresult(generic->put_ActivePlane(channel));
       double byPixel = 0;
       double byPointer = 0;
-      for (LONG y = 0; y < rows.height; ++y) {
-        for (LONG x = 0; x < rows.width; ++x) {
-          double value = 0;
-          Check(generic->GetPixel(x, y, &value), "GetPixel");
-          byPixel += value;
-          byPointer += rows.Row(y)[x];
+      int y = 0;
+      for (const auto row : aoi_.plane(channel)) {
+        int x = 0;
+        for (const Sample sample : row) {
+          byPixel += generic.pixel(x++, y);
+          byPointer += sample;
         }
+        ++y;
       }
-      const double count = double{1} * rows.width * rows.height;
+      const double count = double{1} * picture_.width * picture_.height;
       Say(("plane " + std::to_string(channel) + " mean").c_str(),
           "%.4f as double, %.4f through pointers: %s", byPixel / count, byPointer / count,
           byPixel == byPointer ? "equal" : "DIFFERENT");
     }
-    double corner = 0;
-    const HRESULT outside = generic->GetPixel(-kMargin - 1, 0, &corner);
-    Say("beyond the margin", "refused with 0x%08X", static_cast<unsigned>(outside));
+    try {
+      generic.pixel(-kMargin - 1, 0);
+    } catch (const rastelklp::Error& error) {
+      Say("beyond the margin", "refused with 0x%08X", static_cast<unsigned>(error.code()));
+    }
   }
 
   // Tiles are AOIs of their own on the same pixels: every second one inverts what it sees.
   void WorkOnTiles() {
-    ComPtr<IAoi> tiles[kColumns * kRows];
-    IAoi* made[kColumns * kRows] = {};
-    Check(aoi_->SplitTiles(kColumns, kRows, made), "SplitTiles");
-    for (int i = 0; i < kColumns * kRows; ++i) tiles[i].Attach(made[i]);
-    for (int i = 0; i < kColumns * kRows; ++i) {
-      if ((i % kColumns + i / kColumns) % 2 == 1) examples::Invert<Sample>(*tiles[i]);
+    int i = 0;
+    for (const auto& tile : aoi_.tiles(kColumns, kRows)) {
+      if ((i % kColumns + i / kColumns) % 2 == 1) examples::Invert(tile);
+      ++i;
     }
-    Check(aoi_->FillMargins(), "FillMargins");
-    Say("tiles", "%d x %d, every second inverted  %s", int{kColumns}, int{kRows},
+    aoi_.fill_margins(MarginMirror);
+    Say("tiles", "%d x %d, every second inverted  %s", kColumns, kRows,
         Write("tiles", kMargin).c_str());
   }
 
   void Describe() {
     const std::filesystem::path file(path_);
-    const examples::Text name(file.stem().string());
-    Check(aoi_->put_Name(name.Get()), "put_Name");
-    const examples::Value tag(std::string("0.25 \u00B5m per pixel"));
-    Check(aoi_->put_Tag(tag.Get()), "put_Tag");
+    aoi_.name(file.stem().string());
+    aoi_.tag("0.25 \u00B5m per pixel");
     std::vector<double> histogram(kBins);
-    const Rows<Sample> rows(*aoi_, 0);
-    for (LONG y = 0; y < rows.height; ++y) {
-      for (LONG x = 0; x < rows.width; ++x) {
-        ++histogram[std::size_t{rows.Row(y)[x]} * kBins >> (8 * sizeof(Sample))];
+    for (const auto row : aoi_.plane(0)) {
+      for (const Sample sample : row) {
+        ++histogram[std::size_t{sample} * kBins >> (8 * sizeof(Sample))];
       }
     }
-    const auto attributes =
-        examples::MakeAttributes(file.filename().string(), picture_.channels, histogram);
-    Check(aoi_->put_AttributeMap(attributes.Get()), "put_AttributeMap");
+    aoi_.attributes(
+        examples::MakeAttributes(file.filename().string(), picture_.channels, histogram));
     Say("described", "in this process");
-    examples::SayDescription(*aoi_.template As<IAoiKLP>());
+    examples::SayDescription(aoi_);
   }
 
   void Save() {
-    Check(aoi_->put_MarshalFlags(MarshalBuffer), "put_MarshalFlags");
-    Say("saved with margins", "%zu bytes", SavedBytes().size());
-    Check(aoi_->put_MarshalFlags(MarshalRectangle), "put_MarshalFlags");
-    const auto bytes = SavedBytes();
-    const std::string path = folder_ + "/picture.aoi";
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-    if (!file.flush()) throw std::runtime_error(path + ": cannot be written");
-    Say("saved", "%zu bytes  %s", bytes.size(), path.c_str());
-    ComPtr<IAoi> loaded;
-    Check(OleLoadFromStream(examples::MemoryStream(bytes).Get(), platform::kIidOf<IAoi>,
-                            loaded.PutVoid()),
-          "OleLoadFromStream");
+    rastelklp::check_hresult(aoi_->put_MarshalFlags(MarshalBuffer));
+    Say("saved with margins", "%zu bytes", rastelklp::save(aoi_).size());
+    rastelklp::check_hresult(aoi_->put_MarshalFlags(MarshalRectangle));
+    const std::filesystem::path path = folder_ + "/picture.aoi";
+    rastelklp::save(aoi_, path);
+    Say("saved", "%ju bytes  %s", std::uintmax_t{std::filesystem::file_size(path)},
+        path.string().c_str());
+    const auto loaded = rastelklp::load<Aoi<Sample>>(path);
     Say("loaded back", "%s",
-        examples::Checksum<Sample>(*loaded) == examples::Checksum<Sample>(*aoi_) ? "equal"
-                                                                                 : "DIFFERENT");
-  }
-
-  std::vector<std::byte> SavedBytes() {
-    const auto stream = examples::MemoryStream();
-    Check(OleSaveToStream(aoi_.template As<IPersistStream>().Get(), stream.Get()),
-          "OleSaveToStream");
-    return examples::ContentOf(*stream);
+        examples::Checksum(loaded) == examples::Checksum(aoi_) ? "equal" : "DIFFERENT");
   }
 
   void SendToSecondProcess() {
-    const std::uint32_t before = examples::Checksum<Sample>(*aoi_);
-    const auto reference = examples::ReferenceTo(*aoi_.template As<IAoiKLP>(), MSHCTX_LOCAL);
+    const std::uint32_t before = examples::Checksum(aoi_);
+    const auto reference = examples::ReferenceTo(aoi_.template as<IAoiKLP>(), MSHCTX_LOCAL);
     Say("to a second process", "%zu bytes, checksum %08x", reference.size(), unsigned{before});
     examples::SecondProcess other({"--receive", folder_});
     other.Send(reference);
     if (const int code = other.WaitForEnd(); code != 0) {
       throw std::runtime_error("the second process ended with " + std::to_string(code));
     }
-    const std::uint32_t after = examples::Checksum<Sample>(*aoi_);
+    const std::uint32_t after = examples::Checksum(aoi_);
     Say("own picture", "checksum %08x: %s", unsigned{after},
         after == before ? "not changed" : "CHANGED");
   }
 
   void ShareInProcess() {
-    const auto reference = examples::ReferenceTo(*aoi_.template As<IAoiKLP>(), MSHCTX_INPROC);
-    const auto same = examples::ObjectOf<IAoiKLP>(reference);
+    const auto generic = aoi_.template as<IAoiKLP>();
+    const auto reference = examples::ReferenceTo(generic, MSHCTX_INPROC);
     Say("within the process", "%zu bytes, %s", reference.size(),
-        same.Get() == aoi_.template As<IAoiKLP>().Get() ? "the same pointer"
-                                                        : "A DIFFERENT POINTER");
+        examples::ObjectOf<IAoiKLP>(reference) == generic ? "the same pointer"
+                                                          : "A DIFFERENT POINTER");
   }
 
   Picture<Sample> picture_;
   std::string path_;
   std::string folder_;
-  ComPtr<IAoi> aoi_;
+  Aoi<Sample> aoi_ = nullptr;
 };
 
 template <class Sample>
@@ -227,25 +204,21 @@ void Travel(const std::string& path, const std::string& folder) {
 
 // The second process: what comes through the pipe is an object of its own.
 template <class Sample>
-void ChangeCopy(IAoiKLP& aoi, const std::string& folder) {
-  const auto typed = ComPtr<IAoiKLP>(&aoi).As<examples::TypedAoi<Sample>>();
-  Say("  checksum", "%08x", unsigned{examples::Checksum<Sample>(*typed)});
-  examples::Invert<Sample>(*typed);
-  Say("  inverted", "checksum %08x  %s", unsigned{examples::Checksum<Sample>(*typed)},
-      pictures::WritePicture(folder + "/second_process", examples::PictureOf<Sample>(*typed))
-          .c_str());
+void ChangeCopy(const Aoi<Sample>& aoi, const std::string& folder) {
+  Say("  checksum", "%08x", unsigned{examples::Checksum(aoi)});
+  examples::Invert(aoi);
+  Say("  inverted", "checksum %08x  %s", unsigned{examples::Checksum(aoi)},
+      pictures::WritePicture(folder + "/second_process", examples::PictureOf(aoi)).c_str());
 }
 
 void Receive(const std::string& folder) {
-  const auto aoi = examples::ObjectOf<IAoiKLP>(examples::ReceiveAll());
+  const auto aoi = examples::ObjectOf<AnyAoi>(examples::ReceiveAll());
   Say("received", "in the second process");
-  examples::SayDescription(*aoi);
-  ElementTypeKLP type{};
-  Check(aoi->get_ElementType(&type), "get_ElementType");
-  if (type == ElementWord) {
-    ChangeCopy<std::uint16_t>(*aoi, folder);
+  examples::SayDescription(aoi);
+  if (const auto wide = aoi.try_as<Aoi<std::uint16_t>>()) {
+    ChangeCopy(wide, folder);
   } else {
-    ChangeCopy<std::uint8_t>(*aoi, folder);
+    ChangeCopy(aoi.as<Aoi<std::uint8_t>>(), folder);
   }
 }
 
@@ -256,9 +229,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: picture_road PICTURE.png OUT_FOLDER\n");
     return 2;
   }
-  if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return 1;
   int status = 0;
   try {
+    const rastelklp::Session session;
     if (argv[1] == std::string("--receive")) {
       Receive(argv[2]);
     } else if (pictures::HasSixteenBits(argv[1])) {
@@ -272,6 +245,5 @@ int main(int argc, char** argv) {
     status = 1;
   }
   std::fflush(stdout);
-  CoUninitialize();
   return status;
 }

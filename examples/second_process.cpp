@@ -1,5 +1,7 @@
 #include "examples/second_process.h"
 
+#include <rastelklp/text.h>
+
 #include <cstdio>
 #include <stdexcept>
 #include <utility>
@@ -15,8 +17,6 @@
 
 #include <cerrno>
 #endif
-
-#include "examples/client.h"
 
 namespace examples {
 
@@ -53,7 +53,7 @@ SecondProcess::SecondProcess(const std::vector<std::string>& arguments) {
   const Wide program = platform::ModuleFileName(nullptr);
   Wide command = Quoted(program);
   for (const std::string& argument : arguments) {
-    command += OLESTR(' ') + Quoted(Text(argument).Get());
+    command += OLESTR(' ') + Quoted(rastelklp::Text(argument).get());
   }
   PROCESS_INFORMATION child{};
   std::fflush(stdout);
@@ -115,7 +115,7 @@ SecondProcess::SecondProcess(const std::vector<std::string>& arguments) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
   pipe_ = ends[1];
-  const std::string program = Utf8(platform::ModuleFileName(nullptr).c_str());
+  const std::string program = rastelklp::Text(platform::ModuleFileName(nullptr)).utf8();
   std::vector<char*> argv{const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);

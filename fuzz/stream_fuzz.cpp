@@ -29,8 +29,8 @@
 
 namespace {
 
-using examples::Check;
-using platform::ComPtr;
+using rastelklp::check_hresult;
+using rastelklp::com_ptr;
 using tests::kClasses;
 using Bytes = std::string;
 
@@ -46,7 +46,7 @@ struct Sample {
   Bytes bytes;
 };
 
-ComPtr<IStream> StreamOf(const Bytes& bytes) {
+com_ptr<IStream> StreamOf(const Bytes& bytes) {
   return examples::MemoryStream(std::as_bytes(std::span(bytes)));
 }
 
@@ -58,12 +58,11 @@ class Fuzz {
     if (!getClassObject) throw std::runtime_error(std::string(module) + " cannot be loaded");
     // Objects inside streams are made by class identifier.
     for (const auto& row : kClasses) {
-      ComPtr<IClassFactory> factory;
-      Check(getClassObject(row.classId, IID_IClassFactory, factory.PutVoid()), "factory");
+      com_ptr<IClassFactory> factory;
+      check_hresult(getClassObject(row.classId, IID_IClassFactory, factory.put_void()));
       DWORD cookie = 0;
-      Check(CoRegisterClassObject(row.classId, factory.Get(), CLSCTX_INPROC_SERVER,
-                                  REGCLS_MULTIPLEUSE, &cookie),
-            "CoRegisterClassObject");
+      check_hresult(CoRegisterClassObject(row.classId, factory.get(), CLSCTX_INPROC_SERVER,
+                                          REGCLS_MULTIPLEUSE, &cookie));
       cookies_.push_back(cookie);
     }
   }
@@ -130,46 +129,46 @@ class Fuzz {
   }
 
   bool Load(REFCLSID classId, const Bytes& bytes) {
-    const auto object = examples::Create<IPersistStream>(classId);
-    const HRESULT loaded = object->Load(StreamOf(bytes).Get());
+    const auto object = rastelklp::create<IPersistStream>(classId);
+    const HRESULT loaded = object->Load(StreamOf(bytes).get());
     // Also what a failed load left must hold together.
     object->IsDirty();
     if (Elements(object) <= kMostElements) {
       ULARGE_INTEGER size{};
       object->GetSizeMax(&size);
-      object->Save(StreamOf({}).Get(), TRUE);
+      object->Save(StreamOf({}).get(), TRUE);
       Duplicate(object);
     }
     return SUCCEEDED(loaded);
   }
 
   // How many pixels, or elements and tags, an object holds; 0 for a map.
-  static double Elements(const ComPtr<IPersistStream>& self) {
+  static double Elements(const com_ptr<IPersistStream>& self) {
     LONG first = 0, second = 0, third = 1;
-    if (const auto aoi = self.As<IAoiKLP>()) {
+    if (const auto aoi = self.try_as<IAoiKLP>()) {
       aoi->get_BufferWidth(&first);
       aoi->get_BufferHeight(&second);
       aoi->get_PlaneCount(&third);
       return std::abs(double{1} * first * second * third);
     }
     VARIANT* tags = nullptr;
-    const auto vector = self.As<IVectorKLP>();
+    const auto vector = self.try_as<IVectorKLP>();
     if (vector) vector->get_Count(&first);
     if (vector) vector->GetTagPointer(&second, &tags);
     return double{1} * first + second;
   }
 
-  static void Duplicate(const ComPtr<IPersistStream>& self) {
-    if (const auto aoi = self.As<IAoiKLP>()) {
-      ComPtr<IAoiKLP> copy;
+  static void Duplicate(const com_ptr<IPersistStream>& self) {
+    if (const auto aoi = self.try_as<IAoiKLP>()) {
+      com_ptr<IAoiKLP> copy;
       aoi->FillMargins();
-      aoi->Duplicate(copy.Put());
-    } else if (const auto vector = self.As<IVectorKLP>()) {
-      ComPtr<IVectorKLP> copy;
-      vector->DeepCopy(copy.Put());
-    } else if (const auto map = self.As<IAttributeMapKLP>()) {
-      ComPtr<IAttributeMapKLP> copy;
-      map->Clone(copy.Put());
+      aoi->Duplicate(copy.put());
+    } else if (const auto vector = self.try_as<IVectorKLP>()) {
+      com_ptr<IVectorKLP> copy;
+      vector->DeepCopy(copy.put());
+    } else if (const auto map = self.try_as<IAttributeMapKLP>()) {
+      com_ptr<IAttributeMapKLP> copy;
+      map->Clone(copy.put());
     }
   }
 

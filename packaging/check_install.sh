@@ -24,8 +24,8 @@ block sh 1 >"$stage/lines.sh"
 (
   export HOME=$stage/home
   unset XDG_DATA_HOME RASTEL_HOST_REGISTRY
-  cp "$stage/client.cpp" .
-  trap 'rm -f client.cpp client' EXIT
+  cp "$stage/client.cpp" threshold.cpp
+  trap 'rm -f threshold.cpp threshold' EXIT
   bash -euo pipefail "$stage/lines.sh" >"$stage/lines.log" 2>&1 || { cat "$stage/lines.log"; exit 1; }
   [ "$(tail -n 1 "$stage/lines.log")" = 255 ] || { cat "$stage/lines.log"; exit 1; }
 )

@@ -3,8 +3,8 @@
 
 #include <cmath>
 
-#include "examples/client.h"
 #include "interfaces/attribute.h"
+#include "tests/support/com_values.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
 #include "tests/threads/many_threads.h"
@@ -12,7 +12,6 @@
 namespace tests {
 namespace {
 
-using examples::Value;
 using platform::ComPtr;
 
 // Keys that come and go. Under the two behind them are maps, which the threads change as well.
@@ -27,13 +26,13 @@ struct Maps {
       New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
   const ComPtr<IAttributeMapKLP> generic = map.As<IAttributeMapKLP>();
   const ComPtr<IPersistStream> persist = map.As<IPersistStream>();
-  const Value text{std::string("a text that all put")};
+  const rastel::CComVariant text = TextValue(OLESTR("a text that all put"));
   std::atomic<int> found{0}, walked{0};
 
   Maps() {
-    numbers->put_Value(-1, Value(innermost.Get()).Get());
-    map->put_Value(kKeys, Value(texts.Get()).Get());
-    map->put_Value(kKeys + 1, Value(numbers.Get()).Get());
+    numbers->put_Value(-1, Object(innermost.Get(), VT_DISPATCH));
+    map->put_Value(kKeys, Object(texts.Get(), VT_DISPATCH));
+    map->put_Value(kKeys + 1, Object(numbers.Get(), VT_DISPATCH));
   }
   template <class Map>
   static ComPtr<Map> New(REFCLSID classId) {
@@ -45,27 +44,27 @@ struct Maps {
 // multiple of its key's successor, so that a torn one shows.
 constexpr void (*kOperations[])(Maps& maps, LONG key, int round) = {
     [](Maps& maps, LONG key, int round) {
-      const Value value(double{1} * (key + 1) * (round % 1000));
-      EXPECT_EQ(maps.map->put_Value(key, value.Get()), S_OK);
-      EXPECT_EQ(maps.generic->put_Value(Value(double{1} * key).Get(), value.Get()), S_OK);
+      const rastel::CComVariant value = Real(double{1} * (key + 1) * (round % 1000));
+      EXPECT_EQ(maps.map->put_Value(key, value), S_OK);
+      EXPECT_EQ(maps.generic->put_Value(Real(double{1} * key), value), S_OK);
     },
     [](Maps& maps, LONG key, int) {
-      Value out;
-      EXPECT_EQ(maps.generic->get_Value(Value(double{1} * key).Get(), out.Put()), S_OK);
-      if (out.Get().vt != VT_R8) return;
-      EXPECT_EQ(std::fmod(out.Get().dblVal, key + 1), 0);
+      rastel::CComVariant out;
+      EXPECT_EQ(maps.generic->get_Value(Real(double{1} * key), &out), S_OK);
+      if (out.vt != VT_R8) return;
+      EXPECT_EQ(std::fmod(out.dblVal, key + 1), 0);
       ++maps.found;
     },
-    [](Maps& maps, LONG key, int) { maps.generic->Remove(Value(double{1} * key).Get()); },
+    [](Maps& maps, LONG key, int) { maps.generic->Remove(Real(double{1} * key)); },
     [](Maps& maps, LONG, int) {
       ComPtr<IEnumAttributeEntryKLP> entries;
       ASSERT_EQ(maps.map->GetEnumerator(entries.Put()), S_OK);
       double last = -1;
       for (ComPtr<IAttributeEntryKLP> entry; entries->Next(1, entry.Put(), nullptr) == S_OK;) {
-        Value key;
-        EXPECT_EQ(entry->get_Key(key.Put()), S_OK);
-        EXPECT_GT(key.Get().dblVal, last);
-        last = key.Get().dblVal;
+        rastel::CComVariant key;
+        EXPECT_EQ(entry->get_Key(&key), S_OK);
+        EXPECT_GT(key.dblVal, last);
+        last = key.dblVal;
         ++maps.walked;
       }
       EXPECT_EQ(last, kKeys + 1);
@@ -92,10 +91,10 @@ constexpr void (*kOperations[])(Maps& maps, LONG key, int round) = {
       EXPECT_EQ(maps.map->get_Count(&count), S_OK);
     },
     [](Maps& maps, LONG key, int) {
-      EXPECT_EQ(maps.texts->put_Value(maps.text.Get().bstrVal, maps.text.Get()), S_OK);
-      EXPECT_EQ(maps.numbers->put_Value(key, maps.text.Get()), S_OK);
-      EXPECT_EQ(maps.innermost->put_Value(key, maps.text.Get()), S_OK);
-      EXPECT_EQ(maps.map->put_Value(kKeys + 1, Value(maps.numbers.Get()).Get()), S_OK);
+      EXPECT_EQ(maps.texts->put_Value(maps.text.bstrVal, maps.text), S_OK);
+      EXPECT_EQ(maps.numbers->put_Value(key, maps.text), S_OK);
+      EXPECT_EQ(maps.innermost->put_Value(key, maps.text), S_OK);
+      EXPECT_EQ(maps.map->put_Value(kKeys + 1, Object(maps.numbers.Get(), VT_DISPATCH)), S_OK);
     },
     [](Maps& maps, LONG, int) {
       maps.texts->Clear();
