@@ -60,6 +60,10 @@ if [ -n "$same_names" ]; then
   [ "$(LD_PRELOAD=$same_names LD_LIBRARY_PATH=$prefix/lib "$stage/g++/make/client")" = 255 ] ||
     fail "beside $same_names the client says something else."
 fi
+# Every operation of the host is there for C.
+operations() { grep -ao 'RastelHost_[A-Za-z0-9]*' | sort -u; }
+diff <(nm -D --defined-only "$prefix/lib/libRastelHost.so" | operations) \
+  <(operations <"$prefix/include/rastelklp/rastelklp.h")
 for compiler in gcc clang; do
   command -v $compiler >/dev/null || continue
   $compiler -std=c11 -Wall -Wextra -Wpedantic -Wshadow -Werror -I"$prefix/include/rastelklp" \

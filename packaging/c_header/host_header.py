@@ -143,7 +143,7 @@ def print_operations():
     for header in public_headers("host/host.h", {}):
         if header not in base:
             print_types(header)
-        for declaration in re.findall(r"RASTEL_HOST_API ([^;{]*?) noexcept;", code_of(header)):
+        for declaration in re.findall(r"RASTEL_HOST_API ([^;{]*?)(?: noexcept)?;", code_of(header)):
             name = re.search(r"(\w+)\(", declaration)[1]
             print(f'{in_c(declaration)} __asm__("RastelHost_{name}");')
 
