@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Builds the three demonstrations and runs them: `./run --demos`. What they compare with (clang++ with
+# libc++, OpenCV, protobuf, libpng, Wine) is used where it is installed. Their pictures are left in out/.
+set -euo pipefail
+cd -- "$(dirname -- "$0")/.."
+. scripts/packages.sh
+need_packages g++ gcc cmake ninja-build python3 libcli11-dev libstb-dev
+
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+quietly() {
+  "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
+}
+build=$PWD/build/demos
+quietly cmake --preset release -B "$build" -D RASTEL_DEMOS=ON -D RASTEL_BENCH=OFF
+quietly cmake --build "$build" \
+  --target RastelKLP RastelKLPTypes rastel parts neighbourhoods station analysis
+export RASTEL_HOST_REGISTRY=$build/registry
+quietly "$build/bin/rastel" register
+mkdir -p out/demos
+cd out/demos
+quietly "$build/bin/rastel" import ../../examples/pictures/chelsea.png cat.aoi
+
+echo "== One picture, parts from different makers (docs/parts.md)"
+RASTEL_HOST_REGISTRY= "$build/bin/parts" cat.aoi parts.aoi \
+  "$build"/lib/{libRastelKLP,libPartSoften,libPartStretch}.so
+quietly "$build/bin/rastel" export parts.aoi parts.png
+
+echo "== Neighbourhoods without borders (docs/neighbourhoods.md)"
+"$build/bin/neighbourhoods" cat.aoi neighbourhoods.aoi
+quietly "$build/bin/rastel" export neighbourhoods.aoi neighbourhoods.png
+
+echo "== The record that still opens (docs/record.md)"
+station=("$build/bin/station")
+if command -v wine >/dev/null && command -v x86_64-w64-mingw32-g++-posix >/dev/null; then
+  windows=$build-windows
+  (
+    cd ../..
+    quietly cmake --preset windows -B "$windows" -D RASTEL_DEMOS=ON -D RASTEL_TESTS=OFF
+    quietly cmake --build "$windows" --target RastelKLP RastelKLPTypes rastel station
+  )
+  export WINEPREFIX=$windows/bin/wineprefix WINEDEBUG=-all
+  export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
+  quietly wine "$windows/bin/rastel.exe" register
+  station=(wine "$windows/bin/station.exe")
+fi
+echo "the station: ${station[*]##*/}"
+"${station[@]}" record.aoi | "$build/bin/analysis" record.aoi analysed.aoi preview.aoi
+echo "and the station reads"
+"${station[@]}" --read analysed.aoi | tr -d '\r'
+quietly "$build/bin/rastel" export preview.aoi record.png
+[ -z "${WINEPREFIX:-}" ] || wineserver -k || true
