@@ -103,8 +103,8 @@ TEST_F(Client, SizesAreSeenBeforeTheyWrap) {
     int planes, margin;
   } kWrapping[] = {{{65536, 65536}, 1, 0},     {{65536, 32768}, 2, 0},         {{kMost, 1}, 1, 1},
                    {{40000, 40000}, 1, 10000}, {{kMost, kMost}, kMost, kMost}, {{-4, 4}, 1, 0}};
-  for (const auto& [size, planes, margin] : kWrapping) {
-    EXPECT_EQ(CodeOf([&] { Aoi<std::uint8_t>(size, planes, margin); }), E_INVALIDARG);
+  for (const auto& row : kWrapping) {
+    EXPECT_EQ(CodeOf([&] { Aoi<std::uint8_t>(row.size, row.planes, row.margin); }), E_INVALIDARG);
   }
   std::vector<std::uint8_t> few(11);
   EXPECT_EQ(CodeOf([&] { Aoi<std::uint8_t>({3, 2}, few, 2); }), E_INVALIDARG);
@@ -143,8 +143,8 @@ TEST_F(Client, TilesShareThePixelsAndFailWithoutATrace) {
   static constexpr struct {
     int across, down, number;
   } kRefused[] = {{0, 1, 1118}, {101, 1, 1118}, {641, 6700417, 1118}, {11, 1, 1119}};
-  for (const auto& [across, down, number] : kRefused) {
-    EXPECT_EQ(Raised([&] { picture.tiles(across, down); })->number(), number) << across;
+  for (const auto& row : kRefused) {
+    EXPECT_EQ(Raised([&] { picture.tiles(row.across, row.down); })->number(), row.number);
   }
 }
 
@@ -255,7 +255,8 @@ TEST_F(Client, MapsOfEveryKindAreWalkedAndChanged) {
     KeyKindKLP kind;
     Value low, high, missing;
   } kKinds[] = {{KeyKindBstr, "a", "b", "c"}, {KeyKindLong, -1, 7, 8}, {KeyKindDouble, -1, 0.5, 2}};
-  for (const auto& [kind, low, high, missing] : kKinds) {
+  for (const auto& row : kKinds) {
+    const auto& [kind, low, high, missing] = row;
     Map map{{low, "low"}};
     if (kind == KeyKindDouble) map = Map(kind), map[low] = "low";
     EXPECT_EQ(map.key_kind(), kind);
@@ -269,11 +270,12 @@ TEST_F(Client, MapsOfEveryKindAreWalkedAndChanged) {
     }
     EXPECT_EQ(walked, "52");
     EXPECT_FALSE(map.find(missing));
-    EXPECT_EQ(CodeOf([&] { map.at(missing); }), DISP_E_BADINDEX);
+    EXPECT_EQ(CodeOf([&] { map.at(row.missing); }), DISP_E_BADINDEX);
     EXPECT_FALSE(map.erase(missing));
     EXPECT_TRUE(map.erase(low) && !map.contains(low) && map.size() == 1);
     check_hresult(map->put_OverrideMode(VARIANT_FALSE));
-    EXPECT_EQ(Raised([&] { map[high] = 1; })->text(), "element already exist => use override mode");
+    EXPECT_EQ(Raised([&] { map[row.high] = 1; })->text(),
+              "element already exist => use override mode");
   }
 }
 
