@@ -76,9 +76,7 @@ Map MakeAttributes(const std::string& fileName, int planes, const std::vector<do
              {"histogram", Histogram(histogram)}};
 }
 
-std::string InWords(const Value& value) {
-  return std::visit(Words(), static_cast<const Value::variant&>(value));
-}
+std::string InWords(const Value& value) { return std::visit(Words(), value); }
 
 void SayAttributes(const Map& map, const std::string& indent) {
   for (const auto& [key, value] : map.entries()) {

@@ -33,11 +33,11 @@ quietly "$build/bin/rastel" export neighbourhoods.aoi neighbourhoods.png
 echo "== The record that still opens (docs/record.md)"
 station=("$build/bin/station")
 if command -v wine >/dev/null && command -v x86_64-w64-mingw32-g++-posix >/dev/null; then
-  windows=$build-windows
+  windows=$PWD/../../build/windows
   (
     cd ../..
-    quietly cmake --preset windows -B "$windows" -D RASTEL_DEMOS=ON -D RASTEL_TESTS=OFF
-    quietly cmake --build "$windows" --target RastelKLP RastelKLPTypes rastel station
+    quietly cmake --preset windows -D RASTEL_DEMOS=ON
+    quietly cmake --build --preset windows --target RastelKLP RastelKLPTypes rastel station
   )
   export WINEPREFIX=$windows/bin/wineprefix WINEDEBUG=-all
   export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
@@ -49,4 +49,7 @@ echo "the station: ${station[*]##*/}"
 echo "and the station reads"
 "${station[@]}" --read analysed.aoi | tr -d '\r'
 quietly "$build/bin/rastel" export preview.aoi record.png
-[ -z "${WINEPREFIX:-}" ] || wineserver -k || true
+if [ "${station[0]}" = wine ]; then
+  quietly wine "$windows/bin/rastel.exe" unregister
+  wineserver -k || true
+fi

@@ -226,7 +226,7 @@ TEST_F(Client, ValuesKeepTheirTypeInMapsTagsAndVectors) {
               EXPECT_EQ(std::get<Held>(back), held);
             }
           },
-          static_cast<const Value::variant&>(value));
+          value);
     }
   }
   // Types without an alternative stay what they are.

@@ -79,8 +79,7 @@ class Value : public std::variant<std::monostate, bool, std::int32_t, std::int64
   template <class Wanted>
   auto as() const {
     if constexpr (std::is_arithmetic_v<Wanted>) {
-      return std::visit([](const auto& held) { return NumberAs<Wanted>(held); },
-                        static_cast<const variant&>(*this));
+      return std::visit([](const auto& held) { return NumberAs<Wanted>(held); }, *this);
     } else if constexpr (std::is_constructible_v<Wanted, const Text&>) {
       return Wanted(Held<Text>());
     } else {
@@ -90,8 +89,7 @@ class Value : public std::variant<std::monostate, bool, std::int32_t, std::int64
 
   // As slots take it. Objects go as VT_DISPATCH where they can be used by name.
   Variant variant_value() const {
-    return std::visit([](const auto& held) { return ToVariant(held); },
-                      static_cast<const variant&>(*this));
+    return std::visit([](const auto& held) { return ToVariant(held); }, *this);
   }
 
  private:
