@@ -208,7 +208,8 @@ TEST_F(Client, ValuesKeepTheirTypeInMapsTagsAndVectors) {
   Map map;
   Aoi<double> picture({1, 1});
   Vector<VARIANT> vector(1);
-  Vector<std::uint8_t> tagged(1);
+  Vector<std::uint8_t> tagged(0);
+  tagged.resize(1);
   EXPECT_TRUE(tagged.tag(0).empty());
   for (const Value& value : values) {
     map["key"] = value;

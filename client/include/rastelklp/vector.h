@@ -48,7 +48,9 @@ struct VectorOf<VARIANT> : VectorRow<IVariantVectorKLP, CLSID_VariantVectorKLP> 
 template <class T>
 class Vector : public com_ptr<typename detail::VectorOf<T>::Interface> {
  public:
-  Vector(std::nullptr_t) noexcept {}
+  // Not for a count that is a literal 0.
+  template <std::same_as<std::nullptr_t> Null>
+  Vector(Null) noexcept {}
   // Zeros, or VT_EMPTY.
   explicit Vector(std::size_t count = 0)
       : Vector::com_ptr(create<typename Vector::interface_type>(detail::VectorOf<T>::kClass)) {
