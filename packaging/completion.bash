@@ -13,7 +13,8 @@ _rastel() {
     info,-* | upgrade,-* | export,-*) mapfile -t COMPREPLY < <(compgen -W "--class --help" -- "$word") ;;
     dump,-*) mapfile -t COMPREPLY < <(compgen -W "--class --all --help" -- "$word") ;;
     import,-*) mapfile -t COMPREPLY < <(compgen -W "--margin --margin-mode --buffer --help" -- "$word") ;;
-    register,-*) mapfile -t COMPREPLY < <(compgen -W "--package --help" -- "$word") ;;
+    register,-*) mapfile -t COMPREPLY < <(compgen -W "--user --package --help" -- "$word") ;;
+    unregister,-*) mapfile -t COMPREPLY < <(compgen -W "--user --force --help" -- "$word") ;;
     *) compopt -o default ;;
   esac
 }

@@ -70,6 +70,7 @@ if(WIN32)
           DESTINATION ${header_folder} COMPONENT development)
   install(TARGETS RastelKLP RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
   install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/RastelKLP.tlb
+                ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/RastelKLP.Classes.manifest
           DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 else()
   add_library(RastelKLP::Host ALIAS RastelHost)

@@ -1,5 +1,5 @@
-// Files as wholes, by names in UTF-8. Failures raise std::runtime_error with a text that begins with
-// the name.
+// Files as wholes, by names in UTF-8. Failures raise std::runtime_error with a text that begins
+// with the name.
 #pragma once
 
 #include <cstdint>

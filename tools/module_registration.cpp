@@ -51,21 +51,34 @@ void CallModule(const fs::path& module, const char* name) {
   Check(operation(), Utf8(module) + ": " + name);
 }
 
+// How type libraries are entered and removed.
+struct LibraryOperations {
+  decltype(&RegisterTypeLib) enter = &RegisterTypeLib;
+  decltype(&UnRegisterTypeLib) remove = &UnRegisterTypeLib;
+};
+LibraryOperations& Operations() {
+  static LibraryOperations operations;
+  return operations;
+}
+
 // A type library.
 class Library {
  public:
-  // That beside a module.
+  // That beside a module, else the one in it, if there is one.
   static std::optional<Library> Of(const fs::path& module) {
     Library beside(module.parent_path() / (module.stem() += kLibraryEnding));
-    if (!fs::exists(beside.file_)) return {};
-    Check(beside.Load(), Utf8(beside.file_) + ": LoadTypeLibEx");
-    return beside;
+    if (fs::exists(beside.file_)) {
+      Check(beside.Load(), beside.Name() + ": LoadTypeLibEx");
+      return beside;
+    }
+    Library inside(module);
+    return SUCCEEDED(inside.Load()) ? std::optional(inside) : std::nullopt;
   }
 
   std::string Name() const { return Utf8(file_); }
 
   void Register() {
-    Check(RegisterTypeLib(library_.Get(), wide_.data(), nullptr), Name() + ": RegisterTypeLib");
+    Check(Operations().enter(library_.Get(), wide_.data(), nullptr), Name() + ": RegisterTypeLib");
   }
 
   // False: it is not registered, or if not forced, it is another file that is.
@@ -83,9 +96,9 @@ class Library {
     if (!isForced && IsAnotherFile(place, file_)) return false;
     // The platform reads the library at its place to know what to remove.
     if (!fs::exists(place)) Register();
-    Check(
-        UnRegisterTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum, copy.lcid, copy.syskind),
-        Name() + ": UnRegisterTypeLib");
+    Check(Operations().remove(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum, copy.lcid,
+                              copy.syskind),
+          Name() + ": UnRegisterTypeLib");
     return true;
   }
 
@@ -124,6 +137,12 @@ fs::path ModuleFile(const KnownClass& known) {
   return status == ERROR_SUCCESS ? fs::path(text.c_str()) : fs::path();
 }
 
+#ifdef _WIN32
+// Headers of older systems leave them out.
+extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib*, OLECHAR*, OLECHAR*);
+extern "C" HRESULT WINAPI UnRegisterTypeLibForUser(REFGUID, WORD, WORD, LCID, SYSKIND);
+#endif
+
 #ifndef _WIN32
 
 // Puts `relative` in the place of the module's folder, where the text of a key, or of one below it,
@@ -159,6 +178,20 @@ void MakeRelative(HKEY key, const std::string& moduleFolder, const std::string& 
 #endif
 
 }  // namespace
+
+void RegisterForUser() {
+#ifdef _WIN32
+  HKEY classes = nullptr;
+  const auto check = [](LONG error) {
+    Check(HRESULT_FROM_WIN32(static_cast<DWORD>(error)), "the user's classes");
+  };
+  check(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Classes", 0, nullptr, 0, KEY_ALL_ACCESS,
+                        nullptr, &classes, nullptr));
+  check(RegOverridePredefKey(HKEY_CLASSES_ROOT, classes));
+  RegCloseKey(classes);
+  Operations() = {&RegisterTypeLibForUser, &UnRegisterTypeLibForUser};
+#endif
+}
 
 bool ServeOwnModule() {
   fs::path file;

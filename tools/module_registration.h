@@ -6,10 +6,14 @@
 
 namespace tools {
 
-// Enters the type library that lies beside a module, if there is one, and then the module's classes
-// and proxies: in this order, as the library would put the proxies of others in the place of the
-// module's own. An empty path is the module that was built or installed with this program. Tells on
-// standard output what was entered.
+// From now on this process enters and removes what is for the present user alone. On the embedded
+// host that is always so.
+void RegisterForUser();
+
+// Enters the type library that lies beside a module or in it, if there is one, and then the
+// module's classes and proxies: in this order, as the library would put the proxies of others in
+// the place of the module's own. An empty path is the module that was built or installed with this
+// program. Tells on standard output what was entered.
 void RegisterModule(const std::string& path);
 
 // Writes all that into a registry file for a package instead, anew, with paths relative to the

@@ -342,6 +342,10 @@ int Run(std::vector<std::string> words) {
 #endif
   CLI::App* const unregisterCommand =
       AddModuleCommand(app, "unregister", "Removes a module and its type library", module);
+  bool isForUser = false;
+  for (CLI::App* const command : {registerCommand, unregisterCommand}) {
+    command->add_flag("--user", isForUser, "For the present user alone, without an administrator");
+  }
   bool isForced = false;
   unregisterCommand->add_flag("--force", isForced, "Also where another module is registered");
   const CLI::App* const classes = app.add_subcommand("classes", "The classes that are registered");
@@ -360,6 +364,7 @@ int Run(std::vector<std::string> words) {
   try {
     if (dump->parsed()) return Dump(arguments);
     const ComRuntime runtime;
+    if (isForUser) RegisterForUser();
     if (registerCommand->parsed()) {
 #ifndef _WIN32
       if (!package.empty()) {

@@ -3,6 +3,8 @@
 #   <number>.rgs          the scripts
 #   scripts.rc            includes them for the resource compiler
 #   script_rows.inc       holds them for a host that keeps no resource section with the module
+#   RastelKLP.Classes.manifest  the same classes for programs that use the module without registering
+#                         it, on Windows beside the module
 #   toolbox_bitmap.inc    the bytes of the toolbox picture, without the header of its file, for the
 #                         same purpose
 # and script_files names the scripts.
@@ -10,6 +12,7 @@ set(RASTEL_SCRIPT_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/registration)
 set(script_rows "")
 set(script_includes "")
 set(script_files "")
+set(MANIFEST_CLASSES "")
 
 set(identifier_file ${PROJECT_SOURCE_DIR}/interfaces/identifiers.h)
 file(READ ${identifier_file} identifiers)
@@ -48,7 +51,16 @@ foreach(row IN LISTS class_rows)
   string(APPEND script_rows "SCRIPT_ROW(${SCRIPT}, R\"rgs(${text})rgs\")\n")
   string(APPEND script_includes "${SCRIPT} REGISTRY \"${SCRIPT}.rgs\"\n")
   list(APPEND script_files ${RASTEL_SCRIPT_FOLDER}/${SCRIPT}.rgs)
+  string(APPEND MANIFEST_CLASSES "
+    <comClass clsid=\"${CLASS_ID}\" threadingModel=\"Both\" tlbid=\"${LIBRARY_ID}\"
+              progid=\"${VERSIONED_PROG_ID}\" description=\"${DESCRIPTION}\">
+      <progid>${PROG_ID}</progid>
+    </comClass>")
 endforeach()
+if(WIN32)
+  configure_file(frame/registration/classes.manifest.in
+                 ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/RastelKLP.Classes.manifest @ONLY)
+endif()
 
 file(CONFIGURE OUTPUT ${RASTEL_SCRIPT_FOLDER}/scripts.rc CONTENT "${script_includes}" @ONLY)
 file(CONFIGURE OUTPUT ${RASTEL_SCRIPT_FOLDER}/script_rows.inc CONTENT "${script_rows}" @ONLY)
