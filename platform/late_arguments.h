@@ -13,6 +13,7 @@ class LateArguments {
   ~LateArguments() {
     for (UINT i = 0; i < count_; ++i) {
       if (owned_[i]) VariantClear(&values_[i]);
+      VariantClear(&rooms_[i]);
     }
   }
   LateArguments(const LateArguments&) = delete;
@@ -31,7 +32,9 @@ class LateArguments {
   HRESULT Resolve(const Member& member, const DISPPARAMS& given, UINT* badArgument) noexcept {
     params_ = given;
     if (given.cArgs != member.parameterCount || given.cArgs > Member::kMostParameters) return S_OK;
-    if (given.cNamedArgs > given.cArgs) return S_OK;
+    if (given.cNamedArgs > given.cArgs || (given.cNamedArgs > 0 && !given.rgdispidNamedArgs)) {
+      return S_OK;
+    }
     params_.rgvarg = values_;
     for (; count_ < given.cArgs; ++count_) {
       const HRESULT result = Take(count_, TypeOf(member, given, count_), given.rgvarg[count_]);
@@ -49,7 +52,6 @@ class LateArguments {
     for (UINT i = count_; i-- > 0;) {
       if (!receivers_[i]) continue;
       const HRESULT result = VariantCopy(receivers_[i], &rooms_[i]);
-      VariantClear(&rooms_[i]);
       if (FAILED(result)) return result;
     }
     return S_OK;
