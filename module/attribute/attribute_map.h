@@ -23,7 +23,7 @@
 #include "module/frame/lockable.h"
 #include "module/frame/reports.h"
 #include "module/persist/nesting.h"
-#include "module/persist/variant_records.h"
+#include "module/records/tagged_records.h"
 #include "platform/class_factory.h"
 #include "platform/com_ptr.h"
 #include "platform/dispatch_impl.h"

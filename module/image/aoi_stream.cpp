@@ -8,9 +8,9 @@
 #include "module/frame/exceptions.h"
 #include "module/persist/nesting.h"
 #include "module/persist/streams.h"
-#include "module/persist/variant_arrays.h"
-#include "module/persist/variant_records.h"
 #include "module/persist/zeroed_memory.h"
+#include "module/records/tagged_records.h"
+#include "module/records/variant_arrays.h"
 
 namespace rastel {
 namespace {

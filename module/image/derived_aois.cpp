@@ -1,6 +1,6 @@
 #include "module/image/derived_aois.h"
 
-#include "module/persist/variant_records.h"
+#include "module/records/tagged_records.h"
 
 namespace rastel {
 

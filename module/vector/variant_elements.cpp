@@ -1,7 +1,7 @@
 #include "module/vector/variant_elements.h"
 
 #include "module/frame/exceptions.h"
-#include "module/persist/variant_records.h"
+#include "module/records/tagged_records.h"
 
 namespace rastel {
 

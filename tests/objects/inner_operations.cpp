@@ -7,7 +7,7 @@
 #include "module/frame/exceptions.h"
 #include "module/frame/reports.h"
 #include "module/frame/variants.h"
-#include "module/persist/plain_records.h"
+#include "module/records/plain_records.h"
 #include "platform/resources.h"
 #include "tests/objects/session.h"
 

@@ -1,9 +1,9 @@
 // What no vector, map or picture reaches: slots of the counting stream that none of our writers
 // calls, and what only foreign objects could do.
 #include "module/frame/bstr.h"
-#include "module/persist/class_holder.h"
-#include "module/persist/plain_records.h"
 #include "module/persist/streams.h"
+#include "module/records/class_holder.h"
+#include "module/records/plain_records.h"
 #include "tests/persist/client_objects.h"
 #include "tests/support/fault_stream.h"
 

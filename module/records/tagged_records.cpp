@@ -1,10 +1,10 @@
-#include "module/persist/variant_records.h"
+#include "module/records/tagged_records.h"
 
 #include "module/frame/debug_texts.h"
 #include "module/frame/exceptions.h"
-#include "module/persist/class_holder.h"
 #include "module/persist/nesting.h"
 #include "module/persist/streams.h"
+#include "module/records/class_holder.h"
 #include "platform/com_ptr.h"
 
 namespace rastel {

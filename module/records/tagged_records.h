@@ -18,7 +18,7 @@
 #pragma once
 
 #include "module/frame/variants.h"
-#include "module/persist/plain_records.h"
+#include "module/records/plain_records.h"
 #include "platform/platform.h"
 
 namespace rastel {

@@ -1,4 +1,4 @@
-#include "module/persist/class_holder.h"
+#include "module/records/class_holder.h"
 
 #include <algorithm>
 #include <utility>

@@ -9,7 +9,7 @@
 
 #include "module/frame/debug_texts.h"
 #include "module/frame/variants.h"
-#include "module/persist/variant_records.h"
+#include "module/records/tagged_records.h"
 #include "platform/platform.h"
 
 namespace rastel {

@@ -1,4 +1,4 @@
-#include "module/persist/plain_records.h"
+#include "module/records/plain_records.h"
 
 #include <cstdint>
 #include <cstring>
