@@ -301,24 +301,7 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
     if (FAILED(level.Result())) return level.Result();
     AoiStreamVersion version{};
     const HRESULT result = ReadScalar(stream, version);
-    if (FAILED(result)) return result;
-    switch (version) {
-      case AoiStreamVersion::k256:
-        return this->LoadVersion256(stream);
-      case AoiStreamVersion::k257:
-        return this->LoadVersion257(stream);
-      case AoiStreamVersion::k258:
-        return this->LoadVersion258(stream);
-      case AoiStreamVersion::k259:
-        return this->LoadVersion259(stream);
-      case AoiStreamVersion::k512:
-        return this->LoadVersion512(stream);
-      case AoiStreamVersion::k513:
-        return this->LoadVersion513(stream);
-      case AoiStreamVersion::k514:
-        return this->LoadVersion514(stream);
-    }
-    return state_.Report(Message::AoiNotLoaded);
+    return FAILED(result) ? result : LoadAs(version, stream);
   }
   STDMETHODIMP Save(IStream* stream, BOOL) override {
     return Guard([&] { return SaveAoi(state_, stream); });
