@@ -1,5 +1,5 @@
 // Loads damaged streams into every class that reads its kind:
-//   stream_fuzz MODULE ROUNDS SEED FOLDER...
+//   stream_fuzz ROUNDS SEED FOLDER...
 // The folders hold sample streams, whose ending tells the kind (.aoi, .vec, .map). Each round
 // damages one sample (bytes, 32-bit fields, lengths, pieces of another sample), loads it, and lets
 // the object count, save and duplicate what it took. A fault is what the sanitizers, or the
@@ -24,8 +24,8 @@
 #include "interfaces/aoi.h"
 #include "interfaces/attribute.h"
 #include "interfaces/vector.h"
-#include "platform/module_loader.h"
 #include "tests/support/class_table.h"
+#include "tests/support/module_client.h"
 
 namespace {
 
@@ -52,23 +52,7 @@ com_ptr<IStream> StreamOf(const Bytes& bytes) {
 
 class Fuzz {
  public:
-  Fuzz(const char* module, std::uint64_t seed) : module_(module), dice_(seed) {
-    const auto getClassObject =
-        module_.Export<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
-    if (!getClassObject) throw std::runtime_error(std::string(module) + " cannot be loaded");
-    // Objects inside streams are made by class identifier.
-    for (const auto& row : kClasses) {
-      com_ptr<IClassFactory> factory;
-      check_hresult(getClassObject(row.classId, IID_IClassFactory, factory.put_void()));
-      DWORD cookie = 0;
-      check_hresult(CoRegisterClassObject(row.classId, factory.get(), CLSCTX_INPROC_SERVER,
-                                          REGCLS_MULTIPLEUSE, &cookie));
-      cookies_.push_back(cookie);
-    }
-  }
-  ~Fuzz() {
-    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
-  }
+  explicit Fuzz(std::uint64_t seed) : dice_(seed) {}
 
   void AddFolder(const std::string& folder) {
     // Sorted, so that the same seed draws the same ones.
@@ -175,8 +159,7 @@ class Fuzz {
   // Larger objects are not counted, written or copied: their streams state what they do not have.
   static constexpr double kMostElements = 1 << 20;
 
-  platform::LoadedModule module_;
-  std::vector<DWORD> cookies_;
+  const tests::PublishedClasses classes_;  // objects inside streams are made by class identifier
   std::vector<Sample> samples_;
   std::mt19937_64 dice_;  // the same numbers on every host
 };
@@ -184,16 +167,16 @@ class Fuzz {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 5) {
-    std::fprintf(stderr, "usage: stream_fuzz MODULE ROUNDS SEED FOLDER...\n");
+  if (argc < 4) {
+    std::fprintf(stderr, "usage: stream_fuzz ROUNDS SEED FOLDER...\n");
     return 2;
   }
   int status = 0;
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   try {
-    const int rounds = std::atoi(argv[2]);
-    Fuzz fuzz(argv[1], std::strtoull(argv[3], nullptr, 10));
-    for (int i = 4; i < argc; ++i) fuzz.AddFolder(argv[i]);
+    const int rounds = std::atoi(argv[1]);
+    Fuzz fuzz(std::strtoull(argv[2], nullptr, 10));
+    for (int i = 3; i < argc; ++i) fuzz.AddFolder(argv[i]);
     const int taken = fuzz.Run(rounds);
     std::printf("%zu samples, %d rounds, %d damaged streams loaded\n", fuzz.samples(), rounds,
                 taken);

@@ -7,7 +7,7 @@
 #include "tests/host/host_operations.h"
 #include "tests/support/child_process.h"
 #include "tests/support/module_client.h"
-#include "tests/support/registry_file.h"
+#include "tests/support/registered_module.h"
 
 namespace tests::facts {
 namespace {

@@ -39,12 +39,8 @@ HRESULT Save(const T& object, IStream* stream, BOOL clearDirty = FALSE) {
   return object.template As<IPersistStream>()->Save(stream, clearDirty);
 }
 template <class T>
-HRESULT Load(const T& object, IStream* stream) {
-  return object.template As<IPersistStream>()->Load(stream);
-}
-template <class T>
 HRESULT LoadFrom(const T& object, std::string_view hex) {
-  return Load(object, NewStream(hex).Get());
+  return object.template As<IPersistStream>()->Load(NewStream(hex).Get());
 }
 template <class T>
 ULONGLONG SizeOf(const T& object) {

@@ -1,16 +1,23 @@
 #include "tests/support/registered_module.h"
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "interfaces/identifiers.h"
 #include "platform/com_ptr.h"
 #include "tests/support/child_process.h"
 #include "tests/support/module_client.h"
-#include "tests/support/registry_file.h"
 
 RASTEL_INTERFACE_ID(ITypeLib);
 
 namespace tests {
+
+void UseRegistryFile([[maybe_unused]] const std::string& path) {
+#ifndef _WIN32
+  setenv("RASTEL_HOST_REGISTRY", path.c_str(), 1);
+  HostUseRegistryFile(path.c_str());
+#endif
+}
 
 std::basic_string<OLECHAR> TypeLibraryFile() {
   return (std::filesystem::path(ThisProgram()).parent_path() / RASTEL_TYPES_FILE).string<OLECHAR>();

@@ -9,6 +9,10 @@
 
 namespace tests {
 
+// From now on this program, and those it starts, find classes in this file; empty: in memory only.
+// Only the embedded host can tell registries apart: elsewhere there is one, and nothing changes.
+void UseRegistryFile(const std::string& path);
+
 // The full path of the type library.
 std::basic_string<OLECHAR> TypeLibraryFile();
 

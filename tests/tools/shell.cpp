@@ -14,7 +14,7 @@
 #include "tests/support/child_process.h"
 #include "tests/support/class_table.h"
 #include "tests/support/hash.h"
-#include "tests/support/registry_file.h"
+#include "tests/support/registered_module.h"
 #include "tests/support/streams.h"
 
 namespace tests {
