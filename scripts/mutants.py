@@ -24,8 +24,9 @@ import subprocess
 import sys
 
 # Tests that carry another name than the room they look at.
-FIRST_TESTS = {"image": "aoi|object", "vector": "vector|object", "attribute": "attribute|object",
-               "persist": "persist|object", "examples": "example"}
+FIRST_TESTS = {"frame": "frame|object", "persist": "persist|object", "records": "persist|object",
+               "image": "aoi|object", "vector": "vector|object", "attribute": "attribute|object",
+               "platform": "platform|object", "examples": "example"}
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutants"
