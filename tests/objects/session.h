@@ -61,6 +61,8 @@ struct Elements {
 
 // A row of the type library by its name, with or without "KLP"; null if there is none.
 const HostType* FindType(std::string_view name);
+// Of an interface of the module or of the platform, by its name; null if there is none.
+const IID* IdOf(const std::string& name);
 
 // The words of the thread's error object before each call.
 inline constexpr LPCOLESTR kBefore = OLESTR("from before the call");
@@ -144,7 +146,6 @@ class Session {
   // In the n-th call of the kind, of client's objects or of the stream with that name.
   void RunHooks(const std::string& call, ULONG number);
   std::string SetScript(Words& words);
-  std::string Answers(const std::string& name);
   void Drop(const std::string& name);
   // Its operations run in a call, but for those that they make themselves.
   struct Hook {
@@ -169,6 +170,7 @@ class Session {
 };
 
 using Operations = std::map<std::string, std::function<std::string(Session&, facts::Words&)>>;
+const Operations& ObjectOperations();
 // On the module's code in this program, for what no client brings about.
 const Operations& InnerOperations();
 
