@@ -79,8 +79,7 @@ const HostType* FindType(std::string_view name) {
 }
 
 Session::Session() {
-  static const bool knowsTexts = (rastel::SetReportModule(ModuleClient::Get().Handle()), true);
-  static_cast<void>(knowsTexts);
+  rastel::SetReportModule(ModuleClient::Get().Handle());
   script_.isCounting = [](IStream* stream) {
     return rastel::CNullDeviceStream::Behind(stream) != nullptr;
   };

@@ -20,8 +20,7 @@ std::string ShowNumbers(const std::vector<double>& numbers) {
     if (!shown.empty()) shown += ' ';
     shown += tests::Show(Real(number));
   }
-  if (numbers.size() <= kShownAtMost) return shown;
-  return std::to_string(numbers.size()) + " numbers, hash " + std::to_string(HashOf(shown));
+  return numbers.size() <= kShownAtMost ? shown : Summary(shown);
 }
 
 struct Geometry {

@@ -83,15 +83,12 @@ std::string PicturesIn(const fs::path& folder) {
   std::string lines;
   std::istringstream names(NamesIn(folder));
   for (std::string name; names >> name;) {
-    const bool isPng = name.ends_with(".png"), isMap = name.ends_with("m") && !isPng;
-    if (!isPng && !isMap) continue;
-    std::string bytes;
-    if (isPng) {
+    if (name.ends_with(".aoi")) continue;
+    std::string bytes = FileContent(folder / name);
+    if (name.ends_with(".png")) {
       const auto picture = pictures::ReadPicture<std::uint8_t>(folder / name);
       bytes.assign(picture.samples.begin(), picture.samples.end());
       name += ' ' + std::to_string(picture.width) + " x " + std::to_string(picture.height);
-    } else {
-      bytes = FileContent(folder / name);
     }
     lines += name + ' ' + std::to_string(HashOf(bytes)) + '\n';
   }
