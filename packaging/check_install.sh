@@ -72,6 +72,9 @@ for compiler in gcc clang; do
 done
 cmp "$stage"/*.pgm
 
+echo "beside foreign headers"
+packaging/check_headers.sh "$prefix"
+
 echo "as a part of another project"
 cat >"$stage/CMakeLists.txt" <<END
 cmake_minimum_required(VERSION 3.24)

@@ -11,8 +11,8 @@ trap 'rm -f "$log"' EXIT
 quietly() {
   "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
 }
-build=$PWD/build/demos
-quietly cmake --preset release -B "$build" -D RASTEL_DEMOS=ON -D RASTEL_BENCH=OFF
+build=$PWD/build/release
+quietly cmake --preset release -D RASTEL_DEMOS=ON
 quietly cmake --build "$build" \
   --target RastelKLP RastelKLPTypes rastel parts neighbourhoods station analysis
 export RASTEL_HOST_REGISTRY=$build/registry

@@ -86,6 +86,8 @@ inline constexpr GUID GUID_NULL{};
 inline constexpr CLSID CLSID_NULL{};
 inline constexpr IID IID_NULL{};
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"  // structures without a name
 union LARGE_INTEGER {
   struct {
     DWORD LowPart;
@@ -100,6 +102,7 @@ union ULARGE_INTEGER {
   };
   ULONGLONG QuadPart;
 };
+#pragma GCC diagnostic pop
 struct FILETIME {
   DWORD dwLowDateTime;
   DWORD dwHighDateTime;

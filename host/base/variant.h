@@ -3,6 +3,10 @@
 
 #include "host/base/constants.h"
 
+// The platform's layouts have structures without a name, which the language calls an extension.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
+
 // Fixed-point currency, in units of 1/10000.
 union CY {
   struct {
@@ -112,6 +116,7 @@ struct VARIANT {
   };
 };
 using VARIANTARG = VARIANT;
+#pragma GCC diagnostic pop
 
 static_assert(sizeof(CY) == 8 && sizeof(VARIANT) == 24 && offsetof(VARIANT, llVal) == 8);
 static_assert(sizeof(DECIMAL) == 16 && offsetof(DECIMAL, scale) == 2 &&

@@ -153,6 +153,7 @@ print_types("host/base/scalars.h")
 print("#define RESULT_CODE(name, bits) enum { name = (int)(bits) };")
 print_rows("host/base/result_codes.inc", [(r"(RESULT_CODE\(\w+, \w+\))", r"\1")])
 print("#define FAILED(result) ((HRESULT)(result) < 0)\n#define SUCCEEDED(result) ((HRESULT)(result) >= 0)")
+print("#ifndef FALSE\n#define FALSE 0\n#endif\n#ifndef TRUE\n#define TRUE 1\n#endif")
 print_rows("host/base/constants.inc", [
     (r"CONSTANT\((\w+), (\w+), (.*)\)$", r"#define \2 ((\1)(\3))"),
     (r"ENUMERATION\((\w+), (\w+)\)", r"typedef \2 \1;\nenum {"),

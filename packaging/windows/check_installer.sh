@@ -35,6 +35,32 @@ state() {
 client() {
   [ "$(run cscript //nologo "Z:$PWD/packaging/windows/client.vbs")" = 255 ] || fail "$1: the script says something else."
 }
+# Programs of the installed headers, in C and C++; and what the other dialect of C++ makes of them.
+compile_clients() {
+  local include=$1 client=packaging/windows/client.cpp language
+  x86_64-w64-mingw32-g++-posix -Wall -Wextra -Werror -I "$include" $client -o "$work/client_cpp.exe" \
+    -static -lole32 -luuid
+  x86_64-w64-mingw32-gcc-posix -Wall -Wextra -Werror -I "$include" -x c $client "$include/RastelKLP_i.c" \
+    -o "$work/client_c.exe" -static -lole32 -luuid
+  for language in cpp c; do
+    [ "$(run "$work/client_$language.exe")" = 255 ] || fail "A client in $language says something else."
+  done
+  command -v clang >/dev/null || return 0
+  # The system's headers that are at hand leave out what makes __uuidof work there.
+  mkdir -p "$work/dialect"
+  cat >"$work/dialect/rpcndr.h" <<END
+#include_next <rpcndr.h>
+#undef DECLSPEC_UUID
+#undef MIDL_INTERFACE
+#define DECLSPEC_UUID(x) __declspec(uuid(x))
+#define MIDL_INTERFACE(x) struct __declspec(uuid(x)) __declspec(novtable)
+END
+  for language in c++ c; do
+    clang --target=x86_64-pc-windows-msvc -fsyntax-only -x $language -fms-extensions -Wall -Wextra -Werror \
+      -D_InterlockedCompareExchange128=unused -isystem "$work/dialect" \
+      -isystem /usr/include/wine/wine/msvcrt -isystem /usr/include/wine/wine/windows -I "$include" $client
+  done
+}
 
 # The script host enters itself when it first runs.
 run cscript //nologo "Z:$PWD/packaging/windows/client.vbs" >/dev/null || true
@@ -44,10 +70,10 @@ run "$work/old.exe" /S
 client "the older version"
 run "$installer" /S
 [ ! -e "$drive/Program Files/RastelKLP/bin/gone.txt" ] || fail "The older version has left a file."
-run reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\RastelKLP' /v DisplayVersion |
-  tee "$work/version.txt" | tail -n 2 >/dev/null
+run reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\RastelKLP' /v DisplayVersion >"$work/version.txt"
 grep -qF "$version" "$work/version.txt" || fail "The version is not told."
 client "upgraded"
+compile_clients "$drive/Program Files/RastelKLP/include/rastelklp"
 # Moved by installing again.
 run "$installer" /S '/D=C:\ProgÄ'
 [ ! -e "$drive/Program Files/RastelKLP" ] || fail "The old folder is still there."
