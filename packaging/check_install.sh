@@ -42,6 +42,19 @@ rm -rf "$HOME/.local"
 "$prefix/bin/rastel" classes >"$stage/classes.log"
 grep -qF "21 of 21 classes are registered" "$stage/classes.log"
 grep -qF "$prefix/lib/libRastelKLP.so" "$stage/classes.log"
+# What cannot be kept, or is damaged, is named.
+refused() {
+  if "$prefix/bin/rastel" register >"$stage/refused.log" 2>&1; then fail "Registered: $1"; fi
+  grep -qF "$2" "$stage/refused.log" || { cat "$stage/refused.log"; fail "Not named: $2"; }
+}
+(unset HOME; refused "without a home" "set HOME")
+(
+  export RASTEL_HOST_REGISTRY=$stage/damaged
+  echo damaged >"$RASTEL_HOST_REGISTRY"
+  refused "in a damaged file" "(registry: $RASTEL_HOST_REGISTRY)"
+  export RASTEL_HOST_REGISTRY=/proc/registry
+  refused "where nothing can be written" "(registry: /proc/registry)"
+)
 for compiler in g++ clang++; do
   command -v $compiler >/dev/null || continue
   build=$stage/$compiler

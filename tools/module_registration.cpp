@@ -177,6 +177,29 @@ void MakeRelative(HKEY key, const std::string& moduleFolder, const std::string& 
 
 #endif
 
+// Where registrations are kept; empty where the system keeps them, and where nobody does.
+std::string RegistryFile() {
+#ifdef _WIN32
+  return {};
+#else
+  std::string file(HostRegistryFile(nullptr, 0) + 1, '\0');
+  file.resize(HostRegistryFile(file.data(), static_cast<ULONG>(file.size())));
+  return file;
+#endif
+}
+
+// Runs what reads or changes registrations. A failure says where they are kept.
+template <class Work>
+auto WithRegistry(Work work) {
+  const std::string file = RegistryFile();
+  try {
+    return work();
+  } catch (const std::exception& error) {
+    if (file.empty()) throw;
+    throw std::runtime_error(std::string(error.what()) + " (registry: " + file + ")");
+  }
+}
+
 }  // namespace
 
 void RegisterForUser() {
@@ -234,8 +257,18 @@ void WritePackage(const std::string& path, const std::string& package) {
 void RegisterModule(const std::string& path) {
   const fs::path module = FullPath(path);
   std::optional<Library> library = Library::Of(module);
-  if (library) library->Register();
-  CallModule(module, "DllRegisterServer");
+#ifndef _WIN32
+  if (RegistryFile().empty()) {
+    throw std::runtime_error(
+        Utf8(module) +
+        ": there is no file to keep its classes in: set HOME, XDG_DATA_HOME or "
+        "RASTEL_HOST_REGISTRY");
+  }
+#endif
+  WithRegistry([&] {
+    if (library) library->Register();
+    CallModule(module, "DllRegisterServer");
+  });
   if (library) std::printf("%s: type library registered\n", library->Name().c_str());
   std::printf("%s: classes registered\n", Utf8(module).c_str());
 }
@@ -260,7 +293,7 @@ void UnregisterModule(const std::string& path, bool isForced) {
 bool ListClasses() {
   std::size_t registered = 0;
   for (const KnownClass& known : KnownClasses()) {
-    const std::string progId = ProgId(known);
+    const std::string progId = WithRegistry([&] { return ProgId(known); });
     if (progId.empty()) continue;
     const fs::path file = ModuleFile(known);
     std::error_code ignored;

@@ -313,3 +313,11 @@ HRESULT HostUseRegistryFile(const char* path) noexcept {
     return S_OK;
   });
 }
+
+ULONG HostRegistryFile(char* path, ULONG room) noexcept {
+  return Guarded<ULONG>(0u, 0u, [&] {
+    const std::string file = TheOnly<RegistryStore>().File();
+    if (path != nullptr && file.size() < room) std::memcpy(path, file.c_str(), file.size() + 1);
+    return static_cast<ULONG>(file.size());
+  });
+}

@@ -108,3 +108,7 @@ RASTEL_HOST_API LSTATUS RegFlushKey(HKEY key) noexcept;
 // the predefined one goes on. An empty path is none as well. E_OUTOFMEMORY. S_OK says nothing about
 // the file.
 RASTEL_HOST_API HRESULT HostUseRegistryFile(const char* path) noexcept;
+
+// The bytes of the path of the registry file, without a terminator; 0 when there is none. Copied
+// into `path` with a terminator if there is room for both; null to ask for the count alone.
+RASTEL_HOST_API ULONG HostRegistryFile(char* path, ULONG room) noexcept;

@@ -61,12 +61,21 @@ void RegistryStore::UseFile(std::string path) noexcept {
   Become({});
 }
 
-LSTATUS RegistryStore::Refresh() {
+std::string RegistryStore::File() {
+  std::lock_guard lock(mutex_);
+  return Path();
+}
+
+const std::string& RegistryStore::Path() {
   if (!hasPath_) {
     path_ = DefaultRegistryPath();
     hasPath_ = true;
   }
-  if (path_.empty()) {
+  return path_;
+}
+
+LSTATUS RegistryStore::Refresh() {
+  if (Path().empty()) {
     if (now_.own == nullptr) Become(Lay(std::make_shared<RegistryKey>()));
     return ERROR_SUCCESS;
   }

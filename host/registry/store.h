@@ -28,6 +28,9 @@ class RegistryStore final {
   // An empty path is memory only, without packages.
   void UseFile(std::string path) noexcept;
 
+  // Empty when there is none. Throws std::bad_alloc.
+  std::string File();
+
   // While one lives, what its thread enters is seen by this process alone, above all else, and
   // nothing is written.
   class ForThisProcess {
@@ -43,6 +46,7 @@ class RegistryStore final {
   std::uint64_t generation() const noexcept { return generation_.load(std::memory_order_acquire); }
 
  private:
+  const std::string& Path();
   LSTATUS Refresh();
   LSTATUS ModifyForThisProcess(const std::function<LSTATUS(RegistryKeyPointer& root)>& change);
   struct Layers {
