@@ -41,6 +41,29 @@ bool IsAnotherFile(const fs::path& registered, const fs::path& file) {
   return fs::exists(registered, ignored) && !fs::equivalent(registered, file, ignored);
 }
 
+// Where registrations are kept; empty where the system keeps them, and where nobody does.
+std::string RegistryFile() {
+#ifdef _WIN32
+  return {};
+#else
+  std::string file(HostRegistryFile(nullptr, 0) + 1, '\0');
+  file.resize(HostRegistryFile(file.data(), static_cast<ULONG>(file.size())));
+  return file;
+#endif
+}
+
+// Runs what reads or changes registrations. A failure says where they are kept.
+template <class Work>
+auto WithRegistry(Work work) {
+  const std::string file = RegistryFile();
+  try {
+    return work();
+  } catch (const std::exception& error) {
+    if (file.empty()) throw;
+    throw std::runtime_error(std::string(error.what()) + " (registry: " + file + ")");
+  }
+}
+
 void CallModule(const fs::path& module, const char* name) {
   const platform::LoadedModule loaded(module);
   auto* const operation = loaded.Export<HRESULT STDAPICALLTYPE()>(name);
@@ -48,7 +71,7 @@ void CallModule(const fs::path& module, const char* name) {
     throw std::runtime_error(
         Utf8(module) + (loaded.IsLoaded() ? ": is not a component module" : ": cannot be loaded"));
   }
-  Check(operation(), Utf8(module) + ": " + name);
+  WithRegistry([&] { Check(operation(), Utf8(module) + ": " + name); });
 }
 
 // How type libraries are entered and removed.
@@ -177,29 +200,6 @@ void MakeRelative(HKEY key, const std::string& moduleFolder, const std::string& 
 
 #endif
 
-// Where registrations are kept; empty where the system keeps them, and where nobody does.
-std::string RegistryFile() {
-#ifdef _WIN32
-  return {};
-#else
-  std::string file(HostRegistryFile(nullptr, 0) + 1, '\0');
-  file.resize(HostRegistryFile(file.data(), static_cast<ULONG>(file.size())));
-  return file;
-#endif
-}
-
-// Runs what reads or changes registrations. A failure says where they are kept.
-template <class Work>
-auto WithRegistry(Work work) {
-  const std::string file = RegistryFile();
-  try {
-    return work();
-  } catch (const std::exception& error) {
-    if (file.empty()) throw;
-    throw std::runtime_error(std::string(error.what()) + " (registry: " + file + ")");
-  }
-}
-
 }  // namespace
 
 void RegisterForUser() {
@@ -265,10 +265,8 @@ void RegisterModule(const std::string& path) {
         "RASTEL_HOST_REGISTRY");
   }
 #endif
-  WithRegistry([&] {
-    if (library) library->Register();
-    CallModule(module, "DllRegisterServer");
-  });
+  if (library) WithRegistry([&] { library->Register(); });
+  CallModule(module, "DllRegisterServer");
   if (library) std::printf("%s: type library registered\n", library->Name().c_str());
   std::printf("%s: classes registered\n", Utf8(module).c_str());
 }

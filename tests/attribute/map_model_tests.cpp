@@ -212,7 +212,8 @@ class MapModels::Run : public RandomModel {
         S_OK);
     EXPECT_EQ(keys->rgsabound[0].cElements, model_.size());
     for (const auto& attribute : model_) {
-      CComVariant key(Bits(isTyped ? Keys::kGiven : VARTYPE{VT_EMPTY}, 0));
+      CComVariant key;
+      if (isTyped) key.vt = Keys::kGiven;
       EXPECT_EQ(SafeArrayGetElement(keys, &i, isTyped ? static_cast<void*>(&key.llVal) : &key),
                 S_OK);
       EXPECT_EQ(key.vt, Keys::kGiven);

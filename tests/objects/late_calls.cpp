@@ -78,7 +78,7 @@ std::string Call(Session& session, Words& words, WORD kind) {
 std::string Walk(Session& session, Words& words) {
   const auto object = session.As<IDispatch>(words.Next());
   DISPPARAMS none{};
-  facts::Value found;
+  Value found;
   const HRESULT result =
       object->Invoke(DISPID_NEWENUM, GUID{}, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &none,
                      &found, nullptr, nullptr);
@@ -86,7 +86,7 @@ std::string Walk(Session& session, Words& words) {
   std::string shown = Result(result);
   if (FAILED(result)) return shown;
   const auto elements = ComPtr<IUnknown>(found->punkVal).As<IEnumVARIANT>();
-  for (facts::Value element; elements->Next(1, &element, nullptr) == S_OK; VariantClear(&element)) {
+  for (Value element; elements->Next(1, &element, nullptr) == S_OK; VariantClear(&element)) {
     shown += ", " + session.Print(*element);
   }
   return shown;

@@ -4,7 +4,8 @@
 #include <cmath>
 
 #include "interfaces/attribute.h"
-#include "tests/support/com_values.h"
+#include "module/frame/variants.h"
+#include "tests/rows/values.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
 #include "tests/threads/many_threads.h"
@@ -17,6 +18,14 @@ using platform::ComPtr;
 // Keys that come and go. Under the two behind them are maps, which the threads change as well.
 constexpr LONG kKeys = 16;
 
+rastel::CComVariant Object(IDispatch* object) {
+  rastel::CComVariant value;
+  value.vt = VT_DISPATCH;
+  value.pdispVal = object;
+  object->AddRef();
+  return value;
+}
+
 struct Maps {
   const ComPtr<IAttributeDoubleMapKLP> map =
       New<IAttributeDoubleMapKLP>(CLSID_AttributeDoubleMapKLP);
@@ -26,13 +35,15 @@ struct Maps {
       New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
   const ComPtr<IAttributeMapKLP> generic = map.As<IAttributeMapKLP>();
   const ComPtr<IPersistStream> persist = map.As<IPersistStream>();
-  const rastel::CComVariant text = TextValue(OLESTR("a text that all put"));
+  rastel::CComVariant text;
   std::atomic<int> found{0}, walked{0};
 
   Maps() {
-    numbers->put_Value(-1, Object(innermost.Get(), VT_DISPATCH));
-    map->put_Value(kKeys, Object(texts.Get(), VT_DISPATCH));
-    map->put_Value(kKeys + 1, Object(numbers.Get(), VT_DISPATCH));
+    text.vt = VT_BSTR;
+    text.bstrVal = SysAllocString(OLESTR("a text that all put"));
+    numbers->put_Value(-1, Object(innermost.Get()));
+    map->put_Value(kKeys, Object(texts.Get()));
+    map->put_Value(kKeys + 1, Object(numbers.Get()));
   }
   template <class Map>
   static ComPtr<Map> New(REFCLSID classId) {
@@ -44,7 +55,7 @@ struct Maps {
 // multiple of its key's successor, so that a torn one shows.
 constexpr void (*kOperations[])(Maps& maps, LONG key, int round) = {
     [](Maps& maps, LONG key, int round) {
-      const rastel::CComVariant value = Real(double{1} * (key + 1) * (round % 1000));
+      const VARIANT value = Real(double{1} * (key + 1) * (round % 1000));
       EXPECT_EQ(maps.map->put_Value(key, value), S_OK);
       EXPECT_EQ(maps.generic->put_Value(Real(double{1} * key), value), S_OK);
     },
@@ -94,7 +105,7 @@ constexpr void (*kOperations[])(Maps& maps, LONG key, int round) = {
       EXPECT_EQ(maps.texts->put_Value(maps.text.bstrVal, maps.text), S_OK);
       EXPECT_EQ(maps.numbers->put_Value(key, maps.text), S_OK);
       EXPECT_EQ(maps.innermost->put_Value(key, maps.text), S_OK);
-      EXPECT_EQ(maps.map->put_Value(kKeys + 1, Object(maps.numbers.Get(), VT_DISPATCH)), S_OK);
+      EXPECT_EQ(maps.map->put_Value(kKeys + 1, Object(maps.numbers.Get())), S_OK);
     },
     [](Maps& maps, LONG, int) {
       maps.texts->Clear();
