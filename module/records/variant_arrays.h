@@ -1,7 +1,7 @@
 // Arrays of VARIANTs in streams. Streams and objects may call back and change the very array that
-// is walked, so no address of an element is kept across a call: an Array is anything with size()
-// and operator[] that gives a VARIANT, and both are asked again for each element. Elements beyond
-// the present size are passed over.
+// is walked, so no address of an element is kept across a call: an Array is anything with size(),
+// operator[] that gives a VARIANT, EndOfEqual and EmptyFrom, which are asked again for each
+// element. Elements beyond the present size are passed over.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +9,7 @@
 
 #include "module/frame/debug_texts.h"
 #include "module/frame/variants.h"
+#include "module/persist/streams.h"
 #include "module/records/tagged_records.h"
 #include "platform/platform.h"
 
@@ -43,12 +44,19 @@ class ElementLoan {
 };
 
 // WriteToStream for each element in order, without a count. S_OK: an element that gives anything
-// else goes to the debug output, and the walk goes on. What is raised ends it.
+// else goes to the debug output, and the walk goes on. What is raised ends it. Elements that the
+// array knows to be equal are counted as one.
 template <class Array>
 HRESULT WriteVariantArray(IStream* stream, const Array& array) {
-  for (std::size_t i = 0; i < array.size(); ++i) {
+  CNullDeviceStream* const counter = CNullDeviceStream::Behind(stream);
+  for (std::size_t i = 0, next = 0; i < array.size(); i = next) {
+    next = i + 1;
+    const ULONGLONG start = counter ? counter->Count() : 0;
     if (WriteToStream(stream, array[i]) != S_OK) {
       OutputDebugStringA(debug_texts::kElementNotWritten);
+    } else if (counter && i < array.size()) {
+      next = array.EndOfEqual(i);
+      counter->SetCount(start + (counter->Count() - start) * (next - i));
     }
   }
   return S_OK;
@@ -56,11 +64,9 @@ HRESULT WriteVariantArray(IStream* stream, const Array& array) {
 
 // ReadFromStream into each element of an array that has the size already. S_OK, as in writing.
 // Behind kMostEmptyRecords elements for which the stream gave no byte nothing more is read; the
-// rest is left as further reads would have left it, but for their debug texts. Elements from
-// newFrom on are known to be VT_EMPTY, and are not touched then.
+// rest is left as further reads would have left it, but for their debug texts.
 template <class Array>
-HRESULT ReadVariantArray(IStream* stream, Array&& array,
-                         std::size_t newFrom = static_cast<std::size_t>(-1)) {
+HRESULT ReadVariantArray(IStream* stream, Array&& array) {
   int emptyRecords = 0;
   for (std::size_t i = 0; i < array.size(); ++i) {
     RecordProgress progress;
@@ -73,13 +79,7 @@ HRESULT ReadVariantArray(IStream* stream, Array&& array,
     emptyRecords = progress.hasDelivered ? 0 : emptyRecords + 1;
     if (emptyRecords < kMostEmptyRecords) continue;
     // A failing stream leaves elements alone, one that is at its end clears them.
-    if (!progress.hasReadType) break;
-    for (++i; i < array.size() && i < newFrom; ++i) {
-      const VARIANT& present = array[i];
-      if (present.vt == VT_EMPTY) continue;
-      ElementLoan element(array, i);
-      VariantClear(&element.Value());
-    }
+    if (progress.hasReadType) array.EmptyFrom(i + 1);
     break;
   }
   return S_OK;

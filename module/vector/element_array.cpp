@@ -58,22 +58,34 @@ SharedBlock::~SharedBlock() {
 
 void ElementBlock::Resize(LONG count) {
   if (!HasRoomFor(count)) {
-    Move(count, Bytes());
-  } else if (count > count_) {
-    Zero(Address(count_), static_cast<std::size_t>(count - count_) * elementBytes_);
+    Move(count, static_cast<std::size_t>(Touched()) * elementBytes_);
+  } else if (const LONG end = (std::min)(count, Mark()); end > count_) {
+    Zero(Address(count_), static_cast<std::size_t>(end - count_) * elementBytes_);
   }
   count_ = count;
+  if (isExposed_) Touch(count);
 }
 
 void ElementBlock::CopyFrom(const ElementBlock& source) {
-  const std::size_t bytes = source.Bytes();
-  if (!HasRoomFor(source.count_)) {
-    Move(source.count_, 0);
-    CopyToZeroed(data_, source.data_, bytes);
-  } else if (bytes > 0) {
-    std::memcpy(data_, source.data_, bytes);
-  }
-  count_ = source.count_;
+  Resize(source.count_);
+  Touch(source.Touched());
+  CopyToZeroed(data_, source.data_, static_cast<std::size_t>(Touched()) * elementBytes_);
+}
+
+HRESULT ElementBlock::ReadFrom(IStream* stream, bool* isWhole) {
+  // The stream may come back to the array while it has the address.
+  const SharedBlock held = block_;
+  const auto bytes = static_cast<ULONG>(Bytes());
+  const LONG outerEnd = std::exchange(readEnd_, (std::max)(readEnd_, count_));
+  const LONG end = count_;
+  // No stream delivers so many: one that fails, or does not tell, may have written anywhere.
+  ULONG delivered = bytes + 1;
+  const HRESULT result = stream->Read(data_, bytes, &delivered);
+  readEnd_ = outerEnd;
+  *isWhole = delivered == bytes;
+  const bool isTold = SUCCEEDED(result) && delivered <= bytes;
+  Touch(isTold ? static_cast<LONG>((delivered + elementBytes_ - 1) / elementBytes_) : end);
+  return result;
 }
 
 void ElementBlock::Move(LONG count, std::size_t bytesInUse) {
@@ -90,6 +102,8 @@ void ElementBlock::Move(LONG count, std::size_t bytesInUse) {
   block_ = std::move(block);
   data_ = block_.Get();
   capacity_ = capacity;
+  mark_ = Touched();
+  isExposed_ = false;
 }
 
 ElementArray<VARIANT>::~ElementArray() {
@@ -108,11 +122,10 @@ void ElementChange<ElementArray<VARIANT>>::Resize(LONG count) {
     Replace(array.Count(), count, VARIANT{});
   } else {
     SharedBlock block = array.Hold();
+    const LONG mark = array.mark_;
     array.Move(count, static_cast<std::size_t>(array.Touched()) * sizeof(VARIANT));
     leftBlock_ = std::move(block);
-    left_ = {array.Count(), array.mark_};
-    array.mark_ = array.Touched();
-    array.isExposed_ = false;
+    left_ = {array.Count(), mark};
   }
   array.SetCount(count);
   if (array.isExposed_) array.Touch(count);
@@ -120,7 +133,7 @@ void ElementChange<ElementArray<VARIANT>>::Resize(LONG count) {
 
 void ElementChange<ElementArray<VARIANT>>::Replace(LONG from, LONG end,
                                                    const VARIANT& value) noexcept {
-  if (value.vt == VT_EMPTY) end = (std::min)(end, array_->mark_);
+  end = (std::min)(end, array_->mark_);
   if (from >= end) return;
   VARIANT* const slots = array_->Slots();
   const auto owners = std::count_if(slots + from, slots + end, &IsOwner);
@@ -129,7 +142,6 @@ void ElementChange<ElementArray<VARIANT>>::Replace(LONG from, LONG end,
     values_ = AllocateZeroed<VARIANT>(static_cast<std::uint64_t>(owners));
     hasRoom = values_ != nullptr;
   }
-  array_->Touch(end);
   for (LONG i = from; i < end; ++i) {
     if (IsOwner(slots[i])) {
       if (!hasRoom) continue;

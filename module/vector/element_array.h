@@ -2,7 +2,8 @@
 // bits (VT_EMPTY); shrinking keeps the capacity.
 //
 // A stream can state any count. Memory comes zeroed by the system and is not touched on our side
-// before somebody writes there, so that a count alone makes nothing resident.
+// before somebody writes there, and what nobody has written is neither cleared, copied nor counted
+// one by one: a count alone makes nothing resident and takes no time.
 //
 // Growing raises std::length_error "vector too long" for a count that no container can hold (one
 // below 0), and std::bad_alloc "bad allocation" without memory; the array is then unchanged.
@@ -12,6 +13,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "module/persist/zeroed_memory.h"
@@ -68,13 +70,25 @@ class ElementBlock {
   }
   SharedBlock Hold() const noexcept { return block_; }
 
+  // Elements from here on are zero bits.
+  LONG Touched() const noexcept { return (std::min)(Mark(), count_); }
+
   // Raises, as told above.
   void Resize(LONG count);
-  // Takes over count and content. Raises.
+  // Takes over count and content, where nobody has written yet. Raises.
   void CopyFrom(const ElementBlock& source);
+  void PutBytes(LONG index, const void* element) noexcept {
+    Touch(index + 1);
+    std::memcpy(Address(index), element, elementBytes_);
+  }
+  // The result of one Read into all elements, and whether it told that it delivered them all.
+  HRESULT ReadFrom(IStream* stream, bool* isWhole);
 
  protected:
   ~ElementBlock() = default;
+
+  LONG Mark() const noexcept { return (std::max)(mark_, readEnd_); }
+  void Touch(LONG end) noexcept { mark_ = (std::max)(mark_, end); }
 
   // Whether so many elements have room where the array lies.
   bool HasRoomFor(LONG count) const noexcept { return count >= 0 && count <= capacity_; }
@@ -82,11 +96,20 @@ class ElementBlock {
   void Move(LONG count, std::size_t bytesInUse);
   void SetCount(LONG count) noexcept { count_ = count; }
 
+  // Slots from a mark on are zero bits, so that nobody need look at them. A client that was given
+  // the address may write in all slots that it was ever told of until the array moves, which it
+  // does only to grow beyond its capacity: until then the mark rises with the count and never
+  // falls.
+  LONG mark_ = 0;
+  bool isExposed_ = false;
+
  private:
   void* data_ = nullptr;
   LONG count_ = 0;
   std::size_t elementBytes_;
   std::int64_t capacity_ = 0;  // in elements
+  // While a stream has the address: elements up to here may have changed.
+  LONG readEnd_ = 0;
   SharedBlock block_;
 };
 
@@ -96,7 +119,24 @@ class ElementArray : public ElementBlock {
  public:
   ElementArray() noexcept : ElementBlock(sizeof(T)) {}
 
-  T* Data() const noexcept { return static_cast<T*>(Address()); }
+  // The live array, for clients.
+  T* Data() noexcept {
+    isExposed_ = true;
+    Touch(Count());
+    return static_cast<T*>(Address());
+  }
+  T At(LONG index) const noexcept { return static_cast<const T*>(Address())[index]; }
+  void Put(LONG index, T value) noexcept {
+    Touch(index + 1);
+    static_cast<T*>(Address())[index] = value;
+  }
+  // Sets every element. Zeros are there already where nobody has written.
+  void Fill(T value) noexcept {
+    constexpr T kZero{};
+    const bool isZero = std::memcmp(&value, &kZero, sizeof value) == 0;
+    if (!isZero) Touch(Count());
+    std::fill_n(static_cast<T*>(Address()), Touched(), value);
+  }
   // Whether there is nothing to let go.
   bool OwnsNothing() const noexcept { return true; }
 };
@@ -112,18 +152,15 @@ class ElementChange {
   // Sets every element.
   template <class T>
   void Fill(const T& value) noexcept {
-    std::fill_n(array_.Data(), array_.Count(), value);
+    array_.Fill(value);
   }
 
  private:
   Array& array_;
 };
 
-// VARIANTs, which the array owns.
-//
-// Slots from a mark on are zero bits, so that nobody need look at them. A client that was given the
-// address may write in all slots that it was ever told of until the array moves, which it does only
-// to grow beyond its capacity: until then the mark rises with the count and never falls.
+// VARIANTs, which the array owns. Slots behind the mark may stand for another value than their zero
+// bits, to which all elements were set; it owns nothing, and is written when the mark rises.
 template <>
 class ElementArray<VARIANT> : private ElementBlock {
  public:
@@ -141,9 +178,26 @@ class ElementArray<VARIANT> : private ElementBlock {
   }
   bool OwnsNothing() const noexcept { return mark_ == 0; }
   // The bits of an element, without a count of its own.
-  const VARIANT& At(LONG index) const noexcept { return Slots()[index]; }
-  // Elements from here on are VT_EMPTY.
-  LONG Touched() const noexcept { return (std::min)(mark_, Count()); }
+  VARIANT At(LONG index) const noexcept {
+    if (index < mark_) return Slots()[index];
+    return index < fillEnd_ ? fill_ : VARIANT{};
+  }
+  // Whether the element lies there.
+  bool IsAt(LONG index, const VARIANT* place) const noexcept { return place == Slots() + index; }
+  // Elements from here on own nothing.
+  using ElementBlock::Touched;
+  // The end of the elements that are known to be the same as this one.
+  LONG EndOfEqual(LONG index) const noexcept {
+    if (index < mark_) return index + 1;
+    return index < fillEnd_ ? fillEnd_ : Count();
+  }
+  // Elements from here on, of which nobody has written any, become VT_EMPTY.
+  void EmptyFrom(LONG index) noexcept { fillEnd_ = (std::min)(fillEnd_, index); }
+  // Takes over the elements of the source that nobody has written.
+  void CopyUntouched(const ElementArray& source) noexcept {
+    fill_ = source.fill_;
+    fillEnd_ = (std::min)(source.fillEnd_, Count());
+  }
   // A place to put a value in; what it holds is then the caller's.
   VARIANT& Slot(LONG index) noexcept {
     Touch(index + 1);
@@ -158,11 +212,19 @@ class ElementArray<VARIANT> : private ElementBlock {
   friend Change;
 
   VARIANT* Slots() const noexcept { return static_cast<VARIANT*>(Address()); }
-  void Touch(LONG end) noexcept { mark_ = (std::max)(mark_, end); }
+  void Touch(LONG end) noexcept {
+    for (LONG i = mark_; i < (std::min)(end, fillEnd_); ++i) Slots()[i] = fill_;
+    ElementBlock::Touch(end);
+  }
+  void SetCount(LONG count) noexcept {
+    EmptyFrom(count);
+    ElementBlock::SetCount(count);
+  }
   VARIANT TakeBehindEnd(LONG index) noexcept;
 
-  LONG mark_ = 0;
-  bool isExposed_ = false;
+  // What slots from the mark up to the end stand for.
+  VARIANT fill_{};
+  LONG fillEnd_ = 0;
   // The innermost of the changes that go on.
   Change* change_ = nullptr;
 };
@@ -186,7 +248,11 @@ class ElementChange<ElementArray<VARIANT>> {
   // Raises, as told above; not for a count that has room.
   void Resize(LONG count);
   // Sets every element to a value that owns nothing.
-  void Fill(const VARIANT& value) noexcept { Replace(0, array_->Count(), value); }
+  void Fill(const VARIANT& value) noexcept {
+    Replace(0, array_->Count(), value);
+    array_->fill_ = value;
+    array_->fillEnd_ = array_->Count();
+  }
 
  private:
   friend ElementArray<VARIANT>;

@@ -37,12 +37,12 @@ class SpecialMethods : public VectorElementSlots<T, Base> {
   }
   STDMETHODIMP GetElementImpl(LONG index, T* element) override {
     if (!m_Elements.Has(index)) return state_.BadIndex();
-    *element = Clamped(m_Elements.Data()[index]);
+    *element = Clamped(m_Elements.At(index));
     return S_OK;
   }
   STDMETHODIMP PutElementImpl(LONG index, T element) override {
     if (!m_Elements.Has(index)) return state_.BadIndex();
-    m_Elements.Data()[index] = Clamped(element);
+    m_Elements.Put(index, Clamped(element));
     return S_OK;
   }
 
@@ -61,11 +61,11 @@ class SpecialMethods : public VectorElementSlots<T, Base> {
 
   // Behind the index test.
   HRESULT GetDouble(LONG index, DOUBLE* value) const noexcept {
-    *value = DoubleFromElement(m_Elements.Data()[index]);
+    *value = DoubleFromElement(m_Elements.At(index));
     return S_OK;
   }
   HRESULT PutDouble(LONG index, DOUBLE value) noexcept {
-    m_Elements.Data()[index] = ElementOf(value);
+    m_Elements.Put(index, ElementOf(value));
     return S_OK;
   }
 

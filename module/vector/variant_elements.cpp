@@ -19,6 +19,7 @@ void CopyElements(ElementArray<VARIANT>& target, const ElementArray<VARIANT>& so
     CComVariant copy = depth == CopyDepth::kDeep ? GetRealCopyOfVariant(image) : CComVariant(image);
     static_cast<void>(target.Exchange(i, copy.Detach()));
   }
+  target.CopyUntouched(source);
 }
 
 void GetVariantElement(const ElementArray<VARIANT>& array, LONG index, VARIANT* out) {

@@ -31,7 +31,7 @@ HRESULT VectorState::GetTag(LONG index, VARIANT* out) const {
 
 HRESULT VectorState::PutTag(LONG index, const VARIANT& tag) {
   if (!HasTag(index)) return NoTag();
-  if (&tag == &m_ElementTags.At(index)) return S_OK;
+  if (m_ElementTags.IsAt(index, &tag)) return S_OK;
   VARIANT copy{};
   HRESULT result = VariantCopy(&copy, const_cast<VARIANT*>(&tag));
   if (FAILED(result)) copy = ErrorVariant(result);

@@ -24,6 +24,19 @@ class VariantWalk {
   std::size_t size() const noexcept {
     return static_cast<std::size_t>((std::min)(end_, array_.Count()));
   }
+  // Where elements that are known to be the same as this one end.
+  std::size_t EndOfEqual(std::size_t index) const noexcept {
+    return (std::min)(size(),
+                      static_cast<std::size_t>(array_.EndOfEqual(static_cast<LONG>(index))));
+  }
+  // Empties the elements from here on, those that own nothing at once.
+  void EmptyFrom(std::size_t index) {
+    for (; index < static_cast<std::size_t>(array_.Touched()) && index < size(); ++index) {
+      ElementLoan element(*this, index);
+      VariantClear(&element.Value());
+    }
+    array_.EmptyFrom(static_cast<LONG>(index));
+  }
   VARIANT& operator[](std::size_t index) noexcept { return array_.Slot(static_cast<LONG>(index)); }
   // The bits, since the array may move while they are looked at.
   VARIANT operator[](std::size_t index) const noexcept {
@@ -36,7 +49,7 @@ class VariantWalk {
 };
 
 HRESULT ReadRecords(IStream* stream, ElementArray<VARIANT>& array) {
-  return ReadVariantArray(stream, VariantWalk(array), static_cast<std::size_t>(array.Touched()));
+  return ReadVariantArray(stream, VariantWalk(array));
 }
 
 HRESULT ReadPlainRecords(IStream* stream, ElementArray<VARIANT>& array) {
@@ -60,7 +73,7 @@ HRESULT ReadSingly(IStream* stream, ElementBlock& elements, LONG count) {
     ULONG delivered = static_cast<ULONG>(bytes);
     const HRESULT result = stream->Read(value, delivered, &delivered);
     if (FAILED(result)) return result;
-    if (elements.Has(i)) std::memcpy(elements.Address(i), value, bytes);
+    if (elements.Has(i)) elements.PutBytes(i, value);
     // Further reads would give nothing either.
     if (delivered == 0) break;
   }
@@ -76,10 +89,9 @@ bool ReadRaw(IStream* stream, ElementBlock& elements) {
   const std::size_t bytes = elements.Bytes();
   if (bytes == 0) return true;
   if (bytes > kMostCallBytes) return false;
-  const SharedBlock held = elements.Hold();
-  ULONG delivered = 0;
-  stream->Read(elements.Address(), static_cast<ULONG>(bytes), &delivered);
-  return delivered == bytes;
+  bool isWhole = false;
+  elements.ReadFrom(stream, &isWhole);
+  return isWhole;
 }
 
 bool ReadRaw(IStream* stream, ElementArray<VARIANT>& elements) {
@@ -220,11 +232,10 @@ void ReadElementBlock(IStream* stream, ElementBlock& elements) {
   const std::size_t bytes = elements.Bytes();
   if (bytes == 0) return;
   if (bytes > kMostCallBytes) throw TextException("insufficient file size");
-  const SharedBlock held = elements.Hold();
-  ULONG moved = 0;
-  const HRESULT result = stream->Read(elements.Address(), static_cast<ULONG>(bytes), &moved);
+  bool isWhole = false;
+  const HRESULT result = elements.ReadFrom(stream, &isWhole);
   if (FAILED(result)) throw TextException("can't read vector to stream");
-  if (moved != bytes) throw TextException("insufficient file size");
+  if (!isWhole) throw TextException("insufficient file size");
 }
 
 void WriteElementBlock(IStream* stream, const ElementBlock& elements) {

@@ -1,5 +1,6 @@
 #include "tests/objects/session.h"
 
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -145,7 +146,7 @@ std::string Session::Run(std::string_view row) {
     row.remove_prefix(row.find_first_not_of(' '));
     static constexpr std::string_view kDrivers[] = {"fail-each",   "short-each", "cut-each",
                                                     "refuse-each", "refuse-any", "times",
-                                                    "on",          "elsewhere"};
+                                                    "on",          "elsewhere",  "swift"};
     const std::string_view first = row.substr(0, row.find_first_of(" :"));
     const bool takesAll =
         std::find(std::begin(kDrivers), std::end(kDrivers), first) != std::end(kDrivers);
@@ -542,6 +543,13 @@ std::string Session::Perform(const std::string& name, Words& words) {
          const ULONGLONG now = ResidentBytes();
          if (s.resident_ == 0) s.resident_ = now;
          return std::string(now < s.resident_ + (60u << 20) ? "no more" : "more");
+       }},
+      {"swift",  // and where no time goes by: a second, on a busy machine
+       [](Session& s, Words& w) {
+         const auto start = std::chrono::steady_clock::now();
+         std::string said = s.Run(w.Rest());
+         const auto past = std::chrono::steady_clock::now() - start;
+         return past < std::chrono::seconds(1) ? said : said + " SLOW";
        }},
       {"alive", [](Session& s, Words&) { return std::to_string(s.script_.objects); }},
       {"content", [](Session& s, Words& w) { return ContentOf(s.streams[w.Next()].memory.Get()); }},
