@@ -23,6 +23,7 @@
 #include <utility>
 
 #include "platform/module.h"
+#include "platform/object_end.h"
 #include "platform/query_table.h"
 #include "platform/threading.h"
 
@@ -91,7 +92,7 @@ HRESULT Construct(Object& object, IUnknown* controllingUnknown, bool protect) {
 
 // An object on its own.
 template <class Base>
-class CComObject final : public Base {
+class CComObject final : public Base, private EndingObject {
  public:
   // Makes an object with a reference count of 0; the caller takes the first reference.
   // Null out: E_POINTER. What cannot be had, or is thrown meanwhile, is E_OUTOFMEMORY.
@@ -135,12 +136,15 @@ class CComObject final : public Base {
   STDMETHODIMP_(ULONG) AddRef() override { return this->InternalAddRef(); }
   STDMETHODIMP_(ULONG) Release() override {
     const ULONG left = this->InternalRelease();
-    if (left == 0) delete this;
+    if (left == 0) {
+      this->GuardDestruction();
+      End();
+    }
     return left;
   }
 
   CComObject() { LockModule(); }
-  ~CComObject() {
+  ~CComObject() override {
     this->GuardDestruction();
     this->FinalRelease();
     UnlockModule();
@@ -174,7 +178,7 @@ class CComContainedObject final : public Base {
 
 // The aggregated object: the inner unknown, which the outer holds, around the contained object.
 template <class Base>
-class CComAggObject final : public IUnknown {
+class CComAggObject final : public IUnknown, private EndingObject {
  public:
   // As CComObject::CreateInstance.
   static HRESULT CreateInstance(IUnknown* outer, CComAggObject** out) noexcept {
@@ -207,13 +211,16 @@ class CComAggObject final : public IUnknown {
   STDMETHODIMP_(ULONG) AddRef() override { return CComMultiThreadModel::Increment(references_); }
   STDMETHODIMP_(ULONG) Release() override {
     const ULONG left = CComMultiThreadModel::Decrement(references_);
-    if (left == 0) delete this;
+    if (left == 0) {
+      references_.store(kDestructionGuard, std::memory_order_relaxed);
+      End();
+    }
     return left;
   }
 
  private:
   explicit CComAggObject(IUnknown* outer) : contained_(outer) { LockModule(); }
-  ~CComAggObject() {
+  ~CComAggObject() override {
     references_.store(kDestructionGuard, std::memory_order_relaxed);
     contained_.FinalRelease();
     UnlockModule();
