@@ -154,13 +154,17 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
   STDMETHODIMP PutPixel(LONG x, LONG y, DOUBLE value) override {
     T* pixel = nullptr;
     const HRESULT result = FindPixel(x, y, &pixel);
-    if (result == S_OK) *pixel = ElementFromDouble<T>(value);
+    if (result != S_OK) return result;
+    Image().MarkWritten();
+    *pixel = ElementFromDouble<T>(value);
     return result;
   }
   STDMETHODIMP GetPointer(U** pixels) override {
     LONG index = 0;
     const HRESULT result = state_.PixelIndex(0, 0, state_.activePlane, &index);
-    if (SUCCEEDED(result)) *pixels = reinterpret_cast<U*>(Image().At(index));
+    if (FAILED(result)) return result;
+    Image().MarkWritten();
+    *pixels = reinterpret_cast<U*>(Image().At(index));
     return result;
   }
   STDMETHODIMP GetAccess(LONG* width, LONG* height, LONG* lineSkip, U** pixels) override {
@@ -193,12 +197,10 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
   }
   STDMETHODIMP get_IsBound(LONG* bound) override {
     if (!bound) return E_POINTER;
-    LONG width = 0;
-    LONG height = 0;
-    LONG lineSkip = 0;
-    U* pixels = nullptr;
-    GetAccessChecked(&width, &height, &lineSkip, &pixels);
-    *bound = pixels && width != 0 && height != 0 ? 1 : 0;
+    LONG index = 0;
+    const bool hasPixels =
+        state_.image && SUCCEEDED(state_.PixelIndex(0, 0, state_.activePlane, &index));
+    *bound = hasPixels && state_.rect.width != 0 && state_.rect.height != 0 ? 1 : 0;
     return S_OK;
   }
   STDMETHODIMP Clear() override {

@@ -51,7 +51,11 @@ bool HasEqualBytes(const T& value) noexcept {
 template <class Image, class T>
 void FillRows(Image& image, std::int64_t first, std::int64_t width, std::int64_t height,
               std::int64_t step, T value) noexcept {
-  std::int64_t rows = pixels_detail::ReachableRows(image.reachableElements(), first, step, height);
+  // What nobody has written is 0 already.
+  const bool isZero = pixels_detail::HasEqualBytes(value) && value == T{0};
+  if (!isZero) image.MarkWritten();
+  const std::int64_t reach = image.Touched();
+  std::int64_t rows = pixels_detail::ReachableRows(reach, first, step, height);
   if (rows < 1 || width < 1 || step < 1) return;
   const bool isOneRun = width == step;
   if (isOneRun) {
@@ -64,7 +68,7 @@ void FillRows(Image& image, std::int64_t first, std::int64_t width, std::int64_t
     for (std::int64_t row = 0; row < rows; ++row) {
       const ElementRange run = image.ClipRun(first + row * step, width);
       std::memset(static_cast<void*>(image.At(run.first)), byte,
-                  static_cast<std::size_t>(run.count) * sizeof(T));
+                  static_cast<std::size_t>(std::min(run.count, reach - run.first)) * sizeof(T));
     }
     return;
   }
@@ -118,17 +122,19 @@ void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& 
 
 // Copies `rows` runs of `runBytes` bytes. Run k begins at the element sourceFirst + k * sourceStep
 // and goes to targetFirst + k * targetStep; runs may lie outside the memory at either end, and may
-// reach into each other. The steps are at least 1.
+// reach into each other. The steps are at least 1. The target is zero; what nobody has written to
+// the source is not copied.
 template <class Image>
 void CopyByteRuns(const Image& source, std::int64_t sourceFirst, std::int64_t sourceStep,
-                  const Image& target, std::int64_t targetFirst, std::int64_t targetStep,
+                  Image& target, std::int64_t targetFirst, std::int64_t targetStep,
                   std::int64_t runBytes, std::int64_t rows) noexcept {
   constexpr std::int64_t kElementBytes = sizeof(*source.data());
-  const std::int64_t sourceBytes = source.reachableElements() * kElementBytes;
+  const std::int64_t sourceBytes = source.Touched() * kElementBytes;
   const std::int64_t targetBytes = target.reachableElements() * kElementBytes;
   using pixels_detail::ReachableRows;
-  rows = ReachableRows(source.reachableElements(), sourceFirst, sourceStep, rows);
+  rows = ReachableRows(source.Touched(), sourceFirst, sourceStep, rows);
   rows = ReachableRows(target.reachableElements(), targetFirst, targetStep, rows);
+  std::int64_t writtenBytes = 0;
   for (std::int64_t row = 0; row < rows; ++row) {
     const std::int64_t from = (sourceFirst + row * sourceStep) * kElementBytes;
     const std::int64_t to = (targetFirst + row * targetStep) * kElementBytes;
@@ -138,7 +144,9 @@ void CopyByteRuns(const Image& source, std::int64_t sourceFirst, std::int64_t so
     std::memcpy(reinterpret_cast<std::byte*>(target.data()) + to + skipped,
                 reinterpret_cast<const std::byte*>(source.data()) + from + skipped,
                 static_cast<std::size_t>(end - skipped));
+    writtenBytes = to + end;
   }
+  target.SetLoaded((writtenBytes + kElementBytes - 1) / kElementBytes);
 }
 
 }  // namespace rastel

@@ -373,11 +373,11 @@ class Loader {
 
   // One Read, and of a run that the buffer cannot hold the rest too, so that what follows stays in
   // step. False: no further run will deliver anything.
-  bool ReadRun(const ComImageBase& image, std::int64_t first, std::int64_t elements) {
+  bool ReadRun(ComImageBase& image, std::int64_t first, std::int64_t elements) {
     const ElementRange run = image.ClipRun(first, elements);
     const ULONG bytes = BytesOf(run, image);
     ULONG rest = BytesOf({0, elements}, image) - bytes;
-    bool hasMore = bytes == 0 ? rest > 0 : ReadBytes(image.Address(run.first), bytes) == bytes;
+    bool hasMore = bytes == 0 ? rest > 0 : ReadPixels(image, run, bytes);
     std::byte dropped[4096];
     while (hasMore && rest > 0) {
       const ULONG part = (std::min)(rest, ULONG{sizeof(dropped)});
@@ -385,6 +385,17 @@ class Loader {
       rest -= part;
     }
     return !hasEnded_ && elements > 0;
+  }
+
+  // Whether a Read delivered the run. While it has the address all may change.
+  bool ReadPixels(ComImageBase& image, const ElementRange& run, ULONG bytes) {
+    const std::int64_t loaded = image.SetLoaded(image.reachableElements());
+    const ULONG delivered = ReadBytes(image.Address(run.first), bytes);
+    const ULONG written = failuresInARow_ > 0 ? bytes : (std::min)(delivered, bytes);
+    const auto elementBytes = static_cast<ULONG>(image.elementBytes());
+    image.SetLoaded(
+        (std::max)(loaded, run.first + (written / elementBytes + (written % elementBytes != 0))));
+    return delivered == bytes;
   }
 
   // What a Read delivered; a stream that does not say so has delivered all. Failures are passed

@@ -84,6 +84,7 @@ HRESULT ComImageBase::Allocate(LONG planes, LONG width, LONG height, LONG margin
   data_ = memory;
   geometry_ = geometry;
   ownsData_ = true;
+  isWritten_.store(contents == Contents::Undefined, std::memory_order_relaxed);
   blockElements_ = blockElements;
   reachableElements_ = blockElements + tailElements;
   return S_OK;
@@ -99,6 +100,7 @@ HRESULT ComImageBase::InitFromData(const void* source, LONG planes, LONG width, 
   const bool fits = BufferGeometry::Of(planes, width, height, margin).Fits();
   Allocate(planes, width, height, margin, fits ? Contents::Undefined : Contents::Zero);
   if (data_ == nullptr) return E_FAIL;
+  MarkWritten();
   CopyInterior(static_cast<const std::byte*>(source));
   return margin != 0 ? FillMargins(MarginZero) : S_OK;
 }
@@ -112,6 +114,7 @@ HRESULT ComImageBase::Attach(void* data, LONG planes, LONG width, LONG height) n
   data_ = data;
   geometry_ = BufferGeometry::Of(planes, width, height, 0);
   ownsData_ = false;
+  MarkWritten();
   blockElements_ = geometry_.CountedElements();
   reachableElements_ = blockElements_;
   return S_OK;
@@ -131,6 +134,7 @@ HRESULT ComImageBase::FillMargins(MarginModeKLP mode) noexcept {
     case MarginPeriodic:
     case MarginMirror:
     case MarginReplicate:
+      MarkWritten();
       FillMarginElements(data_, elementBytes_, reachableElements_, geometry_, mode);
       return S_OK;
     default:

@@ -10,14 +10,15 @@
 // Sizes wrap in 32 bits, so the geometry may state more than the block holds. Walks clip their runs
 // with ClipRun; single elements are tested with InBlock.
 //
-// Threads: the count is atomic. All else is written once, while the buffer is empty and before
-// other threads can hold it. Pixels are not protected.
+// Threads: the count, and the mark of a buffer that is written to, are atomic. All else is written
+// once, while the buffer is empty and before other threads can hold it. Pixels are not protected.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 
 #include "interfaces/enums.h"
 #include "module/image/buffer_geometry.h"
@@ -99,6 +100,19 @@ class ComImageBase : public IUnknown {
         reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(data_);
     return offset / elementBytes_ < static_cast<std::uintptr_t>(reachableElements_);
   }
+  // Elements from here on are zeros that nobody has written.
+  std::int64_t Touched() const noexcept {
+    return isWritten_.load(std::memory_order_relaxed) ? reachableElements_ : loadedElements_;
+  }
+  // To be called before anything but a load writes, or may write.
+  void MarkWritten() noexcept {
+    if (!isWritten_.load(std::memory_order_relaxed)) {
+      isWritten_.store(true, std::memory_order_relaxed);
+    }
+  }
+  // A load has written up to there, or may have; gives how far loads went before.
+  std::int64_t SetLoaded(std::int64_t end) noexcept { return std::exchange(loadedElements_, end); }
+
   bool InBlock(std::int64_t index) const noexcept { return index >= 0 && index < blockElements_; }
 
   // The part of `count` elements from `first` on that lies in block or tail; empty, at index 0, if
@@ -125,10 +139,12 @@ class ComImageBase : public IUnknown {
   void* data_ = nullptr;
   BufferGeometry geometry_;
   std::atomic<std::uint32_t> refCount_{0};
+  std::atomic<bool> isWritten_{false};
   bool ownsData_ = false;
   const std::size_t elementBytes_;
   std::int64_t blockElements_ = 0;
   std::int64_t reachableElements_ = 0;
+  std::int64_t loadedElements_ = 0;
 };
 
 // The buffer of pixel type T. Owner is the AOI class of the same pixel type; it tells buffers apart

@@ -52,7 +52,8 @@ void DuplicatePixels(const AoiState& source, AoiState& duplicate) {
   const Rect& rect = source.rect;
   const LONG rows = WrapAdd(rect.height, WrapMul(2, source.marginY));
   // What no row reaches must not show what the memory held before.
-  const bool isCovered = source.marginX == 0 && source.marginY == 0 && HasWholeRectangle(source);
+  const bool isCovered = source.marginX == 0 && source.marginY == 0 && HasWholeRectangle(source) &&
+                         source.image->Touched() == source.image->reachableElements();
   duplicate.CreateImage(WrapAdd(rect.width, WrapMul(2, source.marginX)), rows,
                         isCovered ? Contents::Undefined : Contents::Zero);
   duplicate.SetMargins(source.marginX, source.marginY);
@@ -64,9 +65,8 @@ void DuplicatePixels(const AoiState& source, AoiState& duplicate) {
   const auto& pixels = static_cast<const Image&>(*source.image);
   const std::int64_t marginX = source.marginX;
   const std::int64_t elementBytes = sizeof(*pixels.data());
-  CopyByteRuns(pixels, from - marginX, source.bufferWidth,
-               static_cast<const Image&>(*duplicate.image), to, duplicate.bufferWidth,
-               rect.width * elementBytes + 2 * marginX, rows);
+  CopyByteRuns(pixels, from - marginX, source.bufferWidth, static_cast<Image&>(*duplicate.image),
+               to, duplicate.bufferWidth, rect.width * elementBytes + 2 * marginX, rows);
 }
 
 // Gives the duplicate a deep copy of the tag, a clone of the map and the name. Calls foreign code,
