@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // AOIs through their interfaces, as clients call them: single pixels, rectangles of a picture of
 // 2048 by 2048 pixels next to memset and memcpy of the same rows, pictures that are saved and
 // loaded next to memcpy, and objects next to the blocks of memory that they cost.

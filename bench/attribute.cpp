@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Attribute maps of 10, 100 and 10,000 attributes through their interfaces, next to a std::map of
 // the standard library with the same keys and VARIANTs, used as a program would that locks around
 // it.

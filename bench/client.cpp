@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client library next to the slots themselves: a threshold over a picture next to the same loop
 // on copied locals, on the locals whose addresses GetAccess was given, and in two threads.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What strings, values, locks and class look-ups of a host cost, next to the plain operations that
 // they cannot do without.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Appending to a memory stream, next to memcpy of the same chunks into a block grown by doubling.
 #include <benchmark/benchmark.h>
 

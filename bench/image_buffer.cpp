@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Margin fills of one plane of 2048 by 2048 pixels, next to memset and memcpy of as many bytes.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Vectors through their interfaces: single values, and ten million doubles to and from a memory
 // stream next to memcpy of the same bytes.
 #include <benchmark/benchmark.h>

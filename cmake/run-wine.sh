@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Runs one Windows program under Wine, in a prefix of its build tree.
 # The output goes through a file: Wine's background processes would keep a pipe of ours open.
 # WINE_TIMEOUT is the limit in seconds (exit code 124 beyond it).

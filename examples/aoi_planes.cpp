@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "examples/aoi_planes.h"
 
 #include "examples/attributes.h"

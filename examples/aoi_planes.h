@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures in and out of AOIs: colour channels are planes, samples are pixels of the same type.
 #pragma once
 

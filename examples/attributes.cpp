@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "examples/attributes.h"
 
 #include "examples/report.h"

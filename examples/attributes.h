@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The metadata that the picture takes along: an attribute map with values that are objects.
 #pragma once
 

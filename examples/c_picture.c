@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* A client in C: makes an object by its class, draws rings into its pixels, fills the margin and
  * writes the stored plane as a PGM file.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A client that knows ProgIDs and nothing else: it finds classes by their names, members by their
 // names, and learns from the library that is registered with the host how to call them. What it
 // prints is the same on every host.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Object references as bytes: what the platform writes for a pointer that leaves for another place.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The road of a picture through the module, as a client drives it:
 //   picture_road PICTURE.png OUT_FOLDER
 // reads a picture, makes an AOI by its class identifier, puts the colour channels into planes with

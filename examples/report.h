@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports of the example clients on the console.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "examples/second_process.h"
 
 #include <rastelklp/text.h>

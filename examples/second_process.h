@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A second process of the running program, fed through a pipe.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loads damaged streams into every class that reads its kind:
 //   stream_fuzz ROUNDS SEED FOLDER...
 // The folders hold sample streams, whose ending tells the kind (.aoi, .vec, .map). Each round

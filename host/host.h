@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every service of the embedded host. Programs usually include platform/platform.h instead, which
 // gives the same names on both hosts.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Areas of interest (AOIs): rectangles of pixels on a shared image buffer of one or more planes,
 // with a margin around each plane. An AOI object answers one typed interface, which knows the pixel
 // type and hands out raw pointers, and the generic IAoiKLP, which speaks of pixels as double.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Attribute maps: ordered key and value stores that carry metadata with images and vectors, in
 // three classes for text, integer and float keys. A map answers one typed interface and the generic
 // IAttributeMapKLP, where keys are VARIANTs. Entries and their enumerator walk a map.

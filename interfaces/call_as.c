@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* The halves of calls that the generated proxies leave to be written: slots with a raw pointer, of
  * which one element travels, and IEnumAttributeEntryKLP::Next.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The enumerations that cross interfaces. Each is 32 bits in memory and 16 bits on the wire of a
 // proxy; a slot that does not test its argument keeps any 32-bit value.
 #pragma once

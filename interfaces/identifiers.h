@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The identifiers that clients name: the type library, the 21 classes that can be created and the
 // 26 interfaces. An identifier never changes once it has been handed out.
 #pragma once

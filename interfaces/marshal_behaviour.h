@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How an object crosses the boundary of a process. Vectors answer this interface, AOIs do not.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Vectors: growable sequences of elements of one type, and beside them, optionally, one VARIANT per
 // element, its tag. A vector answers one typed interface and the generic IVectorKLP.
 //

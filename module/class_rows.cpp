@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The table of the catalogue: the one place that knows the classes of all families.
 #include "interfaces/identifiers.h"
 #include "module/attribute/attribute_classes.h"

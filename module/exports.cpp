@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/frame/catalogue.h"
 #include "module/frame/module_resources.h"
 #include "platform/module_entry.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Compiles the installed headers as foreign projects do: by each compiler that is there, in each
 # language version, without exceptions and types at run time, with either standard library, and before
 # and after the headers of libraries that are fond of the same names. Usage: check_headers.sh PREFIX

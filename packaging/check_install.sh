@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the release build as a user would and builds programs against it: from the README's own
 # lines, as a CMake project that knows find_package alone, and by pkg-config; with each compiler that
 # is there. The folder has a blank and an umlaut in its name, and is moved before it is used.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What `cmake --install` puts where. Three parts: `runtime` (libraries, tool), `development` (headers,
 # CMake package, pkg-config), and on Windows both in one folder.
 include(GNUInstallDirs)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # `cmake --build --preset release --target package` makes the packages: an archive, and for Debian one
 # to run programs with and one to build them with.
 set(CPACK_PACKAGE_NAME rastelklp)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Removes the files of an installation, and the folders of its own that are empty without them.
 if(NOT EXISTS ${MANIFEST})
   message(FATAL_ERROR "Nothing was installed from here: there is no ${MANIFEST}")

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/picture_file.h"
 
 #include <stb_image.h>

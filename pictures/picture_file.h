@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Picture files: reads PNG (grey or colour, with or without alpha, 8 or 16 bit),
 // writes PNG for 8 bit and the portable any-map formats (PGM, PPM, PAM) for 16 bit.
 #pragma once

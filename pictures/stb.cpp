@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bodies of the picture library's headers, compiled once and with its own warnings left to it.
 #define STBI_ONLY_PNG
 #define STB_IMAGE_IMPLEMENTATION

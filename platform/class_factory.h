@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Class objects: the factory that a catalogue row keeps, and what a coclass says of itself.
 #pragma once
 

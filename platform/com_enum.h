@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Enumerators over an array: Next, Skip, Reset and Clone, with the array copied or kept alive by
 // another object. The position is not guarded: threads that share an enumerator may get an element
 // twice or miss one, and nothing worse; a thread clones it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The wrappers that turn a class into an object: they give it its reference count, QueryInterface
 // over its table, aggregation, and the count that keeps the module loaded.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A counted interface pointer: one pointer wide, holds one reference.
 #pragma once
 

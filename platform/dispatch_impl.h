@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IDispatch of a dual interface over the registered type library.
 #pragma once
 

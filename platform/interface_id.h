@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The identifier of an interface as a compile-time property of its type, the same on both hosts.
 #pragma once
 

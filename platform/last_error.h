@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The thread's last error as a result code.
 #pragma once
 

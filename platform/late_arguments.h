@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The arguments of a late-bound call as the type information takes them. Script languages hand over
 // their variables, as references to VARIANTs: what goes in is the value behind a reference, however
 // it was passed, and what comes out finds its way into the variable.

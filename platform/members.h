@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The members of an interface that can be called late, read from its type information once, so that
 // a late-bound call need not search for them every time: their names, and what their arguments are.
 #pragma once

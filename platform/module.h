@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The state that every module has one of: the count that keeps it loaded.
 // Inline variables with hidden visibility are one per module, not one per process.
 #pragma once

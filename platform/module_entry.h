@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The entry of a module: what the system runs when the module comes and goes. Included once, by the
 // file that exports the module's operations; that file defines the two functions below.
 #pragma once

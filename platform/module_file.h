@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The handle and the file of the module that this code is linked into.
 #pragma once
 

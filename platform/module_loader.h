@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loads a module by its path and finds its exports, for programs that install or inspect one.
 // Clients make objects with CoCreateInstance instead.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The end of an object whose last reference is gone. It lets go what the object holds, and so ends
 // other objects, each inside the end of the one before. Clients may hang objects on each other in
 // chains that no stack has room for; so many ends run inside each other on a thread, and objects

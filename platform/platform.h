@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The seam: the one header through which the module and its clients see a host. On Windows it is
 // the system's own component platform, elsewhere the embedded host under the same names. Code above
 // this line is written once, against the platform's names.

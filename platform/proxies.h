@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The proxy and stub code of a module's interfaces, which carries calls between processes. On
 // Windows it is generated from the interface definitions and linked into the module; the embedded
 // host has no calls between processes and therefore none. For the file that exports the module's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an object answers to QueryInterface, as data: an ordered array of rows that is walked from
 // the top; the first row whose identifier matches answers. The first row is the object's identity
 // and answers IUnknown, so it must be a direct one.

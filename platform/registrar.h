@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's registrar, which carries out registration scripts: an object of CLSID_Registrar
 // with the interface IRegistrar, on both hosts.
 #pragma once

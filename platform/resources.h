@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Resources of a module. On Windows they lie in the DLL, put there by the resource compiler; the
 // embedded host is handed a table of rows when the module is loaded, and gives it back before the
 // module goes. The rows and what they point to stay where they are in between.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the platform says about a result code.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A machine word that every thread has for itself: it reads 0 in a new thread, and there is nothing
 // to undo at a thread's end. Neither reading nor writing it can end the process for want of memory,
 // as a variable of the language can where a thread's first use of it asks for some.

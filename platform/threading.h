@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reference counts and critical sections of objects: the thread model that CComObjectRootEx is
 // instantiated with.
 #pragma once

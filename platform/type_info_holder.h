@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The type information of one interface and what it tells about the members, taken from the
 // registered library on first use and kept until the module goes.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's kind of enumerator, as script languages walk over an object.
 #pragma once
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Fails on an #include that runs against the arrows between the rooms; docs/architecture.md draws them.
 
 A room may include itself and what its row names, which stands for the rooms inside it as well.

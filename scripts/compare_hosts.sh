@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Takes the example's picture through the module on both hosts and compares the pictures, the saved
 # AOI and the report, and what the late-bound program says. Then has each host read the AOI that the
 # other saved.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Shows what no test runs: builds everything with counters, runs the native tests, and leaves in
 # build/coverage
 #   report.txt  lines and branches of each file that were run, and the numbers of those that were not

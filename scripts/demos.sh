@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds the three demonstrations and runs them: `./run --demos`. What they compare with (clang++ with
 # libc++, OpenCV, protobuf, libpng, Wine) is used where it is installed. Their pictures are left in out/.
 set -euo pipefail

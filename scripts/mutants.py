@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tells what the tests notice: changes one line at a time that some test runs, builds, runs the tests.
 
     scripts/coverage.sh && scripts/mutants.py [--count 300] [--seed 1] [--jobs 2] [--only FOLDER]

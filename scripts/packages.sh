@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sourced by ./run and ./test. Makes sure that Debian packages are installed.
 
 # need_packages <package>...: installs what is missing by apt, as root or through sudo; on a system

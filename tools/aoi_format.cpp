@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/aoi_format.h"
 
 #include <algorithm>

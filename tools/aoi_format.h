@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stream of an AOI, in all its versions.
 #pragma once
 

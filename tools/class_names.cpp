@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/class_names.h"
 
 #include <algorithm>

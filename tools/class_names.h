@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The classes whose objects are found in streams, by name and by class identifier.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/element_block.h"
 
 #include <algorithm>

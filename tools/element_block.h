@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbers of one type that follow one another in a stream.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/element_types.h"
 
 #include "tools/text_forms.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the elements of AOIs and vectors are, as they lie in a stream.
 #pragma once
 

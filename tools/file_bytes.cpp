@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/file_bytes.h"
 
 #include <cerrno>

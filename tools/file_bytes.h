@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files as wholes, by names in UTF-8. Failures raise std::runtime_error with a text that begins
 // with the name.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lines of a dump: offset, width, name and value in columns, nested fields indented.
 #pragma once
 

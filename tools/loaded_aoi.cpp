@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/loaded_aoi.h"
 
 #include "interfaces/aoi.h"

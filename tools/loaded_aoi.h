@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A loaded AOI: what it answers about itself, and what it needs so that Save leaves nothing out.
 #pragma once
 

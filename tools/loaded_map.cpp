@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/loaded_map.h"
 
 #include "interfaces/attribute.h"

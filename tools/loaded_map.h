@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A loaded attribute map: what it answers about itself.
 #pragma once
 

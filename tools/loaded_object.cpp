@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/loaded_object.h"
 #include "tools/module_registration.h"
 

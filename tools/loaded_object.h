@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Objects that are made by class identifier, loaded and saved through their interfaces. A failing
 // call raises ComFailure.
 #pragma once

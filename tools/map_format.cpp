@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/map_format.h"
 
 #include <set>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stream of an attribute map.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/module_registration.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Modules and their type libraries in the host's registry. Failures raise std::runtime_error, those
 // of a call ComFailure.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // For builds without the picture library.
 #include <stdexcept>
 

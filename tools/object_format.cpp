@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/object_format.h"
 
 #include "tools/aoi_format.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which class's stream has which format, and the stream of a file as a whole.
 #pragma once
 

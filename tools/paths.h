@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Paths: UTF-8 in arguments and in what is printed, the system's own form for operations on files.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures in files and AOIs in streams: each can become the other. The planes of an AOI are the
 // channels of a picture: grey, grey and alpha, colour, colour and alpha. Failures raise
 // std::runtime_error, those of a call ComFailure.

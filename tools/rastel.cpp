@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // rastel: tells what is in a file that holds the stream of an object, brings it to the newest
 // version of its format, and turns pictures into AOIs and back. See docs/rastel_tool.md.
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/stream_walk.h"
 
 #include <algorithm>

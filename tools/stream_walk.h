@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Walks over a stream that lies in memory, field by field, and collects what it finds. Nothing that
 // the stream states about itself is trusted: every field is taken through here, and one that is not
 // all there raises BrokenStream.

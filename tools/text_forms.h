@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How bytes of a stream are written in a listing: always printable, texts as UTF-8.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/variant_records.h"
 
 #include <algorithm>

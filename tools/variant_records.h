@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The records in which a VARIANT lies in a stream. Each is listed under the name and raises
 // BrokenStream where what follows it cannot be found.
 #pragma once

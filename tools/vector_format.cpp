@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/vector_format.h"
 
 #include <algorithm>

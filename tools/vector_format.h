@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stream of a vector, in all its versions.
 #pragma once
 

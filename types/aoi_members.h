@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The members of the nine AOI interfaces, in the slot groups of interfaces/aoi.h.
 #pragma once
 

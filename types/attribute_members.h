@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The members of the attribute maps, their entries and the enumerator, in the slot groups of
 // interfaces/attribute.h.
 #pragma once

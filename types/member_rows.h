@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of a type library made from the slots of an interface: parameter types, directions and the
 // call are derived from the C++ signature, the ids from the order; only names are written down.
 #pragma once

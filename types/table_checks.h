@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a host relies on in the tables of a type library, to be tested when they are compiled: names
 // that lead somewhere, and parameters of a form that a late-bound call can fill. What the rows are
 // made of already sees to slots, ids and the types of values.

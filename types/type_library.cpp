@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "types/type_library.h"
 
 #include "types/aoi_members.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The names of interfaces and enumerations in the type library.
 #pragma once
 

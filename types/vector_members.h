@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The members of the ten vector interfaces and of the marshal behaviour, in the slot groups of
 // interfaces/vector.h.
 #pragma once

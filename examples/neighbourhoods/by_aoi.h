@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The filter over the tiles of an AOI, whose buffer has a margin: a tile's neighbours are there,
 // those of the picture's edge are filled.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The same over regions of a matrix: a copy of the picture with a border first, then regions of it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A binomial filter of 5 x 5 pixels, the same for every way to get at the pixels.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Neighbourhoods without borders: a filter of 5 x 5 pixels over tiles in threads, the same in two
 // processes on one block of shared memory, and next to both, where it is installed, the same with
 // OpenCV.

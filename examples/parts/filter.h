@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* What the parts have agreed on: one interface and the identifiers of two classes that have it. For
  * C, and for C++ from 17 on. */
 #pragma once

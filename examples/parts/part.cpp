@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module around a part: its object, its factory and its exports. Compiled into each part by the
 // part's own compiler, in C++17 without run-time types and exceptions where the part wants that.
 #include "examples/parts/part.h"

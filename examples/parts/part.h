@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a part defines; part.cpp makes a module of it.
 #pragma once
 

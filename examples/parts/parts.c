@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* One picture, parts from different makers: a C program that loads a picture, applies filters of
  * other makers to it, first by class identifier and then by names alone, and saves it both times.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // By g++ with libstdc++ and the client library: softens the picture by 3 x 3 pixels, tile by tile
 // in threads of its own.
 #include <rastelklp/client.h>

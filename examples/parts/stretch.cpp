@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // By clang++ with libc++, in C++17 without exceptions and run-time types, on the slots alone:
 // stretches each plane's levels so that one pixel of a hundred is black, and one white.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The analysis of the station's record: reads it from the pipe and from the file, tells what is in
 // it, changes it and writes it back.
 //

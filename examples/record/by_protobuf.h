@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The station's record as a message with a PNG in it.
 #pragma once
 

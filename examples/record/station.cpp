@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A measuring station: writes its record, a picture with everything that belongs to it, to a file
 // and to its standard output, which is a pipe to the analysis. Run on Windows; the same source runs
 // here.

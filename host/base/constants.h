@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's constants, flags and enumerations, made of the rows in constants.inc.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every object of the host has: its count of references, and the interfaces that it answers.
 #pragma once
 

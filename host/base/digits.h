@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whole numbers in text, in UTF-8 and UTF-16 alike.
 #pragma once
 

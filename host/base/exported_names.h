@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The names of the host's operations in its binary: RastelHost_ and the platform's name, so that a
 // library of the same names in the process, loaded before or after, is another one. Sources keep
 // the platform's names. An operation that is not listed here is not exported.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No exception leaves an exported operation.
 #pragma once
 

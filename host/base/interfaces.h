@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform interfaces that the host serves or calls, as plain slot tables: the first slot is
 // slot 0 of the table, no destructor stands among them. Each identifier stands behind its
 // interface.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The last error of the calling thread: 0 in a fresh thread, set by operations that say so.
 #pragma once
 

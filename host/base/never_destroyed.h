@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What may still be needed while the process ends.
 #pragma once
 

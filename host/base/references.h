@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counted references as the services of the host use them: the count inside an object, and a
 // pointer that holds one reference. Nothing here is exported.
 #pragma once

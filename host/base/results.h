@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's result codes, and what they are made of.
 #pragma once
 

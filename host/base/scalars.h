@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's scalar types and identifiers, as they stand on a 64-bit little-endian system:
 // LONG, ULONG, DWORD, HRESULT and BOOL are 32 bits, OLECHAR is one UTF-16 unit.
 #pragma once

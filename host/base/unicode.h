@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Characters in UTF-8 and UTF-16, one at a time, and the case folding of the host's names.
 #pragma once
 

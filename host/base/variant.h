@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The values that cross an interface in a VARIANT, in the layouts of the real platform.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/class_entries.h"
 
 #include "host/base/never_destroyed.h"

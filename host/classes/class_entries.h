@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the registry says about classes.
 #pragma once
 

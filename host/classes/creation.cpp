@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/creation.h"
 
 #include <map>

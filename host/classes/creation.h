@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Making objects. A class is looked for in three places, in this order: classes registered by this
 // process with CoRegisterClassObject, classes of the host itself, and the registry
 // (HKEY_CLASSES_ROOT\CLSID\{...}\InprocServer32), whose module is loaded once and asked for

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/free_threaded_marshaler.h"
 
 #include <new>

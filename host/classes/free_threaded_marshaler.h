@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The free-threaded marshaler: lets an object be handed to every thread of the process as it is.
 //
 // In context MSHCTX_INPROC it writes 28 bytes: the marshal flags (4), the name of an entry in the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/identifiers.h"
 
 #include <unistd.h>

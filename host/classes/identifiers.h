@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Identifiers and their text: "{1F0A7C51-3C11-4B1E-9A01-527D10446E01}", 38 units and a terminator.
 // Texts are written in upper case and read in either. Any thread may call.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/live_references.h"
 
 #include <bit>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The process's table of live references: what an in-process object reference on a stream names
 // instead of a pointer. A name that was never given out, or whose entry was given up, finds
 // nothing. Any thread may call; no foreign code runs under the table's lock.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/loaded_modules.h"
 
 #include <vector>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The modules that serve registered classes: found through the registry, loaded once, counted while
 // calls into them are under way, unloaded when they say that they can be.
 #pragma once

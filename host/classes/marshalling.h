@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Object references on streams. An object that answers IMarshal writes itself behind a header of 48
 // bytes; the host has no proxies, so an object without IMarshal cannot be marshalled.
 //

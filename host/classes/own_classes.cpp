@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/own_classes.h"
 
 #include "host/base/references.h"

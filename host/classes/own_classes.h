@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Classes that this host knows without registration.
 #pragma once
 

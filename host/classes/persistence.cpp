@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/classes/persistence.h"
 
 #include "host/base/references.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Class identifiers on streams, and objects behind theirs. An identifier is 16 bytes as it lies in
 // memory: the first three fields little-endian. Any thread may call; nothing is kept.
 #pragma once

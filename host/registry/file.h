@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry's file: where it lies, whether it has changed, and how it is read and replaced.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry: one tree, HKEY_CLASSES_ROOT, in memory and in a file of this host.
 //
 // The file is the one of HostUseRegistryFile, or else named by the environment variable

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/registry/layers.h"
 
 #include <algorithm>

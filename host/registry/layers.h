@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Trees that lie on top of one another: what packages brought below, what the user or the program
 // entered above. An entry above stands in the place of the one below.
 #pragma once

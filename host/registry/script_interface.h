@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registrar: an object that carries out registration scripts. Its class is one of this host's,
 // and of the system's on Windows, which has no header for it: there this file is included behind
 // the system's own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registration scripts as data: what a script says, read as a whole before anything happens. See
 // host/registry/script_interface.h for the language. All functions may throw std::bad_alloc.
 #pragma once

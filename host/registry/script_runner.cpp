@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/registry/script_runner.h"
 
 #include <link.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The class CLSID_Registrar of this host.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one registry of the process: the tree of its file, kept in step with it, over what packages
 // brought, and over both what this process entered for itself.
 #pragma once

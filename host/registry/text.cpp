@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/registry/text.h"
 
 #include <algorithm>

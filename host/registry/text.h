@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry as text, in UTF-8, one line each:
 //
 //   rastelhost registry 1

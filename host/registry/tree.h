@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry's tree. Trees are immutable: a change makes a new root that shares all that stayed
 // the same, so whoever holds a root sees one state, and a change that is given up leaves nothing.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/code_pages.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversion between narrow texts and UTF-16. The narrow code page of this host is UTF-8: CP_ACP,
 // CP_THREAD_ACP and CP_UTF8 are one and the same, and no text is lost on its way through it.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/critical_sections.h"
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Recursive locks of one process. A section does not allocate, so making one cannot run out of
 // memory; it must not be moved or copied between initialisation and deletion.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/debug_output.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Debug texts. They go to one sink of the process; without one they are dropped.
 #pragma once
 

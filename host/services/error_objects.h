@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Error objects and the slot that each thread has for one.
 //
 // The slot owns one reference. Other threads neither see nor clear it, and a thread that ends

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/error_words.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Words for the result codes that any operation may fail with.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared libraries that are loaded as long as someone holds them.
 #pragma once
 

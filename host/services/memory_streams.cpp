@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/memory_streams.h"
 
 #include <algorithm>

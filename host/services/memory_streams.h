@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Streams over memory that grows as it is written.
 //
 // A stream and its clones share their bytes, which live as long as any of them; each has a position

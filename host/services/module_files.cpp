@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/module_files.h"
 
 #include <dlfcn.h>

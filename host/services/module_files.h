@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The modules (shared libraries) of this process. A module's handle is the address it is loaded at.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Resources of the modules in this process: strings, registration scripts, pictures. A shared
 // library of this system has no resource section, so a module hands its rows over when it is loaded
 // and takes them back before it is unloaded. All calls may be made from any thread.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/task_memory.h"
 
 #include <cstdlib>

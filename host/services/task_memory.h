@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory that crosses an interface: whoever receives such a block frees it with CoTaskMemFree.
 // Any thread may free what another one allocated.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/types/added_modules.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Modules that a program brings along itself.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What type information is described with: the platform's structures and enumerations, in its
 // layout.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/types/function_descriptions.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FUNCDESC and VARDESC of rows of a type table, each in one block of memory.
 #pragma once
 

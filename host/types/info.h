@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One type of a loaded type library. A dual interface has two views: by default the dispatch
 // interface, whose members return their last out argument and which lists the members of IDispatch
 // too; behind it, as implemented type -1, the interface with its slots.

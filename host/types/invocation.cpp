@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/types/invocation.h"
 
 #include "host/services/error_objects.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Late-bound calls: arguments in VARIANTs, converted to what a slot takes.
 #pragma once
 

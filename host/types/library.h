@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One loaded type library.
 #pragma once
 

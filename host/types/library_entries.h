@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the registry says about type libraries; see host/types/loading.h for the entries.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Type information: the interfaces through which a type library is read, and the operations that
 // find, register and load one.
 //

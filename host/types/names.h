@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The names in type tables are ASCII; the platform's are UTF-16 and compared without regard to
 // case.
 #pragma once

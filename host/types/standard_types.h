@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IUnknown and IDispatch as types, for the libraries that derive from them.
 #pragma once
 

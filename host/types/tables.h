@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The form in which a library of types hands its interfaces to the host: plain constant structures,
 // behind one exported function. The code of a library is trusted as all code in the process is, so
 // the host does not check its tables: types/table_checks.h does where they are compiled.

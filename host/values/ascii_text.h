@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A short text of ASCII characters on the stack, for numbers and dates on their way to a BSTR.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/values/conversion.h"
 
 #include <algorithm>

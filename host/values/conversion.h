@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversion of VARIANTs between types. Every number type converts to every other and to and from
 // text; the locale is that of English (United States), whatever the caller or the environment says.
 // Any thread may call.

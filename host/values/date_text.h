@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Dates to text, in the form of English (United States).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/values/exact_numbers.h"
 
 #include <algorithm>

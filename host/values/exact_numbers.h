@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbers as decimal digits and a scale, wide enough for every number type of a VARIANT but the
 // real ones, and the rounding between them. All rounding is half to even and exact: what is rounded
 // is the value itself, never an approximation of it.

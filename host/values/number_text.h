@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbers from text and to text, by the rules of English (United States) whatever the environment's
 // locale says: "." is the decimal sign, "," groups digits, "$" is the currency.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/values/safe_arrays.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Self-describing arrays. The descriptor tells dimensions and features, the data lies in a block of
 // its own; the first dimension varies fastest. Element types are 2 to 14, 16 to 23, 37 and 38, and
 // the data of one array stays below 4 GiB. A lock count keeps an array from being destroyed or

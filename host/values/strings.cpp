@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/values/strings.h"
 
 #include <cstdlib>

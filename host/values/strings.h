@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counted UTF-16 strings. A BSTR points at the first unit; the 4 bytes before it hold the length in
 // bytes, a zero unit follows the text. Each string costs one allocation and its text is aligned to
 // 16 bytes. The owner frees it with SysFreeString. Any thread may call; a string itself has no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the type word of a VARIANT says: which types exist, how wide their values are, and which of
 // them own something.
 #pragma once

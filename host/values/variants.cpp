@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/values/variants.h"
 
 #include "host/values/safe_arrays.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // VARIANTs: clearing, copying, following references. Null pointers are E_INVALIDARG. What a VARIANT
 // loses leaves last, after the VARIANT has its new content, since releasing an object may call
 // back. Any thread may call; a VARIANT itself has no lock.

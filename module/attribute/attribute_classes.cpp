@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/attribute/attribute_classes.h"
 
 #include "module/attribute/attribute_map_class.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The attribute map classes, as the catalogue sees them. The class of their entries: entry.h.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The attribute map: the typed interface and IAttributeMapKLP side by side on one content.
 // Contracts stand in interfaces/attribute.h.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The coclass of an attribute map.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The content of a map: attributes in the order of their keys, no two of which are equal. A NaN,
 // which is equal to every key, can therefore only stand alone.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whether an object was changed since it was loaded or saved.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/attribute/entry.h"
 
 #include <new>

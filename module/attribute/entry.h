@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Entries and their enumerator. An entry holds a copy of a key and a count on the map, and asks the
 // map for the value in every call; what the map's generic slots give is what it gives. So it takes
 // no lock, and the entry of an integer map, whose generic slots demand VT_INT, cannot reach its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/attribute/key_array.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arrays of keys for clients.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/attribute/keys.h"
 
 #include <cstring>

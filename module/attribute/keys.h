@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What differs by the type of a map's keys: how a key is handed over, stored, ordered and written.
 //
 //             stored as    generic type   in a VARIANT that the map makes   in a stream

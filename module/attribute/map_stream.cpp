@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/attribute/map_stream.h"
 
 #include <cstdint>

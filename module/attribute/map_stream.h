@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stream of a map.
 //
 //   version   u32  1

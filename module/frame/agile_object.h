@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What makes an object agile: within the process it crosses threads as a plain pointer, which its
 // free-threaded marshaler hands over. Objects of all classes have one.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The boundary of the module: no exception leaves an interface slot or an export, since no caller
 // can catch it. A slot that can raise runs its body through Guarded; a slot that cannot has no
 // guard.

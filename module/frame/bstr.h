@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The string holder of the module: one pointer to a shared record, so that names and keys are
 // copied for the price of an atomic add. A null holder, a null text and an empty text compare
 // equal.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/frame/catalogue.h"
 
 #include "module/frame/reports.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The catalogue: which classes the module has, in the order of registration and look-up, and the
 // operations behind its exports. The table is module-wide; any thread may call.
 #pragma once

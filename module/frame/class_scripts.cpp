@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/frame/class_scripts.h"
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the module writes about its classes where the host looks for them: the registration scripts
 // among its resources (registration/), run by the platform's registrar.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The texts of the diagnostic channel. One text for an event; none of them changes a result. They
 // stay as they are, spelling and line ends included, since people search logs for them.
 #pragma once

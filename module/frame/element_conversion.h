@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The numeric element types of pictures and vectors: their limits and how they convert to and from
 // double, the common language of the generic interfaces.
 #pragma once

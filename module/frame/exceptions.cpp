@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/frame/exceptions.h"
 
 #include <atomic>

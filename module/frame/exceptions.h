@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What routines raise inside an object, each by value. At an interface slot the boundary turns it
 // into a result code; no exception leaves the module.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lock of an object, as code sees it that does not know the object's class.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/frame/module_resources.h"
 
 #include <iterator>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module's resources for a host that keeps no resource section with the module: string table,
 // registration scripts and toolbox picture. On Windows module.rc puts the same into the DLL.
 #pragma once

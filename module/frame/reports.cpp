@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/frame/reports.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Error reports: the one way in which a failure becomes a result code and an error object on the
 // calling thread. Numbered messages stand in the module's string table and carry their number in
 // the result code, so they are stable. Nothing is kept between calls; any thread may call, also

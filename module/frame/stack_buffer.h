@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Room for a text of unknown length: on the stack up to a fixed size, on the heap beyond.
 #pragma once
 

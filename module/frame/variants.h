@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // VARIANTs with an owner. Two wrappers own one VARIANT each and clear it in the end; they are 24
 // bytes like the VARIANT that they are, and differ only in how a failed copy is raised. The
 // functions do the same for VARIANTs in plain arrays.

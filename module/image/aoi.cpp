@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/image/aoi.h"
 
 #include <algorithm>

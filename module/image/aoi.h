@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The state of an AOI and every operation on it that does not depend on the pixel type: binding to
 // a buffer, the rectangle, margins, planes, name, tag and attribute map. The pixels belong to the
 // buffer, the geometry to the AOI.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The eight AOI classes, as the catalogue sees them.
 #pragma once
 

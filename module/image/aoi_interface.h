@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The AOI object: the typed interface and IAoiKLP side by side on one state. A slot that both
 // interfaces declare alike is overridden once and serves both tables; the generic slots that take
 // or give AOIs convert the pointer and go to the typed ones.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Walks over the pixels of rectangles. Each row is a run; runs are clipped to what the buffer's
 // memory holds, since geometry may be stale or have wrapped, and runs below 1 do nothing.
 #pragma once

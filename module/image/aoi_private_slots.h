@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The slots behind the typed interface's last one, which no interface declares: clients of the same
 // process that know the table call them by position. A class of their own keeps them there: had the
 // implementation declared them, overrides of slots that only another of its interfaces has would

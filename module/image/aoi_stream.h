@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stream of an AOI, version 514, the one that is written:
 //
 //   version                    u16  514

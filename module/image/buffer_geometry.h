@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sizes of an image buffer and the 32-bit arithmetic on them. Sums and products of sizes wrap
 // in 32 bits, and clients depend on it: a buffer of 65536 by 65536 pixels exists and has no
 // elements.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/image/com_image.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The image buffer: a reference-counted block of memory that holds one or more planes of pixels,
 // each with a margin of equal width on all four sides. Any number of AOIs share one buffer and it
 // knows nothing of their rectangles. It owns its memory or looks at a caller's, which must outlive

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/image/derived_aois.h"
 
 #include "module/records/tagged_records.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // AOIs that come from an AOI. Siblings share the buffer of their source and go their own ways with
 // the rectangle: clones, halves and tiles. A duplicate has a buffer of its own. First the steps
 // that do not depend on the class, then the slots.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fills the margins of image planes in place, by element size only: 1, 2, 4 or 8 bytes.
 #pragma once
 

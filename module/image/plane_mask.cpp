@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/image/plane_mask.h"
 
 #include <stdexcept>

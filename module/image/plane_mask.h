@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which planes of an AOI are selected: one bit a plane. A mask in which every bit is set takes no
 // memory, however many planes there are; the words are made when a plane is first deselected.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/persist/marshal_by_value.h"
 
 #include "platform/com_ptr.h"

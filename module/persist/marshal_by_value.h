@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IMarshal by persistence: what crosses a process boundary is the object's own stream, and the
 // receiver gets an object of its own. Within a process the object's free-threaded marshaler hands
 // over the pointer itself. AOIs and vectors derive from this; IUnknown is left to them.

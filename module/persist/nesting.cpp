@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/persist/nesting.h"
 
 #include "platform/thread_word.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How deep objects nest in each other while they are loaded, saved, counted or asked for dirt.
 // Nothing keeps clients or streams from nesting objects a million deep, or from putting an object
 // into itself; the depth of a thread's calls is therefore counted here, and only here.

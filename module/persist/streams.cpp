@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/persist/streams.h"
 
 #include <cstring>

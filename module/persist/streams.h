@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The routines by which values, texts and objects pass through a stream, and the stream that
 // counts. Every format of the module is built from these and from the variant records.
 //

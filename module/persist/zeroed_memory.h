@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory that a loader has a stream fill: zeroed lazily by the system, so that a short stream that
 // states a huge size neither writes nor keeps resident what it does not deliver.
 #pragma once

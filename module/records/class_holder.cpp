@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/records/class_holder.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The object that stands in for one whose class cannot be created: it keeps the bytes that the
 // object wrote and writes them again under the same class identifier, so that a value of a class
 // that is not installed survives loading and saving unchanged.

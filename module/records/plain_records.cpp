@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/records/plain_records.h"
 
 #include <cstdint>

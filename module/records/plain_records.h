@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The plain record of a VARIANT: its type, then a payload by type.
 //
 //   vt       u16

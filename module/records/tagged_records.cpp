@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/records/tagged_records.h"
 
 #include "module/frame/debug_texts.h"

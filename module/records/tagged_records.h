@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tagged record of a VARIANT, in which element tags, attribute values and AOI tags are kept,
 // and the deep copy that goes through it.
 //

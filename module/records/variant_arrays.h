@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arrays of VARIANTs in streams. Streams and objects may call back and change the very array that
 // is walked, so no address of an element is kept across a call: an Array is anything with size(),
 // operator[] that gives a VARIANT, EndOfEqual and EmptyFrom, which are asked again for each

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The vector object: the typed interface and IVectorKLP side by side on one state. A slot that both
 // interfaces declare alike is overridden once and serves both tables. Contracts stand in
 // interfaces/vector.h.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/vector/element_array.h"
 
 #include <cstdlib>

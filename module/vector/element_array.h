@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The arrays of a vector: contiguous and growable, counted in signed 32 bits. New elements are zero
 // bits (VT_EMPTY); shrinking keeps the capacity.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The layer of a vector that knows what its elements are: how they convert to and from double, and
 // for VARIANTs to and from VARIANT.
 //

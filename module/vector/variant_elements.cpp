@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/vector/variant_elements.h"
 
 #include "module/frame/exceptions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What vectors do with the VARIANTs in their arrays: the elements of the Variant vector, and the
 // tags of all of them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The nine vector classes, as the catalogue sees them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The elements of a vector as VARIANTs, for callers who walk over them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/vector/vector_state.h"
 
 #include "module/frame/debug_texts.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every vector has whatever its elements are: the tags, and what the object says of itself.
 #pragma once
 

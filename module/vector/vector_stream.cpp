@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "module/vector/vector_stream.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stream of a vector.
 //
 //   version   u16  0x0103

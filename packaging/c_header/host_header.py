@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Makes one C header of the host's C++ headers and of what `interfaces` prints.
 
     host_header.py SOURCE_FOLDER PRINTED_INTERFACES > rastelklp.h

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints, in C, what the member tables say: identifiers, enumerations and interfaces as structures
 // of function pointers.
 #include <cctype>

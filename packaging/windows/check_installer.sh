@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs with the Windows installer under Wine, silently, over an older version and into a folder
 # with an umlaut, lets a script use the classes each time, and uninstalls: registry and files are then
 # as they were. Usage: check_installer.sh [WINDOWS_BUILD]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A client of the headers that are made from the interface definitions, in C++ and, without the
 // classes, in C: what an installation must serve. Prints 255.
 #define COBJMACROS

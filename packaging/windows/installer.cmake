@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Makes the installer of a build tree: cmake -D BUILD=… -D MAKENSIS=… -D VERSION=… -D OUTPUT=… -P this.
 # The tree is installed into a folder of its own first; what lies there is what the installer brings,
 # and what its uninstaller takes away.

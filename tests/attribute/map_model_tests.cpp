@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Maps of the three kinds beside an ordered container, through random operations. After each one
 // all that a client sees is compared, and a failure is shown with the operations that led there.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client library, which has no code but its headers: what it adds to the slots, on the module
 // as programs find it.
 #include <gmock/gmock.h>

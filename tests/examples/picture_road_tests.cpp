@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What no session shows of the example picture_road.
 #include <gtest/gtest.h>
 

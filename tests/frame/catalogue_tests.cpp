@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The catalogue from inside, for what no client can bring about: a row that cannot make class
 // objects, or is slow or unlucky with it.
 #include "module/frame/catalogue.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Fails unless a library exports exactly four names.
 #   cmake -DTOOL=<nm or objdump> -DLIBRARY=<file> -P check_exports.cmake
 cmake_path(GET LIBRARY EXTENSION LAST_ONLY extension)

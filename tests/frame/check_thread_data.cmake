@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Fails if a thread's first use of a library's own thread data asks for memory: the loader ends the
 # process where there is none.
 #   cmake -DTOOL=<readelf> -DLIBRARY=<file> -P check_thread_data.cmake

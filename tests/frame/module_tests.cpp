@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Copies of the module as their clients have them: libraries that come and go.
 #include <gtest/gtest.h>
 

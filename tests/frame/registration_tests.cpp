@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the walk through the classes ends when a row's script is broken, and the module's
 // resources. What is entered is compared by the tests of the registry file; sessions enter and
 // remove it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registration into the registry file of the embedded host, whole and broken.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The holder of texts, and what fails in it: what no slot of the module brings about.
 #include "module/frame/bstr.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A small in-process server, loaded by the tests of class look-up.
 #include "tests/support/doubles.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The constants of the embedded host are the platform's: the rows that make them are compared with
 // what the headers of either host say, on Windows with the system's own.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What only the embedded host has: resources by call, memory that runs out.
 
 #include <set>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs rows of operations, and compares what comes of them with what is written behind.
 #include <gtest/gtest.h>
 

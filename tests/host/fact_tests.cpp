@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compares what the host answers with rows of text that were recorded under Wine:
 //
 //     host_facts --record FILE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the operations on the host's services share.
 #pragma once
 

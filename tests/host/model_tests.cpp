@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arrays and memory streams beside simple models of them: thousands of random steps, everything
 // compared after each. What led to a difference is printed with it.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Objects and their classes: error objects, look-up, persistence, marshalling.
 #include <gtest/gtest.h>
 

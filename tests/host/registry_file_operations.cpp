@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The embedded host's registry file: what others write into it, what is wrong with it, where it
 // lies, and what packages and programs enter around it.
 #include <dlfcn.h>

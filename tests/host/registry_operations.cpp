@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registration: scripts, and what they and others leave in the registry.
 #include <filesystem>
 #include <optional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registry files as text.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A process that enters ten keys into the registry, for the tests of the registry's file:
 //   registry_writer <letter> [NAME=value ...]
 // makes <letter>\0 to <letter>\9 where the environment says that the registry lies, which is the

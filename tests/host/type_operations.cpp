@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Type libraries and late-bound calls, through a library of the tests' own.
 #include "platform/com_object.h"
 #include "platform/dispatch_impl.h"

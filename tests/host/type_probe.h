@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An interface with the kinds of members that a late-bound call tells apart.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The type library of the probe for the embedded host; type_probe.idl is the same for the system's
 // own platform.
 #include "tests/host/type_probe.h"

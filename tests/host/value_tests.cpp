@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What rows of facts cannot say of VARIANTs and arrays: the embedded host's own promises.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What rows of text cannot say of AOIs: AOIs of another maker, names that depend on the machine.
 #include <gmock/gmock.h>
 

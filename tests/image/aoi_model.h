@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an AOI should be, said in as few words as it can be: two axes, a buffer of cells, and the
 // arithmetic between them. The slots have the names and results of an AOI's, so that a test calls
 // both alike.

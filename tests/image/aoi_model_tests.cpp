@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // AOIs against a model of them: the same random steps on both, everything compared behind each.
 #include "interfaces/aoi.h"
 #include "tests/image/aoi_model.h"

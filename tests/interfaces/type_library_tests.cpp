@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The type library that clients bind to: on Windows it is made from the interface definition file,
 // on the embedded host from the C++ slots. Both read as the same text. That each name calls its own
 // slot shows where objects are tested by rows.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Operations on the module's code that is linked into the program, for what no client brings about.
 #include <cstring>
 #include <new>

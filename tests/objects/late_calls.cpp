@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Objects as a client sees them that knows names only.
 #include "platform/type_info_holder.h"
 #include "tests/objects/session.h"

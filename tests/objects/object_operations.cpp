@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Operations on objects, and on elements that they lend or are lent.
 #include <cstring>
 

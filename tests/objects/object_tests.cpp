@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the cases of tests/data/objects on the module's objects and compares what they say:
 //
 //     object_tests --record FILE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/objects/session.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the rows of one case act on: objects of the module, streams, blocks of memory and a client's
 // own objects, each by the name that a row has given it. The rows are described in docs/tests.md.
 #pragma once

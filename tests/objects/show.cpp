@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What objects hold, as text.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A call of any slot, by the member tables: parameters are made from words by their types.
 #include <array>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Objects of the module as clients hold them: their streams, and their classes, which are
 // registered while a test runs, so that objects nested in streams can be made.
 #pragma once

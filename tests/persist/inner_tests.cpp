@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What no vector, map or picture reaches: slots of the counting stream that none of our writers
 // calls, and what only foreign objects could do.
 #include "module/frame/bstr.h"

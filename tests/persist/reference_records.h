@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The records of values as docs/stream_formats.md tells them, written without the code under test.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Enumerators: what those of maps, which are tested with them, do not show.
 #include "platform/com_enum.h"
 

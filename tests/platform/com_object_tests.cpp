@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The life of an object in its wrappers, by a class that writes down each step with the module's
 // count beside it. What clients see of it, and aggregation, are tested on the module's classes.
 #include "platform/com_object.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What IDispatch::Invoke is handed, by the words of a row, and what it answers.
 #pragma once
 

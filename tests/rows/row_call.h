@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls an operation with a word for each of its parameters, and shows what it returns (a number,
 // or the name of a failure) and what it stores. Buffers are given by the room in them, pointers to
 // what is not known here are null, and an array is the one that the row has made.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Facts about a host as rows of text, `operation arguments; operation arguments -> result; result`:
 // the operations run one after the other on what the row has made so far.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // VARIANTs for tests of the value services: made in one expression, owned, numbers shown as text.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counts the allocations of a test program and makes a chosen one fail, on both hosts. For programs
 // that link rastel_allocation_faults: operator new in all its forms but the over-aligned ones, and
 // malloc, calloc and realloc as called by code that is linked into the program, not by shared

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs programs as children of a test. Paths and arguments are UTF-8.
 #pragma once
 

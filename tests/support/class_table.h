@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The 21 classes in the order of registration, for tests that loop over them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Collects the debug texts of the process while it is alive. One at a time; any thread may write.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What test doubles of interfaces have in common.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/expected_text.h"
 
 #include <gtest/gtest.h>

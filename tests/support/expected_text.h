@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a test prints, compared with a file in tests/data.
 #pragma once
 

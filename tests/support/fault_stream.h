@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A stream that passes everything on to another one, counts the calls and goes wrong on command:
 // the n-th call of a kind fails with a code, or moves fewer bytes and says S_OK.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A hash that stands for what is too long to be shown.
 #pragma once
 

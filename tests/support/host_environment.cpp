@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Part of every test program: what each of them needs from its host before the first test.
 #include <gtest/gtest.h>
 

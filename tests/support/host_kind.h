@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which host the tests run on, for the few expectations in which the two differ on purpose.
 #pragma once
 

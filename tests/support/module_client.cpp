@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/module_client.h"
 
 #include <cstdio>

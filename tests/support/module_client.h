@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module as client programs see it: a file that is loaded, and its exports. It is loaded once,
 // from beside the test program or from where it was built, and stays until the process ends.
 #pragma once

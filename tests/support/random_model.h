@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What random models of objects share: dice with a seed, and what they gave, for a failure to show.
 #pragma once
 

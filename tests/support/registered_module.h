@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module as an installed program finds it: entered with the host, its type library too, for as
 // long as an object of this class lives.
 #pragma once

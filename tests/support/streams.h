@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory streams as tests use them: made from and compared with bytes written out in hexadecimal.
 #pragma once
 

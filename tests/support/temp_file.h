@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A temporary path of one test.
 #pragma once
 

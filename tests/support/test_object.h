@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An object that saves, loads, marshals and makes others as a test tells it, and its class. One
 // Script is shared by a test and all the objects that come from it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The error object of the calling thread, as a client meets it after a failing call.
 #pragma once
 

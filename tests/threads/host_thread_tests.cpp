@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Many threads at the host's services: rows of operations on what they share, and what rows cannot
 // say.
 #include <gtest/gtest.h>

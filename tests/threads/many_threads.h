@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs one piece of work on many threads at once, for a while.
 #pragma once
 

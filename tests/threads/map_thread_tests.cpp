@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Many threads at one map, and at the maps in it.
 #include <gtest/gtest.h>
 

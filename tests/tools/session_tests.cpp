@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Plays the sessions of a folder in tests/data, which show the programs as their users see them.
 //
 //     PROGRAM --record SESSION

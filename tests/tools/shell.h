@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A shell for sessions at a command line: texts of what was typed and what the programs said to it,
 // which docs/tests.md describes.
 #pragma once

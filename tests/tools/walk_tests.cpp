@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The walk over streams that are cut, and changed, at every byte, without a program around it.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Vectors of every class beside a model of them, through random operations. After each one all that
 // a client sees is compared, and a failure is shown with the operations that led there.
 #include <algorithm>

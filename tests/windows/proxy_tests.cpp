@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls between processes, in rows of three parts: this program makes objects, starts itself again
 // and hands them over, the second process uses them, and the first looks at what was done.
 #include <gtest/gtest.h>

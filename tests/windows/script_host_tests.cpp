@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module in the hands of the system's script host, which knows nothing but ProgIDs and names,
 // and of programs that find it by its own file alone.
 #include <gtest/gtest.h>

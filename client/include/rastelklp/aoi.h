@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Areas of interest: pictures, and rectangles of pictures that share their pixels.
 //
 // Each tile, clone and AOI that was made is for one thread at a time, but plane, planes and what

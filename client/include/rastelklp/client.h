@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client library: everything that the module offers, in C++. Headers only, over the interfaces
 // and with nothing of its own between a program and the objects: g++ or clang++ with C++20, on both
 // hosts. A program may mix it with calls of the interfaces themselves, which stand behind `->` and

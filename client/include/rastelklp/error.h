@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the library raises where a slot fails.
 #pragma once
 

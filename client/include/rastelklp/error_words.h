@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Words for result codes. docs/errors.md tells the same of the reports, and a test compares them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Attribute maps: keys in ascending order with values. Keys of a map are all texts, all integers or
 // all floats. A map may be used by any thread; between two calls others may come in.
 #pragma once

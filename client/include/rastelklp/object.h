@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // References to objects. Everything in this library that stands for an object is such a reference:
 // copying it gives one more reference to the same object.
 #pragma once

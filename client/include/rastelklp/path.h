@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Names of files, the same on both hosts.
 #pragma once
 

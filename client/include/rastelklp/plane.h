@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pixels of one plane, row by row.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The host for as long as a program works with objects, and objects by their classes.
 #pragma once
 

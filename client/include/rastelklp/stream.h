@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Objects in files, in streams and in memory: the class identifier, then what the object saves.
 //
 // Slots pass over some failures: an AOI whose pixels met a full disk, or the end of the file, is

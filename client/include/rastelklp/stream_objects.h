@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The streams that the library hands to slots. Not for programs: see stream.h.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Texts that cross interfaces: UTF-16 inside, UTF-8 or UTF-16 to the program.
 #pragma once
 

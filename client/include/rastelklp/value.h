@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Values of tags, attributes and VARIANT elements.
 #pragma once
 

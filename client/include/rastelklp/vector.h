@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Vectors: growable sequences of numbers, or of VARIANTs, whose elements may have tags. A vector is
 // for one thread at a time; reading alone is for any number.
 #pragma once

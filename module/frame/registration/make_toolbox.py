@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Draws toolbox.bmp, the picture of the classes in a toolbox: 16 x 16 pixels in 16 colours, a
 picture element with its margin. Run in this folder."""
 import struct

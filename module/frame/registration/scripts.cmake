@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The registration scripts, one per class, made at configure time from class.rgs.in and the rows of
 # class_rows.inc. Included from the root of the module. What comes out, in ${RASTEL_SCRIPT_FOLDER}:
 #   <number>.rgs          the scripts
