@@ -133,7 +133,7 @@ class CComEnum : public CComObjectRootEx<ThreadModel>, public Enumerator {
   void MoveTo(T* position) noexcept { position_.store(position, std::memory_order_relaxed); }
   // Moves from a position on by count, at most to the end. How far it went.
   ULONG Move(T* position, ULONG count) noexcept {
-    const ULONG moved = std::min(count, static_cast<ULONG>(end_ - position));
+    const ULONG moved = (std::min)(count, static_cast<ULONG>(end_ - position));
     MoveTo(position + moved);
     return moved;
   }

@@ -43,6 +43,9 @@ compile_clients() {
     -static -lole32 -luuid
   x86_64-w64-mingw32-gcc-posix -Wall -Wextra -Werror -I "$include" -x c $client "$include/RastelKLP_i.c" \
     -o "$work/client_c.exe" -static -lole32 -luuid
+  # The client library takes the system's headers as they come, with macros for min and max.
+  printf '#include <windows.h>\n#include <rastelklp/client.h>\n' |
+    x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only -Wall -Wextra -Werror -I "$include" -x c++ -
   for language in cpp c; do
     [ "$(run "$work/client_$language.exe")" = 255 ] || fail "A client in $language says something else."
   done

@@ -22,7 +22,7 @@ namespace detail {
 
 // Sizes are multiplied in 32 bits behind the slots; here it is seen before they wrap.
 inline std::int64_t CheckedPixels(std::int64_t planes, std::int64_t stride, std::int64_t rows) {
-  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int64_t kMost = (std::numeric_limits<std::int32_t>::max)();
   const bool fits = planes >= 0 && stride >= 0 && rows >= 0 && planes <= kMost && stride <= kMost &&
                     rows <= kMost && stride * rows <= kMost && planes * (stride * rows) <= kMost;
   if (!fits) throw Error(E_INVALIDARG, "a buffer holds at most 2^31 - 1 pixels");
@@ -50,7 +50,7 @@ class AoiMembers : public com_ptr<I> {
   void rectangle(const Rect& to) {
     const std::int64_t right = std::int64_t{to.x} + to.width - 1;
     const std::int64_t bottom = std::int64_t{to.y} + to.height - 1;
-    constexpr std::int64_t kMost = std::numeric_limits<LONG>::max();
+    constexpr std::int64_t kMost = (std::numeric_limits<LONG>::max)();
     if (to.width < 1 || to.height < 1 || right > kMost || bottom > kMost) Raise(E_INVALIDARG);
     check_hresult(
         this->get()->SetRect(to.x, to.y, static_cast<LONG>(right), static_cast<LONG>(bottom)));
@@ -210,7 +210,7 @@ class Aoi : public detail::AoiMembers<Aoi<T>, typename detail::AoiOf<T>::Interfa
   static Aoi Made() { return create<Aoi>(Row::kClass); }
 
   static void Check(Size size, int planes, int margin,
-                    std::size_t given = std::numeric_limits<std::size_t>::max()) {
+                    std::size_t given = (std::numeric_limits<std::size_t>::max)()) {
     const auto stored = [&](int side) { return side + 2 * std::int64_t{margin}; };
     detail::CheckedPixels(planes, stored(size.width), stored(size.height));
     if (static_cast<std::size_t>(detail::CheckedPixels(planes, size.width, size.height)) > given) {

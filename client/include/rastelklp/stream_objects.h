@@ -69,7 +69,7 @@ class ByteView final : public StreamObject<ByteView<Holder>> {
   explicit ByteView(Holder holder) noexcept : holder_(std::move(holder)) {}
 
   STDMETHODIMP Read(void* data, ULONG wanted, ULONG* got) noexcept override {
-    const auto left = holder_.bytes().subspan(std::min(position_, holder_.bytes().size()));
+    const auto left = holder_.bytes().subspan((std::min)(position_, holder_.bytes().size()));
     const std::size_t count = std::min<std::size_t>(wanted, left.size());
     std::copy_n(left.data(), count, static_cast<std::byte*>(data));
     position_ += count;

@@ -119,8 +119,8 @@ class Value : public std::variant<std::monostate, bool, std::int32_t, std::int64
         }
       } else if constexpr (std::is_integral_v<Wanted>) {
         // One above the largest: a power of two, which double holds as it is.
-        constexpr double kEnd = (std::numeric_limits<Wanted>::max() / 2 + 1) * 2.0;
-        const bool fits = held >= static_cast<double>(std::numeric_limits<Wanted>::min()) &&
+        constexpr double kEnd = ((std::numeric_limits<Wanted>::max)() / 2 + 1) * 2.0;
+        const bool fits = held >= static_cast<double>((std::numeric_limits<Wanted>::min)()) &&
                           held < kEnd && std::trunc(held) == held;
         if (!fits) detail::Raise(DISP_E_OVERFLOW);
       }

@@ -64,7 +64,7 @@ class Vector : public com_ptr<typename detail::VectorOf<T>::Interface> {
 
   std::size_t size() const { return span().size(); }
   void resize(std::size_t count) {
-    if (count > std::size_t{std::numeric_limits<LONG>::max()}) detail::Raise(E_OUTOFMEMORY);
+    if (count > std::size_t{(std::numeric_limits<LONG>::max)()}) detail::Raise(E_OUTOFMEMORY);
     check_hresult(this->get()->put_Count(static_cast<LONG>(count)));
   }
 
