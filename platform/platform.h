@@ -28,4 +28,6 @@ constexpr HRESULT ResultCode(std::uint32_t bits) noexcept { return static_cast<H
 // What crosses an interface has the same shape on both hosts.
 static_assert(sizeof(OLECHAR) == 2 && sizeof(LONG) == 4 && sizeof(HRESULT) == 4);
 static_assert(sizeof(VARIANT) == 24 && sizeof(GUID) == 16 && sizeof(VARIANT_BOOL) == 2);
+static_assert(sizeof(EXCEPINFO) == 64 && sizeof(DISPPARAMS) == 24 && sizeof(FILETIME) == 8);
+static_assert(sizeof(CRITICAL_SECTION) == 40);
 static_assert(sizeof(DECIMAL) == 16 && sizeof(STATSTG) == 80 && sizeof(SAFEARRAY) == 32);

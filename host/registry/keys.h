@@ -40,15 +40,17 @@ using PFILETIME = FILETIME*;
 struct SECURITY_ATTRIBUTES;
 using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
 
-// HKEY_CLASSES_ROOT is the one of this host; the others are refused like any wrong handle.
+// HKEY_CLASSES_ROOT is the one of this host; the others are refused like any wrong handle. Macros,
+// as on the platform: a client may ask whether they are defined, and no file that includes this has
+// to initialise them.
 inline HKEY HostPredefinedKey(ULONG bits) noexcept {
   return reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(static_cast<LONG>(bits)));
 }
-inline const HKEY HKEY_CLASSES_ROOT = HostPredefinedKey(0x80000000);
-inline const HKEY HKEY_CURRENT_USER = HostPredefinedKey(0x80000001);
-inline const HKEY HKEY_LOCAL_MACHINE = HostPredefinedKey(0x80000002);
-inline const HKEY HKEY_USERS = HostPredefinedKey(0x80000003);
-inline const HKEY HKEY_CURRENT_CONFIG = HostPredefinedKey(0x80000005);
+#define HKEY_CLASSES_ROOT HostPredefinedKey(0x80000000)
+#define HKEY_CURRENT_USER HostPredefinedKey(0x80000001)
+#define HKEY_LOCAL_MACHINE HostPredefinedKey(0x80000002)
+#define HKEY_USERS HostPredefinedKey(0x80000003)
+#define HKEY_CURRENT_CONFIG HostPredefinedKey(0x80000005)
 
 // Opens a key or makes it with all keys on the way. The class text and the security attributes are
 // ignored; a null or empty path is the key itself. Volatile keys are kept like all others.

@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
-# Fails unless a library exports exactly four names.
-#   cmake -DTOOL=<nm or objdump> -DLIBRARY=<file> -P check_exports.cmake
+# Fails unless a library exports exactly the names of a list. Programs that are built already call
+# them: a name leaves a list, or changes in it, with a new major version only.
+#   cmake -DTOOL=<nm or objdump> -DLIBRARY=<file> -DLIST=<file> -P check_exports.cmake
+cmake_minimum_required(VERSION 3.24)
 cmake_path(GET LIBRARY EXTENSION LAST_ONLY extension)
 if(extension STREQUAL ".dll")
   execute_process(COMMAND ${TOOL} -p ${LIBRARY} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
@@ -15,7 +17,14 @@ endif()
 list(TRANSFORM lines REPLACE ".*[ \t]" "")
 list(TRANSFORM lines STRIP)
 list(SORT lines)
-set(expected DllCanUnloadNow DllGetClassObject DllRegisterServer DllUnregisterServer)
-if(NOT lines STREQUAL expected)
-  message(FATAL_ERROR "${LIBRARY} exports: ${lines}")
-endif()
+file(STRINGS ${LIST} expected)
+foreach(name IN LISTS expected)
+  if(NOT name IN_LIST lines)
+    message(SEND_ERROR "${LIBRARY} no longer exports ${name}")
+  endif()
+endforeach()
+foreach(name IN LISTS lines)
+  if(NOT name IN_LIST expected)
+    message(SEND_ERROR "${LIBRARY} also exports ${name}: if it shall, put it into ${LIST}")
+  endif()
+endforeach()
