@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/class_names.h"
+#include "interfaces/enums.h"
+#include "tools/stream_options.h"
+#include "tools/text_forms.h"
 
 namespace tools {
 
@@ -25,10 +27,7 @@ struct ImportOptions {
 // WordAOIKLP where the picture has 16 bits. Tells on standard output what it has written.
 void ImportPicture(const ImportOptions& options);
 
-struct ExportOptions {
-  std::string file;
-  // The class of a stream without class identifier, else null.
-  const KnownClass* bareClass = nullptr;
+struct ExportOptions : StreamOptions {
   std::string picture;
   // The whole buffer; otherwise the rectangle.
   bool isBuffer = false;
@@ -38,5 +37,11 @@ struct ExportOptions {
 
 // Writes a PNG of 8 bits with the pixels of an AOI of any type, fractions rounded, NaN as 0.
 void ExportPicture(const ExportOptions& options);
+
+// "3 planes of 48 x 44".
+inline std::string SizeText(LONG planes, LONG width, LONG height) {
+  return CountText(static_cast<std::uint64_t>(planes), "plane") + " of " +
+         NumberText(std::int32_t{width}) + " x " + NumberText(std::int32_t{height});
+}
 
 }  // namespace tools

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// A loaded vector: what it answers about itself.
+#pragma once
+
+#include "tools/loaded_object.h"
+#include "tools/stream_walk.h"
+
+namespace tools {
+
+struct VectorAnswers {
+  ElementTypeKLP type{};
+  LONG count = 0;
+  VARIANT_BOOL hasTags = 0;
+  LONG tagCount = 0;
+};
+
+// Raises ComFailure.
+VectorAnswers AskVector(const LoadedObject& object);
+
+// Whether the object read what the walk found.
+bool IsVectorInStep(const LoadedObject& object, const VectorHead& head);
+
+// The oldest version always has tags, and Load keeps them out of sight: Save would leave them out.
+void ShowHiddenTags(const LoadedObject& object);
+
+}  // namespace tools
