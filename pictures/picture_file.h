@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Picture files: reads PNG (grey or colour, with or without alpha, 8 or 16 bit),
-// writes PNG for 8 bit and the portable any-map formats (PGM, PPM, PAM) for 16 bit.
+// Whole pictures in memory, of bytes or words, for small programs.
 #pragma once
 
 #include <cstddef>
@@ -26,19 +25,17 @@ struct Picture {
   }
 };
 
-// Whether a PNG holds 16-bit samples. Raises std::runtime_error with the reason in words when the
-// file is missing or is not a picture.
+// Whether a picture holds 16-bit samples. Raises std::runtime_error with the reason in words when
+// the file is missing, is not a picture, or one of other samples than 8 or 16 bits without sign.
 bool HasSixteenBits(const std::filesystem::path& path);
 
-// Reads a whole picture, with its channels as they are in the file. Raises as above; a file that
-// ends before its last pixel is refused.
+// Reads a whole picture, with its channels as they are in the file. Raises as above, also for a
+// file of other samples or one that ends before its last pixel.
 template <class Sample>
 Picture<Sample> ReadPicture(const std::filesystem::path& path);
 
-// The bytes of a PNG. Raises std::runtime_error.
-std::string EncodePng(const Picture<std::uint8_t>& picture);
-
-// Writes `stem` with the ending of the format and gives the path. Raises std::runtime_error.
+// Writes `stem` with the ending of the format and gives the path: PNG for 8 bits, the portable
+// any-map formats (PGM, PPM, PAM) for 16. Raises std::runtime_error.
 std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture);
 std::string WritePicture(const std::string& stem, const Picture<std::uint16_t>& picture);
 

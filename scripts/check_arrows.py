@@ -32,13 +32,14 @@ ROWS = {
     "client": CLIENT,
     "types": CLIENT + ["host/types/tables.h"],
     "pictures": [],
+    "picture_aoi": CLIENT + ["client", "pictures"],
     "examples": CLIENT + ["client", "pictures"],
     # The generator of the C header reads the tables.
     "packaging": CLIENT + ["types", "host/types/tables.h"],
-    "tools": CLIENT + ["client", "pictures"],
+    "tools": CLIENT + ["client", "pictures", "picture_aoi"],
     "bench": CLIENT + ["client", "module"],
     "fuzz": CLIENT + ["client", "module/class_rows.inc", "examples", "tests"],
-    "tests": CLIENT + ["client", "module", "host", "types", "examples", "tools", "pictures"],
+    "tests": CLIENT + ["client", "module", "host", "types", "examples", "tools", "pictures", "picture_aoi"],
 }
 
 

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "picture_aoi/plane_rows.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+namespace picture_aoi {
+namespace {
+
+// With the number of channels as a constant the loops become straight code.
+template <class Sample, int kChannels, bool kIsPut>
+void MoveRow(const std::vector<PlaneRows>& planes, int y, int width,
+             std::conditional_t<kIsPut, const Sample, Sample>* pixels) {
+  const auto channels = kChannels > 0 ? std::size_t{kChannels} : planes.size();
+  for (std::size_t channel = 0; channel < channels; ++channel) {
+    auto* samples = reinterpret_cast<Sample*>(planes[channel].Row(y));
+    auto* pixel = pixels + channel;
+    for (int x = 0; x < width; ++x, pixel += channels) {
+      if constexpr (kIsPut) {
+        samples[x] = *pixel;
+      } else {
+        *pixel = samples[x];
+      }
+    }
+  }
+}
+
+template <class Sample, bool kIsPut>
+void MoveRows(const std::vector<PlaneRows>& planes, int y, int count, int width, auto* bytes) {
+  using Element = std::conditional_t<kIsPut, const Sample, Sample>;
+  auto* pixels = reinterpret_cast<Element*>(bytes);
+  const auto move = planes.size() == 2   ? &MoveRow<Sample, 2, kIsPut>
+                    : planes.size() == 3 ? &MoveRow<Sample, 3, kIsPut>
+                    : planes.size() == 4 ? &MoveRow<Sample, 4, kIsPut>
+                                         : &MoveRow<Sample, 0, kIsPut>;
+  for (const int end = y + count; y < end; ++y) {
+    move(planes, y, width, pixels);
+    pixels += planes.size() * static_cast<std::size_t>(width);
+  }
+}
+
+template <bool kIsPut>
+void Move(const std::vector<PlaneRows>& planes, int y, int count, int width,
+          std::size_t sampleBytes, auto* bytes) {
+  if (planes.size() == 1) {
+    const std::size_t rowBytes = static_cast<std::size_t>(width) * sampleBytes;
+    for (const int end = y + count; y < end; ++y, bytes += rowBytes) {
+      if constexpr (kIsPut) {
+        std::memcpy(planes[0].Row(y), bytes, rowBytes);
+      } else {
+        std::memcpy(bytes, planes[0].Row(y), rowBytes);
+      }
+    }
+  } else if (sampleBytes == 1) {
+    MoveRows<std::uint8_t, kIsPut>(planes, y, count, width, bytes);
+  } else if (sampleBytes == 2) {
+    MoveRows<std::uint16_t, kIsPut>(planes, y, count, width, bytes);
+  } else if (sampleBytes == 4) {
+    MoveRows<std::uint32_t, kIsPut>(planes, y, count, width, bytes);
+  } else {
+    MoveRows<std::uint64_t, kIsPut>(planes, y, count, width, bytes);
+  }
+}
+
+}  // namespace
+
+void PutRows(const std::vector<PlaneRows>& planes, int y, int count, int width,
+             std::size_t sampleBytes, const std::byte* pixels) {
+  Move<true>(planes, y, count, width, sampleBytes, pixels);
+}
+void TakeRows(const std::vector<PlaneRows>& planes, int y, int count, int width,
+              std::size_t sampleBytes, std::byte* pixels) {
+  Move<false>(planes, y, count, width, sampleBytes, pixels);
+}
+
+int RowsInBlock(std::size_t rowBytes) {
+  constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
+  return static_cast<int>(
+      std::max<std::size_t>(1, kBlockBytes / std::max<std::size_t>(1, rowBytes)));
+}
+
+}  // namespace picture_aoi
