@@ -49,6 +49,9 @@ enum class Narrowing {
   kScale,  // the lowest finite of all planes to 0, the highest to the largest (to 1 of a real type)
 };
 
+// What the highest becomes.
+double HighestScaled(pictures::PixelType type);
+
 struct WriteOptions {
   // Everything stored, margins included; otherwise the rectangle.
   bool isBuffer = false;

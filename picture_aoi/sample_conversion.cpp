@@ -54,6 +54,10 @@ double HighestOf(PixelType type) {
   });
 }
 
+double HighestScaled(PixelType type) {
+  return type == PixelType::kFloat || type == PixelType::kDouble ? 1 : HighestOf(type);
+}
+
 void SampleConversion::Survey(const std::byte* samples, std::size_t count) {
   Visit(from_, to_, [&](auto sample, auto other) {
     const auto* values = reinterpret_cast<const decltype(sample)*>(samples);
@@ -81,8 +85,7 @@ void SampleConversion::Convert(const std::byte* samples, std::size_t count, std:
     auto* to = reinterpret_cast<To*>(converted);
     // Halves, since the whole width may be beyond the type.
     const double low = lowest_ / 2, width = highest_ / 2 - low;
-    const double most =
-        std::is_floating_point_v<To> ? 1 : static_cast<double>(std::numeric_limits<To>::max());
+    const double most = HighestScaled(to_);
     const bool isScaled = narrowing_ == Narrowing::kScale;
     std::uint64_t changed = 0;
     for (std::size_t i = 0; i < count; ++i) {

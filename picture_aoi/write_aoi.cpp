@@ -114,6 +114,11 @@ void CheckDepth(const Frame& frame, PictureHeader& header) {
   if (maximum && !isBelow) Put(GroupAt(header.metadata, "pnm"), "maximum", std::int32_t{0});
 }
 
+// How a file of a format stores what stands elsewhere: nothing that another one could lack.
+bool IsOfOneFormat(std::string_view key) {
+  return key == "png" || key == "pnm" || key == "pfm" || key == "tiff";
+}
+
 PictureHeader HeaderOf(const AnyAoi& aoi, const Frame& frame, const OutputFormat& format,
                        WriteReport& report) {
   PictureHeader header;
@@ -133,7 +138,7 @@ PictureHeader HeaderOf(const AnyAoi& aoi, const Frame& frame, const OutputFormat
   for (const auto& [key, value] : map.entries()) {
     const auto* text = std::get_if<rastelklp::Text>(&key);
     const std::string words = text ? text->utf8() : "(a number)";
-    if (!format.Keeps(words)) report.left.push_back(words);
+    if (!format.Keeps(words) && !IsOfOneFormat(words)) report.left.push_back(words);
   }
   header.metadata = GroupOf(map);
   return header;

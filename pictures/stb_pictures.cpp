@@ -56,6 +56,8 @@ class Segments {
                             data[2] == 1   ? Unit::kInch
                             : data[2] == 2 ? Unit::kCentimetre
                                            : Unit::kNone};
+      // A ratio of one says nothing.
+      if (data[2] == 0 && header_.resolution.x == header_.resolution.y) header_.resolution = {};
     } else if (marker == kApp1 && TakePrefix(data, std::string_view("Exif\0\0", 6))) {
       Put(all, "exif", Block(data.begin(), data.end()));
     } else if (marker == kApp1 &&

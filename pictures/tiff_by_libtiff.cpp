@@ -360,6 +360,10 @@ class Reader final : public PictureReader {
       points.insert(points.end(), numbers, numbers + 6);
       Put(GroupAt(all, "colour"), "chromaticities", points);
     }
+    const int orientation = file_.Field<std::uint16_t>(TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    if (orientation != ORIENTATION_TOPLEFT) {
+      Put(GroupAt(all, "tiff"), "orientation", std::int32_t{orientation});
+    }
     using Unit = Resolution::Unit;
     const int unit = file_.Field<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
     header_.resolution = {double{file_.Field<float>(TIFFTAG_XRESOLUTION, 0)},
@@ -453,6 +457,10 @@ class Writer final : public PictureWriter {
                      [](double number) { return static_cast<float>(number); });
       Set(TIFFTAG_WHITEPOINT, &numbers[0]);
       Set(TIFFTAG_PRIMARYCHROMATICITIES, &numbers[2]);
+    }
+    if (const auto* orientation = FindAs<std::int32_t>(all, "tiff", "orientation");
+        orientation && *orientation >= ORIENTATION_TOPLEFT && *orientation <= ORIENTATION_LEFTBOT) {
+      Set(TIFFTAG_ORIENTATION, *orientation);
     }
     if (header.resolution.x > 0 && header.resolution.y > 0) {
       using Unit = Resolution::Unit;

@@ -51,6 +51,14 @@ const KnownClass* FindClass(std::string_view name) {
   return FirstClass([&](const KnownClass& row) { return row.name == name; });
 }
 
+const KnownClass* FindClass(Family family, ElementTypeKLP elementType) {
+  const auto known = KnownClasses();
+  const auto found = std::find_if(known.begin(), known.end(), [&](const KnownClass& row) {
+    return row.family == family && row.elementType == elementType;
+  });
+  return found == known.end() ? nullptr : &*found;
+}
+
 std::string ClassNames() {
   std::string names;
   for (const KnownClass& row : kClasses) {

@@ -29,6 +29,7 @@ std::span<const KnownClass> KnownClasses();
 // Null when there is none.
 const KnownClass* FindClass(REFCLSID classId);
 const KnownClass* FindClass(std::string_view name);
+const KnownClass* FindClass(Family family, ElementTypeKLP elementType);
 
 // All names, with blanks between them.
 std::string ClassNames();

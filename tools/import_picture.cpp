@@ -1,60 +1,48 @@
 // SPDX-License-Identifier: MIT
-#include <algorithm>
 #include <cstdio>
 
-#include "interfaces/aoi.h"
-#include "pictures/picture_file.h"
-#include "tools/file_bytes.h"
+#include "picture_aoi/picture_aoi.h"
 #include "tools/loaded_object.h"
 #include "tools/paths.h"
 #include "tools/pictures.h"
+#include "tools/sink_stream.h"
 
 namespace tools {
 namespace {
 
-using pictures::Picture;
+using rastelklp::AnyAoi;
+using rastelklp::check_hresult;
 
-template <class Sample, class IAoi>
-void Import(const ImportOptions& options, const char* className) {
-  const Picture<Sample> picture = pictures::ReadPicture<Sample>(PathOf(options.picture));
-  if (options.margin > std::min(picture.width, picture.height)) {
-    throw std::runtime_error("the margin is larger than the picture");
-  }
-  const auto channels = static_cast<std::size_t>(picture.channels);
-  std::vector<Sample> planes;
-  planes.reserve(picture.samples.size());
-  for (std::size_t channel = 0; channel < channels; ++channel) {
-    for (std::size_t i = channel; i < picture.samples.size(); i += channels) {
-      planes.push_back(picture.samples[i]);
-    }
-  }
-  const LoadedObject object(*FindClass(className));
-  const auto aoi = object.As<IAoi>();
-  if (!aoi) throw ComFailure(className, E_NOINTERFACE);
-  Check(aoi->put_BufferMargin(options.margin), "put_BufferMargin");
-  Check(aoi->CreateFromData(picture.channels, picture.width, picture.height, planes.data()),
-        "CreateFromData");
-  Check(aoi->put_MarginMode(options.marginMode), "put_MarginMode");
-  Check(aoi->FillMargins(), "FillMargins");
-  Check(aoi->put_MarshalFlags(options.isBuffer ? MarshalBuffer : MarshalRectangle),
-        "put_MarshalFlags");
-  const std::vector<std::uint8_t> stream = object.Saved(true);
-  WriteWholeFile(options.out, stream);
-  std::printf("%s: %s, %s, %s\n", options.out.c_str(), className,
-              SizeText(picture.channels, picture.width, picture.height).c_str(),
-              CountText(stream.size(), "byte").c_str());
-  if (options.margin > 0 && !options.isBuffer) {
-    std::printf("  the margin is not in the file: --buffer saves it\n");
-  }
+std::string Shape(const AnyAoi& aoi) {
+  const rastelklp::Size size = aoi.size();
+  return PlanesText(aoi.plane_count(), size.width, size.height);
 }
 
 }  // namespace
 
+std::string PlanesText(int planes, int width, int height) {
+  return CountText(static_cast<std::uint64_t>(planes), "plane") + " of " + NumberText(width) +
+         " x " + NumberText(height);
+}
+
 void ImportPicture(const ImportOptions& options) {
-  if (pictures::HasSixteenBits(PathOf(options.picture))) {
-    Import<std::uint16_t, IWordAOIKLP>(options, "WordAOIKLP");
-  } else {
-    Import<std::uint8_t, IByteAOIKLP>(options, "ByteAOIKLP");
+  pictures::ByteSource source(PathOf(options.picture));
+  const auto reader = OpenPicture(source, options.reading.request);
+  const auto type = static_cast<ElementTypeKLP>(reader->header().type);
+  const KnownClass* known = FindClass(Family::kAoi, type);
+  // Serves the classes where none are registered.
+  const LoadedObject served(*known);
+  const AnyAoi aoi = ReadAoi(*reader, options.reading);
+  check_hresult(aoi->put_MarshalFlags(options.isBuffer ? MarshalBuffer : MarshalRectangle));
+  pictures::OutputFile file(PathOf(options.out));
+  save(aoi, SinkStream::On(file));
+  const std::uint64_t bytes = file.position();
+  file.Commit();
+  std::FILE* const notes = options.out == "-" ? stderr : stdout;
+  std::fprintf(notes, "%s: %s, %s, %s\n", options.out.c_str(), known->name, Shape(aoi).c_str(),
+               CountText(bytes, "byte").c_str());
+  if (options.reading.margin > 0 && !options.isBuffer) {
+    std::fprintf(notes, "  the margin is not in the file: --buffer saves it\n");
   }
 }
 

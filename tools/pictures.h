@@ -1,47 +1,36 @@
 // SPDX-License-Identifier: MIT
 // Pictures in files and AOIs in streams: each can become the other. The planes of an AOI are the
-// channels of a picture: grey, grey and alpha, colour, colour and alpha. Failures raise
-// std::runtime_error, those of a call ComFailure.
+// channels of a picture. Failures raise std::runtime_error.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
-#include "interfaces/enums.h"
+#include "picture_aoi/picture_aoi.h"
 #include "tools/stream_options.h"
-#include "tools/text_forms.h"
 
 namespace tools {
 
 struct ImportOptions {
   std::string picture;
   std::string out;
-  // Around each plane, in pixels, filled by the mode.
-  std::int32_t margin = 0;
-  MarginModeKLP marginMode = MarginReplicate;
+  picture_aoi::ReadOptions reading;
   // Save the whole buffer, margins included; otherwise the picture alone.
   bool isBuffer = false;
 };
 
-// Writes the stream of an AOI with the picture, behind the class identifier: a ByteAOIKLP, or a
-// WordAOIKLP where the picture has 16 bits. Tells on standard output what it has written.
+// Writes the stream of an AOI with the picture, behind the class identifier. Tells on standard
+// output what it has written.
 void ImportPicture(const ImportOptions& options);
 
 struct ExportOptions : StreamOptions {
   std::string picture;
-  // The whole buffer; otherwise the rectangle.
-  bool isBuffer = false;
-  // Map the lowest value to 0 and the highest to 255; otherwise values are clamped to 0 .. 255.
-  bool isScaled = false;
+  picture_aoi::WriteOptions writing;
 };
 
-// Writes a PNG of 8 bits with the pixels of an AOI of any type, fractions rounded, NaN as 0.
+// Writes a picture of the AOI in a stream, and tells what became of its samples.
 void ExportPicture(const ExportOptions& options);
 
-// "3 planes of 48 x 44".
-inline std::string SizeText(LONG planes, LONG width, LONG height) {
-  return CountText(static_cast<std::uint64_t>(planes), "plane") + " of " +
-         NumberText(std::int32_t{width}) + " x " + NumberText(std::int32_t{height});
-}
+// "3 planes of 640 x 480".
+std::string PlanesText(int planes, int width, int height);
 
 }  // namespace tools
