@@ -75,6 +75,9 @@ struct WriteReport {
   std::vector<std::string> left;
 };
 
+// What WriteAoi will write. Raises where there is no such format.
+pictures::OutputFormat FormatOf(const std::filesystem::path& path, const WriteOptions& options);
+
 // The file has its new content as a whole, or stays as it was. "-" is standard output, whose format
 // options.extension tells.
 WriteReport WriteAoi(const rastelklp::AnyAoi& aoi, const std::filesystem::path& path,

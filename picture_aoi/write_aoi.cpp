@@ -155,10 +155,6 @@ PictureHeader HeaderOf(const AnyAoi& aoi, const Frame& frame, const OutputFormat
                            "): --clamp takes the nearest, --scale maps the range");
 }
 
-OutputFormat FormatOf(const std::filesystem::path& path, const WriteOptions& options) {
-  return options.extension.empty() ? OutputFormat(path) : OutputFormat::Of(options.extension);
-}
-
 // What can be refused is, before anything is written.
 class Export {
  public:
@@ -226,6 +222,10 @@ class Export {
 };
 
 }  // namespace
+
+OutputFormat FormatOf(const std::filesystem::path& path, const WriteOptions& options) {
+  return options.extension.empty() ? OutputFormat(path) : OutputFormat::Of(options.extension);
+}
 
 WriteReport WriteAoi(const AnyAoi& aoi, const std::filesystem::path& path,
                      const WriteOptions& options) {

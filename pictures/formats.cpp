@@ -43,15 +43,7 @@ constexpr InputFormat kInputs[] = {
      &OpenBy<OpenByStb>},
     {"BMP", [](Head head) { return head.starts_with("BM"); }, &OpenBy<OpenByStb>},
     {"TIFF", &IsTiff,
-     [](ByteSource& source, const ReadRequest& request) {
-#ifdef RASTEL_TIFF
-       return OpenTiff(source, request.page);
-#else
-       static_cast<void>(request);
-       source.Fail("is a TIFF, which this build cannot read: it is made without libtiff");
-       return OpenedPicture();
-#endif
-     }},
+     [](ByteSource& source, const ReadRequest& request) { return OpenTiff(source, request.page); }},
 };
 
 const InputFormat* Recognise(ByteSource& source) {
@@ -101,10 +93,8 @@ const OutputFormat::Row OutputFormat::kRows[] = {
     {" .pam", "PAM", &WholeNumbers, [](int) { return true; }, "", " text pnm", &CreatePam},
     {" .pfm", "PFM", &Floats, [](int n) { return n == 1 || n == 3; }, "a PFM has 1 or 3", " pfm",
      &CreatePfm},
-#ifdef RASTEL_TIFF
     {" .tif .tiff", "TIFF", &AnyType, [](int n) { return n <= 0xFFFF; }, "a TIFF has at most 65535",
      " text icc colour tiff resolution", &CreateTiff},
-#endif
     {" .npy", "NumPy array", &AnyType, [](int) { return true; }, "", "", &CreateNumpy},
     {" .raw", "raw samples", &AnyType, [](int) { return true; }, "", "", &CreateRaw},
 };

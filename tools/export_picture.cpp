@@ -16,14 +16,16 @@ using picture_aoi::WriteReport;
 void Say(const ExportOptions& options, const WriteReport& report) {
   std::FILE* const notes = options.picture == "-" ? stderr : stdout;
   const auto say = [&](const std::string& text) { std::fprintf(notes, "  %s\n", text.c_str()); };
-  std::fprintf(notes, "%s: %s, %s of %s\n", options.picture.c_str(), report.format,
-               RowOf(report.type).name,
-               PlanesText(report.planes, report.width, report.height).c_str());
+  std::fprintf(notes, "%s: %s, %s, %s\n", options.picture.c_str(), report.format,
+               PlanesText(report.planes, report.width, report.height).c_str(),
+               RowOf(report.type).name);
   const std::string changed =
       NumberText(report.changed) + " of " + CountText(report.samples, "sample") + " changed";
   if (options.writing.narrowing == Narrowing::kScale) {
-    say(NumberText(report.lowest) + " .. " + NumberText(report.highest) + " became 0 .. " +
-        NumberText(picture_aoi::HighestScaled(report.type)) + ": " + changed);
+    char range[80];
+    std::snprintf(range, sizeof range, "%g .. %g became 0 .. %g: ", report.lowest, report.highest,
+                  picture_aoi::HighestScaled(report.type));
+    say(range + changed);
   } else if (report.changed > 0) {
     say(changed);
   }
@@ -35,6 +37,8 @@ void Say(const ExportOptions& options, const WriteReport& report) {
 }  // namespace
 
 void ExportPicture(const ExportOptions& options) {
+  // Before the file is looked at.
+  picture_aoi::FormatOf(PathOf(options.picture), options.writing);
   const std::vector<std::uint8_t> file = ReadWholeFile(options.file);
   Listing silent(nullptr, Listing::Extent::kShort);
   const FileFindings found = WalkFile(file, options.BareClass(), silent);
