@@ -8,7 +8,7 @@ set -euo pipefail
 cd -- "$(dirname -- "$0")/.."
 . scripts/packages.sh
 
-need_packages g++ cmake ninja-build googletest libcli11-dev libstb-dev gcovr
+need_packages g++ cmake ninja-build googletest libcli11-dev nlohmann-json3-dev libstb-dev gcovr
 
 cmake --preset coverage
 cmake --build --preset coverage

@@ -5,7 +5,7 @@
 set -euo pipefail
 cd -- "$(dirname -- "$0")/.."
 . scripts/packages.sh
-need_packages g++ gcc cmake ninja-build python3 libcli11-dev libstb-dev
+need_packages g++ gcc cmake ninja-build python3 libcli11-dev nlohmann-json3-dev libstb-dev
 
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT

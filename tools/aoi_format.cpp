@@ -33,9 +33,6 @@ constexpr Version kVersions[] = {
     {514, Width::k32, Width::k32, true, true, &WalkTaggedRecord, true},
 };
 
-constexpr std::size_t kShortUnits = 60;
-constexpr std::size_t kAllUnits = 0xFFFFFFFF;
-
 const Version* FindVersion(std::uint16_t number) {
   for (const Version& version : kVersions) {
     if (version.number == number) return &version;
@@ -47,7 +44,7 @@ template <class T>
 T TakeField(StreamWalk& walk, const char* name) {
   const std::uint64_t start = walk.Offset();
   const auto value = walk.TakeNumber<T>("the " + std::string(name));
-  walk.Lines().Field(start, sizeof(T), name, NumberText(value));
+  walk.Lines().Field(start, sizeof(T), name, {NumberText(value), Number{NumberText(value)}});
   return value;
 }
 
@@ -81,20 +78,21 @@ void WalkName(StreamWalk& walk) {
   const std::uint64_t start = walk.Offset();
   const Bytes text = walk.Take(std::uint64_t{unitsThere} * 2, "the name");
   Listing& lines = walk.Lines();
-  lines.Field(start, text.size(), "name", QuotedText(text, lines.Shown(kAllUnits, kShortUnits)));
+  lines.Field(start, text.size(), "name",
+              {QuotedText(text, lines.extent().units), PlainText(text)});
 }
 
 void WalkMap(StreamWalk& walk) {
   Listing& lines = walk.Lines();
   const std::uint64_t start = walk.Offset();
   const bool isThere = walk.TakeNumber<std::uint8_t>("the mark of the attribute map") != 0;
-  lines.Field(start, 1, "attribute map", isThere ? "there" : "none");
+  lines.Field(start, 1, "attribute map", {isThere ? "there" : "none", isThere});
   if (!isThere) return;
   const Listing::Indent indent(lines);
   const std::uint64_t classStart = walk.Offset();
   const CLSID classId = walk.TakeClassId();
   lines.Field(classStart, sizeof(classId), "class",
-              ClassText(classId) + ", level " + NumberText(walk.Level() + 1));
+              {ClassText(classId) + ", level " + NumberText(walk.Level() + 1), ClassName(classId)});
   const KnownClass* known = FindClass(classId);
   if (!known || !IsFormatKnown(*known)) {
     walk.Fail(UnknownFormatText(classId) +
@@ -119,7 +117,7 @@ void WalkPlanes(StreamWalk& walk, const ElementKind& kind, std::int32_t planes, 
     walk.Found().isMisleading = true;
   }
   for (std::int32_t plane = 0; plane < planes; ++plane) {
-    WalkElementBlock(walk, kind, "plane " + NumberText(plane), count);
+    WalkElementBlock(walk, kind, "plane " + NumberText(plane), count, width);
     head.pixels += count;
     walk.Found().pixels += count;
   }
@@ -145,15 +143,17 @@ void WalkNewer(StreamWalk& walk, const ElementKind& kind, const Version& version
     const std::uint64_t start = walk.Offset();
     head.flags = walk.TakeNumber<std::int16_t>("the flags");
     lines.Field(start, sizeof(head.flags), "flags",
-                HexText(static_cast<std::uint16_t>(head.flags), 4) +
-                    ((head.flags & 1) != 0 ? ", the whole buffer" : ", the rectangle"));
+                {HexText(static_cast<std::uint16_t>(head.flags), 4) +
+                     ((head.flags & 1) != 0 ? ", the whole buffer" : ", the rectangle"),
+                 Number{NumberText(head.flags)}});
   }
   if (version.hasName) {
     const std::uint64_t start = walk.Offset();
     const auto code = walk.TakeNumber<std::int32_t>("the element type");
     const ElementKind* stated = FindElementKind(code);
     lines.Field(start, sizeof(code), "element type",
-                NumberText(code) + (stated ? std::string(", ") + stated->name : ""));
+                {NumberText(code) + (stated ? std::string(", ") + stated->name : ""),
+                 Number{NumberText(code)}});
     WalkName(walk);
   }
   if (version.walkTag || version.hasMap) {

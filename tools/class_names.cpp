@@ -76,6 +76,11 @@ std::string IdentifierText(REFGUID identifier) {
   return text;
 }
 
+std::string ClassName(REFCLSID classId) {
+  const KnownClass* known = FindClass(classId);
+  return known ? known->name : IdentifierText(classId);
+}
+
 std::string ClassText(REFCLSID classId) {
   const KnownClass* known = FindClass(classId);
   std::string text = known ? known->name + std::string(" ") : "";

@@ -36,6 +36,8 @@ std::string ClassNames();
 
 // "{BDE67303-832C-49FF-855C-2B01FFA7925A}".
 std::string IdentifierText(REFGUID identifier);
+// The class's name, or the identifier of one that is not known.
+std::string ClassName(REFCLSID classId);
 // The same behind the class's name, if it is known.
 std::string ClassText(REFCLSID classId);
 

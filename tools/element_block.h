@@ -10,10 +10,10 @@
 
 namespace tools {
 
-// Walks over so many numbers and lists them under the name. Raises BrokenStream where the stream
-// ends before.
+// Walks over so many numbers, in rows of a width if they are pixels, and lists them under the name.
+// Raises BrokenStream where the stream ends before.
 void WalkElementBlock(StreamWalk& walk, const ElementKind& kind, const std::string& name,
-                      std::uint64_t count);
+                      std::uint64_t count, std::int32_t width = 0);
 
 // "[3]".
 std::string IndexText(std::uint64_t index);

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "tools/file_bytes.h"
+#include "tools/input_file.h"
 #include "tools/loaded_object.h"
 #include "tools/object_format.h"
 #include "tools/paths.h"
@@ -14,7 +15,7 @@ using picture_aoi::Narrowing;
 using picture_aoi::WriteReport;
 
 void Say(const ExportOptions& options, const WriteReport& report) {
-  std::FILE* const notes = options.picture == "-" ? stderr : stdout;
+  std::FILE* const notes = NotesBeside(options.picture);
   const auto say = [&](const std::string& text) { std::fprintf(notes, "  %s\n", text.c_str()); };
   std::fprintf(notes, "%s: %s, %s, %s\n", options.picture.c_str(), report.format,
                PlanesText(report.planes, report.width, report.height).c_str(),
@@ -39,17 +40,18 @@ void Say(const ExportOptions& options, const WriteReport& report) {
 void ExportPicture(const ExportOptions& options) {
   // Before the file is looked at.
   picture_aoi::FormatOf(PathOf(options.picture), options.writing);
-  const std::vector<std::uint8_t> file = ReadWholeFile(options.file);
-  Listing silent(nullptr, Listing::Extent::kShort);
-  const FileFindings found = WalkFile(file, options.BareClass(), silent);
+  const InputFile file(options.file);
+  SilentListing silent;
+  const FileFindings found = WalkFile(file.bytes(), options.BareClass(), silent);
   if (!found.known || found.known->family != Family::kAoi) {
-    throw std::runtime_error(options.file + ": not an AOI but " + ClassText(found.classId));
+    throw std::runtime_error(options.file + ": " +
+                             (found.isForeign ? found.problems.front().text
+                                              : "not an AOI but " + ClassText(found.classId)));
   }
   if (found.IsFormatKnown() && !found.IsWhole()) {
     throw std::runtime_error(options.file + ": not exported: " + found.problems.front().text);
   }
-  const LoadedObject object(*found.known,
-                            Bytes(file).subspan(found.hasClassId ? sizeof(CLSID) : 0));
+  const LoadedObject object(*found.known, file.bytes(), found.hasClassId ? sizeof(CLSID) : 0);
   rastelklp::AnyAoi aoi(nullptr);
   aoi.attach(object.As<IAoiKLP>().Detach());
   if (!aoi) throw ComFailure("IAoiKLP", E_NOINTERFACE);

@@ -9,9 +9,11 @@
 #include <stdexcept>
 
 #include "tools/class_names.h"
+#include "tools/input_file.h"
 #include "tools/paths.h"
 
 #ifdef _WIN32
+#include <fcntl.h>
 #include <io.h>
 #else
 #include <unistd.h>
@@ -22,9 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kChunkBytes = 1 << 20;
-constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
-
 struct Close {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -33,13 +32,12 @@ using File = std::unique_ptr<std::FILE, Close>;
 [[noreturn]] void Fail(const std::string& name, const std::string& what) {
   throw std::runtime_error(name + ": " + what);
 }
-[[noreturn]] void FailBySystem(const std::string& name, const char* what) {
-  Fail(name, std::string(what) + ": " + std::strerror(errno));
+[[noreturn]] void FailBySystem(const std::string& name) {
+  Fail(name, std::string("cannot be written: ") + std::strerror(errno));
 }
 
 // Hands the file's bytes to the device, so that a crash of the system finds them there.
 bool Settle(std::FILE* file) {
-  if (std::fflush(file) != 0) return false;
 #ifdef _WIN32
   return _commit(_fileno(file)) == 0;
 #else
@@ -47,11 +45,11 @@ bool Settle(std::FILE* file) {
 #endif
 }
 
-File Open(const fs::path& path, bool isToRead) {
+File Open(const fs::path& path) {
 #ifdef _WIN32
-  return File(_wfopen(path.c_str(), isToRead ? L"rb" : L"wb"));
+  return File(_wfopen(path.c_str(), L"wb"));
 #else
-  return File(std::fopen(path.c_str(), isToRead ? "rb" : "wb"));
+  return File(std::fopen(path.c_str(), "wb"));
 #endif
 }
 
@@ -62,10 +60,20 @@ fs::path NameBeside(const fs::path& path) {
   return path.parent_path() / (IdentifierText(unique).substr(1, 36) + ".part");
 }
 
+bool Write(std::FILE* file, Bytes content) {
+  return std::fwrite(content.data(), 1, content.size(), file) == content.size() &&
+         std::fflush(file) == 0;
+}
+
 bool WriteNew(const fs::path& path, Bytes content) {
-  const File file = Open(path, false);
-  return file && std::fwrite(content.data(), 1, content.size(), file.get()) == content.size() &&
-         Settle(file.get());
+  const File file = Open(path);
+  return file && Write(file.get(), content) && Settle(file.get());
+}
+
+// Pipes and devices, which take bytes and keep nothing.
+void WriteThrough(const std::string& name, const fs::path& path, Bytes content) {
+  const File file = Open(path);
+  if (!file || !Write(file.get(), content)) FailBySystem(name);
 }
 
 void RemovePart(const fs::path& part) {
@@ -78,37 +86,33 @@ void RemovePart(const fs::path& part) {
 }  // namespace
 
 std::vector<std::uint8_t> ReadWholeFile(const std::string& name) {
-  const fs::path path = PathOf(name);
-  std::error_code ignored;
-  if (fs::is_directory(path, ignored)) Fail(name, "is a folder");
-  const File file = Open(path, true);
-  if (!file) FailBySystem(name, "cannot be read");
-  std::vector<std::uint8_t> bytes;
-  std::size_t count = 0;
-  do {
-    const std::size_t before = bytes.size();
-    bytes.resize(before + kChunkBytes);
-    count = std::fread(bytes.data() + before, 1, kChunkBytes, file.get());
-    bytes.resize(before + count);
-    if (bytes.size() > kMostBytes) Fail(name, "is larger than 2 GiB");
-  } while (count > 0);
-  if (std::ferror(file.get()) != 0) FailBySystem(name, "cannot be read");
-  return bytes;
+  const InputFile file(name);
+  return {file.bytes().begin(), file.bytes().end()};
 }
 
+std::FILE* NotesBeside(const std::string& name) { return name == "-" ? stderr : stdout; }
+
 void WriteWholeFile(const std::string& name, Bytes content) {
+  if (name == "-") {
+#ifdef _WIN32
+    _setmode(_fileno(stdout), _O_BINARY);
+#endif
+    if (!Write(stdout, content)) FailBySystem("standard output");
+    return;
+  }
   std::error_code error;
   fs::path target = PathOf(name);
+  const fs::file_status old = fs::status(target, error);
+  if (fs::is_directory(old)) Fail(name, "is a folder");
+  if (fs::exists(old) && !fs::is_regular_file(old)) return WriteThrough(name, target, content);
   // A link keeps leading to the file.
   if (fs::is_symlink(fs::symlink_status(target, error))) target = fs::weakly_canonical(target);
-  const fs::file_status old = fs::status(target, error);
-  if (fs::exists(old) && !fs::is_regular_file(old)) Fail(name, "is not a file");
   const fs::path part = NameBeside(target);
   if (!WriteNew(part, content)) {
     const int reason = errno;
     RemovePart(part);
     errno = reason;
-    FailBySystem(name, "cannot be written");
+    FailBySystem(name);
   }
   error.clear();
   if (fs::exists(old)) fs::permissions(part, old.permissions(), error);

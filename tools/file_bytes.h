@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Files as wholes, by names in UTF-8. Failures raise std::runtime_error with a text that begins
-// with the name.
+// Files as wholes, by names in UTF-8; "-" is standard input or output. Failures raise
+// std::runtime_error with a text that begins with the name.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -11,11 +12,14 @@
 
 namespace tools {
 
-// Everything in a file of at most 2 GiB.
+// Everything in a file.
 std::vector<std::uint8_t> ReadWholeFile(const std::string& name);
 
 // Gives the file this content, or leaves it as it was: the bytes go to a new file beside it, which
-// then takes its place. Only a regular file is replaced.
+// then takes its place. Only a regular file is replaced; a pipe or a device takes the bytes.
 void WriteWholeFile(const std::string& name, Bytes content);
+
+// Where to say what was written: not among the bytes themselves.
+std::FILE* NotesBeside(const std::string& name);
 
 }  // namespace tools

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "picture_aoi/picture_aoi.h"
+#include "tools/file_bytes.h"
 #include "tools/loaded_object.h"
 #include "tools/paths.h"
 #include "tools/pictures.h"
@@ -38,7 +39,7 @@ void ImportPicture(const ImportOptions& options) {
   save(aoi, SinkStream::On(file));
   const std::uint64_t bytes = file.position();
   file.Commit();
-  std::FILE* const notes = options.out == "-" ? stderr : stdout;
+  std::FILE* const notes = NotesBeside(options.out);
   std::fprintf(notes, "%s: %s, %s, %s\n", options.out.c_str(), known->name, Shape(aoi).c_str(),
                CountText(bytes, "byte").c_str());
   if (options.reading.margin > 0 && !options.isBuffer) {

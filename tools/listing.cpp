@@ -8,7 +8,6 @@
 namespace tools {
 namespace {
 
-constexpr std::uint64_t kMostLines = 2000;
 constexpr std::size_t kWidthColumn = 8;
 constexpr std::size_t kNameColumn = 24;
 // Objects can be nested far deeper than a line is wide.
@@ -19,50 +18,51 @@ void AppendLeft(std::string& line, std::string_view text, std::size_t column) {
   if (text.size() < column) line.append(column - text.size(), ' ');
 }
 
-}  // namespace
-
-void Listing::Heads() {
-  if (IsShown()) Line("offset", "bytes", "field", "value");
-}
-
-void Listing::Field(std::uint64_t offset, std::uint64_t width, std::string_view name,
-                    std::string_view value) {
-  if (IsShown()) Line(HexText(offset, 8).substr(2), NumberText(width), name, value);
-}
-
-void Listing::Group(std::uint64_t offset, std::string_view name, std::string_view value) {
-  if (IsShown()) Line(HexText(offset, 8).substr(2), "", name, value);
-}
-
-void Listing::Remark(std::string_view text) {
-  if (IsShown()) Line("", "", text, "");
-}
-
-void Listing::Problem(std::uint64_t offset, std::string_view text) {
-  if (out_) *out_ << HexText(offset, 8).substr(2) << "       !  " << text << '\n';
-}
-
-void Listing::Line(std::string_view offset, std::string_view width, std::string_view name,
-                   std::string_view value) {
-  if (extent_ == Extent::kShort && lines_ >= kMostLines) {
-    if (lines_++ == kMostLines) {
-      *out_ << "... more than " << kMostLines << " lines: --all lists everything\n";
-    }
-    return;
-  }
-  ++lines_;
+void WriteColumns(std::ostream& out, std::string_view offset, std::string_view width,
+                  const std::string& name, std::string_view value) {
   std::string line;
   AppendLeft(line, offset, 8);
   line.append(kWidthColumn - std::min(kWidthColumn, width.size()), ' ');
   line += width;
   line += "  ";
-  std::string indented(2 * std::min(depth_, kMostIndents), ' ');
-  indented += name;
-  AppendLeft(line, indented, kNameColumn);
+  AppendLeft(line, name, kNameColumn);
   line += "  ";
   line += value;
   line.erase(line.find_last_not_of(' ') + 1);
-  *out_ << line << '\n';
+  if (!(out << line << '\n')) throw OutputFailure();
+}
+
+std::string OffsetText(std::uint64_t offset) { return HexText(offset, 8).substr(2); }
+
+}  // namespace
+
+void Listing::Put(const Line& line) {
+  if (!IsShown()) return;
+  if (lines_ >= extent_.lines) {
+    if (lines_++ == extent_.lines) TakeEnd();
+    return;
+  }
+  ++lines_;
+  Take(line);
+}
+
+TextListing::TextListing(std::ostream& out, const Extent& extent) : Listing(extent), out_(out) {
+  WriteColumns(out_, "offset", "bytes", "field", "value");
+}
+
+void TextListing::Take(const Line& line) {
+  std::string name(2 * std::min(line.depth, kMostIndents), ' ');
+  name += line.name;
+  WriteColumns(out_, line.offset ? OffsetText(*line.offset) : "",
+               line.bytes ? NumberText(*line.bytes) : "", name, line.value.text);
+}
+
+void TextListing::TakeEnd() {
+  out_ << "... more than " << extent().lines << " lines: --all lists everything\n";
+}
+
+void TextListing::Problem(std::uint64_t offset, std::string_view text) {
+  out_ << OffsetText(offset) << "       !  " << text << '\n';
 }
 
 }  // namespace tools

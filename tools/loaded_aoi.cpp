@@ -45,19 +45,20 @@ std::string PairText(LONG x, LONG y) {
   return NumberText(std::int32_t{x}) + ", " + NumberText(std::int32_t{y});
 }
 
-std::string NameOf(IAoiKLP& aoi) {
+// In quotes, and as it is.
+std::pair<std::string, std::string> NameOf(IAoiKLP& aoi) {
   BSTR name = nullptr;
   Check(aoi.get_Name(&name), "get_Name");
   constexpr std::size_t kMostUnits = 60;
-  const std::string text =
-      QuotedText({reinterpret_cast<const std::uint8_t*>(name), SysStringByteLen(name)}, kMostUnits);
+  const Bytes bytes(reinterpret_cast<const std::uint8_t*>(name), SysStringByteLen(name));
+  std::pair texts(QuotedText(bytes, kMostUnits), PlainText(bytes));
   SysFreeString(name);
-  return text;
+  return texts;
 }
 
 }  // namespace
 
-std::vector<std::pair<const char*, std::string>> AoiAnswers(const LoadedObject& object) {
+void AddAoiAnswers(const LoadedObject& object, Answers& answers) {
   const auto aoi = AoiOf(object);
   const Geometry g = GeometryOf(*aoi);
   ElementTypeKLP code{};
@@ -65,16 +66,24 @@ std::vector<std::pair<const char*, std::string>> AoiAnswers(const LoadedObject& 
   Check(aoi->get_ElementType(&code), "get_ElementType");
   Check(aoi->get_MarshalFlags(&flags), "get_MarshalFlags");
   const ElementKind* kind = FindElementKind(code);
-  return {
-      {"element type", kind ? std::string(kind->name) + ", " + kind->words
-                            : "code " + NumberText(static_cast<std::int32_t>(code))},
-      {"rectangle", SizeText(g.width, g.height) + " at " + PairText(g.x, g.y)},
-      {"margins", PairText(g.marginX, g.marginY)},
-      {"buffer", CountText(static_cast<std::uint64_t>(g.planes), "plane") + " of " +
-                     SizeText(g.bufferWidth, g.bufferHeight)},
-      {"travels", (flags & MarshalBuffer) != 0 ? "as the whole buffer" : "as the rectangle"},
-      {"name", NameOf(*aoi)},
-  };
+  answers.Add("element type",
+              kind ? std::string(kind->name) + ", " + kind->words
+                   : "code " + NumberText(static_cast<std::int32_t>(code)),
+              "elementType", kind ? Json(kind->name) : Json(static_cast<std::int32_t>(code)));
+  answers.Add("rectangle", SizeText(g.width, g.height) + " at " + PairText(g.x, g.y), "rectangle",
+              {{"x", g.x}, {"y", g.y}, {"width", g.width}, {"height", g.height}});
+  answers.Add("margins", PairText(g.marginX, g.marginY), "margins",
+              {{"x", g.marginX}, {"y", g.marginY}});
+  answers.Add("buffer",
+              CountText(static_cast<std::uint64_t>(g.planes), "plane") + " of " +
+                  SizeText(g.bufferWidth, g.bufferHeight),
+              "buffer",
+              {{"planes", g.planes}, {"width", g.bufferWidth}, {"height", g.bufferHeight}});
+  const bool isBuffer = (flags & MarshalBuffer) != 0;
+  answers.Add("travels", isBuffer ? "as the whole buffer" : "as the rectangle", "travelsAs",
+              isBuffer ? "buffer" : "rectangle");
+  const auto [quoted, plain] = NameOf(*aoi);
+  answers.Add("name", quoted, "name", plain);
 }
 
 bool IsAoiInStep(const LoadedObject& object, const AoiHead& head) {

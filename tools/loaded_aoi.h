@@ -2,17 +2,14 @@
 // A loaded AOI: what it answers about itself, and what it needs so that Save leaves nothing out.
 #pragma once
 
-#include <string>
-#include <utility>
-#include <vector>
-
+#include "tools/answers.h"
 #include "tools/loaded_object.h"
 #include "tools/stream_walk.h"
 
 namespace tools {
 
-// Names and values for people. Raises ComFailure.
-std::vector<std::pair<const char*, std::string>> AoiAnswers(const LoadedObject& object);
+// Raises ComFailure.
+void AddAoiAnswers(const LoadedObject& object, Answers& answers);
 
 // Whether the object read what the walk found.
 bool IsAoiInStep(const LoadedObject& object, const AoiHead& head);

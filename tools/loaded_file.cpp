@@ -31,14 +31,15 @@ std::string StateText(const FileFindings& found) {
               : "");
 }
 
-LoadedObject Load(Bytes file, const FileFindings& found) {
+LoadedObject Load(Bytes file, const FileFindings& found, bool isWithBlocks) {
   if (!found.IsFormatKnown()) throw std::runtime_error(found.problems.front().text);
   // Whether the class would read what its byte count says cannot be checked.
   if (!found.unknownFormat.empty()) throw std::runtime_error("not loaded: " + found.unknownFormat);
   if (found.isMisleading) {
     throw std::runtime_error("not loaded: readers would take its broken values for others");
   }
-  LoadedObject object(*found.known, file.subspan(found.hasClassId ? sizeof(CLSID) : 0));
+  LoadedObject object(*found.known, file, found.hasClassId ? sizeof(CLSID) : 0,
+                      isWithBlocks ? std::span<const Block>() : found.blocks);
   if (found.IsWhole() && !IsInStep(object, found)) {
     throw std::runtime_error("Load lost step with the stream");
   }

@@ -12,8 +12,9 @@ namespace tools {
 // "whole", or where and how it is broken.
 std::string StateText(const FileFindings& found);
 
-// Makes the object of a file. Raises why it cannot be given to one.
-LoadedObject Load(Bytes file, const FileFindings& found);
+// Makes the object of a file. Without its blocks the pixels and numbers in it are zeros, and those
+// of a mapped file are not looked at. Raises why the file cannot be given to an object.
+LoadedObject Load(Bytes file, const FileFindings& found, bool isWithBlocks);
 
 // The version in the stream, and the newest of its format, which must be known.
 std::string VersionText(const Findings& found);

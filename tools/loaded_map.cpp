@@ -20,7 +20,7 @@ LONG CountOf(IAttributeMapKLP& map) {
 
 }  // namespace
 
-std::vector<std::pair<const char*, std::string>> MapAnswers(const LoadedObject& object) {
+void AddMapAnswers(const LoadedObject& object, Answers& answers) {
   const auto map = MapOf(object);
   KeyKindKLP kind{};
   VARIANT_BOOL replaces = VARIANT_FALSE;
@@ -29,9 +29,10 @@ std::vector<std::pair<const char*, std::string>> MapAnswers(const LoadedObject& 
   const char* const keys = kind == KeyKindBstr   ? "texts"
                            : kind == KeyKindLong ? "signed 32 bit"
                                                  : "64-bit float";
-  return {{"keys", keys},
-          {"attributes", NumberText(std::int32_t{CountOf(*map)})},
-          {"override mode", replaces ? "on" : "off"}};
+  const LONG count = CountOf(*map);
+  answers.Add("keys", keys, "keys", keys);
+  answers.Add("override mode", replaces ? "on" : "off", "overrides", replaces != VARIANT_FALSE);
+  answers.Add("attributes", NumberText(std::int32_t{count}), "attributeCount", count);
 }
 
 bool IsMapInStep(const LoadedObject& object, const MapHead& head) {

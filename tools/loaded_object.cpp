@@ -1,25 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "tools/loaded_object.h"
-#include "tools/module_registration.h"
 
 #include <algorithm>
+
+#include "tools/byte_streams.h"
+#include "tools/module_registration.h"
+#include "tools/result_codes.h"
 
 namespace tools {
 namespace {
 
 using platform::ComPtr;
-
-// What plain codes mean, which come without an error object.
-constexpr struct {
-  std::uint32_t code;
-  const char* words;
-} kPlainCodes[] = {
-    {0x80004001, "not implemented"},       {0x80004002, "no such interface"},
-    {0x80004005, "unspecified failure"},   {0x8007000E, "out of memory"},
-    {0x80070005, "access denied"},         {0x80070057, "invalid argument"},
-    {0x80040111, "class not available"},   {0x80040154, "class not registered"},
-    {0x8003001E, "the stream ends early"},
-};
 
 std::string Narrow(BSTR wide) {
   const int units = static_cast<int>(SysStringLen(wide));
@@ -42,12 +33,9 @@ std::string ErrorObjectText() {
 }
 
 std::string Reason(HRESULT result) {
-  std::string text = ErrorObjectText();
+  const std::string text = ErrorObjectText();
   const auto code = static_cast<std::uint32_t>(result);
-  for (const auto& plain : kPlainCodes) {
-    if (text.empty() && plain.code == code) text = plain.words;
-  }
-  return HexText(code, 8) + (text.empty() ? "" : ", " + text);
+  return text.empty() ? ResultText(code) : HexText(code, 8) + ", " + text;
 }
 
 // What was said before does not belong to the call that follows.
@@ -96,17 +84,23 @@ void Check(HRESULT result, const std::string& call) {
 
 LoadedObject::LoadedObject(const KnownClass& known) : persist_(Make(known)) {}
 
-LoadedObject::LoadedObject(const KnownClass& known, Bytes stream) : LoadedObject(known) {
-  const ComPtr<IStream> memory = MemoryStream();
-  ULONG written = 0;
-  Check(memory->Write(stream.data(), static_cast<ULONG>(stream.size()), &written), "Write");
-  SeekTo(*memory, 0, STREAM_SEEK_SET);
+LoadedObject::LoadedObject(const KnownClass& known, Bytes bytes, std::uint64_t start,
+                           std::span<const Block> steppedOver)
+    : LoadedObject(known) {
+  const ComPtr stream(new ByteStream(bytes, start, steppedOver));
   ForgetErrors();
-  Check(persist_->Load(memory.Get()), "Load");
-  bytesLeft_ = stream.size() - SeekTo(*memory, 0, STREAM_SEEK_CUR);
+  Check(persist_->Load(stream.Get()), "Load");
+  bytesLeft_ = stream->BytesLeft();
 }
 
 std::uint64_t LoadedObject::SavedBytes() const {
+  const ComPtr stream(new CountingStream);
+  ForgetErrors();
+  Check(persist_->Save(stream.Get(), FALSE), "Save");
+  return stream->Count();
+}
+
+std::uint64_t LoadedObject::StatedBytes() const {
   ULARGE_INTEGER bytes{};
   ForgetErrors();
   Check(persist_->GetSizeMax(&bytes), "GetSizeMax");

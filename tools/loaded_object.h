@@ -4,13 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "platform/com_ptr.h"
 #include "tools/class_names.h"
-#include "tools/text_forms.h"
+#include "tools/stream_walk.h"
 
 namespace tools {
 
@@ -34,9 +35,11 @@ class LoadedObject {
  public:
   // Makes an object of the class, with nothing loaded.
   explicit LoadedObject(const KnownClass& known);
-  // Makes an object of the class and loads it from the stream, which starts behind the class
-  // identifier.
-  LoadedObject(const KnownClass& known, Bytes stream);
+  // Makes an object of the class and loads it from bytes, which start behind the class identifier
+  // or at it: the start is where its own stream begins. The blocks, whose offsets are those in the
+  // bytes, are not read: what the object holds in their place are zeros.
+  LoadedObject(const KnownClass& known, Bytes bytes, std::uint64_t start = 0,
+               std::span<const Block> steppedOver = {});
 
   // How much of the stream Load left over.
   std::uint64_t BytesLeft() const noexcept { return bytesLeft_; }
@@ -44,6 +47,9 @@ class LoadedObject {
   platform::ComPtr<Interface> As() const {
     return persist_.As<Interface>();
   }
+  // What it says beforehand of its size.
+  std::uint64_t StatedBytes() const;
+  // How many Save writes, without class identifier.
   std::uint64_t SavedBytes() const;
   // What Save writes; behind the class identifier, as OleSaveToStream does, if so.
   std::vector<std::uint8_t> Saved(bool hasClassId) const;

@@ -2,20 +2,14 @@
 // A loaded vector: what it answers about itself.
 #pragma once
 
+#include "tools/answers.h"
 #include "tools/loaded_object.h"
 #include "tools/stream_walk.h"
 
 namespace tools {
 
-struct VectorAnswers {
-  ElementTypeKLP type{};
-  LONG count = 0;
-  VARIANT_BOOL hasTags = 0;
-  LONG tagCount = 0;
-};
-
 // Raises ComFailure.
-VectorAnswers AskVector(const LoadedObject& object);
+void AddVectorAnswers(const LoadedObject& object, Answers& answers);
 
 // Whether the object read what the walk found.
 bool IsVectorInStep(const LoadedObject& object, const VectorHead& head);

@@ -289,19 +289,16 @@ void UnregisterModule(const std::string& path, bool isForced) {
   }
 }
 
-bool ListClasses() {
-  std::size_t registered = 0;
+std::vector<RegisteredClass> RegisteredClasses() {
+  std::vector<RegisteredClass> classes;
   for (const KnownClass& known : KnownClasses()) {
     const std::string progId = WithRegistry([&] { return ProgId(known); });
     if (progId.empty()) continue;
     const fs::path file = ModuleFile(known);
     std::error_code ignored;
-    std::printf("%-34s %-21s %s%s\n", progId.c_str(), known.name, Utf8(file).c_str(),
-                fs::exists(file, ignored) ? "" : " (missing)");
-    ++registered;
+    classes.push_back({&known, progId, Utf8(file), fs::exists(file, ignored)});
   }
-  std::printf("%zu of %zu classes are registered\n", registered, KnownClasses().size());
-  return registered > 0;
+  return classes;
 }
 
 }  // namespace tools

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+#include "tools/class_names.h"
 
 namespace tools {
 
@@ -30,8 +33,15 @@ bool ServeOwnModule();
 // std::runtime_error where the classes are those of another module, which is there, unless forced.
 void UnregisterModule(const std::string& path, bool isForced);
 
-// Lists the known classes that are registered, wherever their module lies: ProgID, class, file.
-// False: there is none.
-bool ListClasses();
+struct RegisteredClass {
+  const KnownClass* known;
+  // The versioned one.
+  std::string progId;
+  // Of the module, wherever it lies.
+  std::string file;
+  bool isFileThere;
+};
+// The known classes that are registered.
+std::vector<RegisteredClass> RegisteredClasses();
 
 }  // namespace tools

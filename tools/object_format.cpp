@@ -2,6 +2,7 @@
 #include "tools/object_format.h"
 
 #include "tools/aoi_format.h"
+#include "tools/file_kinds.h"
 #include "tools/map_format.h"
 #include "tools/vector_format.h"
 
@@ -60,14 +61,17 @@ FileFindings WalkFile(Bytes file, const KnownClass* bareClass, Listing& listing)
   FileFindings found;
   found.hasClassId = !bareClass;
   StreamWalk walk(file, listing);
-  listing.Heads();
   try {
+    const std::string foreign = bareClass ? "" : ForeignKind(file);
+    found.isForeign = !foreign.empty();
     if (bareClass) {
       found.classId = bareClass->classId;
-      listing.Group(0, "class", std::string(bareClass->name) + ", as stated");
-    } else {
+      listing.Group(0, "class",
+                    {std::string(bareClass->name) + ", as stated", ClassName(found.classId)});
+    } else if (!found.isForeign) {
       found.classId = walk.TakeClassId();
-      listing.Field(0, sizeof(CLSID), "class", ClassText(found.classId));
+      listing.Field(0, sizeof(CLSID), "class",
+                    {ClassText(found.classId), ClassName(found.classId)});
     }
     found.known = FindClass(found.classId);
     if (found.IsFormatKnown()) {
@@ -76,7 +80,8 @@ FileFindings WalkFile(Bytes file, const KnownClass* bareClass, Listing& listing)
         walk.Note(walk.Offset(), CountText(walk.Remaining(), "byte") + " behind the object");
       }
     } else {
-      walk.Note(walk.Offset(), UnknownFormatText(found.classId));
+      walk.Note(walk.Offset(), found.isForeign ? "not the stream of an object but " + foreign
+                                               : UnknownFormatText(found.classId));
     }
     const std::uint64_t rest = walk.Offset();
     if (walk.Remaining() > 0) walk.ListBytes(rest, walk.Take(walk.Remaining(), "bytes"), "bytes");

@@ -25,6 +25,9 @@ struct FileFindings : Findings {
   // Null for an unknown class.
   const KnownClass* known = nullptr;
 
+  // Whether it is a file of another program, which its problem names.
+  bool isForeign = false;
+
   // Otherwise nothing was looked into, and the one problem says why.
   bool IsFormatKnown() const { return known && tools::IsFormatKnown(*known); }
 };

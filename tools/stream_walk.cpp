@@ -8,7 +8,6 @@ namespace {
 
 constexpr std::size_t kMostProblems = 16;
 constexpr std::size_t kBytesPerRow = 16;
-constexpr std::size_t kShortRows = 4;
 
 }  // namespace
 
@@ -30,7 +29,8 @@ CLSID StreamWalk::TakeClassId() {
 void StreamWalk::ListBytes(std::uint64_t offset, Bytes bytes, std::string_view name) {
   if (!lines_.IsShown()) return;
   if (bytes.empty()) lines_.Field(offset, 0, name, "none");
-  const std::size_t shown = lines_.Shown(bytes.size(), kShortRows * kBytesPerRow);
+  const auto shown = static_cast<std::size_t>(
+      std::min<std::uint64_t>(bytes.size(), lines_.extent().rows * kBytesPerRow));
   for (std::size_t at = 0; at < shown; at += kBytesPerRow) {
     const Bytes row = bytes.subspan(at, std::min(kBytesPerRow, shown - at));
     lines_.Field(offset + at, row.size(), at == 0 ? name : "", HexBytes(row));

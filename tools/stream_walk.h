@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "interfaces/enums.h"
 #include "platform/platform.h"
 #include "tools/listing.h"
 #include "tools/text_forms.h"
@@ -63,6 +64,17 @@ struct MapHead {
   std::uint32_t count = 0;
 };
 
+// Numbers that lie in the stream one behind the other.
+struct Block {
+  std::uint64_t offset;
+  std::uint64_t bytes;
+  ElementTypeKLP type;
+  // 1 in the outermost object.
+  unsigned level;
+  // In a row; 0 where there are no rows.
+  std::int32_t width;
+};
+
 struct Problem {
   std::uint64_t offset;
   std::string text;
@@ -87,6 +99,8 @@ struct Findings {
   // The same of an AOI.
   std::optional<AoiHead> aoi;
   std::optional<MapHead> map;
+  // Of the outermost object the first few thousand, of those inside the large ones.
+  std::vector<Block> blocks;
   // Of all AOIs, inner ones too.
   std::uint64_t pixels = 0;
 

@@ -31,6 +31,17 @@ void AppendUtf8(std::string& text, char32_t point) {
   }
 }
 
+// The character whose first unit is i, which goes on behind it.
+char32_t PointAt(Bytes utf16, std::size_t& i) {
+  const auto unit = [&] { return char32_t{NumberAt<std::uint16_t>(utf16.data() + 2 * i)}; };
+  const char32_t point = unit();
+  ++i;
+  if (!IsHighSurrogate(point) || i == utf16.size() / 2 || !IsLowSurrogate(unit())) return point;
+  const char32_t low = unit();
+  ++i;
+  return 0x10000 + ((point - 0xD800) << 10) + (low - 0xDC00);
+}
+
 // Characters that a terminal acts on or that change the direction of what follows.
 constexpr bool IsUnprintable(char32_t point) {
   return point < 0x20 || (point >= 0x7F && point < 0xA0) || (point >= 0xD800 && point < 0xE000) ||
@@ -76,22 +87,30 @@ std::string CountText(std::uint64_t count, const char* noun) {
 
 std::string QuotedText(Bytes utf16, std::size_t mostUnits) {
   const std::size_t units = utf16.size() / 2;
-  const auto unit = [&](std::size_t i) {
-    return char32_t{NumberAt<std::uint16_t>(utf16.data() + 2 * i)};
-  };
   std::string text = "\"";
   std::size_t i = 0;
-  while (i < units && i < mostUnits) {
-    char32_t point = unit(i++);
-    if (IsHighSurrogate(point) && i < units && IsLowSurrogate(unit(i))) {
-      point = 0x10000 + ((point - 0xD800) << 10) + (unit(i++) - 0xDC00);
-    }
-    AppendEscaped(text, point);
-  }
+  while (i < units && i < mostUnits) AppendEscaped(text, PointAt(utf16, i));
   text += '"';
   if (i < units) text += "... " + CountText(units, "character");
   if (utf16.size() % 2 != 0) text += ", and the byte " + HexBytes(utf16.last(1));
   return text;
+}
+
+std::string PlainText(Bytes utf16) {
+  std::string text;
+  for (std::size_t i = 0; i < utf16.size() / 2;) AppendUtf8(text, PointAt(utf16, i));
+  return text;
+}
+
+std::string SizeText(std::uint64_t bytes) {
+  std::string text = CountText(bytes, "byte");
+  if (bytes < 10000) return text;
+  auto size = static_cast<double>(bytes) / 1000;
+  const char* unit = "kMGTPE";
+  for (; size >= 999.5; size /= 1000) ++unit;
+  char larger[32];
+  std::snprintf(larger, sizeof(larger), " (%.3g %cB)", size, *unit);
+  return text + larger;
 }
 
 std::string CurrencyText(std::int64_t tenThousandths) {

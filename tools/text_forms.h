@@ -39,12 +39,18 @@ std::string HexText(std::uint64_t number, unsigned digits);
 // "A1 A2 A3".
 std::string HexBytes(Bytes bytes);
 
+// A size in bytes, with the same in a larger unit behind a large one: "2199000 bytes (2.2 MB)".
+std::string SizeText(std::uint64_t bytes);
+
 // A count and its noun: "1 byte", "0 bytes".
 std::string CountText(std::uint64_t count, const char* noun);
 
 // UTF-16 text in quotes. Quotes, backslashes, control characters and lone surrogates appear as
 // escapes. A longer text than mostUnits ends in dots behind the quotes and tells its length.
 std::string QuotedText(Bytes utf16, std::size_t mostUnits);
+
+// UTF-16 text as UTF-8, as it is. A lone surrogate becomes what is no UTF-8.
+std::string PlainText(Bytes utf16);
 
 // A number of ten thousandths.
 std::string CurrencyText(std::int64_t tenThousandths);

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "tools/object_format.h"
+#include "tools/result_codes.h"
 
 namespace tools {
 namespace {
@@ -13,44 +14,51 @@ namespace {
 constexpr std::uint32_t kMostTextBytes = 0x100000;
 constexpr std::uint32_t kTerminatorBytes = 2;
 constexpr std::size_t kShortUnits = 60;
-constexpr std::size_t kAllUnits = SIZE_MAX;
 
 constexpr bool IsObject(VARTYPE vt) { return vt == VT_DISPATCH || vt == VT_UNKNOWN; }
 
-std::string CurrencyAt(const std::uint8_t* value) {
-  return CurrencyText(NumberAt<std::int64_t>(value));
+template <class T>
+Value NumberValueAt(const std::uint8_t* value) {
+  const std::string text = NumberTextAt<T>(value);
+  return {text, Number{text}};
 }
 
-std::string DateAt(const std::uint8_t* value) { return DateText(NumberAt<double>(value)); }
-
-std::string ErrorAt(const std::uint8_t* value) {
-  return HexText(NumberAt<std::uint32_t>(value), 8);
+Value CurrencyAt(const std::uint8_t* value) {
+  const std::string text = CurrencyText(NumberAt<std::int64_t>(value));
+  return {text, Number{text}};
 }
 
-std::string BoolAt(const std::uint8_t* value) {
+Value DateAt(const std::uint8_t* value) { return DateText(NumberAt<double>(value)); }
+
+Value ErrorAt(const std::uint8_t* value) { return ResultText(NumberAt<std::uint32_t>(value)); }
+
+Value BoolAt(const std::uint8_t* value) {
   const auto number = NumberAt<std::int16_t>(value);
-  return number == 0 ? "false" : number == -1 ? "true" : NumberText(number) + " (true)";
+  const char* const truth = number == 0 ? "false" : "true";
+  return {number == 0 || number == -1 ? truth : NumberText(number) + " (true)", number != 0};
 }
 
 // What has a value of fixed width in a plain record; all else is a text or an object.
 struct FixedType {
   VARTYPE vt;
   unsigned bytes;
-  std::string (*text)(const std::uint8_t* value);
+  Value (*value)(const std::uint8_t* value);
 };
 
 template <class T>
-constexpr FixedType Number(VARTYPE vt) {
-  return {vt, sizeof(T), &NumberTextAt<T>};
+constexpr FixedType NumberType(VARTYPE vt) {
+  return {vt, sizeof(T), &NumberValueAt<T>};
 }
 
 constexpr FixedType kFixedTypes[] = {
-    Number<std::int16_t>(VT_I2),    Number<std::int32_t>(VT_I4),   Number<float>(VT_R4),
-    Number<double>(VT_R8),          {VT_CY, 8, &CurrencyAt},       {VT_DATE, 8, &DateAt},
-    {VT_ERROR, 4, &ErrorAt},        {VT_BOOL, 2, &BoolAt},         Number<std::int8_t>(VT_I1),
-    Number<std::uint8_t>(VT_UI1),   Number<std::uint16_t>(VT_UI2), Number<std::uint32_t>(VT_UI4),
-    Number<std::int64_t>(VT_I8),    Number<std::uint64_t>(VT_UI8), Number<std::int32_t>(VT_INT),
-    Number<std::uint32_t>(VT_UINT),
+    NumberType<std::int16_t>(VT_I2),   NumberType<std::int32_t>(VT_I4),
+    NumberType<float>(VT_R4),          NumberType<double>(VT_R8),
+    {VT_CY, 8, &CurrencyAt},           {VT_DATE, 8, &DateAt},
+    {VT_ERROR, 4, &ErrorAt},           {VT_BOOL, 2, &BoolAt},
+    NumberType<std::int8_t>(VT_I1),    NumberType<std::uint8_t>(VT_UI1),
+    NumberType<std::uint16_t>(VT_UI2), NumberType<std::uint32_t>(VT_UI4),
+    NumberType<std::int64_t>(VT_I8),   NumberType<std::uint64_t>(VT_UI8),
+    NumberType<std::int32_t>(VT_INT),  NumberType<std::uint32_t>(VT_UINT),
 };
 
 const FixedType* FindFixedType(VARTYPE vt) {
@@ -84,11 +92,11 @@ bool ReadsAs(VARTYPE vt, Bytes text) {
 }
 
 // The text form: a byte count with the terminator's, the text, the terminator.
-std::string TakeText(StreamWalk& walk, VARTYPE vt) {
+Value TakeText(StreamWalk& walk, VARTYPE vt) {
   const auto bytes = walk.TakeNumber<std::uint32_t>("the byte count of a text");
   if (bytes == 0) {
     if (vt != VT_BSTR && !ReadsAs(vt, {})) walk.Fail("no text for " + TypeText(vt));
-    return vt == VT_BSTR ? "null" : "";
+    return {vt == VT_BSTR ? "null" : "", nullptr};
   }
   if (bytes < kTerminatorBytes) walk.Fail("a text of 1 byte has no room for its terminator");
   if (bytes > kMostTextBytes) {
@@ -104,8 +112,8 @@ std::string TakeText(StreamWalk& walk, VARTYPE vt) {
   if (!isTextAlone && !ReadsAs(vt, text)) {
     walk.Fail("the text " + QuotedText(text, kShortUnits) + " cannot be read as " + TypeText(vt));
   }
-  if (!lines.IsShown() || (!isTextAlone && text.empty())) return "";
-  return QuotedText(text, lines.Shown(kAllUnits, kShortUnits));
+  if (!lines.IsShown() || (!isTextAlone && text.empty())) return {"", nullptr};
+  return {QuotedText(text, lines.extent().units), PlainText(text)};
 }
 
 std::string Joined(VARTYPE vt, const std::string& value) {
@@ -119,11 +127,11 @@ void WalkPlainObject(StreamWalk& walk) {
   const std::uint64_t start = walk.Offset();
   const CLSID classId = walk.TakeClassId();
   if (IsEqualGUID(classId, CLSID_NULL)) {
-    lines.Field(start, sizeof(classId), "class", "none, a null object");
+    lines.Field(start, sizeof(classId), "class", {"none, a null object", nullptr});
     return;
   }
   lines.Field(start, sizeof(classId), "class",
-              ClassText(classId) + ", level " + NumberText(walk.Level() + 1));
+              {ClassText(classId) + ", level " + NumberText(walk.Level() + 1), ClassName(classId)});
   const KnownClass* known = FindClass(classId);
   if (!known || !IsFormatKnown(*known)) {
     walk.Fail(UnknownFormatText(classId) +
@@ -138,17 +146,18 @@ void WalkPlainObject(StreamWalk& walk) {
 void WalkPlainValue(StreamWalk& walk, std::uint64_t start, std::string_view name, VARTYPE vt,
                     const std::string& remark) {
   Listing& lines = walk.Lines();
-  const auto list = [&](const std::string& value) {
-    if (lines.IsShown()) {
-      lines.Field(start, walk.Offset() - start, name, Joined(vt, value) + remark);
-    }
+  const auto list = [&](Value value) {
+    if (!lines.IsShown()) return;
+    value.text = Joined(vt, value.text) + remark;
+    value.type = TypeText(vt);
+    lines.Field(start, walk.Offset() - start, name, value);
   };
   if (IsObject(vt)) {
-    list("");
+    list({"", nullptr});
     WalkPlainObject(walk);
   } else if (const FixedType* type = FindFixedType(vt)) {
     const Bytes value = walk.Take(type->bytes, TypeText(vt));
-    list(lines.IsShown() ? type->text(value.data()) : "");
+    list(lines.IsShown() ? type->value(value.data()) : "");
   } else {
     list(TakeText(walk, vt));
   }
@@ -180,25 +189,30 @@ void WalkCountedObject(StreamWalk& walk, REFCLSID classId, std::uint64_t bytes) 
 
 void WalkTaggedObject(StreamWalk& walk, std::uint64_t start, std::string_view name, VARTYPE vt) {
   Listing& lines = walk.Lines();
-  lines.Field(start, sizeof(vt), name, TypeText(vt));
+  Value value(TypeText(vt), nullptr);
+  value.type = value.text;
+  lines.Field(start, sizeof(vt), name, value);
   const Listing::Indent indent(lines);
   const std::uint64_t classStart = walk.Offset();
   const CLSID classId = walk.TakeClassId();
   if (IsEqualGUID(classId, CLSID_NULL)) {
-    lines.Field(classStart, sizeof(classId), "class", "none, an object that was not saved");
+    lines.Field(classStart, sizeof(classId), "class",
+                {"none, an object that was not saved", nullptr});
     return;
   }
   const KnownClass* known = FindClass(classId);
   const bool isWalked = known && IsFormatKnown(*known);
   lines.Field(classStart, sizeof(classId), "class",
-              ClassText(classId) + (isWalked ? ", level " + NumberText(walk.Level() + 1)
-                                    : known  ? ", format not known, not looked into"
-                                             : ", not known"));
+              {ClassText(classId) + (isWalked ? ", level " + NumberText(walk.Level() + 1)
+                                     : known  ? ", format not known, not looked into"
+                                              : ", not known"),
+               ClassName(classId)});
   if (known && !isWalked) walk.Found().unknownFormat = UnknownFormatText(classId);
   ++walk.Found().nestedClasses[ClassText(classId) + (isWalked ? "" : ", not looked into")];
   const std::uint64_t countStart = walk.Offset();
   const auto bytes = walk.TakeNumber<std::uint64_t>("the byte count of an object");
-  lines.Field(countStart, sizeof(bytes), "byte count", NumberText(bytes));
+  lines.Field(countStart, sizeof(bytes), "byte count",
+              {NumberText(bytes), Number{NumberText(bytes)}});
   WalkCountedObject(walk, classId, bytes);
 }
 
@@ -252,11 +266,13 @@ void WalkVariantImage(StreamWalk& walk, std::string_view name) {
   const bool isKept = type || vt == VT_EMPTY || vt == VT_NULL || vt == VT_DECIMAL;
   if (!isKept) ++walk.Found().lostPointers;
   if (!walk.Lines().IsShown()) return;
-  walk.Lines().Field(start, kImageBytes, name,
-                     Joined(vt, !isKept            ? "a pointer of its time, lost"
-                                : type             ? type->text(image.data() + kValueOffset)
-                                : vt == VT_DECIMAL ? DecimalText(image)
-                                                   : ""));
+  Value value = !isKept            ? Value("a pointer of its time, lost", nullptr)
+                : type             ? type->value(image.data() + kValueOffset)
+                : vt == VT_DECIMAL ? Value(DecimalText(image))
+                                   : Value("", nullptr);
+  value.text = Joined(vt, value.text);
+  value.type = TypeText(vt);
+  walk.Lines().Field(start, kImageBytes, name, value);
 }
 
 }  // namespace tools

@@ -36,7 +36,6 @@ constexpr Version kVersions[] = {
 };
 
 constexpr std::int16_t kTagsOn = -1;
-constexpr std::int32_t kShortRecords = 32;
 
 const Version* FindVersion(std::uint16_t number) {
   for (const Version& version : kVersions) {
@@ -48,7 +47,7 @@ const Version* FindVersion(std::uint16_t number) {
 std::int32_t TakeCount(StreamWalk& walk, const char* name) {
   const std::uint64_t start = walk.Offset();
   const auto count = walk.TakeNumber<std::int32_t>("the " + std::string(name));
-  walk.Lines().Field(start, sizeof(count), name, NumberText(count));
+  walk.Lines().Field(start, sizeof(count), name, {NumberText(count), Number{NumberText(count)}});
   if (count < 0) throw BrokenStream(start, "the " + std::string(name) + " is negative");
   return count;
 }
@@ -57,8 +56,9 @@ std::int16_t TakeFlag(StreamWalk& walk) {
   const std::uint64_t start = walk.Offset();
   const auto flag = walk.TakeNumber<std::int16_t>("the tag flag");
   walk.Lines().Field(start, sizeof(flag), "tag flag",
-                     HexText(static_cast<std::uint16_t>(flag), 4) +
-                         (flag == kTagsOn ? ", tags on" : ", tags off"));
+                     {HexText(static_cast<std::uint16_t>(flag), 4) +
+                          (flag == kTagsOn ? ", tags on" : ", tags off"),
+                      flag == kTagsOn});
   return flag;
 }
 
@@ -70,7 +70,8 @@ void WalkRecords(StreamWalk& walk, const char* name, std::int32_t count, const R
   Findings& found = walk.Found();
   if (static_cast<std::uint64_t>(count) > walk.Remaining()) found.isMisleading = true;
   const std::uint64_t problemsBefore = found.problemCount;
-  const std::int32_t shown = lines.Shown(count, kShortRecords);
+  const auto shown = static_cast<std::int32_t>(
+      std::min(static_cast<std::uint64_t>(count), lines.extent().records));
   try {
     // A record takes bytes, so the stream's end bounds the loop whatever the count says.
     for (std::int32_t i = 0; i < count; ++i) {
@@ -94,7 +95,8 @@ void WalkVector(StreamWalk& walk, const KnownClass& known) {
   const std::uint64_t start = walk.Offset();
   VectorHead head;
   head.version = walk.TakeNumber<std::uint16_t>("the version");
-  walk.Lines().Field(start, sizeof(head.version), "version", HexText(head.version, 4));
+  walk.Lines().Field(start, sizeof(head.version), "version",
+                     {HexText(head.version, 4), Number{NumberText(head.version)}});
   const Version* version = FindVersion(head.version);
   if (!version) throw BrokenStream(start, "no vector has the version " + HexText(head.version, 4));
   head.count = TakeCount(walk, "element count");

@@ -38,7 +38,7 @@ std::string Quoted(const std::string& argument) {
 }  // namespace
 
 ChildResult RunProgram(const std::string& path, const std::vector<std::string>& arguments,
-                       std::chrono::seconds limit) {
+                       std::chrono::seconds limit, const std::string& input) {
   ChildResult result;
   const TempFile output("output");
   SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
@@ -46,9 +46,14 @@ ChildResult RunProgram(const std::string& path, const std::vector<std::string>& 
       CreateFileW(Wide(output.path()).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                   &inherited, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return result;
+  const HANDLE from = input.empty()
+                          ? nullptr
+                          : CreateFileW(Wide(input).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                        &inherited, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   STARTUPINFOW start{};
   start.cb = sizeof(start);
   start.dwFlags = STARTF_USESTDHANDLES;
+  start.hStdInput = from;
   start.hStdOutput = file;
   start.hStdError = file;
   std::string command = Quoted(path);
@@ -64,6 +69,7 @@ ChildResult RunProgram(const std::string& path, const std::vector<std::string>& 
   }
   if (!hasStarted) result.output = "not started: error " + std::to_string(GetLastError());
   CloseHandle(file);
+  if (from) CloseHandle(from);
   if (!hasStarted) return result;
   const DWORD waited =
       WaitForSingleObject(child.hProcess, static_cast<DWORD>(limit.count() * 1000));
@@ -98,12 +104,13 @@ constexpr int kTimeIsOver = 124;
 }  // namespace
 
 ChildResult RunProgram(const std::string& path, const std::vector<std::string>& arguments,
-                       std::chrono::seconds limit) {
+                       std::chrono::seconds limit, const std::string& input) {
   ChildResult result;
   const TempFile output("output");
   std::string command = "timeout " + std::to_string(limit.count()) + ' ' + Quoted(path);
   for (const std::string& argument : arguments) command += ' ' + Quoted(argument);
-  command += " </dev/null >" + Quoted(output.path()) + " 2>&1";
+  command +=
+      " <" + Quoted(input.empty() ? "/dev/null" : input) + " >" + Quoted(output.path()) + " 2>&1";
   const int status = std::system(command.c_str());
   if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
   result.hasTimedOut = result.exitCode == kTimeIsOver;

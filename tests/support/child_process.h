@@ -17,9 +17,11 @@ struct ChildResult {
   std::string output;
 };
 
-// Starts a program with arguments, without the program's own name, and waits for its end.
+// Starts a program with arguments, without the program's own name, and waits for its end. Standard
+// input is a file, or nothing.
 ChildResult RunProgram(const std::string& path, const std::vector<std::string>& arguments,
-                       std::chrono::seconds limit = std::chrono::seconds(20));
+                       std::chrono::seconds limit = std::chrono::seconds(20),
+                       const std::string& input = "");
 
 // The path of the program that is running.
 std::string ThisProgram();

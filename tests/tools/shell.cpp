@@ -116,11 +116,15 @@ const std::string kLong =
     std::string(100, 'a') + '/' + std::string(100, 'b') + '/' + std::string(100, 'c');
 
 // A program of this build.
-ChildResult RunBuilt(const Words& words) {
+ChildResult RunBuilt(const Words& words, const std::string& input = "") {
   fs::path program = ThisProgram();
   program.replace_filename(words[0] + program.extension().string());
-  ChildResult result = RunProgram(program.string(), {words.begin() + 1, words.end()});
-  std::erase(result.output, '\r');
+  const TempFile inputFile("input");
+  inputFile.Write(input);
+  ChildResult result = RunProgram(program.string(), {words.begin() + 1, words.end()},
+                                  std::chrono::seconds(20), inputFile.path());
+  // Lines end differently on the hosts; a stream is none.
+  if (result.output.find('\0') == std::string::npos) std::erase(result.output, '\r');
   for (const std::string& word : words) {
     Replace(result.output, Utf8(PathOf(word).make_preferred()), word);
   }
@@ -249,12 +253,17 @@ std::string Shell::Run(const std::string& command) {
     target = words.back();
     words.resize(words.size() - 2);
   }
-  const auto builtin = kBuiltins.find(words[0]);
   ChildResult result;
-  if (builtin == kBuiltins.end()) {
-    result = RunBuilt(words);
-  } else {
-    result = {false, 0, builtin->second(words)};
+  for (auto first = words.begin(), end = first; first != words.end(); first = end) {
+    end = std::find(first, words.end(), "|");
+    const Words part(first, end);
+    if (end != words.end()) ++end;
+    const auto builtin = kBuiltins.find(part[0]);
+    if (builtin == kBuiltins.end()) {
+      result = RunBuilt(part, result.output);
+    } else {
+      result = {false, 0, builtin->second(part)};
+    }
   }
   if (target.empty()) return Portable(result);
   if (target != "/dev/null") std::ofstream(target, std::ios::binary) << result.output;

@@ -12,8 +12,6 @@
 namespace tests {
 namespace {
 
-using tools::Listing;
-
 struct Sample {
   std::string name;
   const tools::KnownClass* known;
@@ -22,9 +20,13 @@ struct Sample {
 
 tools::FileFindings Walk(const Sample& sample, std::string* listing = nullptr) {
   std::ostringstream text;
-  Listing lines(listing ? &text : nullptr, Listing::Extent::kAll);
+  if (!listing) {
+    tools::SilentListing silent;
+    return tools::WalkFile(sample.bytes, sample.known, silent);
+  }
+  tools::TextListing lines(text, tools::kAll);
   tools::FileFindings found = tools::WalkFile(sample.bytes, sample.known, lines);
-  if (listing) *listing = text.str();
+  *listing = text.str();
   return found;
 }
 

@@ -1,101 +1,79 @@
 // SPDX-License-Identifier: MIT
-#include <cstdio>
+#include <iostream>
 #include <memory>
-#include <optional>
 
 #include "tools/commands/commands.h"
-#include "tools/element_types.h"
-#include "tools/file_bytes.h"
-#include "tools/loaded_aoi.h"
-#include "tools/loaded_file.h"
-#include "tools/loaded_map.h"
-#include "tools/loaded_vector.h"
+#include "tools/file_answers.h"
+#include "tools/input_file.h"
 
 namespace tools {
 namespace {
 
-void Say(const char* what, const std::string& text) {
-  std::printf("  %-16s %s\n", what, text.c_str());
-}
+struct Options : StreamsOptions {
+  bool isJson = false;
+  bool hasStatistics = false;
+};
 
-void SayNested(const Findings& found) {
-  if (found.nestedClasses.empty()) return Say("nested objects", "none");
-  std::uint64_t count = 0;
-  for (const auto& [name, objects] : found.nestedClasses) count += objects;
-  Say("nested objects", NumberText(count) + ", down to level " + NumberText(found.deepestLevel));
-  constexpr std::size_t kMostNames = 16;
-  std::size_t names = 0;
-  for (const auto& [name, objects] : found.nestedClasses) {
-    if (++names > kMostNames) return Say("", "...");
-    Say("", NumberText(objects) + " x " + name);
+void Print(const std::string& file, const Answers& answers) {
+  constexpr std::size_t kLabelColumn = 16;
+  std::cout << file << '\n';
+  for (const auto& [label, text] : answers.lines()) {
+    const std::size_t blanks = kLabelColumn - std::min(kLabelColumn, label.size());
+    std::cout << "  " << label << std::string(blanks + 1, ' ') << text << '\n';
   }
 }
 
-void SayVector(const VectorAnswers& answers) {
-  const ElementKind* kind = FindElementKind(answers.type);
-  Say("element type", kind ? std::string(kind->name) + ", " + kind->words
-                           : "code " + NumberText(static_cast<std::int32_t>(answers.type)));
-  Say("elements", NumberText(std::int32_t{answers.count}));
-  std::string tags = "off";
-  if (answers.hasTags == VARIANT_TRUE) {
-    tags = "on, " + NumberText(std::int32_t{answers.tagCount});
-  } else if (answers.hasTags != 0) {
-    tags += ", the flag is " + HexText(static_cast<std::uint16_t>(answers.hasTags), 4);
-  }
-  Say("tags", tags);
+// What a program reads: the same members in the same order, or why there are none.
+void PrintJson(const std::string& file, const Answers& answers, const std::string& failure,
+               bool isFirst) {
+  Json json{{"file", file}};
+  json.update(answers.members());
+  if (!failure.empty()) json["error"] = failure;
+  std::cout << (isFirst ? "[\n" : ",\n") << JsonText(json);
 }
 
-ExitCode Info(const StreamOptions& options) {
-  const std::vector<std::uint8_t> file = ReadWholeFile(options.file);
-  Listing silent(nullptr, Listing::Extent::kShort);
-  const FileFindings found = WalkFile(file, options.BareClass(), silent);
-  std::printf("%s\n", options.file.c_str());
-  Say("class", ClassText(found.classId));
-  Say("file", CountText(file.size(), "byte") + (found.hasClassId ? ", class identifier in front"
-                                                                 : ", without class identifier"));
-  if (found.vector || found.aoi || found.map) {
-    const std::string version = VersionText(found);
-    Say("version", version + (version == NewestVersionText(found) ? ", the newest" : ", old"));
-  }
-  std::optional<LoadedObject> object;
-  try {
-    object.emplace(Load(file, found));
-    if (found.vector) SayVector(AskVector(*object));
-    if (found.aoi) {
-      for (const auto& [what, text] : AoiAnswers(*object)) Say(what, text);
+ExitCode Info(const Options& options) {
+  bool isFirst = true;
+  const auto print = [&](const std::string& file, const Answers& answers,
+                         const std::string& failure) {
+    if (options.isJson) {
+      PrintJson(file, answers, failure, isFirst);
+    } else if (!answers.lines().empty()) {
+      Print(file, answers);
     }
-    if (found.map) {
-      for (const auto& [what, text] : MapAnswers(*object)) Say(what, text);
+    isFirst = false;
+  };
+  const ExitCode code = ForEachFile(options.files, [&](const std::string& file) {
+    Answers answers;
+    try {
+      const InputFile input(file);
+      FieldTree tree;
+      const FileFindings found = WalkFile(input.bytes(), options.BareClass(), tree);
+      AddFileAnswers(input.bytes(), found, tree, options.hasStatistics, answers);
+      print(file, answers, "");
+      return found.IsWhole() ? kWhole : kBroken;
+    } catch (const std::exception& error) {
+      print(file, answers, error.what());
+      // Without a heading above it the reason has to name the file.
+      if (!answers.lines().empty()) throw;
+      const std::string reason = error.what();
+      throw std::runtime_error(reason.starts_with(file + ": ") ? reason : file + ": " + reason);
     }
-  } catch (const std::runtime_error&) {
-    if (found.vector) Say("elements", NumberText(found.vector->count) + ", as stated");
-    if (found.IsFormatKnown()) Say("state", StateText(found));
-    throw;
-  }
-  SayNested(found);
-  if (HasHiddenTags(found)) {
-    Say("old tags", NumberText(*found.vector->tagCount) + ", there once tags are switched on");
-  }
-  if (found.lostPointers > 0) {
-    Say("lost", CountText(found.lostPointers, "element") + " held pointers");
-  }
-  if (found.IsWhole()) {
-    // What AOIs and maps say of their size beforehand is an estimate.
-    const bool isWhole = found.aoi && MakeAoiWhole(*object, *found.aoi);
-    const std::uint64_t bytes = found.vector ? object->SavedBytes() : object->Saved(false).size();
-    Say("saved anew", CountText(bytes, "byte") + " without class identifier" +
-                          (isWhole ? ", as the whole buffer" : ""));
-  }
-  Say("state", StateText(found));
-  return found.IsWhole() ? kWhole : kBroken;
+  });
+  if (options.isJson) std::cout << "\n]\n";
+  return code;
 }
 
 }  // namespace
 
 void AddInfo(CLI::App& app, Action& action) {
-  const auto options = std::make_shared<StreamOptions>();
-  AddStreamCommand(app, "info", "What the loaded object says of itself", *options)
-      ->callback([=, &action] { action = [=] { return Info(*options); }; });
+  const auto options = std::make_shared<Options>();
+  CLI::App* const command =
+      AddStreamsCommand(app, "info", "What there is to say of the object", *options);
+  command->add_flag("--json", options->isJson, "For programs");
+  command->add_flag("--stats", options->hasStatistics,
+                    "Minimum, maximum, mean and count of NaN of each plane, as it is stored");
+  command->callback([=, &action] { action = [=] { return Info(*options); }; });
 }
 
 }  // namespace tools

@@ -29,9 +29,9 @@ bool HoldsAll(const FileFindings& old, const FileFindings& saved) {
 
 ExitCode Upgrade(const Options& options) {
   const std::vector<std::uint8_t> file = ReadWholeFile(options.file);
-  Listing silent(nullptr, Listing::Extent::kShort);
+  SilentListing silent;
   const FileFindings found = WalkFile(file, options.BareClass(), silent);
-  const LoadedObject object = Load(file, found);
+  const LoadedObject object = Load(file, found, true);
   // Vectors load with success what they could read of a broken stream; the rest would be gone.
   if (!found.IsWhole()) throw std::runtime_error("not upgraded: " + StateText(found));
   if (HasHiddenTags(found)) ShowHiddenTags(object);
@@ -41,15 +41,18 @@ ExitCode Upgrade(const Options& options) {
     throw std::runtime_error("not upgraded: it holds what the newest version cannot store");
   }
   WriteWholeFile(options.newFile, saved);
-  std::printf("%s: version %s, %s\n", options.newFile.c_str(), NewestVersionText(found).c_str(),
-              CountText(saved.size(), "byte").c_str());
-  if (isMadeWhole) {
-    std::printf("  the whole buffer is in it: there are pixels outside the margins\n");
+  std::FILE* const notes = NotesBeside(options.newFile);
+  if (options.newFile != "-") {
+    std::printf("%s: version %s, %s\n", options.newFile.c_str(), NewestVersionText(found).c_str(),
+                CountText(saved.size(), "byte").c_str());
   }
-  if (HasHiddenTags(found)) std::printf("  tags are on: the old version did not tell\n");
+  if (isMadeWhole) {
+    std::fprintf(notes, "  the whole buffer is in it: there are pixels outside the margins\n");
+  }
+  if (HasHiddenTags(found)) std::fprintf(notes, "  tags are on: the old version did not tell\n");
   if (found.lostPointers > 0) {
-    std::printf("  %s held pointers in the old version and are empty now\n",
-                CountText(found.lostPointers, "element").c_str());
+    std::fprintf(notes, "  %s held pointers in the old version and are empty now\n",
+                 CountText(found.lostPointers, "element").c_str());
   }
   return kWhole;
 }
@@ -60,7 +63,9 @@ void AddUpgrade(CLI::App& app, Action& action) {
   const auto options = std::make_shared<Options>();
   CLI::App* const command =
       AddStreamCommand(app, "upgrade", "Writes the object's newest version", *options);
-  command->add_option("OUT", options->newFile, "File to write, in the same form")->required();
+  command
+      ->add_option("OUT", options->newFile, "File to write, in the same form; - is standard output")
+      ->required();
   command->callback([=, &action] { action = [=] { return Upgrade(*options); }; });
 }
 
