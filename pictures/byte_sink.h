@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace pictures {
 
@@ -26,6 +27,7 @@ class MemorySink final : public ByteSink {
   void Seek(std::uint64_t position) override { position_ = position; }
   std::uint64_t position() const override { return position_; }
   std::string& bytes() noexcept { return bytes_; }
+  const std::string& bytes() const noexcept { return bytes_; }
 
  private:
   std::string bytes_;
@@ -45,6 +47,8 @@ class OutputFile final : public ByteSink {
 
   // The file that is written meanwhile; empty where there is none.
   const std::filesystem::path& part() const noexcept { return part_; }
+  // What was written so far, where there is no part.
+  std::string_view held() const noexcept { return memory_.bytes(); }
   // Writes everything that was written so far to the part.
   void Flush();
   void Commit();

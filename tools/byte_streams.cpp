@@ -33,8 +33,13 @@ STDMETHODIMP ByteStream::Read(void* data, ULONG wanted, ULONG* got) noexcept {
                                       });
   const bool isSteppedOver = block != steppedOver_.end() && position_ >= block->offset &&
                              position_ + count <= block->offset + block->bytes;
-  if (!isSteppedOver && count > 0) {
-    std::memcpy(data, bytes_.data() + static_cast<std::size_t>(position_), count);
+  constexpr std::size_t kWindowBytes = std::size_t{1} << 22;
+  for (std::size_t done = 0; !isSteppedOver && done < count;) {
+    const Bytes part = bytes_.subspan(static_cast<std::size_t>(position_) + done,
+                                      std::min(kWindowBytes, count - done));
+    std::memcpy(static_cast<std::uint8_t*>(data) + done, part.data(), part.size());
+    done += part.size();
+    if (taken_ && count >= kWindowBytes) taken_(part);
   }
   position_ += count;
   if (got) *got = static_cast<ULONG>(count);

@@ -3,6 +3,7 @@
 // are.
 #pragma once
 
+#include <functional>
 #include <span>
 
 #include "rastelklp/stream_objects.h"
@@ -10,13 +11,17 @@
 
 namespace tools {
 
+using BytesTaken = std::function<void(Bytes part)>;
+
 // Reads bytes, which must outlive it. Over blocks that nobody looks at it steps: what is read of
 // them is as it was where it should go, and a mapped file's pages stay on the disk.
 class ByteStream final : public rastelklp::detail::StreamObject<ByteStream> {
  public:
-  // The blocks are in the order of their offsets.
-  ByteStream(Bytes bytes, std::uint64_t start, std::span<const Block> steppedOver)
-      : bytes_(bytes), position_(start), steppedOver_(steppedOver) {}
+  // The blocks are in the order of their offsets. What was read of long blocks is told, part by
+  // part; taken raises nothing.
+  ByteStream(Bytes bytes, std::uint64_t start, std::span<const Block> steppedOver,
+             BytesTaken taken = nullptr)
+      : bytes_(bytes), position_(start), steppedOver_(steppedOver), taken_(std::move(taken)) {}
 
   std::uint64_t BytesLeft() const;
 
@@ -28,6 +33,7 @@ class ByteStream final : public rastelklp::detail::StreamObject<ByteStream> {
   Bytes bytes_;
   std::uint64_t position_;
   std::span<const Block> steppedOver_;
+  BytesTaken taken_;
 };
 
 // Takes bytes and keeps their count alone.

@@ -51,11 +51,22 @@ void ExportPicture(const ExportOptions& options) {
   if (found.IsFormatKnown() && !found.IsWhole()) {
     throw std::runtime_error(options.file + ": not exported: " + found.problems.front().text);
   }
-  const LoadedObject object(*found.known, file.bytes(), found.hasClassId ? sizeof(CLSID) : 0);
+  // In, and out again.
+  const std::uint64_t fileBytes = file.bytes().size();
+  Progress progress(2 * fileBytes, options.progress);
+  const LoadedObject object(
+      *found.known, file.bytes(), found.hasClassId ? sizeof(CLSID) : 0, {}, [&](Bytes part) {
+        progress.Done(static_cast<std::uint64_t>(part.data() - file.bytes().data()));
+        file.Release(part);
+      });
   rastelklp::AnyAoi aoi(nullptr);
   aoi.attach(object.As<IAoiKLP>().Detach());
   if (!aoi) throw ComFailure("IAoiKLP", E_NOINTERFACE);
-  Say(options, WriteAoi(aoi, PathOf(options.picture), options.writing));
+  picture_aoi::WriteOptions writing = options.writing;
+  writing.progress = [&](double done) {
+    progress.Done(fileBytes + static_cast<std::uint64_t>(done * static_cast<double>(fileBytes)));
+  };
+  Say(options, WriteAoi(aoi, PathOf(options.picture), writing));
 }
 
 }  // namespace tools

@@ -6,7 +6,6 @@
 #include "tools/loaded_object.h"
 #include "tools/paths.h"
 #include "tools/pictures.h"
-#include "tools/sink_stream.h"
 
 namespace tools {
 namespace {
@@ -33,10 +32,19 @@ void ImportPicture(const ImportOptions& options) {
   const KnownClass* known = FindClass(Family::kAoi, type);
   // Serves the classes where none are registered.
   const LoadedObject served(*known);
-  const AnyAoi aoi = ReadAoi(*reader, options.reading);
+  // In, and out again.
+  const std::uint64_t pixelBytes = reader->header().Bytes();
+  Progress progress(2 * pixelBytes, options.progress);
+  picture_aoi::ReadOptions reading = options.reading;
+  reading.progress = [&](double done) {
+    progress.Done(static_cast<std::uint64_t>(done * static_cast<double>(pixelBytes)));
+  };
+  const AnyAoi aoi = ReadAoi(*reader, reading);
   check_hresult(aoi->put_MarshalFlags(options.isBuffer ? MarshalBuffer : MarshalRectangle));
   pictures::OutputFile file(PathOf(options.out));
-  save(aoi, SinkStream::On(file));
+  LoadedObject(aoi.as<IPersistStream>().get()).SaveTo(file, true, [&](std::uint64_t bytes) {
+    progress.Done(pixelBytes + bytes);
+  });
   const std::uint64_t bytes = file.position();
   file.Commit();
   std::FILE* const notes = NotesBeside(options.out);

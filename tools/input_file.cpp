@@ -64,6 +64,7 @@ Bytes Map(std::FILE* file) {
 }
 
 void Unmap(Bytes bytes) { UnmapViewOfFile(bytes.data()); }
+void LetGo(Bytes) {}
 
 #else
 
@@ -84,6 +85,14 @@ Bytes Map(std::FILE* file) {
 }
 
 void Unmap(Bytes bytes) { munmap(const_cast<std::uint8_t*>(bytes.data()), bytes.size()); }
+
+// Whole pages alone; looked at again, they come back from the file.
+void LetGo(Bytes part) {
+  static const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto begin = (reinterpret_cast<std::uintptr_t>(part.data()) + page - 1) / page * page;
+  const auto end = reinterpret_cast<std::uintptr_t>(part.data() + part.size()) / page * page;
+  if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
+}
 
 #endif
 
@@ -122,6 +131,10 @@ InputFile::InputFile(const std::string& name) {
 
 InputFile::~InputFile() {
   if (isMapped_) Unmap(bytes_);
+}
+
+void InputFile::Release(Bytes part) const {
+  if (isMapped_) LetGo(part);
 }
 
 }  // namespace tools

@@ -22,6 +22,8 @@ class InputFile {
   InputFile& operator=(const InputFile&) = delete;
 
   Bytes bytes() const { return bytes_; }
+  // A part of them that will not be looked at any more: the pages of a mapped file leave memory.
+  void Release(Bytes part) const;
 
  private:
   bool isMapped_ = false;

@@ -31,7 +31,7 @@ std::string StateText(const FileFindings& found) {
               : "");
 }
 
-LoadedObject Load(Bytes file, const FileFindings& found, bool isWithBlocks) {
+LoadedObject Load(Bytes file, const FileFindings& found, bool isWithBlocks, BytesTaken taken) {
   if (!found.IsFormatKnown()) throw std::runtime_error(found.problems.front().text);
   // Whether the class would read what its byte count says cannot be checked.
   if (!found.unknownFormat.empty()) throw std::runtime_error("not loaded: " + found.unknownFormat);
@@ -39,7 +39,7 @@ LoadedObject Load(Bytes file, const FileFindings& found, bool isWithBlocks) {
     throw std::runtime_error("not loaded: readers would take its broken values for others");
   }
   LoadedObject object(*found.known, file, found.hasClassId ? sizeof(CLSID) : 0,
-                      isWithBlocks ? std::span<const Block>() : found.blocks);
+                      isWithBlocks ? std::span<const Block>() : found.blocks, std::move(taken));
   if (found.IsWhole() && !IsInStep(object, found)) {
     throw std::runtime_error("Load lost step with the stream");
   }

@@ -14,7 +14,8 @@ std::string StateText(const FileFindings& found);
 
 // Makes the object of a file. Without its blocks the pixels and numbers in it are zeros, and those
 // of a mapped file are not looked at. Raises why the file cannot be given to an object.
-LoadedObject Load(Bytes file, const FileFindings& found, bool isWithBlocks);
+LoadedObject Load(Bytes file, const FileFindings& found, bool isWithBlocks,
+                  BytesTaken taken = nullptr);
 
 // The version in the stream, and the newest of its format, which must be known.
 std::string VersionText(const Findings& found);

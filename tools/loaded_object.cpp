@@ -6,6 +6,7 @@
 #include "tools/byte_streams.h"
 #include "tools/module_registration.h"
 #include "tools/result_codes.h"
+#include "tools/sink_stream.h"
 
 namespace tools {
 namespace {
@@ -41,20 +42,6 @@ std::string Reason(HRESULT result) {
 // What was said before does not belong to the call that follows.
 void ForgetErrors() { SetErrorInfo(0, nullptr); }
 
-ComPtr<IStream> MemoryStream() {
-  ComPtr<IStream> stream;
-  Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()), "CreateStreamOnHGlobal");
-  return stream;
-}
-
-std::uint64_t SeekTo(IStream& stream, LONGLONG distance, DWORD origin) {
-  LARGE_INTEGER move;
-  move.QuadPart = distance;
-  ULARGE_INTEGER position{};
-  Check(stream.Seek(move, origin, &position), "Seek");
-  return position.QuadPart;
-}
-
 ComPtr<IPersistStream> Make(const KnownClass& known) {
   ForgetErrors();
   ComPtr<IPersistStream> persist;
@@ -85,9 +72,9 @@ void Check(HRESULT result, const std::string& call) {
 LoadedObject::LoadedObject(const KnownClass& known) : persist_(Make(known)) {}
 
 LoadedObject::LoadedObject(const KnownClass& known, Bytes bytes, std::uint64_t start,
-                           std::span<const Block> steppedOver)
+                           std::span<const Block> steppedOver, BytesTaken taken)
     : LoadedObject(known) {
-  const ComPtr stream(new ByteStream(bytes, start, steppedOver));
+  const ComPtr stream(new ByteStream(bytes, start, steppedOver, std::move(taken)));
   ForgetErrors();
   Check(persist_->Load(stream.Get()), "Load");
   bytesLeft_ = stream->BytesLeft();
@@ -107,20 +94,14 @@ std::uint64_t LoadedObject::StatedBytes() const {
   return bytes.QuadPart;
 }
 
-std::vector<std::uint8_t> LoadedObject::Saved(bool hasClassId) const {
-  const ComPtr<IStream> memory = MemoryStream();
+void LoadedObject::SaveTo(pictures::ByteSink& sink, bool hasClassId,
+                          const std::function<void(std::uint64_t bytes)>& written) const {
+  const ComPtr stream(new SinkStream(sink, written));
   ForgetErrors();
-  if (hasClassId) {
-    Check(OleSaveToStream(persist_.Get(), memory.Get()), "OleSaveToStream");
-  } else {
-    Check(persist_->Save(memory.Get(), TRUE), "Save");
-  }
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(SeekTo(*memory, 0, STREAM_SEEK_CUR)));
-  SeekTo(*memory, 0, STREAM_SEEK_SET);
-  ULONG count = 0;
-  Check(memory->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &count), "Read");
-  bytes.resize(count);
-  return bytes;
+  const HRESULT result = hasClassId ? OleSaveToStream(persist_.Get(), stream.Get())
+                                    : persist_->Save(stream.Get(), TRUE);
+  stream->Check();
+  Check(result, hasClassId ? "OleSaveToStream" : "Save");
 }
 
 }  // namespace tools

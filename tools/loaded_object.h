@@ -4,12 +4,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "pictures/byte_sink.h"
 #include "platform/com_ptr.h"
+#include "tools/byte_streams.h"
 #include "tools/class_names.h"
 #include "tools/stream_walk.h"
 
@@ -33,13 +36,15 @@ void Check(HRESULT result, const std::string& call);
 
 class LoadedObject {
  public:
+  // An object that is there already.
+  explicit LoadedObject(platform::ComPtr<IPersistStream> object) : persist_(std::move(object)) {}
   // Makes an object of the class, with nothing loaded.
   explicit LoadedObject(const KnownClass& known);
   // Makes an object of the class and loads it from bytes, which start behind the class identifier
   // or at it: the start is where its own stream begins. The blocks, whose offsets are those in the
   // bytes, are not read: what the object holds in their place are zeros.
   LoadedObject(const KnownClass& known, Bytes bytes, std::uint64_t start = 0,
-               std::span<const Block> steppedOver = {});
+               std::span<const Block> steppedOver = {}, BytesTaken taken = nullptr);
 
   // How much of the stream Load left over.
   std::uint64_t BytesLeft() const noexcept { return bytesLeft_; }
@@ -51,8 +56,10 @@ class LoadedObject {
   std::uint64_t StatedBytes() const;
   // How many Save writes, without class identifier.
   std::uint64_t SavedBytes() const;
-  // What Save writes; behind the class identifier, as OleSaveToStream does, if so.
-  std::vector<std::uint8_t> Saved(bool hasClassId) const;
+  // Writes what Save writes; behind the class identifier, as OleSaveToStream does, if so. Written
+  // is told now and then how many bytes there are.
+  void SaveTo(pictures::ByteSink& sink, bool hasClassId,
+              const std::function<void(std::uint64_t bytes)>& written = nullptr) const;
 
  private:
   platform::ComPtr<IPersistStream> persist_;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "picture_aoi/picture_aoi.h"
+#include "tools/progress.h"
 #include "tools/stream_options.h"
 
 namespace tools {
@@ -16,6 +17,7 @@ struct ImportOptions {
   picture_aoi::ReadOptions reading;
   // Save the whole buffer, margins included; otherwise the picture alone.
   bool isBuffer = false;
+  ProgressMode progress = ProgressMode::kTerminal;
 };
 
 // Writes the stream of an AOI with the picture, behind the class identifier. Tells on standard
@@ -25,6 +27,7 @@ void ImportPicture(const ImportOptions& options);
 struct ExportOptions : StreamOptions {
   std::string picture;
   picture_aoi::WriteOptions writing;
+  ProgressMode progress = ProgressMode::kTerminal;
 };
 
 // Writes a picture of the AOI in a stream, and tells what became of its samples.

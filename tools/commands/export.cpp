@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/progress_options.h"
 #include "tools/commands/sample_types.h"
 #include "tools/pictures.h"
 
@@ -32,7 +33,10 @@ void AddExport(CLI::App& app, Action& action) {
           "Of the samples in the file, the AOI's by default or the nearest to it")
       ->transform(CLI::CheckedTransformer(SampleTypes()));
   command->add_option("--format", writing.extension, "An extension, .png for instance");
+  const auto progress = std::make_shared<ProgressOptions>();
+  progress->AddTo(*command);
   command->callback([=, &action] {
+    options->progress = progress->Mode();
     action = [=] {
       ExportPicture(*options);
       return kWhole;

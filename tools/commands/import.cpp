@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/progress_options.h"
 #include "tools/commands/sample_types.h"
 #include "tools/pictures.h"
 
@@ -73,7 +74,10 @@ void AddImport(CLI::App& app, Action& action) {
       ->needs(size);
   command->add_option("--page", reading.request.page, "Of a file with several, from 1 on")
       ->check(CLI::PositiveNumber);
+  const auto progress = std::make_shared<ProgressOptions>();
+  progress->AddTo(*command);
   command->callback([=, &action] {
+    options->progress = progress->Mode();
     if (size->count() > 0) options->reading.request.raw = *layout;
     action = [=] {
       ImportPicture(*options);

@@ -3,16 +3,20 @@
 #include <memory>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/progress_options.h"
 #include "tools/file_bytes.h"
+#include "tools/input_file.h"
 #include "tools/loaded_aoi.h"
 #include "tools/loaded_file.h"
 #include "tools/loaded_vector.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
 
 struct Options : StreamOptions {
   std::string newFile;
+  ProgressOptions progress;
 };
 
 // Whether nothing is missing in the new stream of an object: elements that no record can hold are
@@ -27,24 +31,45 @@ bool HoldsAll(const FileFindings& old, const FileFindings& saved) {
          saved.vector->tagCount.value_or(0) >= old.vector->tagCount.value_or(0);
 }
 
-ExitCode Upgrade(const Options& options) {
-  const std::vector<std::uint8_t> file = ReadWholeFile(options.file);
+// What is in a file that is not committed yet.
+FileFindings WalkWritten(pictures::OutputFile& out, const KnownClass* bareClass) {
   SilentListing silent;
-  const FileFindings found = WalkFile(file, options.BareClass(), silent);
-  const LoadedObject object = Load(file, found, true);
+  if (out.part().empty()) {
+    const std::string_view held = out.held();
+    return WalkFile({reinterpret_cast<const std::uint8_t*>(held.data()), held.size()}, bareClass,
+                    silent);
+  }
+  out.Flush();
+  const InputFile part(Utf8(out.part()));
+  return WalkFile(part.bytes(), bareClass, silent);
+}
+
+ExitCode Upgrade(const Options& options) {
+  const InputFile file(options.file);
+  SilentListing silent;
+  const FileFindings found = WalkFile(file.bytes(), options.BareClass(), silent);
+  // In, and out again.
+  Progress progress(2 * file.bytes().size(), options.progress.Mode());
+  const LoadedObject object = Load(file.bytes(), found, true, [&](Bytes part) {
+    progress.Done(static_cast<std::uint64_t>(part.data() - file.bytes().data()) + part.size());
+    file.Release(part);
+  });
   // Vectors load with success what they could read of a broken stream; the rest would be gone.
   if (!found.IsWhole()) throw std::runtime_error("not upgraded: " + StateText(found));
   if (HasHiddenTags(found)) ShowHiddenTags(object);
   const bool isMadeWhole = found.aoi && MakeAoiWhole(object, *found.aoi);
-  const std::vector<std::uint8_t> saved = object.Saved(found.hasClassId);
-  if (!HoldsAll(found, WalkFile(saved, options.BareClass(), silent))) {
+  pictures::OutputFile out(PathOf(options.newFile));
+  object.SaveTo(out, found.hasClassId,
+                [&](std::uint64_t bytes) { progress.Done(file.bytes().size() + bytes); });
+  const std::uint64_t savedBytes = out.position();
+  if (!HoldsAll(found, WalkWritten(out, options.BareClass()))) {
     throw std::runtime_error("not upgraded: it holds what the newest version cannot store");
   }
-  WriteWholeFile(options.newFile, saved);
+  out.Commit();
   std::FILE* const notes = NotesBeside(options.newFile);
   if (options.newFile != "-") {
     std::printf("%s: version %s, %s\n", options.newFile.c_str(), NewestVersionText(found).c_str(),
-                CountText(saved.size(), "byte").c_str());
+                CountText(savedBytes, "byte").c_str());
   }
   if (isMadeWhole) {
     std::fprintf(notes, "  the whole buffer is in it: there are pixels outside the margins\n");
@@ -66,6 +91,7 @@ void AddUpgrade(CLI::App& app, Action& action) {
   command
       ->add_option("OUT", options->newFile, "File to write, in the same form; - is standard output")
       ->required();
+  options->progress.AddTo(*command);
   command->callback([=, &action] { action = [=] { return Upgrade(*options); }; });
 }
 
