@@ -1,22 +1,29 @@
 // SPDX-License-Identifier: MIT
 #include "pictures/picture_file.h"
 
+#include <utility>
+
 #include "pictures/picture_io.h"
 
 namespace pictures {
 namespace {
 
 template <class Sample>
-std::string Write(const std::string& path, const Picture<Sample>& picture) {
+void Write(const OutputFormat& format, const Picture<Sample>& picture, ByteSink& sink) {
   PictureHeader header;
   header.type = kPixelTypeOf<Sample>;
   header.width = picture.width;
   header.height = picture.height;
   header.channels = picture.channels;
-  OutputFile file(path);
-  const auto writer = OutputFormat(path).Create(header, file);
+  const auto writer = format.Create(header, sink);
   writer->WriteRows(picture.height, reinterpret_cast<const std::byte*>(picture.samples.data()));
   writer->Finish();
+}
+
+template <class Sample>
+std::string Write(const std::string& path, const Picture<Sample>& picture) {
+  OutputFile file(path);
+  Write(OutputFormat(path), picture, file);
   file.Commit();
   return path;
 }
@@ -48,6 +55,12 @@ Picture<Sample> ReadPicture(const std::filesystem::path& path) {
 
 template Picture<std::uint8_t> ReadPicture(const std::filesystem::path& path);
 template Picture<std::uint16_t> ReadPicture(const std::filesystem::path& path);
+
+std::string EncodePng(const Picture<std::uint8_t>& picture) {
+  MemorySink memory;
+  Write(OutputFormat::Of(".png"), picture, memory);
+  return std::move(memory.bytes());
+}
 
 std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture) {
   return Write(stem + ".png", picture);

@@ -39,4 +39,7 @@ Picture<Sample> ReadPicture(const std::filesystem::path& path);
 std::string WritePicture(const std::string& stem, const Picture<std::uint8_t>& picture);
 std::string WritePicture(const std::string& stem, const Picture<std::uint16_t>& picture);
 
+// The bytes of a PNG.
+std::string EncodePng(const Picture<std::uint8_t>& picture);
+
 }  // namespace pictures

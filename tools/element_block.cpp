@@ -52,8 +52,9 @@ void WalkElementBlock(StreamWalk& walk, const ElementKind& kind, const std::stri
     lines.Field(start, there, name, count == 0 ? "none" : NumberText(count) + " x " + kind.words);
   }
   Findings& found = walk.Found();
-  if (walk.Level() == 1 ? found.blocks.size() < kMostBlocks : there >= kLargeBytes) {
-    found.blocks.push_back({start, there - there % kind.bytes, kind.type, walk.Level(), width});
+  if (found.blocks.size() < kMostBlocks || there >= kLargeBytes) {
+    found.blocks.push_back(
+        {start, there - there % kind.bytes, stated, kind.type, walk.Level(), width});
   }
   const Bytes block = walk.Take(there - there % kind.bytes, "the " + name);
   if (lines.IsShown()) ListElements(lines, kind, start, block);

@@ -70,8 +70,8 @@ ExitCode Run(std::vector<std::string> words) {
       "Exit code: 0 done, the file is whole; 1 it is broken, or something could not be read or "
       "written; 2 wrong usage.");
   Action action;
-  for (const auto add : {AddInfo, AddDump, AddSum, AddVerify, AddUpgrade, AddImport, AddExport,
-                         AddRegister, AddUnregister, AddClasses}) {
+  for (const auto add : {AddInfo, AddDump, AddReport, AddSum, AddVerify, AddUpgrade, AddImport,
+                         AddExport, AddRegister, AddUnregister, AddClasses}) {
     add(app, action);
   }
   const std::string mistyped = MistypedCommand(app, words);

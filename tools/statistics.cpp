@@ -6,7 +6,13 @@
 #include <limits>
 #include <type_traits>
 
+#include "tools/element_types.h"
+
 namespace tools {
+
+std::uint64_t ElementCount(const Block& block) {
+  return block.bytes / FindElementKind(block.type)->bytes;
+}
 
 Statistics StatisticsOf(Bytes file, const Block& block) {
   return WithElements(file, block, [](const std::uint8_t* at, std::uint64_t count, auto zero) {

@@ -18,6 +18,8 @@ struct Statistics {
 // Of a block in a file, once through.
 Statistics StatisticsOf(Bytes file, const Block& block);
 
+std::uint64_t ElementCount(const Block& block);
+
 // Calls `use` with the address of the first element, which need not be aligned, the count, and a
 // value of their type.
 template <class Use>

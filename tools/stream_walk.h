@@ -67,7 +67,9 @@ struct MapHead {
 // Numbers that lie in the stream one behind the other.
 struct Block {
   std::uint64_t offset;
+  // That are there, whole numbers, and that are stated.
   std::uint64_t bytes;
+  std::uint64_t statedBytes;
   ElementTypeKLP type;
   // 1 in the outermost object.
   unsigned level;
@@ -99,7 +101,7 @@ struct Findings {
   // The same of an AOI.
   std::optional<AoiHead> aoi;
   std::optional<MapHead> map;
-  // Of the outermost object the first few thousand, of those inside the large ones.
+  // The first few thousand, and all large ones.
   std::vector<Block> blocks;
   // Of all AOIs, inner ones too.
   std::uint64_t pixels = 0;

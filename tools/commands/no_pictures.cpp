@@ -13,7 +13,7 @@ void AddRefusal(CLI::App& app, const char* name, Action& action) {
   command->callback([&action] {
     action = []() -> ExitCode {
       throw std::runtime_error(
-          "import and export need the picture library stb, which was not there "
+          "report, import and export need the picture library stb, which was not there "
           "when this program was built");
     };
   });
@@ -23,5 +23,6 @@ void AddRefusal(CLI::App& app, const char* name, Action& action) {
 
 void AddImport(CLI::App& app, Action& action) { AddRefusal(app, "import", action); }
 void AddExport(CLI::App& app, Action& action) { AddRefusal(app, "export", action); }
+void AddReport(CLI::App& app, Action& action) { AddRefusal(app, "report", action); }
 
 }  // namespace tools
