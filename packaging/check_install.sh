@@ -43,6 +43,21 @@ rm -rf "$HOME/.local"
 "$prefix/bin/rastel" classes >"$stage/classes.log"
 grep -qF "21 of 21 classes are registered" "$stage/classes.log"
 grep -qF "$prefix/lib/libRastelKLP.so" "$stage/classes.log"
+# File managers know the streams of every class.
+update-mime-database "$prefix/share/mime"
+"$prefix/bin/rastel" classes --json | /usr/bin/python3 -c '
+import json, pathlib, subprocess, sys, uuid
+for row in json.load(sys.stdin):
+    path = pathlib.Path(sys.argv[1], "stream")
+    path.write_bytes(uuid.UUID(row["classId"]).bytes_le + bytes(8))
+    kind = next((ending for part, ending in (("AOI", "-aoi"), ("Vector", "-vector"), ("Map", "-map"))
+                 if part in row["class"]), "")
+    said = subprocess.run(["gio", "info", "-a", "standard::content-type", path], check=True,
+                          stdout=subprocess.PIPE, text=True).stdout.split()
+    if said[-1] != "application/x-rastelklp" + kind:
+        name = row["class"]
+        sys.exit(f"{name} is taken for {said[-1]}")
+' "$stage"
 # What cannot be kept, or is damaged, is named.
 refused() {
   if "$prefix/bin/rastel" register >"$stage/refused.log" 2>&1; then fail "Registered: $1"; fi

@@ -102,6 +102,16 @@ if(TARGET rastel)
       file(REMOVE \"\${prefix}/${package_registry}.lock\")
       list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${package_registry}\")"
       COMPONENT runtime)
+    # What file managers know the streams by.
+    set(file_types ${PROJECT_BINARY_DIR}/packaging/rastelklp.xml)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/packaging)
+    add_executable(file_types packaging/file_types/file_types.cpp)
+    target_link_libraries(file_types PRIVATE rastel_platform rastel_warnings)
+    add_custom_command(OUTPUT ${file_types} COMMAND file_types > ${file_types}
+                       DEPENDS file_types VERBATIM)
+    add_custom_target(rastel_file_types ALL DEPENDS ${file_types})
+    install(FILES ${file_types}
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages COMPONENT runtime)
     install(FILES packaging/rastel.1
             DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
     install(FILES packaging/completion.bash RENAME rastel

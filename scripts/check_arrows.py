@@ -34,8 +34,8 @@ ROWS = {
     "pictures": [],
     "picture_aoi": CLIENT + ["client", "pictures"],
     "examples": CLIENT + ["client", "pictures"],
-    # The generator of the C header reads the tables.
-    "packaging": CLIENT + ["types", "host/types/tables.h"],
+    # The generators of the C header and of the file types read the tables.
+    "packaging": CLIENT + ["types", "host/types/tables.h", "module/class_rows.inc"],
     "tools": CLIENT + ["client", "pictures", "picture_aoi"],
     "bench": CLIENT + ["client", "module"],
     "fuzz": CLIENT + ["client", "module/class_rows.inc", "examples", "tests"],
