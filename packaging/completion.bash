@@ -2,7 +2,7 @@
 _rastel() {
   local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
   if [ "$COMP_CWORD" -eq 1 ]; then
-    mapfile -t COMPREPLY < <(compgen -W "info dump upgrade import export register unregister classes --help --version" -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W "info dump report sum verify upgrade import export register unregister classes --help --version" -- "$word")
     return
   fi
   if [ "${COMP_WORDS[COMP_CWORD - 1]}" = --margin-mode ]; then
@@ -10,8 +10,13 @@ _rastel() {
     return
   fi
   case $command,$word in
-    info,-* | upgrade,-* | export,-*) mapfile -t COMPREPLY < <(compgen -W "--class --help" -- "$word") ;;
-    dump,-*) mapfile -t COMPREPLY < <(compgen -W "--class --all --help" -- "$word") ;;
+    info,-*) mapfile -t COMPREPLY < <(compgen -W "--class --json --stats --help" -- "$word") ;;
+    dump,-*) mapfile -t COMPREPLY < <(compgen -W "--class --all --json --help" -- "$word") ;;
+    report,-*) mapfile -t COMPREPLY < <(compgen -W "--class --output --help" -- "$word") ;;
+    sum,-*) mapfile -t COMPREPLY < <(compgen -W "--quiet --progress --help" -- "$word") ;;
+    verify,-*) mapfile -t COMPREPLY < <(compgen -W "--with --quiet --progress --help" -- "$word") ;;
+    classes,-*) mapfile -t COMPREPLY < <(compgen -W "--json --help" -- "$word") ;;
+    upgrade,-* | export,-*) mapfile -t COMPREPLY < <(compgen -W "--class --help" -- "$word") ;;
     import,-*) mapfile -t COMPREPLY < <(compgen -W "--margin --margin-mode --buffer --help" -- "$word") ;;
     register,-*) mapfile -t COMPREPLY < <(compgen -W "--user --package --help" -- "$word") ;;
     unregister,-*) mapfile -t COMPREPLY < <(compgen -W "--user --force --help" -- "$word") ;;
