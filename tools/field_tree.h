@@ -24,7 +24,7 @@ const std::vector<FieldNode>& ObjectFields(const FieldNode& value);
 // Keeps the lines of a walk, up to a limit.
 class FieldTree final : public Listing {
  public:
-  FieldTree() : Listing({20000, 20000, 1, 1 << 20}) {}
+  FieldTree() : Listing({20000, 20000, 1, 60}) {}
 
   // The outermost fields are inside it.
   const FieldNode& root() const { return root_; }

@@ -20,9 +20,11 @@ void AddHead(Bytes file, const FileFindings& found, Answers& answers) {
   answers.Add("class", ClassText(found.classId), "class",
               known ? Json(known->name) : Json(nullptr));
   answers.AddMember("classId", IdentifierText(found.classId));
+  const bool isTooShort = found.hasClassId && file.size() < sizeof(CLSID);
   answers.Add("file",
-              SizeText(file.size()) +
-                  (found.hasClassId ? ", class identifier in front" : ", without class identifier"),
+              SizeText(file.size()) + (isTooShort         ? ", too short for a class identifier"
+                                       : found.hasClassId ? ", class identifier in front"
+                                                          : ", without class identifier"),
               "bytes", file.size());
   answers.AddMember("hasClassId", found.hasClassId);
   if (!found.vector && !found.aoi && !found.map) return;
@@ -37,10 +39,11 @@ void AddHead(Bytes file, const FileFindings& found, Answers& answers) {
 
 void AddNested(const Findings& found, Answers& answers) {
   std::uint64_t count = 0;
-  Json classes = Json::object();
+  Json classes = Json::array();
   for (const auto& [name, objects] : found.nestedClasses) {
     count += objects;
-    classes[name] = objects;
+    // Without the identifier behind the name of a known class, and without a remark.
+    classes.push_back({{"class", name.substr(0, name.find_first_of(" ,"))}, {"count", objects}});
   }
   answers.AddMember("nestedObjects",
                     {{"count", count}, {"deepestLevel", found.deepestLevel}, {"classes", classes}});

@@ -7,6 +7,8 @@
 
 #include "tests/support/streams.h"
 #include "tests/tools/shell.h"
+#include "tools/json.h"
+#include "tools/json_listing.h"
 #include "tools/object_format.h"
 
 namespace tests {
@@ -28,6 +30,14 @@ tools::FileFindings Walk(const Sample& sample, std::string* listing = nullptr) {
   tools::FileFindings found = tools::WalkFile(sample.bytes, sample.known, lines);
   *listing = text.str();
   return found;
+}
+
+std::string JsonOf(const Sample& sample) {
+  std::ostringstream text;
+  tools::JsonListing lines(text, tools::kShort);
+  tools::WalkFile(sample.bytes, sample.known, lines);
+  lines.End();
+  return text.str();
 }
 
 // The class whose name begins, and ends, like that of a file: byte_514_rect.aoi, long_order.map.
@@ -68,6 +78,9 @@ TEST(StreamWalk, CutAtEveryByte_IsBroken) {
       sample.bytes.pop_back();
       const tools::FileFindings found = Walk(sample);
       ASSERT_FALSE(found.IsWhole()) << sample.bytes.size();
+      // Reading it takes long.
+      if (sample.bytes.size() % 16 != 7) continue;
+      EXPECT_TRUE(tools::Json::accept(JsonOf(sample))) << sample.bytes.size();
       EXPECT_LE(found.problems.front().offset, sample.bytes.size());
     }
   }
