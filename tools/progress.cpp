@@ -34,7 +34,7 @@ Progress::Progress(std::uint64_t total, ProgressMode mode)
 }
 
 Progress::~Progress() {
-  if (isDrawn_) std::fputs("\r\033[K", stderr);
+  if (isDrawn_) std::fprintf(stderr, "\r%*s\r", kWidth + 8, "");
 }
 
 void Progress::Done(std::uint64_t bytes) {
