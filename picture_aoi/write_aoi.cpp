@@ -152,7 +152,7 @@ PictureHeader HeaderOf(const AnyAoi& aoi, const Frame& frame, const OutputFormat
                            (isReal ? "of 24 bits"
                                    : "whole numbers from " + NumberText(LowestOf(report.type)) +
                                          " to " + NumberText(HighestOf(report.type))) +
-                           "): --clamp takes the nearest, --scale maps the range");
+                           "): clamp takes the nearest, scale maps the range");
 }
 
 // What can be refused is, before anything is written.

@@ -156,8 +156,7 @@ std::unique_ptr<PictureReader> OpenPicture(ByteSource& source, const ReadRequest
   if (format) return format->open(source, request);
   std::string known;
   for (const InputFormat& row : kInputs) known += std::string(known.empty() ? "" : ", ") + row.name;
-  source.Fail("not a picture that can be read: " + known +
-              "; samples alone need their size and type (--size, --type)");
+  source.Fail("not a picture that can be read: " + known);
 }
 
 void CheckSizes(const ByteSource& source, const PictureHeader& header, std::uint64_t bytes,

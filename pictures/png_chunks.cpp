@@ -400,6 +400,8 @@ PngPixels ReadPngChunks(ByteSource& source, PictureHeader& header) {
   PictureHeader stored = header;
   if (pixels.colour == 3) stored.channels = 1, stored.bits = pixels.bits;
   CheckSizes(source, stored, deflated, kMostDeflated);
+  // Alpha has no fewer bits than 8.
+  if (header.channels != 1) header.bits = 0;
   if (header.bits) Put(GroupAt(header.metadata, "png"), "bits", std::int32_t{header.bits});
   source.Seek(0);
   return pixels;

@@ -328,6 +328,17 @@ class Reader final : public PictureReader {
                    [](std::byte byte) { return ~byte; });
   }
 
+  Block BlockOf(ttag_t tag) const {
+    std::uint32_t count = 0;
+    const std::uint8_t* bytes = nullptr;
+    Block block;
+    if (TIFFGetField(file_.get(), tag, &count, &bytes) == 1 && bytes && count > 0) {
+      block.resize(count);
+      std::memcpy(block.data(), bytes, count);
+    }
+    return block;
+  }
+
   void TakeMetadata() {
     TIFF* const tiff = file_.get();
     Group& all = header_.metadata;
@@ -338,19 +349,13 @@ class Reader final : public PictureReader {
         if (tag == TIFFTAG_DOCUMENTNAME) header_.name = text;
       }
     }
-    const auto block = [&](ttag_t tag) {
-      std::uint32_t count = 0;
-      std::uint8_t* bytes = nullptr;
-      return TIFFGetField(tiff, tag, &count, &bytes) == 1 && bytes ? Block(bytes, bytes + count)
-                                                                   : Block();
-    };
-    if (Block profile = block(TIFFTAG_ICCPROFILE); !profile.empty()) {
+    if (Block profile = BlockOf(TIFFTAG_ICCPROFILE); !profile.empty()) {
       Put(GroupAt(all, "icc"), "profile", std::move(profile));
     }
-    if (const Block xmp = block(TIFFTAG_XMLPACKET); !xmp.empty()) {
+    if (const Block xmp = BlockOf(TIFFTAG_XMLPACKET); !xmp.empty()) {
       Put(GroupAt(all, "text"), kXmp, std::string(xmp.begin(), xmp.end()));
     }
-    if (Block resources = block(TIFFTAG_PHOTOSHOP); !resources.empty()) {
+    if (Block resources = BlockOf(TIFFTAG_PHOTOSHOP); !resources.empty()) {
       Put(GroupAt(all, "tiff"), "image resources", std::move(resources));
     }
     float* numbers = nullptr;

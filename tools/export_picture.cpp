@@ -17,9 +17,10 @@ using picture_aoi::WriteReport;
 void Say(const ExportOptions& options, const WriteReport& report) {
   std::FILE* const notes = NotesBeside(options.picture);
   const auto say = [&](const std::string& text) { std::fprintf(notes, "  %s\n", text.c_str()); };
-  std::fprintf(notes, "%s: %s, %s, %s\n", options.picture.c_str(), report.format,
-               PlanesText(report.planes, report.width, report.height).c_str(),
-               RowOf(report.type).name);
+  if (options.picture != "-")
+    std::printf("%s: %s, %s, %s\n", options.picture.c_str(), report.format,
+                PlanesText(report.planes, report.width, report.height).c_str(),
+                RowOf(report.type).name);
   const std::string changed =
       NumberText(report.changed) + " of " + CountText(report.samples, "sample") + " changed";
   if (options.writing.narrowing == Narrowing::kScale) {

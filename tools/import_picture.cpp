@@ -27,6 +27,9 @@ std::string PlanesText(int planes, int width, int height) {
 
 void ImportPicture(const ImportOptions& options) {
   pictures::ByteSource source(PathOf(options.picture));
+  if (!options.reading.request.raw && RecognisePicture(source).empty()) {
+    source.Fail("no picture of a known format; samples alone need --size and --type");
+  }
   const auto reader = OpenPicture(source, options.reading.request);
   const auto type = static_cast<ElementTypeKLP>(reader->header().type);
   const KnownClass* known = FindClass(Family::kAoi, type);
@@ -48,8 +51,9 @@ void ImportPicture(const ImportOptions& options) {
   const std::uint64_t bytes = file.position();
   file.Commit();
   std::FILE* const notes = NotesBeside(options.out);
-  std::fprintf(notes, "%s: %s, %s, %s\n", options.out.c_str(), known->name, Shape(aoi).c_str(),
-               CountText(bytes, "byte").c_str());
+  if (options.out != "-")
+    std::printf("%s: %s, %s, %s\n", options.out.c_str(), known->name, Shape(aoi).c_str(),
+                CountText(bytes, "byte").c_str());
   if (options.reading.margin > 0 && !options.isBuffer) {
     std::fprintf(notes, "  the margin is not in the file: --buffer saves it\n");
   }

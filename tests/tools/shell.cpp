@@ -180,6 +180,12 @@ const std::map<std::string, std::string (*)(const Words&)> kBuiltins = {
        for (std::size_t i = 1; i < words.size(); ++i) all += FileContent(Place(words[i]));
        return all;
      }},
+    {"cmp",
+     [](const Words& words) {
+       return FileContent(Place(words.at(1))) == FileContent(Place(words.at(2)))
+                  ? std::string()
+                  : words[1] + " and " + words[2] + " differ\n";
+     }},
     {"hex", [](const Words& words) { return HexRows(FileContent(PathOf(words.at(1)))); }},
     {"pictures", [](const Words& words) { return PicturesIn(PathOf(words.at(1))); }},
     {"ls", [](const Words& words) { return NamesIn(PathOf(words.size() > 1 ? words[1] : ".")); }},
