@@ -37,6 +37,7 @@ ROWS = {
     # The generators of the C header and of the file types read the tables.
     "packaging": CLIENT + ["types", "host/types/tables.h", "module/class_rows.inc"],
     "tools": CLIENT + ["client", "pictures", "picture_aoi"],
+    "python": CLIENT + ["client", "pictures", "picture_aoi"],
     "bench": CLIENT + ["client", "module"],
     "fuzz": CLIENT + ["client", "module/class_rows.inc", "examples", "tests"],
     "tests": CLIENT + ["client", "module", "host", "types", "examples", "tools", "pictures", "picture_aoi"],
