@@ -92,11 +92,33 @@ HRESULT AoiState::AttachImage(LONG width, LONG height, void* pixels) {
   return Reset();
 }
 
-HRESULT AoiState::AttachPlanes(LONG planes, LONG width, LONG height, void* pixels) {
+HRESULT AoiState::AttachPlanes(LONG planes, LONG width, LONG height, void* pixels, LONG margin,
+                               IUnknown* owner) {
   BindEmptyImage();
   if (width == 0 || height == 0) return Report(Message::AoiNotCreated);
-  const HRESULT attached = image->Attach(pixels, planes, width, height);
+  const HRESULT attached = image->Attach(pixels, planes, width, height, margin, owner);
   return FAILED(attached) ? attached : Reset();
+}
+
+HRESULT AoiState::GetBlock(ElementTypeKLP type, ImageBlockKLP* block) const noexcept {
+  if (!block) return E_POINTER;
+  if (!image) return Report(Message::NoBuffer);
+  if (!image->HasData()) return E_FAIL;
+  const BufferGeometry& buffer = image->geometry();
+  if (!buffer.Fits()) return E_INVALIDARG;
+  image->MarkWritten();
+  *block = {image->Address(0), buffer.planes, buffer.width, buffer.height, buffer.margin, type};
+  return S_OK;
+}
+
+HRESULT AoiState::AttachBlock(ElementTypeKLP type, const ImageBlockKLP* block, IUnknown* owner) {
+  if (!block || !owner) return E_POINTER;
+  const auto [pixels, planes, width, height, margin, elementType] = *block;
+  const bool isPossible = elementType == type && margin >= 0 &&
+                          (planes < 1 || width < 1 || height < 1 ||
+                           BufferGeometry::Of(planes, width, height, margin).Fits());
+  if (!isPossible) return E_INVALIDARG;
+  return AttachPlanes(planes, width, height, pixels, margin, owner);
 }
 
 HRESULT AoiState::SetRectUnlessNegative(LONG value, const Rect& wanted) noexcept {

@@ -16,6 +16,7 @@
 #include <cstdint>
 
 #include "interfaces/attribute.h"
+#include "interfaces/image_buffer.h"
 #include "module/frame/bstr.h"
 #include "module/frame/reports.h"
 #include "module/frame/variants.h"
@@ -58,7 +59,11 @@ class AoiState {
                        Contents contents = Contents::Undefined);
   HRESULT CreateFromData(LONG planes, LONG width, LONG height, const void* pixels);
   HRESULT AttachImage(LONG width, LONG height, void* pixels);
-  HRESULT AttachPlanes(LONG planes, LONG width, LONG height, void* pixels);
+  HRESULT AttachPlanes(LONG planes, LONG width, LONG height, void* pixels, LONG margin = 0,
+                       IUnknown* owner = nullptr);
+  // The slots of IImageBufferKLP, for pixels of one type.
+  HRESULT GetBlock(ElementTypeKLP type, ImageBlockKLP* block) const noexcept;
+  HRESULT AttachBlock(ElementTypeKLP type, const ImageBlockKLP* block, IUnknown* owner);
 
   // The rectangle.
   HRESULT GetWidth(LONG* width) const noexcept { return GetBound(rect.width, width); }

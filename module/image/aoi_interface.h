@@ -435,7 +435,8 @@ class CCoRastelAoi
       public CMarshalByValue,
       public ISupportErrorInfo,
       public IAOIImpl<CCoRastelAoi<T, U, ITyped, TypedId, ClassId, LibraryId, Code>, T, U, ITyped,
-                      ClassId, LibraryId, Code> {
+                      ClassId, LibraryId, Code>,
+      public IImageBufferKLP {
  public:
   static platform::QueryTable GetQueryTable() noexcept {
     using platform::DirectRow;
@@ -446,13 +447,21 @@ class CCoRastelAoi
         // By way of a base that the table does not list itself.
         DirectRow<CCoRastelAoi, IPersist, IPersistStreamInit>(),
         // Unreachable behind the row above it of the same identifier, and kept with the table.
-        DirectRow<CCoRastelAoi, IPersistStream>(), DirectRow<CCoRastelAoi, ISupportErrorInfo>()};
+        DirectRow<CCoRastelAoi, IPersistStream>(), DirectRow<CCoRastelAoi, ISupportErrorInfo>(),
+        DirectRow<CCoRastelAoi, IImageBufferKLP>()};
     return kRows;
   }
 
   // The typed interface alone, not the generic one.
   STDMETHODIMP InterfaceSupportsErrorInfo(REFIID iid) override {
     return IsEqualIID(iid, *TypedId) ? S_OK : S_FALSE;
+  }
+
+  STDMETHODIMP GetBlock(ImageBlockKLP* block) override {
+    return this->state_.GetBlock(Code, block);
+  }
+  STDMETHODIMP AttachBlock(const ImageBlockKLP* block, IUnknown* owner) override {
+    return Guarded(*ClassId, [&] { return this->state_.AttachBlock(Code, block, owner); });
   }
 
   HRESULT FinalConstruct(IUnknown* controllingUnknown) noexcept {

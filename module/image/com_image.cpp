@@ -106,14 +106,16 @@ HRESULT ComImageBase::InitFromData(const void* source, LONG planes, LONG width, 
   return margin != 0 ? FillMargins(MarginZero) : S_OK;
 }
 
-HRESULT ComImageBase::Attach(void* data, LONG planes, LONG width, LONG height) noexcept {
+HRESULT ComImageBase::Attach(void* data, LONG planes, LONG width, LONG height, LONG margin,
+                             IUnknown* owner) noexcept {
   if (data == nullptr) return E_POINTER;
   if (planes == 0 || width == 0 || height == 0) return E_INVALIDARG;
   if (width < 0 || height < 0) return E_INVALIDARG;
   if (data_ != nullptr) return E_ABORT;
 
   data_ = data;
-  geometry_ = BufferGeometry::Of(planes, width, height, 0);
+  owner_ = platform::ComPtr<IUnknown>(owner);
+  geometry_ = BufferGeometry::Of(planes, width, height, margin);
   ownsData_ = false;
   MarkWritten();
   blockElements_ = geometry_.CountedElements();

@@ -2,7 +2,7 @@
 // The image buffer: a reference-counted block of memory that holds one or more planes of pixels,
 // each with a margin of equal width on all four sides. Any number of AOIs share one buffer and it
 // knows nothing of their rectangles. It owns its memory or looks at a caller's, which must outlive
-// it.
+// it, or has an owner that the buffer keeps.
 //
 // A block that a buffer allocates is followed by a tail of margin * stride + margin zeros, which is
 // no part of the geometry: a rectangle that runs past the stored rows by the width of the margin
@@ -23,6 +23,7 @@
 
 #include "interfaces/enums.h"
 #include "module/image/buffer_geometry.h"
+#include "platform/com_ptr.h"
 #include "platform/platform.h"
 
 namespace rastel {
@@ -64,10 +65,12 @@ class ComImageBase : public IUnknown {
   // margins become 0. E_POINTER for a null source, then as Allocate. The source is only read.
   HRESULT InitFromData(const void* source, LONG planes, LONG width, LONG height, LONG margin);
 
-  // Looks at a caller's memory: planes in packed rows, no margin; nothing is copied. E_POINTER for
-  // null data; E_INVALIDARG for 0 planes, width or height, or a negative width or height; E_ABORT
-  // if there are pixels already. A failure changes nothing.
-  HRESULT Attach(void* data, LONG planes, LONG width, LONG height) noexcept;
+  // Looks at a caller's memory: planes in packed rows; nothing is copied. E_POINTER for null data;
+  // E_INVALIDARG for 0 planes, width or height, or a negative width or height; E_ABORT if there are
+  // pixels already. A failure changes nothing. A margin, which the caller has tested, is a part of
+  // the memory. An owner is kept until the buffer ends.
+  HRESULT Attach(void* data, LONG planes, LONG width, LONG height, LONG margin = 0,
+                 IUnknown* owner = nullptr) noexcept;
 
   // The margin in pixels, S_OK. An empty buffer: 0, S_FALSE. An operation of the buffer like the
   // others, although the AOIs of this module do with margin().
@@ -138,6 +141,7 @@ class ComImageBase : public IUnknown {
   void CopyInterior(const std::byte* source) noexcept;
 
   void* data_ = nullptr;
+  platform::ComPtr<IUnknown> owner_;  // of attached memory, where it was named
   BufferGeometry geometry_;
   std::atomic<std::uint32_t> refCount_{0};
   std::atomic<bool> isWritten_{false};

@@ -2,12 +2,16 @@
 // What rows of text cannot say of AOIs: AOIs of another maker, names that depend on the machine.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <array>
 #include <functional>
+#include <vector>
 
 #include "interfaces/aoi.h"
+#include "interfaces/image_buffer.h"
 #include "tests/support/module_client.h"
 #include "tests/support/streams.h"
+#include "tests/support/test_object.h"
 
 namespace tests {
 
@@ -86,6 +90,55 @@ TEST(AoiClients, NamesThatNoCallCanCarry_AreRefused) {
   const auto stream = NewStream("0002" + std::string(2 * 42, '0') + "FFFFFFFF FFFFFFFF 6100");
   const auto persist = ModuleClient::Get().Create<IPersistStream>(CLSID_ByteAOIKLP);
   EXPECT_EQ(persist->Load(stream.Get()), E_OUTOFMEMORY);
+}
+
+TEST(AoiClients, BlocksOfAnOwner_KeepItUntilTheLastAoiHasGone) {
+  using Buffer = IImageBufferKLP;
+  const auto aoi = ModuleClient::Get().Create<I>(CLSID_ByteAOIKLP);
+  const auto buffer = ComPtr<I>(aoi).As<Buffer>();
+  ImageBlockKLP block{};
+  EXPECT_EQ(buffer->GetBlock(&block), platform::ResultCode(0x8004045A));
+  Script script;
+  auto owner = TestObject::New(script);
+  // As large as it has to be, so that nothing is touched beside it.
+  std::vector<std::uint8_t> memory(2 * 5 * 4, 9);
+  const ImageBlockKLP wanted{memory.data(), 2, 3, 2, 1, ElementByte};
+  struct {
+    LONG ImageBlockKLP::*size;
+    LONG value;
+    HRESULT result;
+  } const kRefused[] = {{&ImageBlockKLP::margin, -1, E_INVALIDARG},
+                        {&ImageBlockKLP::margin, 3, E_INVALIDARG},
+                        {&ImageBlockKLP::planes, INT32_MAX, E_INVALIDARG},
+                        {&ImageBlockKLP::width, INT32_MAX, E_INVALIDARG},
+                        {&ImageBlockKLP::planes, 0, E_INVALIDARG},
+                        {&ImageBlockKLP::height, 0, platform::ResultCode(0x8004045B)}};
+  for (const auto& row : kRefused) {
+    block = wanted;
+    block.*row.size = row.value;
+    EXPECT_EQ(buffer->AttachBlock(&block, owner.Get()), row.result) << row.value;
+  }
+  block = wanted;
+  block.elementType = ElementChar;
+  EXPECT_EQ(buffer->AttachBlock(&block, owner.Get()), E_INVALIDARG);
+  EXPECT_EQ(buffer->AttachBlock(&wanted, nullptr), E_POINTER);
+  EXPECT_EQ(buffer->AttachBlock(&wanted, owner.Get()), S_OK);
+  owner.Reset();
+  ComPtr<I> sibling;
+  ASSERT_EQ(aoi->Clone(sibling.Put()), S_OK);
+  ASSERT_EQ(aoi->CreateImage(1, 1), S_OK);
+  ASSERT_EQ(sibling.As<Buffer>()->GetBlock(&block), S_OK);
+  EXPECT_EQ(block.pixels, memory.data());
+  EXPECT_EQ(block.planes + 10 * block.width + 100 * block.height + 1000 * block.margin, 1232);
+  sibling->put_MarginMode(MarginZero);
+  EXPECT_EQ(sibling->FillMargins(), S_OK);
+  EXPECT_EQ(std::count(memory.begin(), memory.end(), 9), 12);
+  EXPECT_EQ(script.objects, 1);
+  sibling.Reset();
+  EXPECT_EQ(script.objects, 0);
+  // Of more pixels than there is memory for.
+  ASSERT_EQ(aoi->CreateImage(65536, 65536), S_OK);
+  EXPECT_EQ(buffer->GetBlock(&block), E_INVALIDARG);
 }
 
 }  // namespace
