@@ -3,9 +3,10 @@
 #include <pybind11/pybind11.h>
 #include <rastelklp/client.h>
 
+#include "python/core/errors.h"
 #include "python/core/module_beside.h"
-
-namespace py = pybind11;
+#include "python/core/objects.h"
+#include "python/core/pixels.h"
 
 PYBIND11_MODULE(_core, m) {
   using namespace rastel_python;
@@ -13,6 +14,17 @@ PYBIND11_MODULE(_core, m) {
   static const auto* const session = new rastelklp::Session;
   static_cast<void>(session);
   AddModule();
+  RegisterErrors();
+  // Functions are told by the stubs and by the docstrings of the Python layer.
+  py::options options;
+  options.disable_function_signatures();
+  RegisterStreams(m);
+  RegisterViews(m);
+  RegisterAois(m);
+  RegisterDeepCopy(m);
+  RegisterVectors(m);
+  RegisterMaps(m);
+  RegisterDispatch(m);
   m.attr("__version__") = RASTEL_VERSION;
-  m.def("_is_idle", &IsModuleIdle, "Whether the module has no object left.");
+  m.def("_is_idle", &IsModuleIdle);
 }

@@ -1,5 +1,19 @@
 # SPDX-License-Identifier: MIT
-"""Pictures, vectors and attribute maps of RastelKLP."""
-from rastel._core import __version__
+"""Pictures, vectors and attribute maps that are shared between imaging components, without copies.
 
-__all__ = ["__version__"]
+    >>> import rastel
+    >>> picture = rastel.empty((480, 640), "uint16", margin=2)
+    >>> picture.array[:] = 100                     # numpy.ndarray over the same pixels
+    >>> picture.attributes["gain"] = 2.5
+    >>> rastel.save(picture, "picture.aoi")
+
+The objects are those that C++ programs and all others use: `Aoi`, a picture or a part of one; `Vector`;
+`Map`. NumPy is not needed: without it views of pixels are memoryviews.
+"""
+from rastel._core import Aoi, Dispatch, Map, Object, Vector, __version__
+from rastel._errors import Error
+from rastel._classes import Rect
+from rastel._functions import array, attach, dumps, empty, load, loads, save
+
+__all__ = ["Aoi", "Dispatch", "Error", "Map", "Object", "Rect", "Vector", "array", "attach", "dumps", "empty",
+           "load", "loads", "save"]

@@ -1,0 +1,84 @@
+# SPDX-License-Identifier: MIT
+"""The functions of the package."""
+from __future__ import annotations
+
+from rastel import _core
+
+
+def empty(shape, dtype="uint8", *, margin=0):
+    """A new picture whose pixels are not initialised.
+
+    shape: (height, width), or (planes, height, width).
+    dtype: uint8, int8, uint16, int16, uint32, int32, float32 or float64, as NumPy names them.
+    margin: pixels that are stored around each plane, for `Aoi.fill_margins`; at most the smaller size.
+
+    Raises ValueError for a size below 1 or of more than 2**31 - 1 pixels, TypeError for another dtype.
+    """
+    return _core._empty(shape, dtype, margin)
+
+
+def array(pixels, dtype=None, *, margin=0, channels_last=False):
+    """A new picture with a copy of pixels.
+
+    pixels: anything with the buffer protocol or that NumPy takes, of the shape (height, width) or (planes,
+        height, width), in either order of bytes.
+    dtype: of the picture; that of the pixels if it is None. Other pixels are converted as NumPy does it.
+    margin: as in `empty`; it is filled with zeros.
+    channels_last: the pixels have the shape (height, width, channels), which become planes.
+
+    Raises TypeError for pixels of another dtype, ValueError for another shape.
+    """
+    if dtype is not None or not _exports_buffer(pixels):
+        import numpy
+        pixels = numpy.asarray(pixels, dtype)
+    return _core._array(pixels, channels_last, margin)
+
+
+def _exports_buffer(pixels):
+    try:
+        memoryview(pixels)
+    except TypeError:
+        return False
+    return True
+
+
+def attach(pixels):
+    """A picture that looks at pixels where they are, without a copy.
+
+    pixels: anything with the buffer protocol, or a DLPack tensor in main memory, of the shape (height,
+        width) or (planes, height, width), packed row behind row. Whoever has the picture, a clone or a tile
+        of it, keeps them alive, in Python or not; what one writes the other sees.
+
+    Raises, with the reason, TypeError for pixels of none of the eight types, ValueError for those that are
+    read-only, not packed, not aligned, in the other order of bytes, or of another shape.
+    """
+    return _core._attach(pixels)
+
+
+def load(source):
+    """The object that a file holds: a picture, a vector, a map, or one of any other registered class.
+
+    source: a path, or an open binary file, which is read to its end.
+
+    Raises FileNotFoundError and the like for the file; OSError where it ends too early; Error where no class of
+    its identifier is registered.
+    """
+    return _core._load(source)
+
+
+def save(object, target):
+    """Saves a picture, a vector, a map or any other object that can be.
+
+    target: a path, or an open binary file. A file that there was keeps its content until the new one is whole.
+    """
+    _core._save(object, target)
+
+
+def dumps(object):
+    """What `save` writes, as bytes."""
+    return _core._dumps(object)
+
+
+def loads(data):
+    """The object that `dumps` made bytes of. data: anything with the buffer protocol."""
+    return _core._loads(data)
