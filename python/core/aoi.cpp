@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <dlpack/dlpack.h>
+#include <pybind11/stl.h>
 
 #include <cstring>
 
