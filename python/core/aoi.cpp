@@ -45,7 +45,7 @@ Sizes SizesOf(const Py_ssize_t* shape, int dimensions, int margin) {
 
 PyAoi Made(const ElementType& type) {
   if (!type.aoi) throw py::type_error("a picture has pixels of numbers");
-  return PyAoi(rastelklp::create<AnyAoi>(*type.aoi));
+  return {rastelklp::create<AnyAoi>(*type.aoi), type};
 }
 
 PyAoi Empty(const Py_ssize_t* shape, int dimensions, const ElementType& type, int margin) {
@@ -216,7 +216,7 @@ void CopyTo(const PyAoi& self, const PyAoi& other) {
 }
 
 PyAoi Copy(const PyAoi& self) {
-  PyAoi copy(self.aoi.clone());
+  PyAoi copy = self.Sibling();
   ShareClientData(self.aoi, copy.aoi);
   return copy;
 }
@@ -244,7 +244,7 @@ PyAoi Crop(const PyAoi& self, int x, int y, int width, int height) {
       height > whole.height - y) {
     throw py::value_error("the part is not inside the rectangle");
   }
-  PyAoi part(self.aoi.clone());
+  PyAoi part = self.Sibling();
   part.aoi.rectangle({whole.x + x, whole.y + y, width, height});
   return part;
 }
@@ -252,7 +252,7 @@ PyAoi Crop(const PyAoi& self, int x, int y, int width, int height) {
 py::tuple Tiles(const PyAoi& self, int across, int down) {
   const auto made = self.aoi.tiles(across, down);
   py::tuple tiles(made.size());
-  for (std::size_t i = 0; i < made.size(); ++i) tiles[i] = py::cast(PyAoi(made[i]));
+  for (std::size_t i = 0; i < made.size(); ++i) tiles[i] = py::cast(PyAoi(made[i], *self.type));
   return tiles;
 }
 
@@ -391,16 +391,39 @@ py::object ArrayFrom(py::handle source, bool channelsLast, int margin) {
 
 void RegisterAois(py::module_& m) {
   using Class = py::class_<PyAoi, PyObjectRef>;
-  Class aoi(m, "Aoi", Exports(&GetBuffer, [](PyObject*, Py_buffer* view) { EndExport(view); }));
-  aoi.def_property_readonly("shape", &Shape)
-      .def_property_readonly("ndim",
-                             [](const PyAoi& self) { return self.aoi.plane_count() == 1 ? 2 : 3; })
-      .def_property_readonly("dtype", [](const PyAoi& self) { return AsDtype(*self.type); })
+  Class aoi(m, "Aoi", R"(A picture, or a rectangle of one, of one or more planes.
+
+Made by empty(), array(), attach(), load(), imread(); by crop(), tiles() and clone() on the pixels of another
+one. Indexing is that of `array`: `picture[y, x]` is a number, `picture[10:20, 30:40]` a view, and assigning
+writes. A single pixel takes any number, which is made to fit. memoryview(), numpy.asarray() and
+numpy.from_dlpack() look at the pixels as well.)",
+            Exports(&GetBuffer, [](PyObject*, Py_buffer* view) { EndExport(view); }));
+  aoi.def_property_readonly(
+         "shape", &Shape,
+         R"((height, width) of the rectangle in pixels, or (planes, height, width) of several planes.)")
+      .def_property_readonly(
+          "ndim", [](const PyAoi& self) { return self.aoi.plane_count() == 1 ? 2 : 3; },
+          R"(2, or 3 of several planes.)")
+      .def_property_readonly(
+          "dtype", [](const PyAoi& self) { return AsDtype(*self.type); },
+          R"(Of the pixels: numpy.dtype, or its name where there is no NumPy.)")
       .def_property_readonly("_dtype_name", [](const PyAoi& self) { return self.type->name; })
-      .def_property_readonly("array", &ViewOf<Area::kRectangle>)
-      .def_property_readonly("padded", &ViewOf<Area::kPadded>)
-      .def_property_readonly("stored", &ViewOf<Area::kStored>)
-      .def_property_readonly("planes", &Planes)
+      .def_property_readonly(
+          "array", &ViewOf<Area::kRectangle>,
+          R"(The pixels of the rectangle, to be read and written: numpy.ndarray, or a memoryview without NumPy.
+
+Nothing is copied. The view keeps the pixels, whatever becomes of the picture: when it is deleted, loaded or bound
+anew, what was there stays with the view. Raises ValueError for a rectangle that runs past the stored pixels, and
+for a picture of more than 2**31 - 1 pixels; Error where there are none.)")
+      .def_property_readonly(
+          "padded", &ViewOf<Area::kPadded>,
+          R"(The pixels of the rectangle and of the `margins` around it; else as `array`.)")
+      .def_property_readonly(
+          "stored", &ViewOf<Area::kStored>,
+          R"(All stored pixels, the buffer's margin included, wherever the rectangle stands; else as `array`.)")
+      .def_property_readonly(
+          "planes", &Planes,
+          R"(A view of the rectangle in each plane, of the shape (height, width); see `array`.)")
       .def_property_readonly(
           "__array_interface__",
           [](const PyAoi& self) { return ArrayInterface(Locate(self.aoi, Area::kRectangle)); })
@@ -423,7 +446,9 @@ void RegisterAois(py::module_& m) {
             const auto [x, y, width, height] = to;
             AnyAoi(self.aoi).rectangle({x, y, width, height});
           })
-      .def_property_readonly("margin", [](const PyAoi& self) { return MarginOf(self.aoi); })
+      .def_property_readonly(
+          "margin", [](const PyAoi& self) { return MarginOf(self.aoi); },
+          R"(Pixels that are stored around each plane, on each side, for fill_margins().)")
       .def_property(
           "margins",
           [](const PyAoi& self) {
@@ -434,7 +459,10 @@ void RegisterAois(py::module_& m) {
           },
           [](const PyAoi& self, std::pair<int, int> to) {
             check_hresult(self.aoi->SetMargins(to.first, to.second));
-          })
+          },
+          R"((x, y): pixels that must be there on each side of the rectangle; see `padded`.
+
+Setting them moves or cuts the rectangle where they are not. Raises Error for margins that leave nothing of it.)")
       .def_property(
           "margin_mode",
           [](const PyAoi& self) {
@@ -446,7 +474,8 @@ void RegisterAois(py::module_& m) {
           },
           [](const PyAoi& self, const std::string& mode) {
             check_hresult(self.aoi->put_MarginMode(ModeOf(mode)));
-          })
+          },
+          R"(What fill_margins() fills with: "none", "zero", "periodic", "mirror" or "replicate".)")
       .def_property(
           "active_plane",
           [](const PyAoi& self) {
@@ -454,15 +483,18 @@ void RegisterAois(py::module_& m) {
             check_hresult(self.aoi->get_ActivePlane(&plane));
             return plane;
           },
-          [](const PyAoi& self, LONG plane) { check_hresult(self.aoi->put_ActivePlane(plane)); })
+          [](const PyAoi& self, LONG plane) { check_hresult(self.aoi->put_ActivePlane(plane)); },
+          R"(The plane that duplicate() copies, from 0 on. Raises IndexError for one that there is not.)")
       .def_property(
           "name", [](const PyAoi& self) { return FromValue(Value(self.aoi.name())); },
           [](const PyAoi& self, const py::str& name) {
             AnyAoi(self.aoi).name(std::get<Text>(ToValue(name)));
-          })
+          },
+          R"(The name, a str; "None" in a new picture.)")
       .def_property(
           "tag", [](const PyAoi& self) { return FromValue(self.aoi.tag()); },
-          [](const PyAoi& self, const py::object& tag) { AnyAoi(self.aoi).tag(ToValue(tag)); })
+          [](const PyAoi& self, const py::object& tag) { AnyAoi(self.aoi).tag(ToValue(tag)); },
+          R"(A value of your own: None, bool, int, float, str, datetime, a rastel object, or what becomes one.)")
       .def_property(
           "attributes",
           [](const PyAoi& self) {
@@ -472,14 +504,39 @@ void RegisterAois(py::module_& m) {
           [](const PyAoi& self, const py::object& to) {
             AnyAoi(self.aoi).attributes(to.is_none() ? rastelklp::Map(nullptr)
                                                      : py::cast<const PyMap&>(MapFrom(to)).map);
-          })
-      .def("fill", &Fill, "value"_a)
-      .def("fill_margins", &FillMargins, "mode"_a = py::none())
-      .def("copy_to", &CopyTo, "other"_a)
-      .def("clone", [](const PyAoi& self) { return PyAoi(self.aoi.clone()); })
-      .def("duplicate", &Duplicate)
-      .def("crop", &Crop, "x"_a, "y"_a, "width"_a, "height"_a)
-      .def("tiles", &Tiles, "across"_a, "down"_a)
+          },
+          R"(The `Map` with the picture's metadata. A picture without one gets it with the first entry.
+
+Setting it takes a map, which is then shared, a mapping, which is copied, or None.)")
+      .def("fill", &Fill, "value"_a, R"(fill(value)
+
+Sets every pixel of the rectangle, in all planes, to a number, which is made to fit the dtype: cut at its limits
+and, among integers, towards 0. Other threads run meanwhile.)")
+      .def("fill_margins", &FillMargins, "mode"_a = py::none(), R"(fill_margins(mode=None)
+
+Fills the buffer's margin around each plane from the pixels inside: "zero", "periodic", "mirror" (the edge pixel
+doubled), "replicate" (the edge pixel); "none" does nothing. Without a mode, by `margin_mode`. Other threads run
+meanwhile.)")
+      .def("copy_to", &CopyTo, "other"_a, R"(copy_to(other)
+
+Copies the rectangle's pixels into another picture of the same dtype, from the first pixel on as far as both
+reach, plane by plane. Raises ValueError for another dtype. Other threads run meanwhile.)")
+      .def("clone", &PyAoi::Sibling, R"(clone()
+
+Another picture on the same pixels, with a rectangle of its own, and without name, tag and attributes.
+copy.copy() gives it these too.)")
+      .def("duplicate", &Duplicate, R"(duplicate()
+
+A new picture with a copy of the active plane alone, and of name, tag and attributes. copy.deepcopy() copies all
+planes.)")
+      .def("crop", &Crop, "x"_a, "y"_a, "width"_a, "height"_a, R"(crop(x, y, width, height)
+
+A clone that stands on a part of the rectangle, counted from its first pixel. Raises ValueError for a part that
+is not inside.)")
+      .def("tiles", &Tiles, "across"_a, "down"_a, R"(tiles(across, down)
+
+A tuple of clones that cover the rectangle, row by row; the last ones take what the division leaves. Each is for
+a thread of its own. Raises ValueError for counts below 1, more than 100 tiles, or tiles without a pixel.)")
       .def("__copy__", &Copy);
   m.def("_empty", &EmptyOf);
   m.def("_array", &ArrayFrom);

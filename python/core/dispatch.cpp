@@ -174,7 +174,21 @@ py::tuple AsKey(const py::object& key) {
 py::object MakeDispatch(const Object& object) { return py::cast(PyDispatch(object)); }
 
 void RegisterDispatch(py::module_& m) {
-  py::class_<PyDispatch, PyObjectRef>(m, "Dispatch")
+  py::class_<PyDispatch, PyObjectRef>(m, "Dispatch", R"(Dispatch(what)
+
+Any object by the names of its members, as its own type library tells them.
+
+what: the name of a registered class, "AOIKLP.ByteKLP" for instance, of which a new object is made; or an object.
+
+    >>> picture = rastel.Dispatch("AOIKLP.ByteKLP")
+    >>> picture.CreateImage(6, 4)
+    >>> picture.Width
+    6
+    >>> picture.GetRect()                # what comes out of a call
+    (0, 0, 6, 4)
+    >>> picture.PlaneSelected[0] = True  # a property with a parameter
+
+Raises AttributeError for a member that there is not, Error where the object refuses.)")
       .def(py::init([](const py::object& given) { return PyDispatch(AsObject(given)); }), "what"_a)
       .def("__getattr__", &GetAttribute)
       .def("__setattr__", &SetAttribute)

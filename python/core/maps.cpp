@@ -114,24 +114,22 @@ py::list Keys(PyMap& self) {
 
 py::object Made(const py::object& entries, const py::object& keyType) {
   py::object given = entries;
-  if (!given.is_none() && !py::hasattr(given, "keys")) given = py::dict(given);
+  if (!py::hasattr(given, "keys")) given = py::dict(given);
   KeyKindKLP kind = KeyKindBstr;
   if (!keyType.is_none()) {
     kind = KindOf(keyType);
   } else if (py::isinstance<PyMap>(given)) {
     kind = KindOf(given.cast<PyMap&>());
-  } else if (!given.is_none()) {
+  } else {
     for (const py::handle key : given) {
       kind = KindOf(py::handle(reinterpret_cast<PyObject*>(Py_TYPE(key.ptr()))));
       break;
     }
   }
   PyMap made{Map(kind)};
-  if (!given.is_none()) {
-    for (const py::handle key : given) {
-      const auto held = py::reinterpret_borrow<py::object>(key);
-      SetItem(made, held, given[held]);
-    }
+  for (const py::handle key : given) {
+    const auto held = py::reinterpret_borrow<py::object>(key);
+    SetItem(made, held, given[held]);
   }
   return py::cast(std::move(made));
 }
@@ -147,26 +145,40 @@ py::object MapFrom(py::handle source) {
 }
 
 void RegisterMaps(py::module_& m) {
-  py::class_<PyMap, PyObjectRef>(m, "Map")
+  py::class_<PyMap, PyObjectRef>(m, "Map", R"(Map(entries=(), key_type=None)
+
+Values by keys, which are all str, all int (of 32 bits) or all float, in ascending order.
+
+entries: a mapping, or pairs. key_type: str, int or float; that of the first key, or str.
+
+It is a MutableMapping. Values are what `Aoi.tag` takes: mappings become maps, lists and tuples vectors of values,
+bytes and arrays of one dimension vectors, arrays of two or three pictures; objects are shared. Any thread may
+use a map.)")
       .def(py::init([](const py::object& entries, const py::object& keyType) {
              return Made(entries, keyType).cast<PyMap>();
            }),
-           "entries"_a = py::none(), "key_type"_a = py::none())
+           "entries"_a = py::tuple(), "key_type"_a = py::none())
       .def("__getitem__", &GetItem)
       .def("__setitem__", &SetItem)
       .def("__delitem__", &DeleteItem)
       .def("__contains__", &Contains)
       .def("__len__", [](PyMap& self) { return Seen(self) ? self.map.size() : 0; })
       .def("__iter__", [](PyMap& self) { return py::iter(Keys(self)); })
-      .def("clear",
-           [](PyMap& self) {
-             if (Seen(self)) self.map.clear();
-           })
-      .def_property_readonly("key_type",
-                             [](PyMap& self) {
-                               return py::reinterpret_borrow<py::object>(
-                                   reinterpret_cast<PyObject*>(KeyType(KindOf(self))));
-                             })
+      .def(
+          "clear",
+          [](PyMap& self) {
+            if (Seen(self)) self.map.clear();
+          },
+          R"(clear()
+
+Removes all entries.)")
+      .def_property_readonly(
+          "key_type",
+          [](PyMap& self) {
+            return py::reinterpret_borrow<py::object>(
+                reinterpret_cast<PyObject*>(KeyType(KindOf(self))));
+          },
+          R"(str, int or float.)")
       .def_property(
           "override",
           [](PyMap& self) {
@@ -177,7 +189,8 @@ void RegisterMaps(py::module_& m) {
           },
           [](PyMap& self, bool to) {
             check_hresult(Born(self)->put_OverrideMode(to ? VARIANT_TRUE : VARIANT_FALSE));
-          });
+          },
+          R"(Whether setting a key that is there replaces its value; if not it raises Error. True in a new map.)");
 }
 
 }  // namespace rastel_python

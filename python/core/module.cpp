@@ -21,10 +21,15 @@ PYBIND11_MODULE(_core, m) {
   RegisterStreams(m);
   RegisterViews(m);
   RegisterAois(m);
-  RegisterDeepCopy(m);
   RegisterVectors(m);
   RegisterMaps(m);
   RegisterDispatch(m);
+#ifdef RASTEL_PICTURES
+  RegisterPictures(m);
+#endif
+  for (const char* name : {"Object", "Aoi", "Vector", "Map", "Dispatch"}) {
+    m.attr(name).attr("__module__") = "rastel";
+  }
   m.attr("__version__") = RASTEL_VERSION;
   m.def("_is_idle", &IsModuleIdle);
 }

@@ -6,6 +6,8 @@
 #include <pybind11/pybind11.h>
 #include <rastelklp/client.h>
 
+#include <optional>
+
 #include "python/core/pixel_types.h"
 
 namespace rastel_python {
@@ -16,6 +18,10 @@ struct PyObjectRef {
 
 struct PyAoi : PyObjectRef {
   explicit PyAoi(rastelklp::AnyAoi made);
+  PyAoi(rastelklp::AnyAoi made, const ElementType& type)
+      : PyObjectRef{made}, aoi(std::move(made)), type(&type) {}
+  // Another AOI on the same pixels.
+  PyAoi Sibling() const { return {aoi.clone(), *type}; }
 
   rastelklp::AnyAoi aoi;
   const ElementType* type;  // of the pixels
@@ -36,6 +42,9 @@ struct PyVector : PyObjectRef {
   rastelklp::com_ptr<IVectorKLP> vector;
   const ElementType* type;
 };
+
+// By which two references to one object are told to be that; not counted.
+inline IUnknown* Identity(const rastelklp::Object& object) { return object.as<IUnknown>().get(); }
 
 // By the most telling of the classes. None for null.
 py::object Wrap(const rastelklp::Object& object);
@@ -67,9 +76,11 @@ void RegisterAois(py::module_& m);
 void RegisterVectors(py::module_& m);
 void RegisterMaps(py::module_& m);
 void RegisterDispatch(py::module_& m);
+// A path, str or os.PathLike; none for anything else.
+std::optional<rastelklp::Path> PathOf(const py::object& target);
+void RegisterPictures(py::module_& m);
 // Files, bytes and pickles of all of them.
 void RegisterStreams(py::module_& m);
-void RegisterDeepCopy(py::module_& m);
 py::object MakeDispatch(const rastelklp::Object& object);
 
 }  // namespace rastel_python

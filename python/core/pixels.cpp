@@ -51,9 +51,14 @@ const Numpy* FindNumpy() {
   }
 }
 
-// Looked for once.
+// Looked for once. Another thread may come here while the first one imports.
 const Numpy* TheNumpy() {
-  static const Numpy* const numpy = FindNumpy();
+  static const Numpy* numpy = nullptr;
+  static bool isKnown = false;
+  if (!isKnown) {
+    numpy = FindNumpy();
+    isKnown = true;
+  }
   return numpy;
 }
 

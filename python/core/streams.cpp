@@ -6,7 +6,6 @@
 // and name, tag and attributes a stream of an AOI without pixels; below it all of that is one
 // stream. A few numbers put the rectangle back to where a load does not.
 #include <cstring>
-#include <optional>
 
 #include "interfaces/image_buffer.h"
 #include "python/core/objects.h"
@@ -98,18 +97,6 @@ py::bytes BytesOf(const Object& object, bool mayOthersRun) {
 py::bytes Dumps(const py::object& object) {
   const Quiet quiet(object);
   return BytesOf(quiet.object(), quiet.MayOthersRun());
-}
-
-// A path of os.PathLike or str; empty for anything else.
-std::optional<rastelklp::Path> PathOf(const py::object& target) {
-  if (!py::isinstance<py::str>(target) && !py::hasattr(target, "__fspath__")) return std::nullopt;
-  const py::object path = py::module_::import("os").attr("fspath")(target);
-  if (py::isinstance<py::str>(path)) {
-    const auto text = py::reinterpret_steal<py::bytes>(PyUnicode_EncodeFSDefault(path.ptr()));
-    if (!text) throw py::error_already_set();
-    return rastelklp::Path(text.cast<std::string>());
-  }
-  return rastelklp::Path(path.cast<std::string>());
 }
 
 void Save(const py::object& object, const py::object& target) {
@@ -388,11 +375,13 @@ py::object FromElements(const std::string& dtype, const py::object& elements) {
 py::tuple Reduce(const py::object& object, int protocol) {
   if (py::isinstance<PyAoi>(object)) return ReduceAoi(object, protocol);
   if (py::isinstance<PyVector>(object)) return ReduceVector(object, protocol);
-  return py::make_tuple(Function("from_stream"), py::make_tuple(Dumps(object)));
+  const char* const function =
+      py::isinstance<PyMap>(object) ? "from_stream" : "by_name_from_stream";
+  return py::make_tuple(Function(function), py::make_tuple(Dumps(object)));
 }
 
 // Pixels, name, tag and attributes of its own, without a stream for the pixels.
-PyAoi DeepCopy(const PyAoi& self, const py::object&) {
+PyAoi DeepCopy(const PyAoi& self) {
   if (!IsBound(self.aoi)) {
     PyAoi copy(rastelklp::create<AnyAoi>(*self.type->aoi));
     TakeClientData(ClientDataOf(self), copy.aoi);
@@ -410,11 +399,24 @@ PyAoi DeepCopy(const PyAoi& self, const py::object&) {
   return copy;
 }
 
-py::object DeepCopyByStream(const py::object& self, const py::object&) {
-  return Loads(Dumps(self));
+py::object DeepCopyOf(const py::object& self, const py::object&) {
+  if (py::isinstance<PyAoi>(self)) return py::cast(DeepCopy(self.cast<const PyAoi&>()));
+  const Object copy = Loaded(Dumps(self));
+  return py::isinstance<PyMap>(self) ? Wrap(copy) : MakeDispatch(copy);
 }
 
 }  // namespace
+
+std::optional<rastelklp::Path> PathOf(const py::object& target) {
+  if (!py::isinstance<py::str>(target) && !py::hasattr(target, "__fspath__")) return std::nullopt;
+  const py::object path = py::module_::import("os").attr("fspath")(target);
+  if (py::isinstance<py::str>(path)) {
+    const auto text = py::reinterpret_steal<py::bytes>(PyUnicode_EncodeFSDefault(path.ptr()));
+    if (!text) throw py::error_already_set();
+    return rastelklp::Path(text.cast<std::string>());
+  }
+  return rastelklp::Path(path.cast<std::string>());
+}
 
 void RegisterStreams(py::module_& m) {
   m.def("_save", &Save);
@@ -424,24 +426,26 @@ void RegisterStreams(py::module_& m) {
   m.def("_picture_from_pixels", &FromPixels);
   m.def("_picture_from_stream", &FromStream);
   m.def("_vector_from_elements", &FromElements);
-  py::class_<PyObjectRef>(m, "Object")
-      .def("load", &LoadInto, "data"_a)
+  py::class_<PyObjectRef>(
+      m, "Object", R"(A reference to an object of the module, or of any other registered class.
+
+Two references to the same object are equal. Every object that can be saved can be pickled and deep-copied.)")
+      .def("load", &LoadInto, "data"_a, R"(load(data)
+
+Replaces what the object holds by what a stream of its own class says; data is what dumps() gives. Views of what
+it held stay as they are. Raises ValueError for a stream of another class, BufferError for a vector that is
+exported.)")
       .def("__reduce_ex__", &Reduce, "protocol"_a)
-      .def("__deepcopy__", &DeepCopyByStream, "memo"_a)
+      .def("__deepcopy__", &DeepCopyOf, "memo"_a)
       .def("__eq__",
            [](const PyObjectRef& self, const py::object& other) -> py::object {
              const Object object = Unwrap(other);
              if (!object) return py::reinterpret_borrow<py::object>(Py_NotImplemented);
-             return py::bool_(self.object.as<IUnknown>() == object.as<IUnknown>());
+             return py::bool_(Identity(self.object) == Identity(object));
            })
       .def("__hash__", [](const PyObjectRef& self) {
-        return reinterpret_cast<std::intptr_t>(self.object.as<IUnknown>().get()) >> 4;
+        return reinterpret_cast<std::intptr_t>(Identity(self.object)) >> 4;
       });
-}
-
-void RegisterDeepCopy(py::module_& m) {
-  m.attr("Aoi").attr("__deepcopy__") =
-      py::cpp_function(&DeepCopy, py::name("__deepcopy__"), py::is_method(m.attr("Aoi")), "memo"_a);
 }
 
 }  // namespace rastel_python

@@ -46,8 +46,6 @@ std::map<IUnknown*, int>& Pins() {
   return *pins;
 }
 
-IUnknown* Identity(const Object& object) { return object.as<IUnknown>().get(); }
-
 std::size_t Count(const PyVector& self) {
   LONG count = 0;
   check_hresult(self.vector->get_Count(&count));
@@ -284,13 +282,25 @@ py::object VectorFrom(py::handle source, const ElementType* type) {
 
 void RegisterVectors(py::module_& m) {
   using Class = py::class_<PyVector, PyObjectRef>;
-  Class vector(m, "Vector", Exports(&GetBuffer, &ReleaseBuffer));
+  Class vector(m, "Vector", R"(Vector(elements=(), dtype=None)
+
+A growing sequence of numbers of one dtype, or with dtype "object" of values, whose elements may have tags.
+
+elements: a sequence, anything with the buffer protocol, or a count of zeros.
+dtype: as of a picture, or "object"; that of the buffer, or float64.
+
+It is a MutableSequence. A number is made to fit the dtype: cut at its limits and, among integers, towards 0.
+memoryview() and numpy.asarray() look at the elements; as long as one does, what would change the count raises
+BufferError.)",
+               Exports(&GetBuffer, &ReleaseBuffer));
   vector
       .def(py::init([](const py::object& elements, const py::object& dtype) {
              return Create(elements, dtype).cast<PyVector>();
            }),
            "elements"_a = py::tuple(), "dtype"_a = py::none())
-      .def_property_readonly("dtype", [](const PyVector& self) { return AsDtype(*self.type); })
+      .def_property_readonly(
+          "dtype", [](const PyVector& self) { return AsDtype(*self.type); },
+          R"(Of the elements: numpy.dtype, or its name where there is no NumPy; "object" for values.)")
       .def_property_readonly("_dtype_name", [](const PyVector& self) { return self.type->name; })
       .def("__len__", &Count)
       .def("__getitem__",
@@ -302,15 +312,26 @@ void RegisterVectors(py::module_& m) {
       .def("__delitem__",
            [](const PyVector& self, Py_ssize_t index) { Delete(self, IndexOf(self, index)); })
       .def("__delitem__", &DeleteSlice)
-      .def("insert", &Insert, "index"_a, "value"_a)
+      .def("insert", &Insert, "index"_a, "value"_a, R"(insert(index, value)
+
+Inserts a value before an index, as list.insert does.)")
       .def(
-          "resize", [](const PyVector& self, std::size_t count) { Resize(self, count); }, "count"_a)
+          "resize", [](const PyVector& self, std::size_t count) { Resize(self, count); }, "count"_a,
+          R"(resize(count)
+
+Grows with zeros, or None, or shrinks.)")
       .def(
           "fill",
           [](const PyVector& self, double value) { check_hresult(self.vector->Fill(value)); },
-          "value"_a)
-      .def("tag", &GetTag, "index"_a)
-      .def("set_tag", &PutTag, "index"_a, "value"_a)
+          "value"_a, R"(fill(value)
+
+Sets every element to a number.)")
+      .def("tag", &GetTag, "index"_a, R"(tag(index)
+
+The tag of an element; None where there is none. Raises IndexError.)")
+      .def("set_tag", &PutTag, "index"_a, "value"_a, R"(set_tag(index, value)
+
+Gives an element a tag, of what `Aoi.tag` takes. Raises IndexError.)")
       .def_property(
           "has_tags",
           [](const PyVector& self) {
@@ -320,7 +341,8 @@ void RegisterVectors(py::module_& m) {
           },
           [](const PyVector& self, bool to) {
             check_hresult(self.vector->put_HasElementTags(to ? VARIANT_TRUE : VARIANT_FALSE));
-          })
+          },
+          R"(Whether elements have tags. Setting it to False drops them.)")
       .def("__copy__",
            [](const PyVector& self) {
              com_ptr<IVectorKLP> clone;

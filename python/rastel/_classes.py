@@ -6,12 +6,11 @@ from collections import namedtuple
 from collections.abc import MutableMapping, MutableSequence
 
 from rastel import _core
+from rastel._errors import Error
 
 
-class Rect(namedtuple("Rect", "x y width height")):
-    """A rectangle in pixels: the place of its first pixel behind the picture's margin, and its size."""
-
-    __slots__ = ()
+Rect = namedtuple("Rect", "x y width height", module="rastel")
+Rect.__doc__ = "A rectangle in pixels: where its first pixel stands behind the picture's margin, and its size."
 
 
 def _mix_in(target, abstract, names):
@@ -33,15 +32,19 @@ _core.Aoi.rect = property(
 
 def _aoi_repr(self):
     try:
-        shape = " x ".join(map(str, self.shape))
-    except _core_error():
+        return f"<rastel.Aoi {' x '.join(map(str, self.shape))} {self._dtype_name} {self.name!r}>"
+    except Error:
         return f"<rastel.Aoi {self._dtype_name} without pixels>"
-    return f"<rastel.Aoi {shape} {self._dtype_name} {self.name!r}>"
 
 
-def _core_error():
-    from rastel._errors import Error
-    return Error
+def _aoi_html(self):
+    from rastel._display import html
+    return html(self)
+
+
+def _aoi_png(self):
+    from rastel._display import png
+    return png(self)
 
 
 def _vector_repr(self):
@@ -51,5 +54,7 @@ def _vector_repr(self):
 
 
 _core.Aoi.__repr__ = _aoi_repr
+_core.Aoi._repr_html_ = _aoi_html
+_core.Aoi._repr_png_ = _aoi_png
 _core.Vector.__repr__ = _vector_repr
 _core.Map.__repr__ = lambda self: f"rastel.Map({dict(self.items())!r})"

@@ -82,3 +82,33 @@ def dumps(object):
 def loads(data):
     """The object that `dumps` made bytes of. data: anything with the buffer protocol."""
     return _core._loads(data)
+
+
+def imread(path, *, margin=0):
+    """The picture in a file: PNG, TIFF, JPEG, BMP, HDR, PGM, PPM, PAM, PFM, NPY.
+
+    Channels become planes, and what the file says beside its pixels name, tag (the resolution) and attributes.
+    margin: as in `empty`; it is filled with the edge pixels.
+
+    Raises FileNotFoundError and the like; ValueError, with the reason, for what is no picture.
+    """
+    with open(path, "rb"):
+        pass
+    return _core._imread(path, margin)
+
+
+def imwrite(path, picture, *, dtype=None, clamp=False, scale=False, stored=False):
+    """Writes a picture to a file in the format that the name's extension tells; see `imread`.
+
+    picture: an `Aoi`, or pixels that `array` takes.
+    dtype: of the file; that of the picture, or the nearest that the format has.
+    clamp, scale: what becomes of pixels that this dtype does not hold: the nearest that it holds; or the lowest of
+        the picture becomes 0 and the highest the largest. Otherwise they are refused.
+    stored: all stored pixels, with the margin, instead of the rectangle.
+
+    Returns how many pixels are others in the file. Raises ValueError for pixels that do not fit and for a format
+    that there is not.
+    """
+    if not isinstance(picture, _core.Aoi):
+        picture = array(picture)
+    return _core._imwrite(path, picture, dtype, clamp, scale, stored)

@@ -9,6 +9,10 @@ def from_stream(data):
     return _core._loads(data)
 
 
+def by_name_from_stream(data):
+    return _core.Dispatch(_core._loads(data))
+
+
 def picture_from_stream(place, data):
     return _core._picture_from_stream(place, data)
 
