@@ -7,6 +7,7 @@
 #include <new>
 
 #include "module/image/margins.h"
+#include "platform/large_pages.h"
 
 namespace rastel {
 namespace {
@@ -78,6 +79,7 @@ HRESULT ComImageBase::Allocate(LONG planes, LONG width, LONG height, LONG margin
   const std::size_t bytes = std::max<std::size_t>(blockBytes + tailBytes, 1);
   void* const memory = contents == Contents::Zero ? std::calloc(bytes, 1) : std::malloc(bytes);
   if (memory == nullptr) throw std::bad_alloc();
+  platform::PreferLargePages(memory, bytes);
   if (contents == Contents::Undefined) {
     std::memset(static_cast<std::byte*>(memory) + blockBytes, 0, tailBytes);
   }
