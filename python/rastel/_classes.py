@@ -2,6 +2,7 @@
 """What the classes of the extension get from Python: the mixins of the abstract classes, and words."""
 from __future__ import annotations
 
+from abc import ABCMeta
 from collections import namedtuple
 from collections.abc import MutableMapping, MutableSequence
 
@@ -13,48 +14,62 @@ Rect = namedtuple("Rect", "x y width height", module="rastel")
 Rect.__doc__ = "A rectangle in pixels: where its first pixel stands behind the picture's margin, and its size."
 
 
-def _mix_in(target, abstract, names):
+def _mix_in(target: type, abstract: ABCMeta, names: str) -> None:
     abstract.register(target)
     for name in names.split():
         setattr(target, name, getattr(abstract, name))
 
 
+def _add(target: type, **members: object) -> None:
+    for name, member in members.items():
+        setattr(target, name, member)
+
+
 _mix_in(_core.Map, MutableMapping, "get items keys pop popitem setdefault update values __eq__")
-_core.Map.__hash__ = None  # type: ignore[assignment]
-_mix_in(_core.Vector, MutableSequence, "append count extend index pop remove reverse __iadd__ __reversed__")
+_mix_in(_core.Vector, MutableSequence, "__contains__ __iter__ append count extend index pop remove reverse __iadd__ __reversed__")
 
-_core.Aoi.rect = property(
-    lambda self: Rect(*self._rect), lambda self, to: setattr(self, "_rect", to), None,
-    "Where the picture's rectangle stands: a `Rect`.\n\n"
-    "Setting it moves the rectangle, and with it what `array` and all operations see; the pixels stay. A place\n"
-    "outside the stored pixels raises ValueError.")
+_RECT = """Where the picture's rectangle stands: a `Rect`.
+
+Setting it moves the rectangle, and with it what `array` and all operations see; the pixels stay. Raises ValueError
+for a place outside the stored pixels."""
 
 
-def _aoi_repr(self):
+def _get_rect(self: _core.Aoi) -> Rect:
+    return Rect(*self._rect)
+
+
+def _set_rect(self: _core.Aoi, to: tuple[int, int, int, int]) -> None:
+    self._rect = to
+
+
+def _aoi_repr(self: _core.Aoi) -> str:
     try:
         return f"<rastel.Aoi {' x '.join(map(str, self.shape))} {self._dtype_name} {self.name!r}>"
     except Error:
         return f"<rastel.Aoi {self._dtype_name} without pixels>"
 
 
-def _aoi_html(self):
+def _aoi_html(self: _core.Aoi) -> str:
     from rastel._display import html
     return html(self)
 
 
-def _aoi_png(self):
+def _aoi_png(self: _core.Aoi) -> bytes:
     from rastel._display import png
     return png(self)
 
 
-def _vector_repr(self):
+def _vector_repr(self: _core.Vector) -> str:
     shown = ", ".join(map(repr, self[:6])) + (", ..." if len(self) > 6 else "")
     return f"rastel.Vector([{shown}], dtype={self._dtype_name!r})" if len(self) <= 6 else (
         f"<rastel.Vector of {len(self)} {self._dtype_name}: {shown}>")
 
 
-_core.Aoi.__repr__ = _aoi_repr
-_core.Aoi._repr_html_ = _aoi_html
-_core.Aoi._repr_png_ = _aoi_png
-_core.Vector.__repr__ = _vector_repr
-_core.Map.__repr__ = lambda self: f"rastel.Map({dict(self.items())!r})"
+def _map_repr(self: _core.Map) -> str:
+    return f"rastel.Map({dict(self.items())!r})"
+
+
+_add(_core.Aoi, rect=property(_get_rect, _set_rect, None, _RECT), __repr__=_aoi_repr, _repr_html_=_aoi_html,
+     _repr_png_=_aoi_png)
+_add(_core.Vector, __repr__=_vector_repr)
+_add(_core.Map, __repr__=_map_repr, __hash__=None)

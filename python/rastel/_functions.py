@@ -4,8 +4,16 @@ from __future__ import annotations
 
 from rastel import _core
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    import os
+    from collections.abc import Iterable
+    from typing import Any, BinaryIO, Union
 
-def empty(shape, dtype="uint8", *, margin=0):
+    Path = Union[str, os.PathLike[str]]
+
+
+def empty(shape: Iterable[int], dtype: Any = "uint8", *, margin: int = 0) -> _core.Aoi:
     """A new picture whose pixels are not initialised.
 
     shape: (height, width), or (planes, height, width).
@@ -17,7 +25,7 @@ def empty(shape, dtype="uint8", *, margin=0):
     return _core._empty(shape, dtype, margin)
 
 
-def array(pixels, dtype=None, *, margin=0, channels_last=False):
+def array(pixels: Any, dtype: Any = None, *, margin: int = 0, channels_last: bool = False) -> _core.Aoi:
     """A new picture with a copy of pixels.
 
     pixels: anything with the buffer protocol or that NumPy takes, of the shape (height, width) or (planes,
@@ -34,7 +42,7 @@ def array(pixels, dtype=None, *, margin=0, channels_last=False):
     return _core._array(pixels, channels_last, margin)
 
 
-def _exports_buffer(pixels):
+def _exports_buffer(pixels: Any) -> bool:
     try:
         memoryview(pixels)
     except TypeError:
@@ -42,7 +50,7 @@ def _exports_buffer(pixels):
     return True
 
 
-def attach(pixels):
+def attach(pixels: Any) -> _core.Aoi:
     """A picture that looks at pixels where they are, without a copy.
 
     pixels: anything with the buffer protocol, or a DLPack tensor in main memory, of the shape (height,
@@ -55,7 +63,7 @@ def attach(pixels):
     return _core._attach(pixels)
 
 
-def load(source):
+def load(source: Path | BinaryIO) -> Any:
     """The object that a file holds: a picture, a vector, a map, or one of any other registered class.
 
     source: a path, or an open binary file, which is read to its end.
@@ -66,7 +74,7 @@ def load(source):
     return _core._load(source)
 
 
-def save(object, target):
+def save(object: _core.Object, target: Path | BinaryIO) -> None:
     """Saves a picture, a vector, a map or any other object that can be.
 
     target: a path, or an open binary file. A file that there was keeps its content until the new one is whole.
@@ -74,17 +82,17 @@ def save(object, target):
     _core._save(object, target)
 
 
-def dumps(object):
+def dumps(object: _core.Object) -> bytes:
     """What `save` writes, as bytes."""
     return _core._dumps(object)
 
 
-def loads(data):
+def loads(data: Any) -> Any:
     """The object that `dumps` made bytes of. data: anything with the buffer protocol."""
     return _core._loads(data)
 
 
-def imread(path, *, margin=0):
+def imread(path: Path, *, margin: int = 0) -> _core.Aoi:
     """The picture in a file: PNG, TIFF, JPEG, BMP, HDR, PGM, PPM, PAM, PFM, NPY.
 
     Channels become planes, and what the file says beside its pixels name, tag (the resolution) and attributes.
@@ -97,7 +105,8 @@ def imread(path, *, margin=0):
     return _core._imread(path, margin)
 
 
-def imwrite(path, picture, *, dtype=None, clamp=False, scale=False, stored=False):
+def imwrite(path: Path, picture: Any, *, dtype: Any = None, clamp: bool = False, scale: bool = False,
+            stored: bool = False) -> int:
     """Writes a picture to a file in the format that the name's extension tells; see `imread`.
 
     picture: an `Aoi`, or pixels that `array` takes.
