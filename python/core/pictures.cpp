@@ -6,6 +6,7 @@
 #include "picture_aoi/picture_aoi.h"
 #include "python/core/objects.h"
 #include "python/core/pixels.h"
+#include "python/core/quiet.h"
 
 namespace rastel_python {
 namespace {
@@ -18,10 +19,9 @@ pictures::PixelType PixelTypeOf(const ElementType& type) {
 
 // What a file or its format is refused for is a wrong value to Python.
 template <class Operation>
-auto Raising(Operation operation) {
-  const py::gil_scoped_release others;
+auto Raising(bool mayOthersRun, Operation operation) {
   try {
-    return operation();
+    return WithOthers(mayOthersRun, operation);
   } catch (const rastelklp::Error&) {
     throw;
   } catch (const std::runtime_error& error) {
@@ -33,7 +33,7 @@ py::object Read(const py::object& path, int margin) {
   picture_aoi::ReadOptions options;
   options.margin = margin;
   const std::filesystem::path file = PathOf(path).value().get();
-  return Wrap(Raising([&] { return picture_aoi::ReadAoi(file, options); }));
+  return Wrap(Raising(true, [&] { return picture_aoi::ReadAoi(file, options); }));
 }
 
 // Gives how many samples became others.
@@ -46,9 +46,10 @@ std::uint64_t Write(const py::object& path, const PyAoi& picture, const py::obje
                                : picture_aoi::Narrowing::kRefuse;
   if (!dtype.is_none()) options.type = PixelTypeOf(TypeOf(dtype));
   const std::filesystem::path file = PathOf(path).value().get();
-  AnyAoi sibling = picture.aoi.clone();
-  ShareClientData(picture.aoi, sibling);
-  return Raising([&] { return picture_aoi::WriteAoi(sibling, file, options).changed; });
+  const Quiet quiet(picture.object);
+  const auto aoi = quiet.object().as<AnyAoi>();
+  return Raising(quiet.MayOthersRun(),
+                 [&] { return picture_aoi::WriteAoi(aoi, file, options).changed; });
 }
 
 // A small picture of the picture: every n-th pixel, so that neither side is longer than `side`.
@@ -73,7 +74,7 @@ py::bytes Thumbnail(const PyAoi& picture, int side) {
     options.type = pictures::PixelType::kByte;
     options.narrowing = picture_aoi::Narrowing::kScale;
   }
-  return Raising([&] {
+  return Raising(true, [&] {
     CopyPixels(pixels, target);
     return picture_aoi::EncodePng(small, options);
   });

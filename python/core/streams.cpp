@@ -11,6 +11,7 @@
 #include "python/core/objects.h"
 #include "python/core/owners.h"
 #include "python/core/pixels.h"
+#include "python/core/quiet.h"
 
 namespace rastel_python {
 namespace {
@@ -43,43 +44,6 @@ class BytesWriter final : public rastelklp::detail::StreamObject<BytesWriter> {
   std::size_t size_ = 0;
 };
 
-// Something that can be saved while other threads of Python run: nobody else changes it.
-class Quiet {
- public:
-  explicit Quiet(py::handle object) : object_(Unwrap(object)) {
-    if (!object_) throw py::type_error("only objects of this package can be saved");
-    if (py::isinstance<PyAoi>(object)) {
-      const AnyAoi& aoi = object.cast<const PyAoi&>().aoi;
-      AnyAoi sibling = aoi.clone();
-      ShareClientData(aoi, sibling);
-      object_ = sibling;
-    } else if (py::isinstance<PyVector>(object)) {
-      vector_ = object.cast<PyVector>();
-      Pin(*vector_);
-    }
-  }
-  ~Quiet() {
-    if (vector_) Unpin(*vector_);
-  }
-  Quiet(const Quiet&) = delete;
-  Quiet& operator=(const Quiet&) = delete;
-
-  // Elements that are VARIANTs may be replaced by others at any time.
-  bool MayOthersRun() const { return !vector_ || vector_->type->code != ElementVariant; }
-  const Object& object() const noexcept { return object_; }
-
- private:
-  Object object_;
-  std::optional<PyVector> vector_;
-};
-
-template <class Operation>
-auto WithOthers(bool may, Operation operation) {
-  std::optional<py::gil_scoped_release> others;
-  if (may) others.emplace();
-  return operation();
-}
-
 py::bytes BytesOf(const Object& object, bool mayOthersRun) {
   const com_ptr<BytesWriter> counter(new BytesWriter);
   WithOthers(mayOthersRun, [&] { rastelklp::save(object, counter); });
@@ -94,8 +58,14 @@ py::bytes BytesOf(const Object& object, bool mayOthersRun) {
   return bytes;
 }
 
+Object Known(const py::object& object) {
+  Object known = Unwrap(object);
+  if (!known) throw py::type_error("only objects of this package can be saved");
+  return known;
+}
+
 py::bytes Dumps(const py::object& object) {
-  const Quiet quiet(object);
+  const Quiet quiet(Known(object));
   return BytesOf(quiet.object(), quiet.MayOthersRun());
 }
 
@@ -105,7 +75,7 @@ void Save(const py::object& object, const py::object& target) {
     target.attr("write")(Dumps(object));
     return;
   }
-  const Quiet quiet(object);
+  const Quiet quiet(Known(object));
   WithOthers(quiet.MayOthersRun(), [&] { rastelklp::save(quiet.object(), *path); });
 }
 
@@ -236,7 +206,7 @@ py::object ClientDataOf(const PyAoi& self) {
   const rastelklp::Text fresh = bare.name();
   ShareClientData(self.aoi, bare);
   if (bare.name() == fresh && bare.tag().empty() && !bare.attributes()) return py::none();
-  return BytesOf(bare, true);
+  return BytesOf(bare, false);
 }
 
 void TakeClientData(const py::object& data, const AnyAoi& aoi) {
@@ -326,7 +296,8 @@ py::bytes StreamOf(const PyAoi& self, const Carried& carried) {
     check_hresult(carrier->put_PlaneSelected(plane, 1));
   }
   ShareClientData(self.aoi, carrier);
-  return BytesOf(carrier, true);
+  const Quiet quiet(carrier);
+  return BytesOf(quiet.object(), quiet.MayOthersRun());
 }
 
 // Pickles name functions of Python; those of an extension cannot be named.
