@@ -39,7 +39,7 @@ ROWS = {
     "tools": CLIENT + ["client", "pictures", "picture_aoi"],
     "python": CLIENT + ["client", "pictures", "picture_aoi"],
     "bench": CLIENT + ["client", "module"],
-    "fuzz": CLIENT + ["client", "module/class_rows.inc", "examples", "tests"],
+    "fuzz": CLIENT + ["module", "host", "tests"],
     "tests": CLIENT + ["client", "module", "host", "types", "examples", "tools", "pictures", "picture_aoi"],
 }
 
