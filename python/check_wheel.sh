@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Builds the wheel, installs it into a fresh environment without a network, and tests it there: with NumPy and
-# what else the system has, and without; compares the stubs with it; and looks at the lifetimes with
-# AddressSanitizer. `python/check_wheel.sh ARGUMENTS` hands arguments to pytest.
+# what else the system has, and without; compares the stubs with it; and looks at the lifetimes with the host
+# and the module of the debug preset. `python/check_wheel.sh ARGUMENTS` hands arguments to pytest.
 set -euo pipefail
 cd -- "$(dirname -- "$0")/.."
 top=$PWD stage=$PWD/build/python_check python=${PYTHON:-/usr/bin/python3}
@@ -19,7 +19,7 @@ system=$("$python" -c 'import pytest, os; print(os.path.dirname(os.path.dirname(
 venv=$("$stage/venv/bin/python" -c 'import sysconfig; print(sysconfig.get_path("platlib"))')
 
 echo "without NumPy"
-for package in pytest _pytest pluggy iniconfig packaging attr attrs; do
+for package in pytest _pytest py pluggy iniconfig packaging attr attrs; do
   [ ! -e "$system/$package" ] || ln -s "$system/$package" "$stage/bare/$package"
 done
 cd "$stage"
@@ -33,11 +33,11 @@ echo "$system" >"$venv/system.pth"
 echo "stubs"
 "$stage/venv/bin/python" -m mypy.stubtest rastel --allowlist "$top/python/tests/stubs_allowed.txt"
 
-echo "lifetimes, AddressSanitizer"
-cd "$top"
-cmake --preset debug -DRASTEL_PYTHON=ON -DPython3_EXECUTABLE="$python" >"$stage/configure.log"
-cmake --build --preset debug --target rastel_python >"$stage/build.log"
-# Leaks are told by the tests; the interpreter has its own.
-LD_PRELOAD=$(g++ -print-file-name=libasan.so) ASAN_OPTIONS=detect_leaks=0 PYTHONMALLOC=malloc \
-  PYTHONPATH=$top/build/debug/python \
-  "$python" -m pytest -q -p no:cacheprovider python/tests/test_lifetimes.py "$@"
+echo "lifetimes, on a host and a module with AddressSanitizer"
+cmake --build "$top/build/debug" --target RastelKLP RastelKLPTypes >"$stage/build.log"
+# In front of those in the wheel. Leaks of the module are told by the tests; the interpreter has its own. The
+# sanitizer looks for the library of exceptions before the interpreter has any.
+LD_LIBRARY_PATH=$top/build/debug/lib \
+  LD_PRELOAD="$(g++ -print-file-name=libasan.so) $(g++ -print-file-name=libstdc++.so)" \
+  ASAN_OPTIONS=detect_leaks=0 PYTHONMALLOC=malloc \
+  "$stage/venv/bin/python" -m pytest -q -p no:cacheprovider "$top/python/tests/test_lifetimes.py" "$@"

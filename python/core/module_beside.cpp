@@ -3,21 +3,23 @@
 
 #include <rastelklp/client.h>
 
-#include <string>
-
 #include "interfaces/identifiers.h"
-
-#ifndef _WIN32
-#include <dlfcn.h>
-#endif
+#include "platform/module_file.h"
+#include "platform/module_loader.h"
 
 namespace rastel_python {
 namespace {
 
 using rastelklp::check_hresult;
-using CanUnloadNow = HRESULT STDAPICALLTYPE();
 
-CanUnloadNow* canUnloadNow = nullptr;
+// Never unloaded: objects may be alive until the process ends.
+const platform::LoadedModule* module = nullptr;
+
+// The folder of the file that holds a function.
+std::filesystem::path FolderOf(const void* function) {
+  return std::filesystem::path(platform::ModuleFileName(platform::ModuleOf(function)))
+      .parent_path();
+}
 
 #ifdef _WIN32
 constexpr const CLSID* kClasses[] = {&CLSID_ByteAOIKLP,          &CLSID_WordAOIKLP,
@@ -31,33 +33,23 @@ constexpr const CLSID* kClasses[] = {&CLSID_ByteAOIKLP,          &CLSID_WordAOIK
                                      &CLSID_VariantVectorKLP,    &CLSID_AttributeBstrMapKLP,
                                      &CLSID_AttributeLongMapKLP, &CLSID_AttributeDoubleMapKLP,
                                      &CLSID_AttributeEntryKLP};
-
-template <class Function>
-Function* ExportOf(HMODULE library, const char* name) {
-  return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
-}
-
-std::wstring ModuleFile() {
-  HMODULE self = nullptr;
-  wchar_t path[32768];
-  GetModuleHandleExW(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCWSTR>(&AddModule), &self);
-  const std::wstring own(path, GetModuleFileNameW(self, path, std::size(path)));
-  return own.substr(0, own.rfind(L'\\') + 1) + L"RastelKLP.dll";
-}
 #endif
 
 }  // namespace
 
-#ifdef _WIN32
-
 void AddModule() {
-  const HMODULE library = LoadLibraryW(ModuleFile().c_str());
-  if (!library) check_hresult(HRESULT_FROM_WIN32(GetLastError()));
-  canUnloadNow = ExportOf<CanUnloadNow>(library, "DllCanUnloadNow");
+#ifdef _WIN32
+  const auto file = FolderOf(reinterpret_cast<const void*>(&AddModule)) / "RastelKLP.dll";
+#else
+  // The loader has found the host, and the module lies beside that wherever both are installed.
+  const auto file = FolderOf(reinterpret_cast<const void*>(&HostAddModule)) / "libRastelKLP.so";
+  check_hresult(HostAddModule(file.c_str()));
+#endif
+  module = new platform::LoadedModule(file);
+  if (!module->IsLoaded()) throw rastelklp::Error(CO_E_DLLNOTFOUND);
+#ifdef _WIN32
   auto* const getClassObject =
-      ExportOf<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>(library, "DllGetClassObject");
+      module->Export<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
   for (const CLSID* classId : kClasses) {
     rastelklp::com_ptr<IUnknown> factory;
     check_hresult(getClassObject(*classId, IID_IUnknown, factory.put_void()));
@@ -65,25 +57,12 @@ void AddModule() {
     check_hresult(CoRegisterClassObject(*classId, factory.get(), CLSCTX_INPROC_SERVER,
                                         REGCLS_MULTIPLEUSE, &cookie));
   }
-}
-
-#else
-
-void AddModule() {
-  // The host was found by the loader, and the module lies beside it wherever both are installed.
-  Dl_info host{};
-  dladdr(reinterpret_cast<const void*>(&HostAddModule), &host);
-  const std::string hostFile = host.dli_fname;
-  const std::string file = hostFile.substr(0, hostFile.rfind('/') + 1) + "libRastelKLP.so";
-  check_hresult(HostAddModule(file.c_str()));
-  // Never closed: objects may be alive until the process ends.
-  if (void* const library = dlopen(file.c_str(), RTLD_NOW)) {
-    canUnloadNow = reinterpret_cast<CanUnloadNow*>(dlsym(library, "DllCanUnloadNow"));
-  }
-}
-
 #endif
+}
 
-bool IsModuleIdle() { return canUnloadNow && canUnloadNow() == S_OK; }
+bool IsModuleIdle() {
+  auto* const canUnloadNow = module->Export<HRESULT STDAPICALLTYPE()>("DllCanUnloadNow");
+  return canUnloadNow && canUnloadNow() == S_OK;
+}
 
 }  // namespace rastel_python
