@@ -42,6 +42,16 @@ struct ReadOptions {
 rastelklp::AnyAoi ReadAoi(const std::filesystem::path& path, const ReadOptions& options = {});
 rastelklp::AnyAoi ReadAoi(pictures::PictureReader& reader, const ReadOptions& options = {});
 
+// The same AOI on memory of the caller, which must outlive it and in which nothing is touched here:
+// for those who bring the pixels to where they go by themselves. As large as all planes.
+rastelklp::AnyAoi AoiOver(std::byte* memory, const pictures::PictureHeader& header);
+
+// Reads a picture as planes: use gets rows of a plane, of all planes side by side in time where the
+// file has the channels of a pixel side by side. No more than a few megabytes are held.
+using UseRows =
+    std::function<void(int plane, int firstRow, int rowCount, const std::byte* samples)>;
+void ReadPlanes(pictures::PictureReader& reader, const UseRows& use, const Progress& progress);
+
 // What becomes of samples that the written type does not hold as they are.
 enum class Narrowing {
   kRefuse,  // one of them is a failure, and nothing is written

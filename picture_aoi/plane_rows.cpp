@@ -76,7 +76,7 @@ void TakeRows(const std::vector<PlaneRows>& planes, int y, int count, int width,
 }
 
 int RowsInBlock(std::size_t rowBytes) {
-  constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
+  constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
   return static_cast<int>(
       std::max<std::size_t>(1, kBlockBytes / std::max<std::size_t>(1, rowBytes)));
 }

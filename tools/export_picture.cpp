@@ -3,6 +3,7 @@
 
 #include "tools/file_bytes.h"
 #include "tools/input_file.h"
+#include "tools/loaded_aoi.h"
 #include "tools/loaded_object.h"
 #include "tools/object_format.h"
 #include "tools/paths.h"
@@ -52,20 +53,21 @@ void ExportPicture(const ExportOptions& options) {
   if (found.IsFormatKnown() && !found.IsWhole()) {
     throw std::runtime_error(options.file + ": not exported: " + found.problems.front().text);
   }
-  // In, and out again.
   const std::uint64_t fileBytes = file.bytes().size();
-  Progress progress(2 * fileBytes, options.progress);
-  const LoadedObject object(
-      *found.known, file.bytes(), found.hasClassId ? sizeof(CLSID) : 0, {}, [&](Bytes part) {
-        progress.Done(static_cast<std::uint64_t>(part.data() - file.bytes().data()));
-        file.Release(part);
-      });
+  Progress progress(fileBytes, options.progress);
+  const std::uint64_t start = found.hasClassId ? sizeof(CLSID) : 0;
+  LoadedObject object(*found.known, file.bytes(), start, found.blocks);
+  if (!found.IsWhole() || !ShowPixels(object, file.bytes(), found.blocks)) {
+    object = LoadedObject(*found.known, file.bytes(), start, {},
+                          [&](Bytes part) { file.Release(part); });
+  }
   rastelklp::AnyAoi aoi(nullptr);
   aoi.attach(object.As<IAoiKLP>().Detach());
   if (!aoi) throw ComFailure("IAoiKLP", E_NOINTERFACE);
   picture_aoi::WriteOptions writing = options.writing;
   writing.progress = [&](double done) {
-    progress.Done(fileBytes + static_cast<std::uint64_t>(done * static_cast<double>(fileBytes)));
+    progress.Done(static_cast<std::uint64_t>(done * static_cast<double>(fileBytes)));
+    file.Release(file.bytes());
   };
   Say(options, WriteAoi(aoi, PathOf(options.picture), writing));
 }

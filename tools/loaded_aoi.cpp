@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tools/loaded_aoi.h"
 
+#include <rastelklp/client.h>
+
+#include <limits>
+
 #include "interfaces/aoi.h"
 #include "tools/element_types.h"
 
@@ -93,6 +97,40 @@ bool IsAoiInStep(const LoadedObject& object, const AoiHead& head) {
   return static_cast<std::uint64_t>(g.planes) * static_cast<std::uint64_t>(g.bufferWidth) *
              static_cast<std::uint64_t>(g.bufferHeight) >=
          head.pixels;
+}
+
+bool ShowPixels(const LoadedObject& object, Bytes file, std::span<const Block> blocks) {
+  rastelklp::AnyAoi any(nullptr);
+  any.attach(AoiOf(object).Detach());
+  const Geometry g = GeometryOf(*any.get());
+  if (blocks.empty() || g.planes < 1 || g.width < 1 || g.height < 1) return false;
+  return any.visit([&](auto aoi) {
+    using T = typename decltype(aoi)::pixel_type;
+    // Sizes are multiplied in 32 bits behind the slots.
+    const double stated = double{1} * g.planes * g.bufferWidth * g.bufferHeight;
+    const std::uint64_t planeBytes = blocks[0].bytes;
+    const std::uint8_t* const first = file.data() + blocks[0].offset;
+    bool lie = stated <= double{1} * (std::numeric_limits<LONG>::max)() &&
+               blocks.size() == static_cast<std::size_t>(g.planes) &&
+               planeBytes == sizeof(T) * static_cast<std::uint64_t>(g.bufferWidth) *
+                                 static_cast<std::uint64_t>(g.bufferHeight) &&
+               reinterpret_cast<std::uintptr_t>(first) % alignof(T) == 0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      lie = lie && blocks[i].level == 1 && blocks[i].bytes == planeBytes &&
+            blocks[i].offset == blocks[0].offset + i * planeBytes;
+    }
+    if (!lie) return false;
+    const rastelklp::Text name = aoi.name();
+    using U = std::conditional_t<std::is_same_v<T, std::int8_t>, std::uint8_t, T>;
+    // Nobody writes there.
+    auto* const pixels = reinterpret_cast<U*>(const_cast<std::uint8_t*>(first));
+    Check(aoi->AttachPlanes(g.planes, g.bufferWidth, g.bufferHeight, pixels), "AttachPlanes");
+    // As Load did.
+    Check(aoi->SetRect(g.x, g.y, g.x + g.width - 1, g.y + g.height - 1), "SetRect");
+    if (g.marginX > 0 || g.marginY > 0) aoi->SetMargins(g.marginX, g.marginY);
+    Check(aoi->put_Name(name.get()), "put_Name");
+    return true;
+  });
 }
 
 bool MakeAoiWhole(const LoadedObject& object, const AoiHead& head) {

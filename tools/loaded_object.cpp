@@ -6,7 +6,6 @@
 #include "tools/byte_streams.h"
 #include "tools/module_registration.h"
 #include "tools/result_codes.h"
-#include "tools/sink_stream.h"
 
 namespace tools {
 namespace {
@@ -96,7 +95,10 @@ std::uint64_t LoadedObject::StatedBytes() const {
 
 void LoadedObject::SaveTo(pictures::ByteSink& sink, bool hasClassId,
                           const std::function<void(std::uint64_t bytes)>& written) const {
-  const ComPtr stream(new SinkStream(sink, written));
+  SaveTo(ComPtr(new SinkStream(sink, written)), hasClassId);
+}
+
+void LoadedObject::SaveTo(const ComPtr<SinkStream>& stream, bool hasClassId) const {
   ForgetErrors();
   const HRESULT result = hasClassId ? OleSaveToStream(persist_.Get(), stream.Get())
                                     : persist_->Save(stream.Get(), TRUE);

@@ -14,6 +14,7 @@
 #include "platform/com_ptr.h"
 #include "tools/byte_streams.h"
 #include "tools/class_names.h"
+#include "tools/sink_stream.h"
 #include "tools/stream_walk.h"
 
 namespace tools {
@@ -60,6 +61,7 @@ class LoadedObject {
   // is told now and then how many bytes there are.
   void SaveTo(pictures::ByteSink& sink, bool hasClassId,
               const std::function<void(std::uint64_t bytes)>& written = nullptr) const;
+  void SaveTo(const platform::ComPtr<SinkStream>& stream, bool hasClassId) const;
 
  private:
   platform::ComPtr<IPersistStream> persist_;

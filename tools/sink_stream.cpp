@@ -11,7 +11,7 @@ STDMETHODIMP SinkStream::Write(const void* data, ULONG bytes, ULONG* written) no
   try {
     while (done < bytes && !thrown_) {
       const ULONG count = std::min(kWindowBytes, bytes - done);
-      sink_.Write(static_cast<const std::byte*>(data) + done, count);
+      Put(static_cast<const std::byte*>(data) + done, count);
       done += count;
       if (written_) written_(sink_.position());
     }

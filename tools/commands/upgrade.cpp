@@ -48,19 +48,24 @@ ExitCode Upgrade(const Options& options) {
   const InputFile file(options.file);
   SilentListing silent;
   const FileFindings found = WalkFile(file.bytes(), options.BareClass(), silent);
-  // In, and out again.
-  Progress progress(2 * file.bytes().size(), options.progress.Mode());
-  const LoadedObject object = Load(file.bytes(), found, true, [&](Bytes part) {
-    progress.Done(static_cast<std::uint64_t>(part.data() - file.bytes().data()) + part.size());
-    file.Release(part);
-  });
+  Progress progress(file.bytes().size(), options.progress.Mode());
+  const auto load = [&] {
+    if (found.aoi && found.IsWhole()) {
+      LoadedObject seen = Load(file.bytes(), found, false);
+      if (ShowPixels(seen, file.bytes(), found.blocks)) return seen;
+    }
+    return Load(file.bytes(), found, true, [&](Bytes part) { file.Release(part); });
+  };
+  const LoadedObject object = load();
   // Vectors load with success what they could read of a broken stream; the rest would be gone.
   if (!found.IsWhole()) throw std::runtime_error("not upgraded: " + StateText(found));
   if (HasHiddenTags(found)) ShowHiddenTags(object);
   const bool isMadeWhole = found.aoi && MakeAoiWhole(object, *found.aoi);
   pictures::OutputFile out(PathOf(options.newFile));
-  object.SaveTo(out, found.hasClassId,
-                [&](std::uint64_t bytes) { progress.Done(file.bytes().size() + bytes); });
+  object.SaveTo(out, found.hasClassId, [&](std::uint64_t bytes) {
+    progress.Done(bytes);
+    file.Release(file.bytes());
+  });
   const std::uint64_t savedBytes = out.position();
   if (!HoldsAll(found, WalkWritten(out, options.BareClass()))) {
     throw std::runtime_error("not upgraded: it holds what the newest version cannot store");
