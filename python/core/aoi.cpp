@@ -360,6 +360,12 @@ PyAoi::PyAoi(AnyAoi made) : PyObjectRef{made}, aoi(std::move(made)), type(nullpt
   if (!type) throw Error(E_NOINTERFACE);
 }
 
+bool IsBound(const AnyAoi& aoi) {
+  LONG bound = 0;
+  check_hresult(aoi->get_IsBound(&bound));
+  return bound != 0;
+}
+
 void ShareClientData(const AnyAoi& from, AnyAoi to) {
   to.name(from.name());
   rastelklp::Variant tag;
@@ -407,6 +413,7 @@ numpy.from_dlpack() look at the pixels as well.)",
       .def_property_readonly(
           "dtype", [](const PyAoi& self) { return AsDtype(*self.type); },
           R"(Of the pixels: numpy.dtype, or its name where there is no NumPy.)")
+      .def_property_readonly("_is_bound", [](const PyAoi& self) { return IsBound(self.aoi); })
       .def_property_readonly("_dtype_name", [](const PyAoi& self) { return self.type->name; })
       .def_property_readonly(
           "array", &ViewOf<Area::kRectangle>,

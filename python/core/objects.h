@@ -69,6 +69,8 @@ py::object ArrayFrom(py::handle source, bool channelsLast, int margin);
 py::object VectorFrom(py::handle source, const ElementType* type);
 py::object MapFrom(py::handle source);
 
+// Whether there are pixels.
+bool IsBound(const rastelklp::AnyAoi& aoi);
 // Name, tag and attributes, which a clone does not have. The map is shared.
 void ShareClientData(const rastelklp::AnyAoi& from, rastelklp::AnyAoi to);
 

@@ -134,12 +134,6 @@ struct Place {
   }
 };
 
-bool IsBound(const AnyAoi& aoi) {
-  LONG bound = 0;
-  check_hresult(aoi->get_IsBound(&bound));
-  return bound != 0;
-}
-
 // The pixels that are carried, and how they are to stand.
 struct Carried {
   Place place;

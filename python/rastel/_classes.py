@@ -7,7 +7,6 @@ from collections import namedtuple
 from collections.abc import MutableMapping, MutableSequence
 
 from rastel import _core
-from rastel._errors import Error
 
 
 Rect = namedtuple("Rect", "x y width height", module="rastel")
@@ -43,20 +42,18 @@ def _set_rect(self: _core.Aoi, to: tuple[int, int, int, int]) -> None:
 
 
 def _aoi_repr(self: _core.Aoi) -> str:
-    try:
-        return f"<rastel.Aoi {' x '.join(map(str, self.shape))} {self._dtype_name} {self.name!r}>"
-    except Error:
-        return f"<rastel.Aoi {self._dtype_name} without pixels>"
+    shape = " x ".join(map(str, self.shape)) if self._is_bound else "without pixels"
+    return f"<rastel.Aoi {shape} {self._dtype_name} {self.name!r}>"
 
 
-def _aoi_html(self: _core.Aoi) -> str:
-    from rastel._display import html
-    return html(self)
+def _aoi_html(self: _core.Aoi) -> str | None:
+    from rastel import _display
+    return _display.html(self) if self._is_bound else None
 
 
-def _aoi_png(self: _core.Aoi) -> bytes:
-    from rastel._display import png
-    return png(self)
+def _aoi_png(self: _core.Aoi) -> bytes | None:
+    from rastel import _display
+    return _display.png(self) if self._is_bound else None
 
 
 def _vector_repr(self: _core.Vector) -> str:

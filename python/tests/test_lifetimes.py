@@ -158,18 +158,18 @@ def test_pickles_of_all_protocols_and_copies_are_equal(kind):
     assert state(copy.deepcopy(value)) == expected
 
 
-@pytest.mark.parametrize("kind, copies", [("whole", 0), ("rows", 0), ("vector", 0)])
-def test_buffers_of_pickles_are_the_pixels_themselves(kind, copies):
+@pytest.mark.parametrize("kind", ["whole", "rows", "vector"])
+def test_buffers_of_pickles_are_the_elements_themselves(kind):
     value = everything()[kind]
     buffers = []
     data = pickle.dumps(value, 5, buffer_callback=buffers.append)
     raw, = (buffer.raw() for buffer in buffers)
     value.fill(3)
-    assert len(data) < 1000 and set(raw.tobytes()) & {3, 0} and 3 in raw.cast("B").tolist() or kind == "vector"
+    assert len(data) < 1000 and raw == bytes(raw) and set(memoryview(value).tobytes()) <= set(raw.tobytes())
     if kind != "vector":
-        again = pickle.loads(data, buffers=[raw])
-        again.fill(4)
-        assert set(memoryview(value.array).tobytes()) <= {4, 0}
+        # And the other way round.
+        pickle.loads(data, buffers=[raw]).fill(4)
+        assert value[(0,) * value.ndim] == 4
 
 
 @pytest.mark.parametrize("spoil", [lambda place: place[:3], lambda place: (2**30,) + place[1:],

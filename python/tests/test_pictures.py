@@ -155,6 +155,7 @@ def test_names_tags_and_attributes():
     table = picture._repr_html_()
     assert "Käse" in table and "data:image/png;base64," in table
     assert picture._repr_png_()[1:4] == b"PNG"
+    assert "without pixels" in repr(unbound()) and unbound()._repr_html_() is None
 
 
 @pytest.mark.parametrize("dtype, name", [("uint8", "a.png"), ("uint16", "a.tif"), ("float32", "a.npy")])
