@@ -144,7 +144,8 @@ Value ToValue(py::handle object) {
   if (PyList_Check(raw) || PyTuple_Check(raw)) {
     return ToValue(VectorFrom(object, &TypeOf(ElementVariant)));
   }
-  if (PyIndex_Check(raw)) {
+  // An array is asked too, and refuses unless it has one element.
+  if (PyIndex_Check(raw) && !PySequence_Check(raw)) {
     const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(raw));
     if (!number) throw py::error_already_set();
     return ToInteger(number);

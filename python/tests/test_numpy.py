@@ -49,6 +49,7 @@ def test_copies_and_tensors():
     vector = rastel.Vector(np.arange(5, dtype="uint8"))
     assert np.shares_memory(np.asarray(vector), np.asarray(vector)) and np.asarray(vector).dtype == "uint8"
     assert rastel.Map({"a": np.float32(1.5), "b": np.int64(3)}) == {"a": 1.5, "b": 3}
+    assert list(rastel.Map({"c": np.arange(3, dtype="uint8")})["c"]) == [0, 1, 2]
 
 
 class Tensor:
