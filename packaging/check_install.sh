@@ -118,14 +118,19 @@ cmake --build "$stage/around" --target client >/dev/null
 [ "$("$stage/around/client")" = 255 ] || fail "add_subdirectory: the client says something else."
 
 echo "Debian packages"
+cmake build/release -D RASTEL_PYTHON=ON -D Python3_EXECUTABLE=/usr/bin/python3 >/dev/null
 cmake --build build/release --target package >/dev/null
-for package in build/release/rastelklp_*.deb build/release/rastelklp-dev_*.deb; do
+for package in build/release/{rastelklp,rastelklp-dev,python3-rastel}_*.deb; do
   dpkg-deb -x "$package" "$stage/debian"
 done
 g++ -std=c++20 "$stage/client.cpp" -o "$stage/deb_client" -isystem "$stage/debian/usr/include/rastelklp" \
   -L"$stage/debian/usr/lib" -lRastelHost
 [ "$(XDG_DATA_DIRS=$stage/debian/usr/share LD_LIBRARY_PATH=$stage/debian/usr/lib "$stage/deb_client")" = 255 ] ||
   fail "the Debian packages: the client says something else."
+filled='import rastel; a = rastel.empty((3, 4)); a.fill(255); print(a[2, 3])'
+[ "$(RASTEL_HOST_REGISTRY='' LD_LIBRARY_PATH=$stage/debian/usr/lib \
+  PYTHONPATH=$stage/debian/usr/lib/python3/dist-packages /usr/bin/python3 -c "$filled")" = 255 ] ||
+  fail "the Debian packages: Python says something else."
 
 echo "taken away again"
 DESTDIR=$stage/away cmake --install build/release >/dev/null

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # `cmake --build --preset release --target package` makes the packages: an archive, and for Debian one
-# to run programs with and one to build them with.
+# to run programs with, one to build them with, and with RASTEL_PYTHON one for Python.
 set(CPACK_PACKAGE_NAME rastelklp)
 set(CPACK_PACKAGE_VENDOR "The developers of RastelKLP")
 set(CPACK_PACKAGE_CONTACT "The developers of RastelKLP <rastelklp@localhost>")
@@ -23,6 +23,20 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME rastelklp-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "rastelklp (= ${PROJECT_VERSION})")
+if(RASTEL_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-rastel)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  # An extension is made for one version of Python.
+  math(EXPR next_python "${Python3_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "rastelklp (= ${PROJECT_VERSION}), \
+python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${next_python})")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-numpy)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-dask, python3-distributed")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+      ${CMAKE_CURRENT_LIST_DIR}/python3-rastel/postinst ${CMAKE_CURRENT_LIST_DIR}/python3-rastel/prerm)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+endif()
 # Host and module find each other in the package itself.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 include(CPack)
