@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Builds the three demonstrations and runs them: `./run --demos`. What they compare with (clang++ with
-# libc++, OpenCV, protobuf, libpng, Wine) is used where it is installed. Their pictures are left in out/.
+# libc++, OpenCV, protobuf, libpng, Wine) is used where it is installed, and so is Python with Dask for first
+# steps in it. Their pictures are left in out/.
 set -euo pipefail
 cd -- "$(dirname -- "$0")/.."
 . scripts/packages.sh
@@ -53,4 +54,12 @@ quietly "$build/bin/rastel" export preview.aoi record.png
 if [ "${station[0]}" = wine ]; then
   quietly wine "$windows/bin/rastel.exe" unregister
   wineserver -k || true
+fi
+
+if [ -e /usr/include/pybind11 ] && [ -e /usr/include/dlpack ] &&
+  /usr/bin/python3 -c "import numpy, dask.distributed" 2>/dev/null; then
+  echo "== First steps in Python (docs/python.md)"
+  quietly cmake "$build" -D RASTEL_PYTHON=ON -D Python3_EXECUTABLE=/usr/bin/python3
+  quietly cmake --build "$build" --target rastel_python
+  PYTHONPATH=$build/python /usr/bin/python3 ../../examples/python/first_steps.py
 fi
