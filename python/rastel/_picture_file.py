@@ -9,7 +9,7 @@ from __future__ import annotations
 import mmap
 import os
 import struct
-from typing import Any, Literal
+from typing import Any
 
 import numpy
 
@@ -92,8 +92,21 @@ class PictureFile:
             file.truncate(made.offset + planes * height * width * made.dtype.itemsize)
         return made
 
-    def pixels(self, mode: Literal["r", "r+"] = "r") -> Any:
-        """The pixels in the file, of the shape (planes, height, width); with mode "r+" to write to."""
+    def pixels(self) -> Any:
+        """The pixels in the file, of the shape (planes, height, width), to be read."""
         x, y, width, height = self.rect
-        block = numpy.memmap(self.path, self.dtype, mode, self.offset, self.stored)
+        block = numpy.memmap(self.path, self.dtype, "r", self.offset, self.stored)
         return block[:, y:y + height, x:x + width]
+
+    def write(self, place: tuple[int, ...], pixels: Any) -> None:
+        """Writes a part and no other byte, so that others may write theirs meanwhile, on other machines too.
+
+        pixels: of the shape (planes, height, width) and of the file's dtype.
+        """
+        x, y, _, _ = place
+        _, down, across = self.stored
+        with open(self.path, "r+b") as file:
+            for plane, rows in enumerate(pixels):
+                for row, line in enumerate(rows, plane * down + self.rect.y + y):
+                    file.seek(self.offset + (row * across + self.rect.x + x) * self.dtype.itemsize)
+                    file.write(numpy.ascontiguousarray(line).data)

@@ -150,7 +150,9 @@ def from_tiles(tiles: Tiles | Any, target: str | os.PathLike[str] | None = None,
         carry(loads(head), picture)
         whole = _with_planes(picture.array)
         for tile, place in zip(computed, tiles.places):
-            _put(whole, _pixels(tile, place, depth), place)
+            pixels = _pixels(tile, place, depth)
+            _check(pixels, first.dtype, len(first))
+            whole[:, place.y:place.y + place.height, place.x:place.x + place.width] = pixels
         return picture
     target = os.path.abspath(os.fspath(target))
     begun = f"{target}.{uuid.uuid4().hex}"
@@ -232,13 +234,11 @@ def _pixels(tile: Any, place: tuple[int, ...], depth: int) -> Any:
     raise ValueError(f"a tile of {height} x {width} has become one of {' x '.join(map(str, pixels.shape))}")
 
 
-def _put(whole: Any, pixels: Any, place: tuple[int, ...]) -> None:
-    x, y, width, height = place
-    if pixels.dtype != whole.dtype:
-        raise TypeError(f"a tile is of {pixels.dtype}, the first one of {whole.dtype}")
-    if len(pixels) != len(whole):
-        raise ValueError(f"a tile has {len(pixels)} planes, the first one {len(whole)}")
-    whole[:, y:y + height, x:x + width] = pixels
+def _check(pixels: Any, dtype: Any, planes: int) -> None:
+    if pixels.dtype != dtype:
+        raise TypeError(f"a tile is of {pixels.dtype}, the first one of {dtype}")
+    if len(pixels) != planes:
+        raise ValueError(f"a tile has {len(pixels)} planes, the first one {planes}")
 
 
 def _begin(tile: Any, place: tuple[int, ...], depth: int, path: str, size: tuple[int, ...],
@@ -248,7 +248,9 @@ def _begin(tile: Any, place: tuple[int, ...], depth: int, path: str, size: tuple
 
 
 def _write(file: PictureFile, tile: Any, place: tuple[int, ...], depth: int) -> None:
-    _put(file.pixels("r+"), _pixels(tile, place, depth), place)
+    pixels = _pixels(tile, place, depth)
+    _check(pixels, file.dtype, file.shape[0])
+    file.write(place, pixels)
 
 
 def _tiles_of_array(array: Any) -> Tiles:
