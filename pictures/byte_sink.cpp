@@ -112,6 +112,9 @@ OutputFile::OutputFile(const fs::path& path) : target_(path) {
     UnwatchInterrupts();
     Fail();
   }
+  // Rows of an AOI come one by one.
+  constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
+  std::setvbuf(file_.get(), nullptr, _IOFBF, kBufferBytes);
 }
 
 OutputFile::~OutputFile() { Discard(); }

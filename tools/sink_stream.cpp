@@ -4,22 +4,33 @@
 #include <algorithm>
 
 namespace tools {
+namespace {
+
+constexpr ULONG kWindowBytes = ULONG{1} << 22;
+
+}  // namespace
 
 STDMETHODIMP SinkStream::Write(const void* data, ULONG bytes, ULONG* written) noexcept {
-  constexpr ULONG kWindowBytes = ULONG{1} << 22;
   ULONG done = 0;
   try {
     while (done < bytes && !thrown_) {
       const ULONG count = std::min(kWindowBytes, bytes - done);
       Put(static_cast<const std::byte*>(data) + done, count);
       done += count;
-      if (written_) written_(sink_.position());
+      Tell();
     }
   } catch (...) {
     thrown_ = std::current_exception();
   }
   if (written) *written = done;
   return done == bytes ? S_OK : STG_E_WRITEFAULT;
+}
+
+// Objects may write row by row.
+void SinkStream::Tell() {
+  if (!written_ || sink_.position() < told_ + kWindowBytes) return;
+  told_ = sink_.position();
+  written_(told_);
 }
 
 STDMETHODIMP SinkStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) noexcept {

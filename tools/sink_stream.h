@@ -35,8 +35,11 @@ class SinkStream : public rastelklp::detail::StreamObject<SinkStream> {
   pictures::ByteSink& sink() const { return sink_; }
 
  private:
+  void Tell();
+
   pictures::ByteSink& sink_;
   std::function<void(std::uint64_t bytes)> written_;
+  std::uint64_t told_ = 0;
   std::exception_ptr thrown_;
 };
 

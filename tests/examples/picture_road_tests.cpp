@@ -18,7 +18,9 @@ TEST(PictureRoad, NoticesAFullDisk) {
     std::filesystem::create_symlink("/dev/full", name + file);
     shell.Run("cp tests/data/pictures/" + name + ".png .");
     const std::string said = shell.Run("picture_road " + name + ".png " + name);
-    EXPECT_TRUE(said.ends_with(name + file + ": cannot be written: No space left on device\nexit 1\n")) << said;
+    EXPECT_TRUE(
+        said.ends_with(name + file + ": cannot be written: No space left on device\nexit 1\n"))
+        << said;
   }
 }
 
