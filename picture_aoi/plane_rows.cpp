@@ -2,6 +2,7 @@
 #include "picture_aoi/plane_rows.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -10,19 +11,28 @@ namespace picture_aoi {
 namespace {
 
 // With the number of channels as a constant the loops become straight code.
-template <class Sample, int kChannels, bool kIsPut>
+template <class Sample, std::size_t kChannels, bool kIsPut>
 void MoveRow(const std::vector<PlaneRows>& planes, int y, int width,
              std::conditional_t<kIsPut, const Sample, Sample>* pixels) {
-  const auto channels = kChannels > 0 ? std::size_t{kChannels} : planes.size();
-  for (std::size_t channel = 0; channel < channels; ++channel) {
-    auto* samples = reinterpret_cast<Sample*>(planes[channel].Row(y));
-    auto* pixel = pixels + channel;
-    for (int x = 0; x < width; ++x, pixel += channels) {
-      if constexpr (kIsPut) {
-        samples[x] = *pixel;
-      } else {
-        *pixel = samples[x];
-      }
+  const auto move = [](Sample& sample, auto& pixel) {
+    if constexpr (kIsPut) {
+      sample = pixel;
+    } else {
+      pixel = sample;
+    }
+  };
+  if constexpr (kChannels > 0) {
+    std::array<Sample*, kChannels> rows;
+    for (std::size_t c = 0; c < kChannels; ++c)
+      rows[c] = reinterpret_cast<Sample*>(planes[c].Row(y));
+    for (int x = 0; x < width; ++x, pixels += kChannels) {
+      for (std::size_t c = 0; c < kChannels; ++c) move(rows[c][x], pixels[c]);
+    }
+  } else {
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+      auto* const samples = reinterpret_cast<Sample*>(planes[c].Row(y));
+      auto* pixel = pixels + c;
+      for (int x = 0; x < width; ++x, pixel += planes.size()) move(samples[x], *pixel);
     }
   }
 }
