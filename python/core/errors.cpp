@@ -16,6 +16,9 @@ void RegisterErrors() {
       const py::object made = make(static_cast<std::uint32_t>(error.code()), error.number(),
                                    error.source(), error.text(), error.hint());
       PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(made.ptr())), made.ptr());
+    } catch (const py::cast_error&) {
+      // What a function asks for inside its arguments.
+      PyErr_SetString(PyExc_TypeError, "a value of another type is wanted");
     }
   });
 }

@@ -63,6 +63,8 @@ def test_attach_says_why_not(what, error, reason):
     (lambda: rastel.empty((2, 2), margin=3), ValueError),
     (lambda: rastel.empty((65536, 65536)), ValueError),
     (lambda: rastel.empty((2, 2), "int64"), TypeError),
+    (lambda: rastel.empty("ab"), TypeError),
+    (lambda: rastel.empty((2, 2)).__setitem__((0, 0), "white"), TypeError),
     (lambda: rastel.empty((2, 2), ">u2"), TypeError),
     (lambda: rastel.empty((2, 2)).crop(1, 1, 2, 1), ValueError),
     (lambda: rastel.empty((2, 2)).tiles(3, 1), ValueError),
