@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What is looked at stays, whatever becomes of what it was taken from. Also run with AddressSanitizer."""
 import copy
+import ctypes
 import gc
 import pickle
 import threading
@@ -54,14 +55,25 @@ def test_views_outlive_what_they_look_at(view, end, attached):
         assert memory() is None
 
 
-def test_memory_is_let_go_on_any_thread_and_with_the_last_of_all():
+USED = b"used_dltensor"
+
+
+def test_memory_is_let_go_by_native_code_that_does_not_hold_the_interpreter():
     memory, picture = lent()
-    holder = rastel.Map({"picture": picture.clone()})
+    tensor = picture.__dlpack__()
+    api = ctypes.pythonapi
+    api.PyCapsule_GetPointer.restype = ctypes.c_void_p
+    api.PyCapsule_GetPointer.argtypes = api.PyCapsule_SetName.argtypes = [ctypes.py_object, ctypes.c_char_p]
+    address = api.PyCapsule_GetPointer(tensor, b"dltensor")
+    api.PyCapsule_SetName(tensor, USED)
     del picture
-    thread = threading.Thread(target=holder.clear)
+    gc.collect()
+    assert memory() is not None
+    # Called without the interpreter, as by a thread that is none of Python's.
+    deleter = ctypes.c_void_p.from_address(address + 56).value
+    thread = threading.Thread(target=ctypes.CFUNCTYPE(None, ctypes.c_void_p)(deleter), args=(address,))
     thread.start()
     thread.join()
-    # What another thread lets go is released when the interpreter next has time.
     for _ in range(1000):
         if memory() is None:
             break
