@@ -82,6 +82,10 @@ return [inside.left - all.left, inside.top - all.top, inside.width, inside.heigh
   (each, i) => Math.round(each / (i % 2 ? all.height / 34 : all.width / 48)))"""
 CASES = [
     ("planes.aoi", "return document.querySelector('.state').textContent", "whole"),
+    # What the object says is there, and no reason why not.
+    ("planes.aoi", "return [...document.querySelectorAll('#summary dt')].map(each => each.textContent)",
+     ["class", "file", "version", "element type", "rectangle", "margins", "buffer", "travels", "name", "tag",
+      "nested objects", "saved anew"]),
     ("planes.aoi", PICTURES, [[48, 34]]),
     ("planes.aoi", (BOX, "svg.plane .rectangle"), [4, 2, 40, 30]),
     ("planes.aoi", (BOX, "svg.plane .margin"), [0, 0, 48, 34]),
@@ -125,8 +129,8 @@ def check(page, asked, answer, expected):
 
 
 def main():
-    os.environ["RASTEL_HOST_REGISTRY"] = os.devnull
     with tempfile.TemporaryDirectory() as folder:
+        os.environ["RASTEL_HOST_REGISTRY"] = str(pathlib.Path(folder, "registry"))
         for name, stream in STREAMS.items():
             path = pathlib.Path(folder, name)
             path.write_bytes(stream)
