@@ -46,7 +46,7 @@ void WalkElementBlock(StreamWalk& walk, const ElementKind& kind, const std::stri
                       std::uint64_t count, std::int32_t width) {
   Listing& lines = walk.Lines();
   const std::uint64_t start = walk.Offset();
-  const std::uint64_t stated = count * kind.bytes;
+  const std::uint64_t stated = count > UINT64_MAX / kind.bytes ? UINT64_MAX : count * kind.bytes;
   const std::uint64_t there = std::min(stated, walk.Remaining());
   if (lines.IsShown()) {
     lines.Field(start, there, name, count == 0 ? "none" : NumberText(count) + " x " + kind.words);
