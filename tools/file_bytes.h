@@ -6,14 +6,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <vector>
 
 #include "tools/text_forms.h"
 
 namespace tools {
-
-// Everything in a file.
-std::vector<std::uint8_t> ReadWholeFile(const std::string& name);
 
 // Gives the file this content, or leaves it as it was: the bytes go to a new file beside it, which
 // then takes its place. Only a regular file is replaced; a pipe or a device takes the bytes.

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Checksums beside streams: writing them, and checking them.
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <memory>
 
 #include "tools/checksum.h"
 #include "tools/commands/commands.h"
+#include "tools/commands/progress_options.h"
 #include "tools/file_bytes.h"
 #include "tools/input_file.h"
 #include "tools/paths.h"
-#include "tools/progress.h"
 
 namespace tools {
 namespace {
@@ -17,14 +18,10 @@ namespace {
 struct Options {
   std::vector<std::string> files;
   std::string with;
-  bool isQuiet = false;
-  bool hasProgress = false;
+  ProgressOptions progress;
 
-  ProgressMode Mode() const {
-    return isQuiet       ? ProgressMode::kNever
-           : hasProgress ? ProgressMode::kAlways
-                         : ProgressMode::kTerminal;
-  }
+  // What goes well is not said either.
+  bool IsQuiet() const { return progress.Mode() == ProgressMode::kNever; }
 };
 
 std::string SumOf(const std::string& name, ProgressMode mode) {
@@ -44,11 +41,12 @@ std::string SumOf(const std::string& name, ProgressMode mode) {
 std::string SumFile(const std::string& file) { return file + ".sha256"; }
 
 ExitCode Sum(const Options& options, const std::string& file) {
-  const std::string sum = SumOf(file, options.Mode());
+  const std::string sum = SumOf(file, options.progress.Mode());
   const std::string line = sum + "  " + (file == "-" ? file : Utf8(PathOf(file).filename())) + "\n";
   const Bytes bytes(reinterpret_cast<const std::uint8_t*>(line.data()), line.size());
   WriteWholeFile(file == "-" ? file : SumFile(file), bytes);
-  if (file != "-" && !options.isQuiet) std::printf("%s: %s\n", SumFile(file).c_str(), sum.c_str());
+  if (file != "-" && !options.IsQuiet())
+    std::printf("%s: %s\n", SumFile(file).c_str(), sum.c_str());
   return kWhole;
 }
 
@@ -69,8 +67,8 @@ ExitCode Verify(const Options& options, const std::string& file) {
     throw std::runtime_error("standard input: --with names its checksum file");
   }
   const std::string stated = StatedSum(options.with.empty() ? SumFile(file) : options.with);
-  const bool isSame = SumOf(file, options.Mode()) == stated;
-  if (!isSame || !options.isQuiet) {
+  const bool isSame = SumOf(file, options.progress.Mode()) == stated;
+  if (!isSame || !options.IsQuiet()) {
     std::printf("%s: %s\n", file.c_str(),
                 isSame ? "as it was" : "has changed since its checksum was written");
   }
@@ -82,8 +80,7 @@ std::pair<CLI::App*, std::shared_ptr<Options>> AddFilesCommand(CLI::App& app, co
   const auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand(name, what);
   command->add_option("FILE", options->files, "Any files; - is standard input")->required();
-  command->add_flag("--quiet", options->isQuiet, "Say nothing but what is wrong");
-  command->add_flag("--progress", options->hasProgress, "A bar also where there is no terminal");
+  options->progress.AddTo(*command);
   return {command, options};
 }
 
