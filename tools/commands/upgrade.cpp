@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/progress_options.h"
@@ -45,31 +46,35 @@ FileFindings WalkWritten(pictures::OutputFile& out, const KnownClass* bareClass)
 }
 
 ExitCode Upgrade(const Options& options) {
-  const InputFile file(options.file);
+  std::optional<InputFile> file(std::in_place, options.file);
   SilentListing silent;
-  const FileFindings found = WalkFile(file.bytes(), options.BareClass(), silent);
-  Progress progress(file.bytes().size(), options.progress.Mode());
+  const FileFindings found = WalkFile(file->bytes(), options.BareClass(), silent);
+  Progress progress(file->bytes().size(), options.progress.Mode());
   const auto load = [&] {
     if (found.aoi && found.IsWhole()) {
-      LoadedObject seen = Load(file.bytes(), found, false);
-      if (ShowPixels(seen, file.bytes(), found.blocks)) return seen;
+      LoadedObject seen = Load(file->bytes(), found, false);
+      if (ShowPixels(seen, file->bytes(), found.blocks)) return seen;
     }
-    return Load(file.bytes(), found, true, [&](Bytes part) { file.Release(part); });
+    return Load(file->bytes(), found, true, [&](Bytes part) { file->Release(part); });
   };
-  const LoadedObject object = load();
+  std::optional<LoadedObject> object(load());
   // Vectors load with success what they could read of a broken stream; the rest would be gone.
   if (!found.IsWhole()) throw std::runtime_error("not upgraded: " + StateText(found));
-  if (HasHiddenTags(found)) ShowHiddenTags(object);
-  const bool isMadeWhole = found.aoi && MakeAoiWhole(object, *found.aoi);
+  if (HasHiddenTags(found)) ShowHiddenTags(*object);
+  const bool isMadeWhole = found.aoi && MakeAoiWhole(*object, *found.aoi);
   pictures::OutputFile out(PathOf(options.newFile));
-  object.SaveTo(out, found.hasClassId, [&](std::uint64_t bytes) {
+  object->SaveTo(out, found.hasClassId, [&](std::uint64_t bytes) {
     progress.Done(bytes);
-    file.Release(file.bytes());
+    file->Release(file->bytes());
   });
   const std::uint64_t savedBytes = out.position();
   if (!HoldsAll(found, WalkWritten(out, options.BareClass()))) {
     throw std::runtime_error("not upgraded: it holds what the newest version cannot store");
   }
+  // It may be the file itself, and on Windows a mapped one cannot be replaced. The object may look
+  // at its pixels there.
+  object.reset();
+  file.reset();
   out.Commit();
   std::FILE* const notes = NotesBeside(options.newFile);
   if (options.newFile != "-") {
