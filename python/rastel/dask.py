@@ -28,7 +28,7 @@ from dask.sizeof import sizeof
 from rastel._classes import Rect
 from rastel import _core
 from rastel._errors import Error
-from rastel._functions import dumps, empty, loads
+from rastel._functions import array, dumps, empty, loads
 from rastel._picture_file import PictureFile, carry, without_pixels
 
 __all__ = ["Tiles", "from_tiles", "to_tiles"]
@@ -100,8 +100,8 @@ def to_tiles(picture: _core.Aoi | str | os.PathLike[str], chunks: Any = "auto", 
              boundary: str | None = "mirror") -> Tiles:
     """Cuts a picture into `Tiles`.
 
-    picture: an `Aoi`, or the path of a file that `rastel.save` made. Tiles of an `Aoi` look at its pixels, as
-        long as they are in the same process, but for those at its border, which are copies.
+    picture: an `Aoi`, or the path of a file that `rastel.save` made. Tiles of an `Aoi` look at its pixels, or
+        with a `depth` and a `boundary` at a copy, as long as they are in the same process.
     chunks: the size of a tile, as Dask takes it: a number of pixels, (height, width), "auto", ...
     depth: pixels of the neighbours that a tile has as margins; `Aoi.padded` shows them.
     boundary: what the margins hold outside the picture, a mode of `Aoi.fill_margins`: "mirror", "periodic",
@@ -113,8 +113,13 @@ def to_tiles(picture: _core.Aoi | str | os.PathLike[str], chunks: Any = "auto", 
         shape, dtype = _with_planes(picture.array).shape, numpy.dtype(picture.dtype)
         head = dumps(without_pixels(dtype, picture))
         chunks = normalize_chunks(chunks, shape[1:], dtype=dtype)
-        values = [_tile(picture, place, depth, boundary) for place in _places(chunks)]
-        tiles = [dask.delayed(tile, pure=False, traverse=False) for tile in values]
+        if depth > 0 and boundary is not None:
+            padded = array(picture.array, margin=depth)
+            padded.fill_margins(boundary)
+            padded.margin_mode = "none"
+            carry(picture, padded)
+            picture = padded
+        tiles = [dask.delayed(_tile(picture, place, depth), pure=False, traverse=False) for place in _places(chunks)]
     else:
         if boundary is None and depth > 0:
             raise ValueError("around the picture of a file nothing is stored")
@@ -178,13 +183,9 @@ def _with_planes(pixels: Any) -> Any:
     return pixels if pixels.ndim == 3 else pixels[None]
 
 
-def _tile(picture: _core.Aoi, place: Rect, depth: int, boundary: str | None) -> _core.Aoi:
-    """A tile of an AOI: another one on the same pixels, where none of its margins lies outside."""
-    x, y, width, height = picture.rect
-    is_inside = (depth <= place.x <= width - place.width - depth and
-                 depth <= place.y <= height - place.height - depth)
-    if not is_inside and depth > 0 and boundary is not None:
-        return _copied(_with_planes(picture.array), place, depth, boundary, picture)
+def _tile(picture: _core.Aoi, place: Rect, depth: int) -> _core.Aoi:
+    """A tile of an AOI: another one on the same pixels."""
+    x, y, _, _ = picture.rect
     tile = copy.copy(picture)
     tile.margins = (0, 0)
     tile.rect = Rect(x + place.x, y + place.y, place.width, place.height)
@@ -194,14 +195,11 @@ def _tile(picture: _core.Aoi, place: Rect, depth: int, boundary: str | None) -> 
 
 
 def _tile_of_file(file: PictureFile, place: tuple[int, ...], depth: int, boundary: str) -> _core.Aoi:
-    return _copied(file.pixels(), Rect(*place), depth, boundary, loads(file.head))
-
-
-def _copied(pixels: Any, place: Rect, depth: int, boundary: str, like: _core.Aoi) -> _core.Aoi:
-    """A tile with pixels of its own. pixels: of the whole picture, (planes, height, width)."""
+    """A tile with pixels of its own, of the file as many as it needs."""
+    pixels = file.pixels()
     _, height, width = pixels.shape
-    left, top = place.x - depth, place.y - depth
-    right, bottom = place.x + place.width + depth, place.y + place.height + depth
+    x, y, across, down = place
+    left, top, right, bottom = x - depth, y - depth, x + across + depth, y + down + depth
     is_inside = left >= 0 and top >= 0 and right <= width and bottom <= height
     margin = 0
     if is_inside or boundary != "periodic":
@@ -216,9 +214,9 @@ def _copied(pixels: Any, place: Rect, depth: int, boundary: str, like: _core.Aoi
     if margin > 0:
         tile.fill_margins(boundary)
         tile.margin_mode = "none"
-    tile.rect = Rect(place.x - left, place.y - top, place.width, place.height)
+    tile.rect = Rect(x - left, y - top, across, down)
     tile.margins = (depth, depth)
-    carry(like, tile)
+    carry(loads(file.head), tile)
     return tile
 
 
