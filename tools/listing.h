@@ -129,14 +129,14 @@ class Listing {
 // For walks of which nobody wants the lines.
 class SilentListing final : public Listing {
  public:
-  SilentListing() : Listing(kShort) { hidden_.emplace(*this, true); }
+  SilentListing() : Listing(kShort) {}
   void Problem(std::uint64_t, std::string_view) override {}
 
  private:
   void Take(const Line&) override {}
   void TakeEnd() override {}
 
-  std::optional<Hidden> hidden_;
+  const Hidden hidden_{*this, true};
 };
 
 // What was to be said cannot be: whoever reads has gone, or the disk is full.
