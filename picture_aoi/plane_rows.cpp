@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "picture_aoi/rgb_bytes.h"
+
 namespace picture_aoi {
 namespace {
 
@@ -25,7 +27,16 @@ void MoveRow(const std::vector<PlaneRows>& planes, int y, int width,
     std::array<Sample*, kChannels> rows;
     for (std::size_t c = 0; c < kChannels; ++c)
       rows[c] = reinterpret_cast<Sample*>(planes[c].Row(y));
-    for (int x = 0; x < width; ++x, pixels += kChannels) {
+    int x = 0;
+    if constexpr (kChannels == 3 && sizeof(Sample) == 1) {
+      if constexpr (kIsPut) {
+        x = static_cast<int>(SplitRgb(pixels, rows.data(), static_cast<std::size_t>(width)));
+      } else {
+        x = static_cast<int>(JoinRgb(rows.data(), pixels, static_cast<std::size_t>(width)));
+      }
+      pixels += kChannels * static_cast<std::size_t>(x);
+    }
+    for (; x < width; ++x, pixels += kChannels) {
       for (std::size_t c = 0; c < kChannels; ++c) move(rows[c][x], pixels[c]);
     }
   } else {

@@ -94,7 +94,7 @@ const OutputFormat::Row OutputFormat::kRows[] = {
     {" .pfm", "PFM", &Floats, [](int n) { return n == 1 || n == 3; }, "a PFM has 1 or 3", " pfm",
      &CreatePfm},
     {" .tif .tiff", "TIFF", &AnyType, [](int n) { return n <= 0xFFFF; }, "a TIFF has at most 65535",
-     " text icc colour tiff resolution", &CreateTiff},
+     " text exif icc colour tiff resolution", &CreateTiff},
     {" .npy", "NumPy array", &AnyType, [](int) { return true; }, "", "", &CreateNumpy},
     {" .raw", "raw samples", &AnyType, [](int) { return true; }, "", "", &CreateRaw},
 };

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "pictures/exif_directories.h"
 #include "pictures/formats.h"
 
 namespace pictures {
@@ -43,8 +44,8 @@ class File {
     // No directories in a ring, no mapping.
     Open(source.name(), "rm");
   }
-  File(ByteSink& sink, const char* mode) : sink_(&sink), start_(sink.position()) {
-    Open("TIFF", mode);
+  File(ByteSink& sink, bool isBig) : sink_(&sink), start_(sink.position()), isBig_(isBig) {
+    Open("TIFF", isBig ? "w8" : "w");
   }
   ~File() {
     if (tiff_) TIFFClose(tiff_);
@@ -53,6 +54,15 @@ class File {
   File& operator=(const File&) = delete;
 
   TIFF* get() const noexcept { return tiff_; }
+  bool IsBig() const noexcept { return isBig_; }
+  // Where the next bytes will stand.
+  std::uint64_t size() const noexcept { return size_; }
+  // Bytes that the library knows nothing of, behind what was written so far.
+  void Append(const Block& bytes) {
+    sink_->Seek(start_ + size_);
+    sink_->Write(bytes.data(), bytes.size());
+    size_ += bytes.size();
+  }
 
   // Raises the stream's failure, else the library's words.
   void Check(bool isDone) {
@@ -135,6 +145,7 @@ class File {
   ByteSource* source_ = nullptr;
   ByteSink* sink_ = nullptr;
   std::uint64_t start_ = 0;
+  bool isBig_ = false;
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
   TIFF* tiff_ = nullptr;
@@ -358,6 +369,10 @@ class Reader final : public PictureReader {
     if (Block resources = BlockOf(TIFFTAG_PHOTOSHOP); !resources.empty()) {
       Put(GroupAt(all, "tiff"), "image resources", std::move(resources));
     }
+    ExifPlaces places;
+    TIFFGetField(tiff, TIFFTAG_EXIFIFD, &places.exif);
+    TIFFGetField(tiff, TIFFTAG_GPSIFD, &places.gps);
+    if (Block exif = GatherExif(source_, places); !exif.empty()) Put(all, "exif", std::move(exif));
     float* numbers = nullptr;
     std::vector<double> points;
     if (TIFFGetField(tiff, TIFFTAG_WHITEPOINT, &numbers) == 1) points = {numbers[0], numbers[1]};
@@ -393,7 +408,7 @@ class Reader final : public PictureReader {
 class Writer final : public PictureWriter {
  public:
   Writer(const PictureHeader& header, ByteSink& sink)
-      : rowBytes_(header.RowBytes()), file_(sink, header.Bytes() >> 32 > 0 ? "w8" : "w") {
+      : rowBytes_(header.RowBytes()), file_(sink, header.Bytes() >> 32 > 0) {
     PutLayout(header);
     PutMetadata(header);
   }
@@ -439,11 +454,21 @@ class Writer final : public PictureWriter {
         static_cast<std::uint32_t>(std::max<std::size_t>(1, kStripBytes / header.RowBytes())));
   }
 
+  void PutExif(const Block& exif) {
+    Block bytes;
+    const ExifPlaces places = PlaceExif(exif, file_.IsBig(), file_.size(), bytes);
+    file_.Append(bytes);
+    if (places.exif != 0) Set(TIFFTAG_EXIFIFD, places.exif);
+    if (places.gps != 0) Set(TIFFTAG_GPSIFD, places.gps);
+  }
+
   void PutMetadata(const PictureHeader& header) {
     const Group& all = header.metadata;
+    const auto* exif = FindAs<Block>(all, "exif");
     for (const auto& [tag, key] : kTexts) {
       const auto* text = FindAs<std::string>(all, "text", key);
       std::string value = text ? *text : "";
+      if (value.empty() && exif) value = ExifText(*exif, static_cast<std::uint16_t>(tag));
       if (tag == TIFFTAG_DOCUMENTNAME && !header.name.empty()) value = header.name;
       if (!value.empty()) Set(tag, value.c_str());
     }
@@ -454,6 +479,7 @@ class Writer final : public PictureWriter {
     };
     put(TIFFTAG_ICCPROFILE, FindAs<Block>(all, "icc", "profile"));
     put(TIFFTAG_XMLPACKET, FindAs<std::string>(all, "text", kXmp));
+    if (exif) PutExif(*exif);
     put(TIFFTAG_PHOTOSHOP, FindAs<Block>(all, "tiff", "image resources"));
     if (const auto* points = FindAs<std::vector<double>>(all, "colour", "chromaticities");
         points && points->size() == 8) {

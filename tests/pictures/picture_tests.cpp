@@ -7,6 +7,7 @@
 #include <random>
 #include <sstream>
 
+#include "pictures/exif_directories.h"
 #include "pictures/picture_io.h"
 #include "tests/support/hash.h"
 #include "tests/support/temp_file.h"
@@ -135,6 +136,68 @@ TEST(Pictures, NoFileIsReadWithoutItsLastPixel) {
          bytes += bytes < 32 || bytes > whole.size() - 32 ? 1 : 13) {
       file.Write(whole.substr(0, bytes));
       EXPECT_THROW(ReadWhole(file.path()), std::runtime_error) << extension << bytes;
+    }
+  }
+}
+
+// A first directory with a text, and EXIF with a number at another place, two inside, and a
+// directory below it.
+Block ExifBlock(bool isTurned) {
+  Block block;
+  const auto put = [&](int bytes, std::initializer_list<unsigned> numbers) {
+    for (const unsigned number : numbers) {
+      for (int i = 0; i < bytes; ++i) {
+        block.push_back(static_cast<std::uint8_t>(number >> 8 * (isTurned ? bytes - 1 - i : i)));
+      }
+    }
+  };
+  const auto field = [&](unsigned tag, unsigned type, unsigned count, unsigned value) {
+    put(2, {tag, type});
+    put(4, {count, value});
+  };
+  put(2, {isTurned ? 0x4D4Du : 0x4949u, 42});
+  put(4, {8});
+  put(2, {2});
+  field(0x010F, 2, 5, 38);
+  field(0x8769, 4, 1, 44);
+  put(4, {0});
+  put(1, {'M', 'a', 'k', 'e', 0, 0});
+  put(2, {3});
+  field(0x829A, 5, 1, 86);
+  put(2, {0x8827, 3, 0, 0, 400, 0});
+  block[isTurned ? block.size() - 5 : block.size() - 8] = 1;  // how many numbers
+  field(0xA005, 4, 1, 94);
+  put(4, {0, 1, 250});
+  put(2, {1});
+  field(1, 4, 1, 7);
+  put(4, {0});
+  return block;
+}
+
+TEST(Exif, GoesIntoFilesAndComesOutOfThem) {
+  const TempFile file("tiff");
+  Block first;
+  for (const bool isTurned : {false, true}) {
+    const Block block = ExifBlock(isTurned);
+    EXPECT_EQ(ExifText(block, 0x010F), "Make");
+    for (const bool isBig : {false, true}) {
+      Block whole{'I', 'I', static_cast<std::uint8_t>(isBig ? 43 : 42), 0, 8, 0, 0, 0};
+      if (isBig) whole.resize(16);
+      Block placed;
+      const ExifPlaces places = PlaceExif(block, isBig, whole.size(), placed);
+      whole.insert(whole.end(), placed.begin(), placed.end());
+      file.Write({reinterpret_cast<const char*>(whole.data()), whole.size()});
+      ByteSource source(file.path());
+      const Block gathered = GatherExif(source, {places.exif, 0});
+      if (first.empty()) first = gathered;
+      EXPECT_EQ(gathered.size(), 94u);
+      EXPECT_EQ(gathered, first);
+      EXPECT_TRUE(GatherExif(source, {whole.size() - 1, 0}).empty());
+    }
+    for (std::size_t bytes = 0; bytes < block.size() - 4; ++bytes) {
+      Block out;
+      PlaceExif({block.begin(), block.begin() + static_cast<std::ptrdiff_t>(bytes)}, false, 8, out);
+      EXPECT_TRUE(out.empty()) << bytes;
     }
   }
 }
