@@ -11,6 +11,8 @@ namespace {
 constexpr std::uint16_t kExif = 0x8769, kGps = 0x8825, kInteroperability = 0xA005;
 constexpr std::uint16_t kText = 2, kPlace = 4, kBigPlace = 16;
 constexpr std::uint64_t kMostEntries = 4096;
+// Cameras write some ten thousands, with a small picture in them.
+constexpr std::uint64_t kMostBytes = 16 << 20;
 
 // Bytes of a value, and of each number in it, by type; 0 for an unknown type.
 struct Width {
@@ -81,8 +83,8 @@ class Structure {
     return number;
   }
   Block Bytes(std::uint64_t at, std::uint64_t bytes) {
-    // Entries may lead to the same bytes, but all together are not more than there are.
-    if (at > size_ || bytes > size_ - at || (taken_ += bytes) > 2 * size_ + 65536) {
+    // Entries may lead to the same bytes, again and again.
+    if (at > size_ || bytes > size_ - at || (taken_ += bytes) > kMostBytes) {
       throw std::out_of_range("bytes");
     }
     Block taken(static_cast<std::size_t>(bytes));

@@ -14,7 +14,8 @@ struct ExifPlaces {
   std::uint64_t exif = 0, gps = 0;
 };
 
-// A block with the directories of a TIFF. Empty where there are none, or no whole ones.
+// A block with the directories of a TIFF. Empty where there are none, no whole ones, or more than
+// 16 MB of them.
 Block GatherExif(ByteSource& tiff, const ExifPlaces& places);
 
 // Appends the directories of a block, little end first, to what will stand at `base`, an even place

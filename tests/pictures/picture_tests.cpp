@@ -174,6 +174,15 @@ Block ExifBlock(bool isTurned) {
   return block;
 }
 
+TEST(Exif, IsNotAsLargeAsASparseFileStates) {
+  // One value of 80 MB.
+  const TempFile file("tiff");
+  file.Write(std::string("II*\0\x08\0\0\0\1\0\x86\x92\7\0\0\0\0\5\x1A\0\0\0\0\0\0\0", 26));
+  std::filesystem::resize_file(file.path(), 100 << 20);
+  ByteSource source(file.path());
+  EXPECT_TRUE(GatherExif(source, {8, 0}).empty());
+}
+
 TEST(Exif, GoesIntoFilesAndComesOutOfThem) {
   const TempFile file("tiff");
   Block first;
