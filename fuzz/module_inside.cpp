@@ -12,6 +12,8 @@ extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID classId, REFIID iid
 namespace fuzz {
 
 void PublishModule() {
+  // Nobody's own registry has a say in what streams find.
+  HostUseRegistryFile(nullptr);
   Require(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)), "the host can be entered");
   for (const tests::ClassRow& row : tests::kClasses) {
     platform::ComPtr<IUnknown> factory;
