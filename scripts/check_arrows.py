@@ -39,6 +39,8 @@ ROWS = {
     "tools": CLIENT + ["client", "pictures", "picture_aoi"],
     "python": CLIENT + ["client", "pictures", "picture_aoi"],
     "bench": CLIENT + ["client", "module"],
+    # As a program sees it.
+    "bench/peers": CLIENT + ["client"],
     "fuzz": CLIENT + ["module", "host", "tests"],
     "tests": CLIENT + ["client", "module", "host", "types", "examples", "tools", "pictures", "picture_aoi"],
 }

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// Contenders: ways to do the same work, ours and what a program would use instead. Those of one row
+// are run in turn, in one process.
+#pragma once
+
+#include <benchmark/benchmark.h>
+#include <rastelklp/client.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace peers {
+
+// Notes a row, whose contenders are run together; its first one fixes its place.
+void NoteRow(const std::string& row);
+
+// make() gives the work, a callable with all that it needs; what it does with one call counts as
+// that many units, and the time is told for one.
+template <class Make>
+void Contend(const std::string& row, const std::string& who, Make make, double units = 1) {
+  NoteRow(row);
+  benchmark::RegisterBenchmark((row + "/" + who).c_str(), [=](benchmark::State& state) {
+    auto work = make();
+    for (auto _ : state) work();
+    state.counters["units"] = units;
+  });
+}
+
+// One function for each file of works.
+void AddMaps();
+void AddPictures();
+void AddVectors();
+void AddObjects();
+void AddCalls();
+
+// What is wrong ends the program: nothing that failed is worth measuring.
+inline void Check(HRESULT result) {
+  if (FAILED(result)) std::abort();
+}
+
+template <class I>
+using Ref = platform::ComPtr<I>;
+
+template <class I>
+Ref<I> New(REFCLSID classId) {
+  Ref<I> object;
+  Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, platform::kIidOf<I>,
+                         object.PutVoid()));
+  return object;
+}
+inline Ref<IClassFactory> Factory(REFCLSID classId) {
+  Ref<IClassFactory> factory;
+  Check(CoGetClassObject(classId, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
+                         factory.PutVoid()));
+  return factory;
+}
+template <class I>
+Ref<I> NewBy(IClassFactory& factory) {
+  Ref<I> object;
+  Check(factory.CreateInstance(nullptr, platform::kIidOf<I>, object.PutVoid()));
+  return object;
+}
+
+inline Ref<IStream> NewStream() {
+  Ref<IStream> stream;
+  Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()));
+  return stream;
+}
+inline void Rewind(const Ref<IStream>& stream) { stream->Seek({}, STREAM_SEEK_SET, nullptr); }
+
+// Save into a stream that has held as much before, into a new one each time, and what Load reads.
+inline auto SaveAgain(Ref<IPersistStream> object) {
+  return [object, stream = NewStream()] {
+    Rewind(stream);
+    Check(object->Save(stream.Get(), FALSE));
+    benchmark::ClobberMemory();
+  };
+}
+inline auto SaveAnew(Ref<IPersistStream> object) {
+  return [object] {
+    const auto stream = NewStream();
+    Check(object->Save(stream.Get(), FALSE));
+    benchmark::ClobberMemory();
+  };
+}
+inline Ref<IStream> Saved(const Ref<IPersistStream>& object) {
+  const auto stream = NewStream();
+  Check(object->Save(stream.Get(), FALSE));
+  return stream;
+}
+inline auto LoadAgain(Ref<IPersistStream> object, Ref<IStream> stream) {
+  return [object, stream] {
+    Rewind(stream);
+    Check(object->Load(stream.Get()));
+    benchmark::ClobberMemory();
+  };
+}
+
+}  // namespace peers
