@@ -13,8 +13,12 @@ namespace host {
 class ReferenceCount {
  public:
   ULONG Add() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
-  // 0: that was the last reference, and everything done under the others is visible.
-  ULONG Drop() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+  // 0: that was the last reference, and everything done under the others is visible. Nobody can
+  // take a reference while the only one is the caller's, so that end costs no atomic operation.
+  ULONG Drop() noexcept {
+    if (count_.load(std::memory_order_acquire) == 1) return 0;
+    return count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  }
 
  private:
   std::atomic<ULONG> count_{1};

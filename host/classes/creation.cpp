@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/classes/creation.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -72,6 +73,7 @@ using OfferedFactoryPointer = std::shared_ptr<OfferedFactory>;
 class OfferedFactories {
  public:
   OfferedFactoryPointer Find(REFCLSID classId) noexcept {
+    if (count_.load(std::memory_order_acquire) == 0) return nullptr;
     std::lock_guard lock(mutex_);
     for (const auto& [cookie, offered] : factories_) {
       const bool isInProcess = (offered->context & CLSCTX_INPROC_SERVER) != 0;
@@ -84,6 +86,7 @@ class OfferedFactories {
   DWORD Add(OfferedFactoryPointer offered) {
     std::lock_guard lock(mutex_);
     while (lastCookie_ == 0 || !factories_.try_emplace(lastCookie_, offered).second) ++lastCookie_;
+    count_.store(factories_.size(), std::memory_order_release);
     return lastCookie_++;
   }
 
@@ -91,6 +94,7 @@ class OfferedFactories {
   OfferedFactoryPointer Remove(DWORD cookie) noexcept {
     std::lock_guard lock(mutex_);
     auto removed = factories_.extract(cookie);
+    count_.store(factories_.size(), std::memory_order_release);
     return removed ? std::move(removed.mapped()) : nullptr;
   }
 
@@ -98,6 +102,8 @@ class OfferedFactories {
   std::mutex mutex_;
   // The oldest first.
   std::map<DWORD, OfferedFactoryPointer> factories_;
+  // Mostly 0, and then looking needs no lock.
+  std::atomic<std::size_t> count_{0};
   DWORD lastCookie_ = 1;
 };
 

@@ -48,8 +48,9 @@ HRESULT ReadData(IStream* stream, InProcessData& data) {
 
 class FreeThreadedMarshaler final : public IMarshal {
  public:
-  explicit FreeThreadedMarshaler(IUnknown* outer) noexcept
-      : inner_(*this), controlling_(outer ? outer : &inner_) {}
+  // isPlaced: the memory is not this object's own.
+  FreeThreadedMarshaler(IUnknown* outer, bool isPlaced) noexcept
+      : inner_(*this), controlling_(outer ? outer : &inner_), isPlaced_(isPlaced) {}
 
   IUnknown* Inner() noexcept { return &inner_; }
 
@@ -138,8 +139,13 @@ class FreeThreadedMarshaler final : public IMarshal {
     STDMETHODIMP_(ULONG) AddRef() noexcept override { return references_.Add(); }
     STDMETHODIMP_(ULONG) Release() noexcept override {
       const ULONG left = references_.Drop();
-      if (left == 0) delete &marshaler_;
-      return left;
+      if (left != 0) return left;
+      if (marshaler_.isPlaced_) {
+        marshaler_.~FreeThreadedMarshaler();
+      } else {
+        delete &marshaler_;
+      }
+      return 0;
     }
 
    private:
@@ -177,16 +183,23 @@ class FreeThreadedMarshaler final : public IMarshal {
 
   InnerUnknown inner_;
   IUnknown* const controlling_;
+  const bool isPlaced_;
   std::atomic<bool> hasWeakReferences_{false};
 };
+static_assert(sizeof(FreeThreadedMarshaler) <= sizeof(HostMarshalerRoom) &&
+              alignof(FreeThreadedMarshaler) <= alignof(HostMarshalerRoom));
 
 }  // namespace host
 
 HRESULT STDAPICALLTYPE CoCreateFreeThreadedMarshaler(IUnknown* outer, IUnknown** out) {
   if (!out) return E_INVALIDARG;
   *out = nullptr;
-  auto* marshaler = new (std::nothrow) host::FreeThreadedMarshaler(outer);
+  auto* marshaler = new (std::nothrow) host::FreeThreadedMarshaler(outer, false);
   if (!marshaler) return E_OUTOFMEMORY;
   *out = marshaler->Inner();
   return S_OK;
+}
+
+IUnknown* HostPlaceFreeThreadedMarshaler(HostMarshalerRoom* room, IUnknown* outer) noexcept {
+  return (new (room->opaque) host::FreeThreadedMarshaler(outer, true))->Inner();
 }

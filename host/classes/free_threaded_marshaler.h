@@ -27,3 +27,13 @@ inline constexpr CLSID kStandardMarshalerClass{0x00000017, 0, 0, {0xC0, 0, 0, 0,
 // the outer. One allocation. E_INVALIDARG: null out; E_OUTOFMEMORY.
 RASTEL_HOST_API HRESULT STDAPICALLTYPE CoCreateFreeThreadedMarshaler(IUnknown* outer,
                                                                      IUnknown** out);
+
+// Room for a marshaler inside the object that it serves; opaque.
+struct HostMarshalerRoom {
+  alignas(8) BYTE opaque[48];
+};
+
+// The same without an allocation, and so without a failure. The room must last until the reference
+// on the inner unknown is released, and nobody but the outer object may have that unknown.
+RASTEL_HOST_API IUnknown* HostPlaceFreeThreadedMarshaler(HostMarshalerRoom* room,
+                                                         IUnknown* outer) noexcept;

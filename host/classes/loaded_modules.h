@@ -3,6 +3,7 @@
 // calls into them are under way, unloaded when they say that they can be.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -22,7 +23,8 @@ struct GuidHash {
   }
 };
 
-// One loaded module. The counts belong to the table's lock; the last owner unloads.
+// One loaded module. Calls begin under the table's lock and end without it; the last owner
+// unloads.
 struct ClassModule {
   using GetClassObjectFunction = HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**);
   using CanUnloadNowFunction = HRESULT STDAPICALLTYPE();
@@ -36,14 +38,16 @@ struct ClassModule {
   GetClassObjectFunction* const getClassObject;
   CanUnloadNowFunction* const canUnloadNow;
   std::uint64_t callsStarted = 0;
-  std::uint64_t callsUnderWay = 0;
+  std::atomic<std::uint64_t> callsUnderWay{0};
 };
 
 // A call into a module; as long as it lives, the module stays.
 class ModuleCall final {
  public:
   ModuleCall() noexcept = default;
-  ~ModuleCall();
+  ~ModuleCall() {
+    if (module_ != nullptr) module_->callsUnderWay.fetch_sub(1, std::memory_order_release);
+  }
   ModuleCall(const ModuleCall&) = delete;
   ModuleCall& operator=(const ModuleCall&) = delete;
 
@@ -51,7 +55,7 @@ class ModuleCall final {
 
  private:
   friend class ClassModules;
-  std::shared_ptr<ClassModule> module_;
+  ClassModule* module_ = nullptr;  // in the table while a call is under way
 };
 
 // The one of the process is never destroyed: modules that are still loaded when it ends stay so.
@@ -67,10 +71,8 @@ class ClassModules final {
   void FreeUnused();
 
  private:
-  friend class ModuleCall;
   HRESULT Load(const std::string& path, std::shared_ptr<ClassModule>& module);
-  static void Start(const std::shared_ptr<ClassModule>& module, ModuleCall& call) noexcept;
-  void EndCall(ClassModule& module) noexcept;
+  static void Start(ClassModule& module, ModuleCall& call) noexcept;
 
   std::mutex mutex_;
   std::unordered_map<std::string, std::shared_ptr<ClassModule>> modules_;

@@ -6,7 +6,6 @@
 #include <new>
 
 #include "host/base/constants.h"
-#include "host/base/last_error.h"
 
 namespace {
 
@@ -20,17 +19,7 @@ pthread_mutex_t* MutexOf(LPCRITICAL_SECTION section) noexcept {
 }  // namespace
 
 BOOL InitializeCriticalSectionAndSpinCount(LPCRITICAL_SECTION section, DWORD) noexcept {
-  pthread_mutexattr_t recursive;
-  int error = pthread_mutexattr_init(&recursive);
-  if (error == 0) {
-    pthread_mutexattr_settype(&recursive, PTHREAD_MUTEX_RECURSIVE);
-    error = pthread_mutex_init(new (section->opaque) pthread_mutex_t, &recursive);
-    pthread_mutexattr_destroy(&recursive);
-  }
-  if (error != 0) {
-    SetLastError(static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
-    return FALSE;
-  }
+  new (section->opaque) pthread_mutex_t(PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP);
   return TRUE;
 }
 

@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "platform/marshaler.h"
 #include "platform/platform.h"
 
 namespace rastel {
@@ -13,7 +14,7 @@ class AgileObject {
  protected:
   // Makes the marshaler on the object's controlling unknown, as the last step of its creation.
   HRESULT CreateMarshaler(IUnknown* controllingUnknown) noexcept {
-    return CoCreateFreeThreadedMarshaler(controllingUnknown, &m_pFreeThreadedMarshaler);
+    return platform::PlaceMarshaler(room_, controllingUnknown, &m_pFreeThreadedMarshaler);
   }
   void ReleaseMarshaler() noexcept {
     IUnknown* const marshaler = std::exchange(m_pFreeThreadedMarshaler, nullptr);
@@ -22,6 +23,9 @@ class AgileObject {
   ~AgileObject() { ReleaseMarshaler(); }
 
   IUnknown* m_pFreeThreadedMarshaler = nullptr;
+
+ private:
+  platform::MarshalerRoom room_;
 };
 
 }  // namespace rastel
