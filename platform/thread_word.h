@@ -15,6 +15,8 @@ template <class Owner>
 class ThreadWord {
  public:
 #ifdef _WIN32
+  // Whether Get is as cheap as reading a variable.
+  static constexpr bool kIsCheap = false;
   static std::uintptr_t Get() noexcept {
     return reinterpret_cast<std::uintptr_t>(TlsGetValue(slot_.index));
   }
@@ -30,6 +32,7 @@ class ThreadWord {
   };
   static inline const Slot slot_;
 #else
+  static constexpr bool kIsCheap = true;
   static std::uintptr_t Get() noexcept { return word_; }
   static bool Set(std::uintptr_t value) noexcept {
     word_ = value;

@@ -71,14 +71,6 @@ _bstr_t _bstr_t::Attach(BSTR text) {
 
 _bstr_t _bstr_t::CopyOfBytes(BSTR text) { return Attach(CopyBytes(text)); }
 
-BstrRecord* _bstr_t::Counted(BstrRecord* record) noexcept {
-  if (record != nullptr &&
-      (record->m_RefCount.load(std::memory_order_relaxed) & BstrRecord::kUncounted) == 0) {
-    record->m_RefCount.fetch_add(1, std::memory_order_relaxed);
-  }
-  return record;
-}
-
 BstrRecord* _bstr_t::NewRecord(BSTR ownedText) {
   BstrRecord* const record = new (std::nothrow) BstrRecord(ownedText);
   if (record == nullptr) {
@@ -121,10 +113,7 @@ void _bstr_t::Assign(const OLECHAR* wide) {
   record_ = NewRecord(NewText(wide));
 }
 
-void _bstr_t::Release() noexcept {
-  BstrRecord* const record = std::exchange(record_, nullptr);
-  if (record == nullptr) return;
-  if ((record->m_RefCount.load(std::memory_order_relaxed) & BstrRecord::kUncounted) != 0) return;
+void _bstr_t::Drop(BstrRecord* record) noexcept {
   if (record->m_RefCount.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   SysFreeString(record->m_Wide);
   delete[] record->m_Narrow.load(std::memory_order_relaxed);

@@ -94,7 +94,10 @@ class _bstr_t {
     *this = _bstr_t(literal);
   }
   // Gives the record up and becomes a null holder.
-  void Release() noexcept;
+  void Release() noexcept {
+    BstrRecord* const record = std::exchange(record_, nullptr);
+    if (record != nullptr && !IsUncounted(*record)) Drop(record);
+  }
 
   // The record's own text, not a copy; null for a null holder and for a null text.
   BSTR Wide() const noexcept { return record_ != nullptr ? record_->m_Wide : nullptr; }
@@ -109,7 +112,16 @@ class _bstr_t {
   bool SharesRecordWith(const _bstr_t& other) const noexcept { return record_ == other.record_; }
 
  private:
-  static BstrRecord* Counted(BstrRecord* record) noexcept;
+  static bool IsUncounted(const BstrRecord& record) noexcept {
+    return (record.m_RefCount.load(std::memory_order_relaxed) & BstrRecord::kUncounted) != 0;
+  }
+  static BstrRecord* Counted(BstrRecord* record) noexcept {
+    if (record != nullptr && !IsUncounted(*record)) {
+      record->m_RefCount.fetch_add(1, std::memory_order_relaxed);
+    }
+    return record;
+  }
+  static void Drop(BstrRecord* record) noexcept;
   static BstrRecord* NewRecord(BSTR ownedText);
 
   BstrRecord* record_ = nullptr;

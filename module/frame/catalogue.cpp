@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "module/frame/catalogue.h"
 
+#include "module/frame/large_blocks.h"
 #include "module/frame/reports.h"
 #include "platform/threading.h"
 
@@ -81,7 +82,10 @@ HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** out) noexcept {
   return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-HRESULT CanUnloadNow() noexcept { return platform::moduleLockCount == 0 ? S_OK : S_FALSE; }
+HRESULT CanUnloadNow() noexcept {
+  FreeKeptBlocks();
+  return platform::moduleCount.Sum() == 0 ? S_OK : S_FALSE;
+}
 
 HRESULT RegisterServer() noexcept {
   for (const CatalogueRow* row = Catalogue(); row->classId; ++row) {

@@ -41,7 +41,10 @@ class OwnedVariant : public VARIANT {
   explicit OwnedVariant(const VARIANT& source) : VARIANT{} { Copy(*this, source); }
   OwnedVariant(const OwnedVariant& other) : VARIANT{} { Copy(*this, other); }
   OwnedVariant(OwnedVariant&& other) noexcept : VARIANT(other.Detach()) {}
-  ~OwnedVariant() { VariantClear(this); }
+  ~OwnedVariant() {
+    // The types up to there are numbers, which leave nothing to let go.
+    if (vt > VT_DATE) VariantClear(this);
+  }
 
   OwnedVariant& operator=(const VARIANT& source) {
     Copy(*this, source);

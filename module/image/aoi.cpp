@@ -40,9 +40,7 @@ constexpr LONG ClampMargin(LONG margin, LONG start, LONG length, LONG bufferMarg
 }  // namespace
 
 AoiState::AoiState(const CLSID& classId, ElementTypeKLP type, ImageMaker makeImage)
-    : elementType(type), classId_(classId), makeImage_(makeImage) {
-  Reset();
-}
+    : name(kDefaultName), elementType(type), classId_(classId), makeImage_(makeImage) {}
 
 AoiState::AoiState(SiblingOf sibling)
     : AoiState(sibling.source.classId_, sibling.source.elementType, sibling.source.makeImage_) {

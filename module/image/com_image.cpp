@@ -7,7 +7,6 @@
 #include <new>
 
 #include "module/image/margins.h"
-#include "platform/large_pages.h"
 
 namespace rastel {
 namespace {
@@ -49,18 +48,8 @@ STDMETHODIMP ComImageBase::QueryInterface(REFIID iid, void** out) noexcept {
   return known ? S_OK : E_NOINTERFACE;
 }
 
-STDMETHODIMP_(ULONG) ComImageBase::AddRef() noexcept {
-  return refCount_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-STDMETHODIMP_(ULONG) ComImageBase::Release() noexcept {
-  const ULONG left = refCount_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) delete this;
-  return left;
-}
-
 ComImageBase::~ComImageBase() {
-  if (ownsData_) std::free(data_);
+  GiveBlockBack(own_);
   data_ = nullptr;
 }
 
@@ -77,16 +66,15 @@ HRESULT ComImageBase::Allocate(LONG planes, LONG width, LONG height, LONG margin
   const std::size_t tailBytes = static_cast<std::size_t>(tailElements) * elementBytes_;
   // A product that wrapped to 0 is a buffer as well, and its data is not null.
   const std::size_t bytes = std::max<std::size_t>(blockBytes + tailBytes, 1);
-  void* const memory = contents == Contents::Zero ? std::calloc(bytes, 1) : std::malloc(bytes);
-  if (memory == nullptr) throw std::bad_alloc();
-  platform::PreferLargePages(memory, bytes);
+  const MemoryBlock block = contents == Contents::Zero ? TakeZeroBlock(bytes) : TakeBlock(bytes);
+  if (block.memory == nullptr) throw std::bad_alloc();
   if (contents == Contents::Undefined) {
-    std::memset(static_cast<std::byte*>(memory) + blockBytes, 0, tailBytes);
+    std::memset(static_cast<std::byte*>(block.memory) + blockBytes, 0, tailBytes);
   }
 
-  data_ = memory;
+  own_ = block;
+  data_ = block.memory;
   geometry_ = geometry;
-  ownsData_ = true;
   isWritten_.store(contents == Contents::Undefined, std::memory_order_relaxed);
   blockElements_ = blockElements;
   reachableElements_ = blockElements + tailElements;
@@ -118,7 +106,6 @@ HRESULT ComImageBase::Attach(void* data, LONG planes, LONG width, LONG height, L
   data_ = data;
   owner_ = platform::ComPtr<IUnknown>(owner);
   geometry_ = BufferGeometry::Of(planes, width, height, margin);
-  ownsData_ = false;
   MarkWritten();
   blockElements_ = geometry_.CountedElements();
   reachableElements_ = blockElements_;

@@ -22,9 +22,11 @@
 #include <utility>
 
 #include "interfaces/enums.h"
+#include "module/frame/large_blocks.h"
 #include "module/image/buffer_geometry.h"
 #include "platform/com_ptr.h"
 #include "platform/platform.h"
+#include "platform/threading.h"
 
 namespace rastel {
 
@@ -49,9 +51,15 @@ class ComImageBase : public IUnknown {
   // IID_IUnknown only, S_OK, and without taking a reference: buffers are not handed to clients. Any
   // other identifier: E_NOINTERFACE and a null pointer.
   STDMETHODIMP QueryInterface(REFIID iid, void** out) noexcept final;
-  STDMETHODIMP_(ULONG) AddRef() noexcept final;
+  STDMETHODIMP_(ULONG) AddRef() noexcept final {
+    return platform::CComMultiThreadModel::Increment(refCount_);
+  }
   // The last one destroys the buffer.
-  STDMETHODIMP_(ULONG) Release() noexcept final;
+  STDMETHODIMP_(ULONG) Release() noexcept final {
+    const ULONG left = platform::CComMultiThreadModel::Decrement(refCount_);
+    if (left == 0) delete this;
+    return left;
+  }
   virtual ~ComImageBase();
 
   // Gives an empty buffer memory of its own. E_INVALIDARG for 0 planes, width or height, or a
@@ -143,9 +151,9 @@ class ComImageBase : public IUnknown {
   void* data_ = nullptr;
   platform::ComPtr<IUnknown> owner_;  // of attached memory, where it was named
   BufferGeometry geometry_;
-  std::atomic<std::uint32_t> refCount_{0};
+  std::atomic<ULONG> refCount_{0};
   std::atomic<bool> isWritten_{false};
-  bool ownsData_ = false;
+  MemoryBlock own_;  // null for attached memory
   const std::size_t elementBytes_;
   std::int64_t blockElements_ = 0;
   std::int64_t reachableElements_ = 0;

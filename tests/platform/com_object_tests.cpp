@@ -23,7 +23,7 @@ const char* failing = "";  // the step that fails
 ULONG countAtEnd = 0, countWhileMade = 0;
 
 HRESULT Step(const char* name) {
-  steps += std::string(name) + std::to_string(platform::moduleLockCount) + ' ';
+  steps += std::string(name) + std::to_string(platform::moduleCount.Sum()) + ' ';
   return name == std::string(failing) ? E_ABORT : S_OK;
 }
 
