@@ -116,7 +116,8 @@ class AoiState {
 
   // The stored element of rectangle coordinates in a plane, as index into the buffer.
   //   true   the position lies in the stored plane; *index is computed in 32 bits
-  bool StoredIndex(LONG pixelX, LONG pixelY, LONG plane, LONG* index) const noexcept {
+  [[gnu::always_inline]] bool StoredIndex(LONG pixelX, LONG pixelY, LONG plane,
+                                          LONG* index) const noexcept {
     const LONG column = WrapAdd(WrapAdd(pixelX, rect.x), image->margin());
     const LONG row = WrapAdd(WrapAdd(pixelY, rect.y), image->margin());
     if (column < 0 || row < 0 || column >= bufferWidth || row >= bufferHeight) return false;

@@ -147,18 +147,13 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
 
   // Pixels.
   STDMETHODIMP GetPixel(LONG x, LONG y, DOUBLE* value) override {
-    T* pixel = nullptr;
-    const HRESULT result = FindPixel(x, y, &pixel);
-    if (result == S_OK) *value = DoubleFromElement(*pixel);
-    return result;
+    return AtPixel(x, y, [&](const T& pixel) { *value = DoubleFromElement(pixel); });
   }
   STDMETHODIMP PutPixel(LONG x, LONG y, DOUBLE value) override {
-    T* pixel = nullptr;
-    const HRESULT result = FindPixel(x, y, &pixel);
-    if (result != S_OK) return result;
-    Image().MarkWritten();
-    *pixel = ElementFromDouble<T>(value);
-    return result;
+    return AtPixel(x, y, [&](T& pixel) {
+      Image().MarkWritten();
+      pixel = ElementFromDouble<T>(value);
+    });
   }
   STDMETHODIMP GetPointer(U** pixels) override {
     LONG index = 0;
@@ -215,14 +210,14 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
     Access<U> from;
     HRESULT result = from.Get(*static_cast<ITyped*>(this));
     if (FAILED(result)) return result;
-    // The other may be foreign code and bind this AOI elsewhere meanwhile.
-    const platform::ComPtr<ComImageBase> source = state_.image;
+    const IAOIImpl* own = OwnImplementation(other);
+    const Image_t& pixels = Image();
+    // Foreign code may bind this AOI elsewhere meanwhile, and vouches for its own geometry.
+    const platform::ComPtr<ComImageBase> held(own ? nullptr : state_.image.Get());
     Access<U> to;
     result = to.Get(*other);
     if (FAILED(result)) return result;
-    // A foreign implementation of the interface vouches for its own geometry.
-    const IAOIImpl* own = OwnImplementation(other);
-    CopyRows(from, static_cast<const Image_t&>(*source), to, own ? &own->Image() : nullptr);
+    CopyRows(from, pixels, to, own ? &own->Image() : nullptr);
     return S_OK;
   }
 
@@ -384,14 +379,17 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
 
   // The pixel behind rectangle coordinates in the active plane. Does its own arithmetic on the
   // fields, since this is the path of every single pixel.
-  HRESULT FindPixel(LONG x, LONG y, T** pixel) const noexcept {
+  // The shared checks of the operations on one pixel, which are to cost a virtual call and little
+  // more.
+  template <class Act>
+  [[gnu::always_inline]] HRESULT AtPixel(LONG x, LONG y, Act act) const noexcept {
     if (!state_.image) return state_.Report(Message::NoBuffer);
     Image_t& image = Image();
     if (!image.HasData() || state_.activePlane >= image.planes()) return E_POINTER;
     LONG index = 0;
     if (!state_.StoredIndex(x, y, state_.activePlane, &index)) return E_INVALIDARG;
     if (!image.InBlock(index)) return E_INVALIDARG;
-    *pixel = image.At(index);
+    act(*image.At(index));
     return S_OK;
   }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 
 #include "module/image/com_image.h"
 
@@ -93,12 +94,13 @@ void FillRows(Image& image, std::int64_t first, std::int64_t width, std::int64_t
 }
 
 // Copies the overlap of two rectangles from their first pixels on, top row first; the columns of a
-// row may overlap. `targetImage` is the memory behind the target, or null if it is not known.
+// row may overlap. Rows without gaps move as one, unless a row would overwrite one that is still to
+// be read. `targetImage` is the memory behind the target, or null if it is not known.
 template <class U, class Image>
 void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& to,
               const Image* targetImage) noexcept {
   const std::int64_t height = std::min(from.height, to.height);
-  const std::int64_t width = std::min(from.width, to.width);
+  std::int64_t width = std::min(from.width, to.width);
   if (height < 1 || width < 1) return;
   const auto indexIn = [](const Image& image, const U* address) -> std::int64_t {
     return address - reinterpret_cast<const U*>(image.data());
@@ -110,6 +112,13 @@ void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& 
   if (targetImage) {
     rows = pixels_detail::ReachableRows(targetImage->reachableElements(), targetFirst, to.Step(),
                                         rows);
+  }
+  if (rows > 1 && from.Step() == width && to.Step() == width) {
+    const std::less<const U*> isBefore;
+    if (!isBefore(from.pixels, to.pixels) || !isBefore(to.pixels, from.pixels + width * rows)) {
+      width *= rows;
+      rows = 1;
+    }
   }
   for (std::int64_t row = 0; row < rows; ++row) {
     std::int64_t count = sourceImage.ClipRun(sourceFirst + row * from.Step(), width).count;

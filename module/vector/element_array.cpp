@@ -46,10 +46,23 @@ void Release(VARIANT value) noexcept { VariantClear(&value); }
 
 }  // namespace
 
-SharedBlock SharedBlock::TryAllocate(std::size_t bytes) noexcept {
+SharedBlock SharedBlock::TryAllocate(std::size_t bytes, const void* content,
+                                     std::size_t used) noexcept {
   SharedBlock block;
-  void* const memory = std::calloc(1, sizeof(Header) + bytes);
-  if (memory) block.header_ = new (memory) Header{1};
+  // What is not large becomes resident anyway, and is written once only.
+  constexpr std::size_t kLarge = std::size_t{1} << 20;
+  const bool isLarge = bytes >= kLarge;
+  void* const memory =
+      isLarge ? std::calloc(1, sizeof(Header) + bytes) : std::malloc(sizeof(Header) + bytes);
+  if (!memory) return block;
+  block.header_ = new (memory) Header{1};
+  auto* const target = static_cast<std::byte*>(block.Get());
+  if (isLarge) {
+    CopyToZeroed(target, content, used);
+  } else {
+    if (used > 0) std::memcpy(target, content, used);
+    std::memset(target + used, 0, bytes - used);
+  }
   return block;
 }
 
@@ -59,7 +72,7 @@ SharedBlock::~SharedBlock() {
 
 void ElementBlock::Resize(LONG count) {
   if (!HasRoomFor(count)) {
-    Move(count, static_cast<std::size_t>(Touched()) * elementBytes_);
+    Move(count, data_, static_cast<std::size_t>(Touched()) * elementBytes_);
   } else if (const LONG end = (std::min)(count, Mark()); end > count_) {
     Zero(Address(count_), static_cast<std::size_t>(end - count_) * elementBytes_);
   }
@@ -68,9 +81,15 @@ void ElementBlock::Resize(LONG count) {
 }
 
 void ElementBlock::CopyFrom(const ElementBlock& source) {
-  Resize(source.count_);
-  Touch(source.Touched());
-  CopyToZeroed(data_, source.data_, static_cast<std::size_t>(Touched()) * elementBytes_);
+  const LONG touched = source.Touched();
+  const std::size_t bytes = static_cast<std::size_t>(touched) * elementBytes_;
+  if (HasRoomFor(source.count_)) {
+    CopyToZeroed(data_, source.data_, bytes);
+  } else {
+    Move(source.count_, source.data_, bytes);
+  }
+  count_ = source.count_;
+  mark_ = touched;
 }
 
 HRESULT ElementBlock::ReadFrom(IStream* stream, bool* isWhole) {
@@ -89,17 +108,20 @@ HRESULT ElementBlock::ReadFrom(IStream* stream, bool* isWhole) {
   return result;
 }
 
-void ElementBlock::Move(LONG count, std::size_t bytesInUse) {
+void ElementBlock::Move(LONG count, const void* content, std::size_t contentBytes) {
   if (count < 0) throw std::length_error("vector too long");
   // Room to grow on, or what is wanted if that cannot be had.
   std::int64_t capacity = (std::max)(std::int64_t{count}, capacity_ + capacity_ / 2);
-  SharedBlock block = SharedBlock::TryAllocate(static_cast<std::size_t>(capacity) * elementBytes_);
+  const auto allocate = [&] {
+    return SharedBlock::TryAllocate(static_cast<std::size_t>(capacity) * elementBytes_, content,
+                                    contentBytes);
+  };
+  SharedBlock block = allocate();
   if (!block && capacity > count) {
     capacity = count;
-    block = SharedBlock::TryAllocate(static_cast<std::size_t>(capacity) * elementBytes_);
+    block = allocate();
   }
   if (!block) RaiseBadAllocation();
-  CopyToZeroed(block.Get(), data_, bytesInUse);
   block_ = std::move(block);
   data_ = block_.Get();
   capacity_ = capacity;
@@ -124,7 +146,7 @@ void ElementChange<ElementArray<VARIANT>>::Resize(LONG count) {
   } else {
     SharedBlock block = array.Hold();
     const LONG mark = array.mark_;
-    array.Move(count, static_cast<std::size_t>(array.Touched()) * sizeof(VARIANT));
+    array.Move(count, array.Slots(), static_cast<std::size_t>(array.Touched()) * sizeof(VARIANT));
     leftBlock_ = std::move(block);
     left_ = {array.Count(), mark};
   }

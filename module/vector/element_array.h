@@ -27,8 +27,8 @@ namespace rastel {
 class SharedBlock {
  public:
   SharedBlock() noexcept = default;
-  // Empty when there is no memory.
-  static SharedBlock TryAllocate(std::size_t bytes) noexcept;
+  // A copy of `used` bytes, and zeros behind them. Empty when there is no memory.
+  static SharedBlock TryAllocate(std::size_t bytes, const void* content, std::size_t used) noexcept;
   SharedBlock(const SharedBlock& other) noexcept : header_(other.header_) {
     if (header_) header_->holders.fetch_add(1, std::memory_order_relaxed);
   }
@@ -93,8 +93,8 @@ class ElementBlock {
 
   // Whether so many elements have room where the array lies.
   bool HasRoomFor(LONG count) const noexcept { return count >= 0 && count <= capacity_; }
-  // Moves to where there is room, with so many bytes from the start. Raises.
-  void Move(LONG count, std::size_t bytesInUse);
+  // Moves to where there is room for so many elements, and begins with the content there. Raises.
+  void Move(LONG count, const void* content, std::size_t contentBytes);
   void SetCount(LONG count) noexcept { count_ = count; }
 
   // Slots from a mark on are zero bits, so that nobody need look at them. A client that was given
