@@ -16,8 +16,17 @@ void NoObjectMain(bool) noexcept {}
 
 constexpr CatalogueRow LiveRow(const CLSID& classId, const char* name, WORD script,
                                platform::InstanceCreator instanceCreator) noexcept {
-  return {&classId,        name,    script, &UpdateRegistration, &platform::CreateClassObject,
-          instanceCreator, nullptr, 0,      &NoDescription,      &NoCategories,
+  return {&classId,
+          classId.Data1,
+          name,
+          script,
+          &UpdateRegistration,
+          &platform::CreateClassObject,
+          instanceCreator,
+          nullptr,
+          0,
+          &NoDescription,
+          &NoCategories,
           &NoObjectMain};
 }
 
@@ -27,7 +36,7 @@ constinit CatalogueRow rows[] = {
   LiveRow(CLSID_##name, #name, script, &creator),
 #include "module/class_rows.inc"
 #undef CLASS_ROW
-    {nullptr, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr},
+    {nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr},
 };
 
 }  // namespace

@@ -56,8 +56,8 @@ class IDispatchImpl : public Interface {
     if ((flags & DISPATCH_PROPERTYPUTREF) != 0) {
       flags = static_cast<WORD>((flags & ~DISPATCH_PROPERTYPUTREF) | DISPATCH_PROPERTYPUT);
     }
-    ComPtr<ITypeInfo> info;
-    const HRESULT loaded = holder_.Get(locale, info.Put());
+    ITypeInfo* info = nullptr;
+    const HRESULT loaded = holder_.Look(locale, &info);
     if (FAILED(loaded)) return loaded;
     const auto call = [&](DISPPARAMS* arguments) {
       const HRESULT outcome = info->Invoke(static_cast<Interface*>(this), member, flags, arguments,

@@ -21,13 +21,14 @@ struct Member {
   static constexpr UINT kMostParameters = 8;
 
   BSTR name;
+  UINT nameLength;
   DISPID id;
   WORD kind;  // INVOKE_FUNC, INVOKE_PROPERTYGET or INVOKE_PROPERTYPUT
   // Without the one that is returned. Of a member with more than kMostParameters none is known.
   UINT parameterCount;
   VARTYPE parameters[kMostParameters];
 
-  std::basic_string_view<OLECHAR> View() const noexcept { return {name, SysStringLen(name)}; }
+  std::basic_string_view<OLECHAR> View() const noexcept { return {name, nameLength}; }
 };
 
 class Members {
@@ -89,7 +90,7 @@ class Members {
     FUNCDESC* function = nullptr;
     if (FAILED(info.GetFuncDesc(index, &function))) return false;
     const bool isRestricted = (function->wFuncFlags & FUNCFLAG_FRESTRICTED) != 0;
-    Member row{nullptr, function->memid, static_cast<WORD>(function->invkind), 0, {}};
+    Member row{nullptr, 0, function->memid, static_cast<WORD>(function->invkind), 0, {}};
     for (SHORT i = 0; i < function->cParams; ++i) {
       const ELEMDESC& parameter = function->lprgelemdescParam[i];
       if ((parameter.paramdesc.wParamFlags & PARAMFLAG_FRETVAL) != 0) continue;
@@ -104,6 +105,7 @@ class Members {
     if (FAILED(info.GetDocumentation(row.id, &row.name, nullptr, nullptr, nullptr)) || !row.name) {
       return false;
     }
+    row.nameLength = SysStringLen(row.name);
     rows_[count_++] = row;
     return true;
   }

@@ -28,15 +28,14 @@ class TypeInfoHolder {
   // The type information, with a reference for the caller. Fails as LoadRegTypeLib and
   // ITypeLib::GetTypeInfoOfGuid do, and tries again at the next call.
   HRESULT Get(LCID locale, ITypeInfo** out) noexcept {
-    *out = nullptr;
-    ITypeInfo* info = info_.load(std::memory_order_acquire);
-    if (!info) {
-      const HRESULT result = Load(locale, &info);
-      if (FAILED(result)) return result;
-    }
-    info->AddRef();
-    *out = info;
-    return S_OK;
+    const HRESULT result = Look(locale, out);
+    if (SUCCEEDED(result)) (*out)->AddRef();
+    return result;
+  }
+  // The same without a reference: it stays as long as the module.
+  HRESULT Look(LCID locale, ITypeInfo** out) noexcept {
+    *out = info_.load(std::memory_order_acquire);
+    return *out ? S_OK : Load(locale, out);
   }
 
   // As ITypeInfo::GetIDsOfNames, which is asked for several names, for a name in another case and
@@ -44,13 +43,11 @@ class TypeInfoHolder {
   HRESULT GetIDsOfNames(LPOLESTR* names, UINT count, LCID locale, DISPID* ids) noexcept {
     if (Knows(members_.load(std::memory_order_acquire), names, count, ids)) return S_OK;
     ITypeInfo* info = nullptr;
-    const HRESULT loaded = Get(locale, &info);
+    const HRESULT loaded = Look(locale, &info);
     if (FAILED(loaded)) return loaded;
     // The first call has the names only now.
     const bool isKnown = Knows(MembersOf(*info), names, count, ids);
-    const HRESULT result = isKnown ? S_OK : info->GetIDsOfNames(names, count, ids);
-    info->Release();
-    return result;
+    return isKnown ? S_OK : info->GetIDsOfNames(names, count, ids);
   }
 
   // The members that the information tells of; null for want of memory.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/types/invocation.h"
 
+#include <algorithm>
+
 #include "host/services/error_objects.h"
 #include "host/values/conversion.h"
 #include "host/values/strings.h"
@@ -73,7 +75,7 @@ class Call {
   Call(const TypeLibrary& library, const HostTypeMember& member)
       : library_(library), member_(member) {}
   ~Call() {
-    for (WORD i = 0; i < member_.parameterCount; ++i) {
+    for (WORD i = 0; i < described_; ++i) {
       if (arguments_[i].isOwned) VariantClear(&arguments_[i].value);
     }
   }
@@ -85,6 +87,7 @@ class Call {
     for (WORD i = 0; i < member_.parameterCount; ++i) {
       Argument& argument = arguments_[i];
       argument = {};
+      ++described_;
       argument.row = &member_.parameters[i];
       argument.type = VariantTypeOf(library_, argument.row->use, &argument.iid);
       if (argument.type == VT_EMPTY) return DISP_E_BADVARTYPE;
@@ -94,8 +97,9 @@ class Call {
 
   // Takes the arguments, one for each parameter that is not returned.
   HRESULT Take(const DISPPARAMS& params, UINT* badArgument) {
-    VARIANT* sources[kHostMostParameters] = {};
+    VARIANT* sources[kHostMostParameters];
     const UINT count = GivenParameters();
+    std::fill_n(sources, count, nullptr);
     for (UINT i = 0; i < params.cNamedArgs; ++i) {
       const DISPID id = params.rgdispidNamedArgs[i];
       const bool isPutValue = id == DISPID_PROPERTYPUT && member_.kind == INVOKE_PROPERTYPUT;
@@ -253,7 +257,9 @@ class Call {
 
   const TypeLibrary& library_;
   const HostTypeMember& member_;
-  Argument arguments_[kHostMostParameters] = {};
+  // The first ones are there.
+  Argument arguments_[kHostMostParameters];
+  WORD described_ = 0;
 };
 
 void FillException(EXCEPINFO& exception, HRESULT code) {

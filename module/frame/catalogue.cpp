@@ -72,7 +72,8 @@ HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** out) noexcept {
   *out = nullptr;
   if (!module.attached) return E_UNEXPECTED;
   for (CatalogueRow* row = Catalogue(); row->classId; ++row) {
-    if (!row->classObjectCreator || !IsEqualCLSID(*row->classId, classId)) continue;
+    if (row->firstWord != classId.Data1 || !IsEqualCLSID(*row->classId, classId)) continue;
+    if (!row->classObjectCreator) continue;
     if (!row->classObject.load(std::memory_order_acquire)) {
       const HRESULT result = MakeClassObject(*row);
       if (FAILED(result)) return result;

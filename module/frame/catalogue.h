@@ -12,6 +12,7 @@ namespace rastel {
 // One creatable class.
 struct CatalogueRow {
   const CLSID* classId;  // null in the row that closes the table
+  DWORD firstWord;       // of the identifier, so that looking for one need not follow the pointers
   const char* name;
   WORD script;  // number of the class's registration script
   // Enters the class with the host (true) or removes it (false).

@@ -67,7 +67,12 @@ SharedBlock SharedBlock::TryAllocate(std::size_t bytes, const void* content,
 }
 
 SharedBlock::~SharedBlock() {
-  if (header_ && header_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) std::free(header_);
+  if (!header_) return;
+  // Nobody can take a count while the only one is here.
+  if (header_->holders.load(std::memory_order_acquire) == 1 ||
+      header_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    std::free(header_);
+  }
 }
 
 void ElementBlock::Resize(LONG count) {
