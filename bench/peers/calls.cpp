@@ -77,22 +77,6 @@ struct AnyPicture {
   }
 };
 
-// The same behind a call that the compiler cannot see through.
-struct Accessor {
-  virtual ~Accessor() = default;
-  virtual double Get(LONG x, LONG y) const = 0;
-  virtual void Put(LONG x, LONG y, double value) const = 0;
-};
-struct PictureAccessor final : Accessor {
-  AnyPicture picture;
-  double Get(LONG x, LONG y) const override {
-    double value = 0;
-    picture.Get(x, y, value);
-    return value;
-  }
-  void Put(LONG x, LONG y, double value) const override { picture.Put(x, y, value); }
-};
-
 struct Walk {
   LONG at = 0;
   LONG X() const { return at & (kSide - 1); }
@@ -146,32 +130,6 @@ void AddPixels(const std::string& kind, REFCLSID classId, ElementTypeKLP type, i
       benchmark::DoNotOptimize(pixels.Put(walk.X(), walk.Y(), 100.5));
       ++walk.at;
     };
-  });
-  const auto accessor = [=](Memory& memory) {
-    auto made = std::make_shared<PictureAccessor>();
-    made->picture = any(memory);
-    return made;
-  };
-  Contend(get, "virtual_accessor", [=] {
-    const auto memory = std::make_shared<Memory>();
-    return
-        [memory, pixels = std::shared_ptr<Accessor>(accessor(*memory)), walk = Walk{}]() mutable {
-          Accessor* called = pixels.get();
-          benchmark::DoNotOptimize(called);
-          benchmark::DoNotOptimize(called->Get(walk.X(), walk.Y()));
-          ++walk.at;
-        };
-  });
-  Contend(put, "virtual_accessor", [=] {
-    const auto memory = std::make_shared<Memory>();
-    return
-        [memory, pixels = std::shared_ptr<Accessor>(accessor(*memory)), walk = Walk{}]() mutable {
-          Accessor* called = pixels.get();
-          benchmark::DoNotOptimize(called);
-          called->Put(walk.X(), walk.Y(), 100.5);
-          benchmark::ClobberMemory();
-          ++walk.at;
-        };
   });
 #ifdef PEER_VTK
   const auto image = [=] {

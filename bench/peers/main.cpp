@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-// peers_bench [flags of Google Benchmark] [row...]: runs the rows whose names hold one of the
-// regular expressions, or all, and prints for every repetition of every contender
+// peers_bench [flags of Google Benchmark] [row...]: runs the rows whose names hold one
+// of the regular expressions, or all, and prints for every repetition of every contender
 //
 //   name <tab> repetition <tab> nanoseconds of the clock <tab> nanoseconds of the processor
 //
-// for one unit of the work. The contenders of a row take turns in random order; a row follows the
-// other, so that what the machine does meanwhile meets all contenders of a row.
+// for one unit of the work. The contenders
+// of a row take turns in random order; a row follows the other, so that what the machine does
+// meanwhile meets all contenders of a row.
 #include <cstdio>
 #include <regex>
-#include <thread>
 #include <vector>
 
 #include "bench/peers/peers.h"
@@ -49,9 +49,6 @@ void NoteRow(const std::string& row) {
 int main(int argc, char** argv) {
   // The module that was built beside this program, and nothing that the user has registered.
   setenv("RASTEL_HOST_REGISTRY", "", 1);
-  // A library counts without atomic operations in a process that never had a second thread. Our
-  // programs have.
-  std::thread([] {}).join();
   benchmark::Initialize(&argc, argv);
   const rastelklp::Session session;
   peers::Check(HostAddModule(RASTEL_MODULE));

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Metadata by text keys: "attribute 1234" with a number, a real or a text each.
+// Metadata by text keys, "attribute 1234": put, found, saved, loaded, copied.
 #include <algorithm>
 #include <cstring>
 #include <map>
 #include <mutex>
 #include <random>
 #include <unordered_map>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -25,44 +26,38 @@
 namespace peers {
 namespace {
 
-std::string KeyOf(int i) { return "attribute " + std::to_string(i); }
-
-// What a program holds without us.
 using Scalar = std::variant<int, double, std::string>;
-Scalar ScalarOf(int i) {
-  if (i % 3 == 0) return i;
-  if (i % 3 == 1) return i * 0.5;
-  return "value of attribute " + std::to_string(i);
-}
 
-// The numbers below count, in no order.
-std::vector<int> Visits(int count) {
-  std::vector<int> visits(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) visits[static_cast<std::size_t>(i)] = i;
-  std::shuffle(visits.begin(), visits.end(), std::mt19937(7));
-  return visits;
-}
-std::vector<int> InOrder(int count) {
-  auto numbers = Visits(count);
-  std::sort(numbers.begin(), numbers.end());
-  return numbers;
-}
+// So many attributes: numbers, reals and texts in turn, or numbers only.
+struct Content {
+  int count;
+  bool mixed;
 
-// Keys and values as a client hands them over, in the order of use.
-template <class Key, class Value>
-struct Given {
-  std::vector<Key> keys;
-  std::vector<Value> values;
-  std::size_t at = 0;
-
-  std::size_t Next() {
-    const std::size_t now = at;
-    if (++at == keys.size()) at = 0;
-    return now;
+  bool operator==(const Content&) const = default;
+  std::string KeyOf(int i) const { return "attribute " + std::to_string(i); }
+  Scalar ScalarOf(int i) const {
+    if (!mixed || i % 3 == 0) return i;
+    if (i % 3 == 1) return i * 0.5;
+    return "value of attribute " + std::to_string(i);
+  }
+  std::string Row(const std::string& work) const {
+    return "map/" + work + (mixed ? "/" : "_numbers/") + std::to_string(count);
   }
 };
 
+std::vector<int> InOrder(int count) {
+  std::vector<int> numbers(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) numbers[static_cast<std::size_t>(i)] = i;
+  return numbers;
+}
+std::vector<int> InNoOrder(int count) {
+  auto numbers = InOrder(count);
+  std::shuffle(numbers.begin(), numbers.end(), std::mt19937(7));
+  return numbers;
+}
+
 struct OwnedVariant : VARIANT {
+  OwnedVariant() : VARIANT{} {}
   explicit OwnedVariant(const Scalar& scalar) : VARIANT{} {
     if (const auto* number = std::get_if<int>(&scalar)) {
       vt = VT_I4;
@@ -75,208 +70,236 @@ struct OwnedVariant : VARIANT {
       bstrVal = SysAllocString(rastelklp::Text(std::get<std::string>(scalar)).get());
     }
   }
+  OwnedVariant(const OwnedVariant& other) : VARIANT{} { *this = other; }
   OwnedVariant(OwnedVariant&& other) noexcept : VARIANT(other) { other.vt = VT_EMPTY; }
+  OwnedVariant& operator=(const OwnedVariant& other) {
+    Check(VariantCopy(this, const_cast<OwnedVariant*>(&other)));
+    return *this;
+  }
   ~OwnedVariant() { VariantClear(this); }
 };
 
-using OurGiven = Given<rastelklp::Text, OwnedVariant>;
-OurGiven GivenToUs(const std::vector<int>& numbers) {
-  OurGiven given;
-  for (const int i : numbers) {
-    given.keys.emplace_back(KeyOf(i));
-    given.values.emplace_back(ScalarOf(i));
-  }
-  return given;
-}
-using PlainGiven = Given<std::string, Scalar>;
-PlainGiven GivenToOthers(const std::vector<int>& numbers) {
-  PlainGiven given;
-  for (const int i : numbers) {
-    given.keys.push_back(KeyOf(i));
-    given.values.push_back(ScalarOf(i));
-  }
-  return given;
-}
-
 using Map = Ref<IAttributeBstrMapKLP>;
-void PutAll(const Map& map, const OurGiven& given) {
-  for (std::size_t i = 0; i < given.keys.size(); ++i) {
-    Check(map->put_Value(given.keys[i].get(), given.values[i]));
-  }
-}
-Map OurMap(int count) {
-  const auto map = New<IAttributeBstrMapKLP>(CLSID_AttributeBstrMapKLP);
-  PutAll(map, GivenToUs(InOrder(count)));
-  return map;
-}
 
+// Stores: keys and values in the form that a client has them in, and what it does with them.
+
+struct OurStore {
+  static constexpr const char* kName = "ours";
+  using Key = rastelklp::Text;
+  using Value = OwnedVariant;
+
+  static IClassFactory& Class() {
+    static const auto factory = Factory(CLSID_AttributeBstrMapKLP);
+    return *factory;
+  }
+  void Put(const Key& key, const Value& value) { Check(map->put_Value(key.get(), value)); }
+  void Get(const Key& key) {
+    VARIANT out{};
+    Check(map->get_Value(key.get(), &out));
+    benchmark::DoNotOptimize(out);
+    VariantClear(&out);
+  }
+  bool Has(const Key& key) {
+    VARIANT_BOOL has = VARIANT_FALSE;
+    Check(map->Exists(key.get(), &has));
+    return has != VARIANT_FALSE;
+  }
+
+  Map map = NewBy<IAttributeBstrMapKLP>(Class());
+};
+
+// A container of the standard library under a lock, since a map of ours has one.
 template <class Plain>
-struct Locked {
+struct PlainStore {
+  using Key = typename Plain::key_type;
+  using Value = typename Plain::mapped_type;
+
+  void Put(const Key& key, const Value& value) {
+    const std::scoped_lock locked(lock);
+    map.insert_or_assign(key, value);
+  }
+  void Get(const Key& key) {
+    const std::scoped_lock locked(lock);
+    const Value out = map.find(key)->second;
+    benchmark::DoNotOptimize(out);
+  }
+  bool Has(const Key& key) {
+    const std::scoped_lock locked(lock);
+    return map.find(key) != map.end();
+  }
+
   std::mutex lock;
   Plain map;
 };
-template <class Plain>
-std::shared_ptr<Locked<Plain>> PlainMap(int count) {
-  const auto made = std::make_shared<Locked<Plain>>();
-  for (int i = 0; i < count; ++i) made->map.emplace(KeyOf(i), ScalarOf(i));
-  return made;
-}
+using Wide = std::basic_string<OLECHAR>;
+// With the keys and values that we are handed, and with those of a program that knows no others.
+struct TreeStore : PlainStore<std::map<Wide, OwnedVariant>> {
+  static constexpr const char* kName = "std_map";
+};
+struct HashStore : PlainStore<std::unordered_map<Wide, OwnedVariant>> {
+  static constexpr const char* kName = "std_unordered_map";
+};
 using Tree = std::map<std::string, Scalar>;
-using Hash = std::unordered_map<std::string, Scalar>;
-
-// Contenders under a lock, since a map of ours has one.
-template <class Plain>
-void AddPlain(const std::string& who, int count, const std::string& size) {
-  Contend("map/get/" + size, who, [=] {
-    return [map = PlainMap<Plain>(count), given = GivenToOthers(Visits(count))]() mutable {
-      const std::scoped_lock locked(map->lock);
-      const auto place = map->map.find(given.keys[given.Next()]);
-      if (place == map->map.end()) std::abort();
-      Scalar out = place->second;
-      benchmark::DoNotOptimize(out);
-    };
-  });
-  Contend("map/exists/" + size, who, [=] {
-    return [map = PlainMap<Plain>(count), given = GivenToOthers(Visits(count))]() mutable {
-      const std::scoped_lock locked(map->lock);
-      benchmark::DoNotOptimize(map->map.count(given.keys[given.Next()]));
-    };
-  });
-  Contend("map/put_over/" + size, who, [=] {
-    return [map = PlainMap<Plain>(count), given = GivenToOthers(Visits(count))]() mutable {
-      const std::size_t i = given.Next();
-      const std::scoped_lock locked(map->lock);
-      map->map.insert_or_assign(given.keys[i], given.values[i]);
-    };
-  });
-  Contend(
-      "map/put_new/" + size, who,
-      [=] {
-        return [given = GivenToOthers(Visits(count))] {
-          Locked<Plain> made;
-          for (std::size_t i = 0; i < given.keys.size(); ++i) {
-            const std::scoped_lock locked(made.lock);
-            made.map.insert_or_assign(given.keys[i], given.values[i]);
-          }
-          benchmark::DoNotOptimize(made.map);
-        };
-      },
-      count);
-}
-
-void AddOurs(int count, const std::string& size) {
-  Contend("map/get/" + size, "ours", [=] {
-    return [map = OurMap(count), given = GivenToUs(Visits(count))]() mutable {
-      VARIANT out{};
-      Check(map->get_Value(given.keys[given.Next()].get(), &out));
-      benchmark::DoNotOptimize(out);
-      VariantClear(&out);
-    };
-  });
-  Contend("map/exists/" + size, "ours", [=] {
-    return [map = OurMap(count), given = GivenToUs(Visits(count))]() mutable {
-      VARIANT_BOOL exists = VARIANT_FALSE;
-      map->Exists(given.keys[given.Next()].get(), &exists);
-      benchmark::DoNotOptimize(exists);
-    };
-  });
-  Contend("map/put_over/" + size, "ours", [=] {
-    return [map = OurMap(count), given = GivenToUs(Visits(count))]() mutable {
-      const std::size_t i = given.Next();
-      Check(map->put_Value(given.keys[i].get(), given.values[i]));
-    };
-  });
-  Contend(
-      "map/put_new/" + size, "ours",
-      [=] {
-        return [factory = Factory(CLSID_AttributeBstrMapKLP), given = GivenToUs(Visits(count))] {
-          PutAll(NewBy<IAttributeBstrMapKLP>(*factory), given);
-        };
-      },
-      count);
-  Contend(
-      "map/save/" + size, "ours", [=] { return SaveAgain(OurMap(count).As<IPersistStream>()); },
-      count);
-  Contend(
-      "map/load/" + size, "ours",
-      [=] {
-        return [factory = Factory(CLSID_AttributeBstrMapKLP),
-                stream = Saved(OurMap(count).As<IPersistStream>())] {
-          Rewind(stream);
-          Check(NewBy<IPersistStream>(*factory)->Load(stream.Get()));
-        };
-      },
-      count);
-}
+struct NarrowTreeStore : PlainStore<Tree> {
+  static constexpr const char* kName = "std_map_utf8";
+};
+struct NarrowHashStore : PlainStore<std::unordered_map<std::string, Scalar>> {
+  static constexpr const char* kName = "std_unordered_map_utf8";
+};
 
 #ifdef PEER_GLIB
-struct EndTable {
-  void operator()(GHashTable* table) const { g_hash_table_destroy(table); }
+struct GlibStore {
+  static constexpr const char* kName = "glib";
+  using Key = std::string;
+  using Value = Scalar;
+
+  GlibStore() = default;
+  GlibStore(const GlibStore&) = delete;
+  GlibStore& operator=(const GlibStore&) = delete;
+  ~GlibStore() { g_hash_table_destroy(table); }
+  void Put(const Key& key, const Value& scalar) {
+    GVariant* value = nullptr;
+    if (const auto* number = std::get_if<int>(&scalar)) {
+      value = g_variant_new_int32(*number);
+    } else if (const auto* real = std::get_if<double>(&scalar)) {
+      value = g_variant_new_double(*real);
+    } else {
+      value = g_variant_new_string(std::get<std::string>(scalar).c_str());
+    }
+    g_hash_table_replace(table, g_strdup(key.c_str()), g_variant_ref_sink(value));
+  }
+  // Values never change, so that holding one is as good as a copy.
+  void Get(const Key& key) {
+    auto* value = g_variant_ref(static_cast<GVariant*>(g_hash_table_lookup(table, key.c_str())));
+    benchmark::DoNotOptimize(value);
+    g_variant_unref(value);
+  }
+  // What the value is, or a copy of its text.
+  void Read(const Key& key) {
+    auto* value = static_cast<GVariant*>(g_hash_table_lookup(table, key.c_str()));
+    switch (g_variant_classify(value)) {
+      case G_VARIANT_CLASS_INT32:
+        benchmark::DoNotOptimize(g_variant_get_int32(value));
+        break;
+      case G_VARIANT_CLASS_DOUBLE:
+        benchmark::DoNotOptimize(g_variant_get_double(value));
+        break;
+      default: {
+        gchar* text = g_variant_dup_string(value, nullptr);
+        benchmark::DoNotOptimize(text);
+        g_free(text);
+      }
+    }
+  }
+  bool Has(const Key& key) { return g_hash_table_contains(table, key.c_str()); }
+
+  GHashTable* table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, [](gpointer value) {
+    g_variant_unref(static_cast<GVariant*>(value));
+  });
 };
-using Table = std::shared_ptr<GHashTable>;
-Table NewTable() {
-  return Table(g_hash_table_new_full(g_str_hash, g_str_equal, g_free,
-                                     reinterpret_cast<GDestroyNotify>(g_variant_unref)),
-               EndTable());
-}
-void PutInto(GHashTable* table, const std::string& key, const Scalar& scalar) {
-  GVariant* value = nullptr;
-  if (const auto* number = std::get_if<int>(&scalar)) {
-    value = g_variant_new_int32(*number);
-  } else if (const auto* real = std::get_if<double>(&scalar)) {
-    value = g_variant_new_double(*real);
+#endif
+
+template <class To>
+To As(const std::string& text) {
+  if constexpr (std::is_same_v<To, Wide>) {
+    return Wide(text.begin(), text.end());
   } else {
-    value = g_variant_new_string(std::get<std::string>(scalar).c_str());
+    return To(text);
   }
-  g_hash_table_replace(table, g_strdup(key.c_str()), g_variant_ref_sink(value));
-}
-Table FilledTable(const PlainGiven& given) {
-  auto table = NewTable();
-  for (std::size_t i = 0; i < given.keys.size(); ++i) {
-    PutInto(table.get(), given.keys[i], given.values[i]);
-  }
-  return table;
 }
 
-void AddGlib(int count, const std::string& size) {
-  const auto filled = [=] { return FilledTable(GivenToOthers(InOrder(count))); };
-  Contend("map/get/" + size, "glib", [=] {
-    return [table = filled(), given = GivenToOthers(Visits(count))]() mutable {
-      auto* value = static_cast<GVariant*>(
-          g_hash_table_lookup(table.get(), given.keys[given.Next()].c_str()));
-      if (!value) std::abort();
-      switch (g_variant_classify(value)) {
-        case G_VARIANT_CLASS_INT32:
-          benchmark::DoNotOptimize(g_variant_get_int32(value));
-          break;
-        case G_VARIANT_CLASS_DOUBLE:
-          benchmark::DoNotOptimize(g_variant_get_double(value));
-          break;
-        default: {
-          gchar* text = g_variant_dup_string(value, nullptr);
-          benchmark::DoNotOptimize(text);
-          g_free(text);
-        }
-      }
+// What the client hands over, one after the other in the order of use, and again from the first.
+template <class Store>
+struct Given {
+  std::vector<typename Store::Key> keys;
+  std::vector<typename Store::Value> values;
+  std::size_t at = 0;
+
+  Given(const Content& content, const std::vector<int>& numbers) {
+    for (const int i : numbers) {
+      keys.push_back(As<typename Store::Key>(content.KeyOf(i)));
+      values.emplace_back(content.ScalarOf(i));
+    }
+  }
+  std::size_t Next() {
+    const std::size_t now = at;
+    if (++at == keys.size()) at = 0;
+    return now;
+  }
+  void PutAllInto(Store& store) const {
+    for (std::size_t i = 0; i < keys.size(); ++i) store.Put(keys[i], values[i]);
+  }
+};
+
+// A filled store and what is asked of it. A large one takes long to make, so that it is kept for
+// the next work on the same content.
+template <class Store>
+struct Filled {
+  explicit Filled(const Content& content) : given(content, InNoOrder(content.count)) {
+    Given<Store>(content, InOrder(content.count)).PutAllInto(store);
+  }
+  Store store;
+  Given<Store> given;
+
+  static std::shared_ptr<Filled> Of(const Content& content) {
+    static std::pair<Content, std::shared_ptr<Filled>> kept;
+    if (!kept.second || kept.first != content) {
+      kept.second.reset();
+      kept = {content, std::make_shared<Filled>(content)};
+    }
+    return kept.second;
+  }
+};
+
+template <class Store>
+void AddStore(const Content& content) {
+  const auto filled = [=] { return Filled<Store>::Of(content); };
+  Contend(content.Row("get"), Store::kName,
+          [=] { return [all = filled()] { all->store.Get(all->given.keys[all->given.Next()]); }; });
+  Contend(content.Row("exists"), Store::kName, [=] {
+    return [all = filled()] {
+      benchmark::DoNotOptimize(all->store.Has(all->given.keys[all->given.Next()]));
     };
   });
-  Contend("map/exists/" + size, "glib", [=] {
-    return [table = filled(), given = GivenToOthers(Visits(count))]() mutable {
-      benchmark::DoNotOptimize(
-          g_hash_table_contains(table.get(), given.keys[given.Next()].c_str()));
-    };
-  });
-  Contend("map/put_over/" + size, "glib", [=] {
-    return [table = filled(), given = GivenToOthers(Visits(count))]() mutable {
-      const std::size_t i = given.Next();
-      PutInto(table.get(), given.keys[i], given.values[i]);
+  Contend(content.Row("put_over"), Store::kName, [=] {
+    return [all = filled()] {
+      const std::size_t i = all->given.Next();
+      all->store.Put(all->given.keys[i], all->given.values[i]);
     };
   });
   Contend(
-      "map/put_new/" + size, "glib",
-      [=] { return [given = GivenToOthers(Visits(count))] { FilledTable(given); }; }, count);
+      content.Row("put_new"), Store::kName,
+      [=] {
+        return [all = filled()] {
+          Store store;
+          all->given.PutAllInto(store);
+        };
+      },
+      content.count);
 }
-#endif
+
+void AddOurStreams(const Content& content) {
+  const auto persist = [=] {
+    return Filled<OurStore>::Of(content)->store.map.template As<IPersistStream>();
+  };
+  Contend(
+      content.Row("save"), "ours", [=] { return SaveAgain(persist()); }, content.count);
+  Contend(
+      content.Row("load"), "ours",
+      [=] {
+        return [stream = Saved(persist())] {
+          Rewind(stream);
+          Check(NewBy<IPersistStream>(OurStore::Class())->Load(stream.Get()));
+        };
+      },
+      content.count);
+}
+
+Tree TreeOf(const Content& content) {
+  Tree tree;
+  for (int i = 0; i < content.count; ++i) tree.emplace(content.KeyOf(i), content.ScalarOf(i));
+  return tree;
+}
 
 #ifdef PEER_MSGPACK
 using Packer = msgpack::packer<msgpack::sbuffer>;
@@ -297,10 +320,10 @@ void Pack(Packer& packer, const Tree& tree) {
     }
   }
 }
-std::string TextOf(const msgpack::object& object) {
+std::string Unpacked(const msgpack::object& object) {
   return std::string(object.via.str.ptr, object.via.str.size);
 }
-Tree TreeOf(const msgpack::object& object) {
+Tree UnpackedTree(const msgpack::object& object) {
   Tree tree;
   for (std::uint32_t i = 0; i < object.via.map.size; ++i) {
     const auto& [key, value] = object.via.map.ptr[i];
@@ -313,39 +336,38 @@ Tree TreeOf(const msgpack::object& object) {
         scalar = value.via.f64;
         break;
       default:
-        scalar = TextOf(value);
+        scalar = Unpacked(value);
     }
-    tree.emplace_hint(tree.end(), TextOf(key), std::move(scalar));
+    tree.emplace_hint(tree.end(), Unpacked(key), std::move(scalar));
   }
   return tree;
 }
 
-void AddMsgpack(int count, const std::string& size) {
+void AddMsgpack(const Content& content) {
   Contend(
-      "map/save/" + size, "msgpack",
+      content.Row("save"), "msgpack",
       [=] {
-        return
-            [map = PlainMap<Tree>(count), buffer = std::make_shared<msgpack::sbuffer>()]() mutable {
-              buffer->clear();
-              Packer packer(*buffer);
-              Pack(packer, map->map);
-              benchmark::ClobberMemory();
-            };
+        return [tree = TreeOf(content), buffer = std::make_shared<msgpack::sbuffer>()] {
+          buffer->clear();
+          Packer packer(*buffer);
+          Pack(packer, tree);
+          benchmark::ClobberMemory();
+        };
       },
-      count);
+      content.count);
   Contend(
-      "map/load/" + size, "msgpack",
+      content.Row("load"), "msgpack",
       [=] {
         auto buffer = std::make_shared<msgpack::sbuffer>();
         Packer packer(*buffer);
-        Pack(packer, PlainMap<Tree>(count)->map);
+        Pack(packer, TreeOf(content));
         return [buffer] {
           const auto unpacked = msgpack::unpack(buffer->data(), buffer->size());
-          const Tree tree = TreeOf(unpacked.get());
+          const Tree tree = UnpackedTree(unpacked.get());
           benchmark::DoNotOptimize(tree);
         };
       },
-      count);
+      content.count);
 }
 
 // Scalars, a vector and a picture, there and back.
@@ -362,7 +384,7 @@ void PackBlock(Packer& packer, const std::vector<T>& items) {
   packer.pack_bin_body(reinterpret_cast<const char*>(items.data()), bytes);
 }
 template <class T>
-void TakeBlock(const msgpack::object& object, std::vector<T>& items) {
+void UnpackBlock(const msgpack::object& object, std::vector<T>& items) {
   items.resize(object.via.bin.size / sizeof(T));
   std::memcpy(items.data(), object.via.bin.ptr, object.via.bin.size);
 }
@@ -378,21 +400,21 @@ PlainRecord ThereAndBack(const PlainRecord& record) {
   const auto unpacked = msgpack::unpack(buffer.data(), buffer.size());
   const auto* parts = unpacked.get().via.array.ptr;
   PlainRecord back;
-  back.scalars = TreeOf(parts[0]);
-  TakeBlock(parts[1], back.vector);
+  back.scalars = UnpackedTree(parts[0]);
+  UnpackBlock(parts[1], back.vector);
   back.width = static_cast<int>(parts[2].via.i64);
   back.height = static_cast<int>(parts[3].via.i64);
-  TakeBlock(parts[4], back.pixels);
+  UnpackBlock(parts[4], back.pixels);
   return back;
 }
 #endif
 
 #ifdef PEER_PROTOBUF
-record::Map MapMessage(int count) {
+record::Map MapMessage(const Content& content) {
   record::Map map;
-  for (int i = 0; i < count; ++i) {
-    record::Scalar& value = (*map.mutable_values())[KeyOf(i)];
-    const Scalar scalar = ScalarOf(i);
+  for (int i = 0; i < content.count; ++i) {
+    record::Scalar& value = (*map.mutable_values())[content.KeyOf(i)];
+    const Scalar scalar = content.ScalarOf(i);
     if (const auto* number = std::get_if<int>(&scalar)) {
       value.set_number(*number);
     } else if (const auto* real = std::get_if<double>(&scalar)) {
@@ -403,36 +425,37 @@ record::Map MapMessage(int count) {
   }
   return map;
 }
-void AddProtobuf(int count, const std::string& size) {
+void AddProtobuf(const Content& content) {
   Contend(
-      "map/save/" + size, "protobuf",
+      content.Row("save"), "protobuf",
       [=] {
-        return [map = MapMessage(count), out = std::string()]() mutable {
+        return [map = MapMessage(content), out = std::string()]() mutable {
           map.SerializeToString(&out);
           benchmark::ClobberMemory();
         };
       },
-      count);
+      content.count);
   Contend(
-      "map/load/" + size, "protobuf",
+      content.Row("load"), "protobuf",
       [=] {
-        return [in = MapMessage(count).SerializeAsString()] {
+        return [in = MapMessage(content).SerializeAsString()] {
           record::Map map;
           if (!map.ParseFromString(in)) std::abort();
           benchmark::DoNotOptimize(map);
         };
       },
-      count);
+      content.count);
 }
 #endif
 
-constexpr int kScalars = 10;
-constexpr LONG kSide = 64;
-constexpr LONG kElements = 1'000;
-
 void AddNested() {
-  Contend("map/clone_nested", "ours", [] {
-    const auto map = OurMap(kScalars);
+  constexpr Content kScalars{10, true};
+  constexpr LONG kSide = 64;
+  constexpr LONG kElements = 1'000;
+  const std::string row = "map/clone_nested";
+  Contend(row, "ours", [=] {
+    OurStore store;
+    Given<OurStore>(kScalars, InOrder(kScalars.count)).PutAllInto(store);
     const auto vector = New<IDoubleVectorKLP>(CLSID_DoubleVectorKLP);
     Check(vector->put_Count(kElements));
     Check(vector->Fill(1.5));
@@ -442,15 +465,15 @@ void AddNested() {
     VARIANT object{};
     object.vt = VT_UNKNOWN;
     object.punkVal = vector.Get();
-    Check(map->put_Value(rastelklp::Text("vector").get(), object));
+    Check(store.map->put_Value(rastelklp::Text("vector").get(), object));
     object.punkVal = picture.Get();
-    Check(map->put_Value(rastelklp::Text("picture").get(), object));
-    return [map] { Check(map->Clone(Map().Put())); };
+    Check(store.map->put_Value(rastelklp::Text("picture").get(), object));
+    return [map = store.map] { Check(map->Clone(Map().Put())); };
   });
 #ifdef PEER_MSGPACK
-  Contend("map/clone_nested", "msgpack", [] {
+  Contend(row, "msgpack", [=] {
     PlainRecord record;
-    record.scalars = PlainMap<Tree>(kScalars)->map;
+    record.scalars = TreeOf(kScalars);
     record.vector.assign(kElements, 1.5);
     record.width = record.height = kSide;
     record.pixels.assign(kSide * kSide, 3);
@@ -462,24 +485,34 @@ void AddNested() {
 #endif
 }
 
+void AddContent(const Content& content) {
+  AddStore<OurStore>(content);
+  AddStore<TreeStore>(content);
+  AddStore<HashStore>(content);
+  AddStore<NarrowTreeStore>(content);
+  AddStore<NarrowHashStore>(content);
+#ifdef PEER_GLIB
+  AddStore<GlibStore>(content);
+  Contend(content.Row("get"), "glib_read", [=] {
+    return [all = Filled<GlibStore>::Of(content)] {
+      all->store.Read(all->given.keys[all->given.Next()]);
+    };
+  });
+#endif
+  AddOurStreams(content);
+#ifdef PEER_MSGPACK
+  AddMsgpack(content);
+#endif
+#ifdef PEER_PROTOBUF
+  AddProtobuf(content);
+#endif
+}
+
 }  // namespace
 
 void AddMaps() {
-  for (const int count : {10, 100, 10'000}) {
-    const std::string size = std::to_string(count);
-    AddOurs(count, size);
-    AddPlain<Tree>("std_map", count, size);
-    AddPlain<Hash>("std_unordered_map", count, size);
-#ifdef PEER_GLIB
-    AddGlib(count, size);
-#endif
-#ifdef PEER_MSGPACK
-    AddMsgpack(count, size);
-#endif
-#ifdef PEER_PROTOBUF
-    AddProtobuf(count, size);
-#endif
-  }
+  for (const int count : {10, 100, 1'000, 10'000, 100'000, 1'000'000}) AddContent({count, true});
+  for (const int count : {10, 100, 10'000}) AddContent({count, false});
   AddNested();
 }
 

@@ -2,6 +2,7 @@
 // Objects: made, found by their class, moved, let go.
 #include <array>
 #include <cstdint>
+#include <mutex>
 #include <unordered_map>
 #include <vector>
 
@@ -98,14 +99,19 @@ void AddClasses() {
       at = at + 1 == std::size(kClasses) ? 0 : at + 1;
     };
   });
+  // A table of names that any thread may ask.
   Contend("object/class", "hash_of_names", [] {
-    std::unordered_map<std::string, std::shared_ptr<View>> classes;
-    std::vector<std::string> names(std::begin(kNames), std::end(kNames));
-    for (const auto& name : names) classes[name] = std::make_shared<View>();
-    return [classes, names, at = std::size_t{0}]() mutable {
-      const std::shared_ptr<View> factory = classes.find(names[at])->second;
+    struct Classes {
+      std::mutex lock;
+      std::unordered_map<std::string, std::shared_ptr<View>> byName;
+    };
+    const auto classes = std::make_shared<Classes>();
+    for (const char* name : kNames) classes->byName[name] = std::make_shared<View>();
+    return [classes, at = std::size_t{0}]() mutable {
+      const std::scoped_lock locked(classes->lock);
+      const std::shared_ptr<View> factory = classes->byName.find(kNames[at])->second;
       benchmark::DoNotOptimize(factory.get());
-      at = at + 1 == names.size() ? 0 : at + 1;
+      at = at + 1 == std::size(kNames) ? 0 : at + 1;
     };
   });
 }

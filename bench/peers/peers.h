@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <streambuf>
 #include <string>
 
 namespace peers {
@@ -96,5 +97,19 @@ inline auto LoadAgain(Ref<IPersistStream> object, Ref<IStream> stream) {
     benchmark::ClobberMemory();
   };
 }
+
+// Bytes that a library puts into a streambuf, at the end of a text that grows.
+struct TextSink : std::streambuf {
+  std::string text;
+
+  std::streamsize xsputn(const char* data, std::streamsize bytes) override {
+    text.append(data, static_cast<std::size_t>(bytes));
+    return bytes;
+  }
+  int_type overflow(int_type byte) override {
+    text.push_back(static_cast<char>(byte));
+    return byte;
+  }
+};
 
 }  // namespace peers

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <sstream>
 #include <vector>
 
 #include "bench/peers/peers.h"
@@ -37,6 +36,7 @@ struct Kind {
 constexpr Kind<IByteAOIKLP, std::uint8_t> kByte{CLSID_ByteAOIKLP, "8", 0};
 constexpr Kind<IWordAOIKLP, std::uint16_t> kWord{CLSID_WordAOIKLP, "16", 2};
 constexpr Kind<ILongAOIKLP, std::int32_t> kLong{CLSID_LongAOIKLP, "32", 4};
+constexpr Kind<IFloatAOIKLP, float> kFloat{CLSID_FloatAOIKLP, "f32", 5};
 constexpr Kind<IDoubleAOIKLP, double> kDouble{CLSID_DoubleAOIKLP, "f64", 6};
 
 struct Size {
@@ -52,8 +52,9 @@ struct Size {
 };
 
 template <class Kind>
-auto NewPicture(const Kind& kind, const Size& size) {
+auto NewPicture(const Kind& kind, const Size& size, LONG margin = 0) {
   auto picture = New<typename Kind::I>(kind.classId);
+  Check(picture->put_BufferMargin(margin));
   Check(picture->CreatePlanes(size.planes, size.width, size.height));
   for (LONG plane = 0; plane < size.planes; ++plane) {
     Check(picture->put_ActivePlane(plane));
@@ -69,14 +70,12 @@ Ref<IPersistStream> Persist(const Size& size) {
 constexpr Size kSizes[] = {{64, 64, 1}, {512, 512, 3}, {4096, 4096, 1}};
 
 #ifdef PEER_PROTOBUF
-record::Picture PictureMessage(const Size& size) {
-  record::Picture picture;
+void Describe(record::Picture& picture, const Size& size, const std::string& pixels) {
   picture.set_width(size.width);
   picture.set_height(size.height);
   picture.set_planes(size.planes);
   picture.set_name("None");
-  picture.set_pixels(std::string(size.Pixels(), 3));
-  return picture;
+  picture.set_pixels(pixels);
 }
 #endif
 
@@ -112,17 +111,22 @@ void AddSaves(const Size& size) {
   Contend(again, "ours", [=] { return SaveAgain(Persist(size)); });
   Contend(anew, "ours", [=] { return SaveAnew(Persist(size)); });
 #ifdef PEER_PROTOBUF
+  // The pixels are the program's own, and go into the message first.
   Contend(again, "protobuf", [=] {
-    return [picture = PictureMessage(size), out = std::string()]() mutable {
-      picture.SerializeToString(&out);
+    return [size, pixels = std::string(size.Pixels(), 3),
+            message = std::make_shared<record::Picture>(), out = std::string()]() mutable {
+      Describe(*message, size, pixels);
+      message->SerializeToString(&out);
       benchmark::ClobberMemory();
     };
   });
   Contend(anew, "protobuf", [=] {
-    return [picture = PictureMessage(size)] {
+    return [size, pixels = std::string(size.Pixels(), 3)] {
+      record::Picture message;
+      Describe(message, size, pixels);
       std::string out;
-      picture.SerializeToString(&out);
-      benchmark::DoNotOptimize(out);
+      message.SerializeToString(&out);
+      benchmark::DoNotOptimize(out.data());
       benchmark::ClobberMemory();
     };
   });
@@ -130,12 +134,12 @@ void AddSaves(const Size& size) {
 #ifdef PEER_BOOST
   Contend(anew, "boost", [=] {
     return [size, pixels = std::vector<std::uint8_t>(size.Pixels(), 3)]() mutable {
-      std::stringbuf out(std::ios::out | std::ios::binary);
+      TextSink out;
       boost::archive::binary_oarchive archive(out, boost::archive::no_header);
       const std::string name = "None";
       archive << size.width << size.height << size.planes << name
               << boost::serialization::make_binary_object(pixels.data(), pixels.size());
-      benchmark::DoNotOptimize(out);
+      benchmark::DoNotOptimize(out.text.data());
       benchmark::ClobberMemory();
     };
   });
@@ -175,12 +179,14 @@ void AddLoads(const Size& size) {
           [=] { return LoadAgain(New<IPersistStream>(CLSID_ByteAOIKLP), Saved(Persist(size))); });
 #ifdef PEER_PROTOBUF
   Contend(row, "protobuf", [=] {
-    return [in = PictureMessage(size).SerializeAsString(),
-            picture = std::make_unique<record::Picture>()]() mutable {
-      picture = std::make_unique<record::Picture>();
-      if (!picture->ParseFromString(in)) std::abort();
-      benchmark::ClobberMemory();
-    };
+    record::Picture saved;
+    Describe(saved, size, std::string(size.Pixels(), 3));
+    return
+        [in = saved.SerializeAsString(), picture = std::make_unique<record::Picture>()]() mutable {
+          picture = std::make_unique<record::Picture>();
+          if (!picture->ParseFromString(in)) std::abort();
+          benchmark::ClobberMemory();
+        };
   });
 #endif
   Contend(row, "malloc_memcpy", [=] {
@@ -238,19 +244,30 @@ void AddNew(const Size& size) {
 #endif
 }
 
+// A whole picture, or the middle of one that is larger by a quarter on each side.
 template <class Kind>
-void AddCopies(const Kind& kind, const Size& size) {
-  const std::string row = "copy/" + size.Name() + "/" + kind.name;
+void AddCopies(const Kind& kind, const Size& part, bool whole) {
+  const std::string row =
+      std::string(whole ? "copy" : "copy_part") + "/" + part.Name() + "/" + kind.name;
+  const LONG around = whole ? 0 : part.width / 4;
+  const Size size{part.width + 2 * around, part.height + 2 * around, 1};
   Contend(row, "ours", [=] {
-    return [from = NewPicture(kind, size), to = NewPicture(kind, size)] {
+    const auto picture = [=] {
+      auto made = NewPicture(kind, size);
+      Check(made->SetRect(around, around, around + part.width - 1, around + part.height - 1));
+      return made;
+    };
+    return [from = picture(), to = picture()] {
       Check(from->CopyTo(to.Get()));
       benchmark::ClobberMemory();
     };
   });
 #ifdef PEER_OPENCV
   Contend(row, "opencv", [=] {
-    const cv::Mat from(size.height, size.width, kind.openCvDepth, cv::Scalar(3));
-    return [from, to = from.clone()]() mutable {
+    const cv::Mat first(size.height, size.width, kind.openCvDepth, cv::Scalar(3));
+    const cv::Mat second = first.clone();
+    const cv::Rect middle(around, around, part.width, part.height);
+    return [from = first(middle), to = second(middle)]() mutable {
       from.copyTo(to);
       benchmark::ClobberMemory();
     };
@@ -286,16 +303,11 @@ struct Mode {
 constexpr LONG kMargin = 8;
 constexpr Size kWithMargins{4096, 4096, 3};
 
-void AddMargins(const Mode& mode) {
-  const std::string row = std::string("margins/") + mode.name;
+template <class Kind>
+void AddMargins(const Kind& kind, const Mode& mode) {
+  const std::string row = std::string("margins/") + mode.name + "/" + kind.name;
   Contend(row, "ours", [=] {
-    const auto picture = New<IByteAOIKLP>(CLSID_ByteAOIKLP);
-    Check(picture->put_BufferMargin(kMargin));
-    Check(picture->CreatePlanes(kWithMargins.planes, kWithMargins.width, kWithMargins.height));
-    for (LONG plane = 0; plane < kWithMargins.planes; ++plane) {
-      Check(picture->put_ActivePlane(plane));
-      Check(picture->Fill(3));
-    }
+    const auto picture = NewPicture(kind, kWithMargins, kMargin);
     Check(picture->put_MarginMode(mode.ours));
     return [picture] {
       Check(picture->FillMargins());
@@ -340,15 +352,18 @@ void AddPictures() {
   }
   AddNew({512, 512, 1});
   for (const Size& size : {Size{64, 64, 1}, Size{512, 512, 1}, Size{4096, 4096, 1}}) {
-    AddCopies(kByte, size);
-    AddCopies(kWord, size);
-    AddCopies(kLong, size);
+    for (const bool whole : {true, false}) {
+      AddCopies(kByte, size, whole);
+      AddCopies(kWord, size, whole);
+      AddCopies(kLong, size, whole);
+    }
     AddFills(kByte, size);
     AddFills(kDouble, size);
   }
   for (const Mode& mode : {Mode{"zero", MarginZero, 0}, Mode{"replicate", MarginReplicate, 1},
                            Mode{"mirror", MarginMirror, 2}, Mode{"periodic", MarginPeriodic, 3}}) {
-    AddMargins(mode);
+    AddMargins(kByte, mode);
+    AddMargins(kFloat, mode);
   }
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Vectors of doubles: copied, saved and loaded.
 #include <cstring>
-#include <sstream>
 #include <vector>
 
 #include "bench/peers/peers.h"
@@ -40,6 +39,14 @@ void AddCopies(LONG count) {
     return [vector = PlainVector(count)] {
       const std::vector<double> copy = vector;
       benchmark::DoNotOptimize(copy.data());
+      benchmark::ClobberMemory();
+    };
+  });
+  // As an object that may be handed on.
+  Contend(row, "shared_std_vector", [=] {
+    return [vector = PlainVector(count)] {
+      const auto copy = std::make_shared<const std::vector<double>>(vector);
+      benchmark::DoNotOptimize(copy->data());
       benchmark::ClobberMemory();
     };
   });
@@ -89,10 +96,10 @@ void AddLargeStreams(LONG count) {
 #ifdef PEER_BOOST
   Contend(row, "boost", [=] {
     return [vector = PlainVector(count)] {
-      std::stringbuf out(std::ios::out | std::ios::binary);
+      TextSink out;
       boost::archive::binary_oarchive archive(out, boost::archive::no_header);
       archive << vector;
-      benchmark::DoNotOptimize(out);
+      benchmark::DoNotOptimize(out.text.data());
       benchmark::ClobberMemory();
     };
   });
