@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// peers_bench [flags of Google Benchmark] [row...]: runs the rows whose names hold one
-// of the regular expressions, or all, and prints for every repetition of every contender
+// peers_bench [flags of Google Benchmark] [row...]: runs the rows whose names hold one of the
+// regular expressions, or all, and prints for every repetition of every contender
 //
 //   name <tab> repetition <tab> nanoseconds of the clock <tab> nanoseconds of the processor
 //
-// for one unit of the work. The contenders
-// of a row take turns in random order; a row follows the other, so that what the machine does
-// meanwhile meets all contenders of a row.
+// for one unit of the work. The contenders of a row take turns in random order; one row follows the
+// other, so that what the machine does meanwhile meets all contenders of a row.
+#include <algorithm>
 #include <cstdio>
 #include <regex>
 #include <vector>
@@ -29,7 +29,7 @@ class Lines : public benchmark::BenchmarkReporter {
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration) continue;
       const double units = run.counters.at("units");
-      std::printf("%s\t%d\t%.4g\t%.4g\n", run.benchmark_name().c_str(),
+      std::printf("%s\t%d\t%.4g\t%.4g\n", run.run_name.function_name.c_str(),
                   static_cast<int>(run.repetition_index), run.GetAdjustedRealTime() / units,
                   run.GetAdjustedCPUTime() / units);
     }
@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
   peers::AddVectors();
   peers::AddObjects();
   peers::AddCalls();
+  peers::AddCurves();
   peers::Lines lines;
   for (const auto& row : peers::Rows()) {
     bool wanted = argc == 1;

@@ -18,13 +18,6 @@ namespace {
 constexpr LONG kSide = 2'048;
 constexpr LONG kAcross = 10, kDown = 10, kTiles = kAcross * kDown;
 
-// What a program would hold of a view of shared pixels, by hand.
-struct View {
-  std::shared_ptr<std::vector<std::uint8_t>> pixels;
-  int x = 0, y = 0, width = 0, height = 0, stride = 0, marginX = 0, marginY = 0, plane = 0;
-  std::string name = "None";
-};
-
 Ref<IByteAOIKLP> Picture() {
   auto picture = New<IByteAOIKLP>(CLSID_ByteAOIKLP);
   Check(picture->CreateImage(kSide, kSide));

@@ -6,10 +6,12 @@
 #include <benchmark/benchmark.h>
 #include <rastelklp/client.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <vector>
 
 namespace peers {
 
@@ -34,6 +36,7 @@ void AddPictures();
 void AddVectors();
 void AddObjects();
 void AddCalls();
+void AddCurves();
 
 // What is wrong ends the program: nothing that failed is worth measuring.
 inline void Check(HRESULT result) {
@@ -97,6 +100,13 @@ inline auto LoadAgain(Ref<IPersistStream> object, Ref<IStream> stream) {
     benchmark::ClobberMemory();
   };
 }
+
+// What a program would hold of a view of shared pixels, by hand.
+struct View {
+  std::shared_ptr<std::vector<std::uint8_t>> pixels;
+  int x = 0, y = 0, width = 0, height = 0, stride = 0, marginX = 0, marginY = 0, plane = 0;
+  std::string name = "None";
+};
 
 // Bytes that a library puts into a streambuf, at the end of a text that grows.
 struct TextSink : std::streambuf {
