@@ -1,40 +1,89 @@
 // SPDX-License-Identifier: MIT
 #include "host/services/critical_sections.h"
 
-#include <pthread.h>
-
+#include <atomic>
+#include <cstddef>
 #include <new>
 
 #include "host/base/constants.h"
 
 namespace {
 
-static_assert(sizeof(pthread_mutex_t) <= sizeof(CRITICAL_SECTION) &&
-              alignof(pthread_mutex_t) <= alignof(CRITICAL_SECTION));
+// Who owns a section, 0 for nobody, and whether a thread may sleep until it is left. Entering and
+// leaving without others around costs one atomic exchange each.
+struct Section {
+  std::atomic<std::uintptr_t> owner{0};
+  std::size_t entriesMore = 0;  // of the owner, who alone looks at them
+};
+static_assert(sizeof(Section) <= sizeof(CRITICAL_SECTION) &&
+              alignof(Section) <= alignof(CRITICAL_SECTION));
 
-pthread_mutex_t* MutexOf(LPCRITICAL_SECTION section) noexcept {
-  return std::launder(reinterpret_cast<pthread_mutex_t*>(section->opaque));
+// In the owner's word.
+constexpr std::uintptr_t kIsAwaited = 1;
+
+Section& SectionIn(LPCRITICAL_SECTION section) noexcept {
+  return *std::launder(reinterpret_cast<Section*>(section->opaque));
+}
+
+// The address of something that every thread has for itself, beside its other static data.
+std::uintptr_t ThisThread() noexcept {
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uintptr_t place = 0;
+  return reinterpret_cast<std::uintptr_t>(&place);
+}
+
+bool EnterAtOnce(Section& section, std::uintptr_t thread) noexcept {
+  std::uintptr_t owner = section.owner.load(std::memory_order_relaxed);
+  if (owner == 0 &&
+      section.owner.compare_exchange_strong(owner, thread, std::memory_order_acquire)) {
+    return true;
+  }
+  if ((owner & ~kIsAwaited) != thread) return false;
+  ++section.entriesMore;
+  return true;
+}
+
+// Whoever slept may not be the only one who did, and leaves the mark of that.
+[[gnu::noinline]] void EnterLater(Section& section, std::uintptr_t thread) noexcept {
+  std::uintptr_t owner = section.owner.load(std::memory_order_relaxed);
+  for (;;) {
+    if (owner == 0) {
+      if (section.owner.compare_exchange_weak(owner, thread | kIsAwaited,
+                                              std::memory_order_acquire)) {
+        return;
+      }
+    } else if ((owner & kIsAwaited) != 0 ||
+               section.owner.compare_exchange_weak(owner, owner | kIsAwaited,
+                                                   std::memory_order_relaxed)) {
+      section.owner.wait(owner | kIsAwaited, std::memory_order_relaxed);
+      owner = section.owner.load(std::memory_order_relaxed);
+    }
+  }
 }
 
 }  // namespace
 
 BOOL InitializeCriticalSectionAndSpinCount(LPCRITICAL_SECTION section, DWORD) noexcept {
-  new (section->opaque) pthread_mutex_t(PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP);
+  new (section->opaque) Section;
   return TRUE;
 }
 
 void EnterCriticalSection(LPCRITICAL_SECTION section) noexcept {
-  pthread_mutex_lock(MutexOf(section));
+  const std::uintptr_t thread = ThisThread();
+  if (!EnterAtOnce(SectionIn(section), thread)) EnterLater(SectionIn(section), thread);
 }
 
 BOOL TryEnterCriticalSection(LPCRITICAL_SECTION section) noexcept {
-  return pthread_mutex_trylock(MutexOf(section)) == 0 ? TRUE : FALSE;
+  return EnterAtOnce(SectionIn(section), ThisThread()) ? TRUE : FALSE;
 }
 
 void LeaveCriticalSection(LPCRITICAL_SECTION section) noexcept {
-  pthread_mutex_unlock(MutexOf(section));
+  Section& left = SectionIn(section);
+  if ((left.owner.load(std::memory_order_relaxed) & ~kIsAwaited) != ThisThread()) return;
+  if (left.entriesMore != 0) {
+    --left.entriesMore;
+  } else if ((left.owner.exchange(0, std::memory_order_release) & kIsAwaited) != 0) {
+    left.owner.notify_one();
+  }
 }
 
-void DeleteCriticalSection(LPCRITICAL_SECTION section) noexcept {
-  pthread_mutex_destroy(MutexOf(section));
-}
+void DeleteCriticalSection(LPCRITICAL_SECTION section) noexcept { SectionIn(section).~Section(); }
