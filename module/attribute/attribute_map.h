@@ -60,13 +60,13 @@ class LockedContent {
     held_ = store.Hold();
   }
   ~LockedContent() {
-    if (held_.use_count() > 1) held_.reset();
+    if (held_ && held_->IsShared()) held_.Reset();
   }
   LockedContent(const LockedContent&) = delete;
   LockedContent& operator=(const LockedContent&) = delete;
 
-  auto Attributes() const noexcept { return Store::Attributes(held_); }
-  std::size_t Count() const noexcept { return Store::CountOf(held_); }
+  auto Attributes() const noexcept { return typename Store::AttributeRange(held_); }
+  std::size_t Count() const noexcept { return held_ ? held_->Count() : 0; }
   // Whether it still is the map's content, unchanged.
   bool IsCurrent() const noexcept { return store_.IsCurrent(held_); }
 
@@ -95,21 +95,21 @@ struct MapRemovalSlot<BSTR, Map, Base> : Base {
   STDMETHODIMP Remove(BSTR key) override { return static_cast<Map*>(this)->RemoveTyped(key); }
 };
 
-template <class Key, class Place, class Base>
+template <class Key, class Item, class Base>
 struct MapLookUpSlots : Base {
   // Passes a bitwise copy of the value to put_Value.
   virtual HRESULT STDMETHODCALLTYPE PutByValue(Key key, VARIANT value) = 0;
   // Reports a key of the wrong type; else looks it up and gives S_OK whatever came of it.
   virtual HRESULT STDMETHODCALLTYPE FindVariantEntry(VARIANT key, VARIANT_BOOL* found,
-                                                     Place* place) = 0;
-  // found: whether the key is there. place: where, or the end; may be null. Reports a null text;
-  // null found: E_POINTER.
-  virtual HRESULT STDMETHODCALLTYPE FindEntry(Key key, VARIANT_BOOL* found, Place* place) = 0;
+                                                     Item** item) = 0;
+  // found: whether the key is there. item: the attribute, not counted, or null; may be null itself.
+  // Reports a null text; null found: E_POINTER.
+  virtual HRESULT STDMETHODCALLTYPE FindEntry(Key key, VARIANT_BOOL* found, Item** item) = 0;
 };
 
 template <class Traits, class Map>
 using MapSlots = MapLookUpSlots<
-    typename Traits::Key, typename Traits::Store::Place,
+    typename Traits::Key, typename Traits::Store::Item,
     MapRemovalSlot<typename Traits::Key, Map,
                    MapInternalSlots<typename Traits::ITyped, typename Traits::TypedBase>>>;
 
@@ -120,21 +120,21 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   using Key = typename Traits::Key;
   using ITyped = typename Traits::ITyped;
   using Store = typename Traits::Store;
-  using Place = typename Store::Place;
+  using Item = typename Store::Item;
   using Kind = typename Traits::Kind;
 
   STDMETHODIMP get_Keys(SAFEARRAY** keys) override { return GetKeysInternal(keys); }
   STDMETHODIMP put_Value(Key key, VARIANT value) override {
     typename Store::Displaced displaced;
     return Guard([&] {
-      const ScopedLock lock(Self());
+      const platform::ScopedLock lock(Self());
       return PutTyped(key, value, displaced);
     });
   }
   STDMETHODIMP get_Value(Key key, VARIANT* value) override {
-    typename Store::AttributePtr held;
+    typename Store::ItemPointer held;
     return Guard([&] {
-      const ScopedLock lock(Self());
+      const platform::ScopedLock lock(Self());
       return GetTyped(key, value, held);
     });
   }
@@ -143,12 +143,12 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   }
   STDMETHODIMP Clear() override {
     typename Store::Held displaced;
-    const ScopedLock lock(Self());
+    const platform::ScopedLock lock(Self());
     displaced = attributes_.TakeAll();
     return S_OK;
   }
   STDMETHODIMP put_OverrideMode(VARIANT_BOOL replace) override {
-    const ScopedLock lock(Self());
+    const platform::ScopedLock lock(Self());
     SetOverrideByte(replace != 0 ? 1 : 0);
     return S_OK;
   }
@@ -161,7 +161,7 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
     return S_OK;
   }
   STDMETHODIMP get_Count(LONG* count) override {
-    const ScopedLock lock(Self());
+    const platform::ScopedLock lock(Self());
     *count = static_cast<LONG>(attributes_.Count());
     return S_OK;
   }
@@ -175,7 +175,7 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
       EntryList entries(content.Count());
       for (const auto& attribute : content.Attributes()) {
         _variant_t key;
-        static_cast<VARIANT&>(key) = Kind::ToVariant(attribute.key);
+        static_cast<VARIANT&>(key) = Kind::ToVariant(attribute.Key());
         entries.Add(key, map);
       }
       return entries.GiveEnumerator(map, enumerator);
@@ -201,28 +201,33 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
       SpecialAttributeImpl& other = *copy;
       other.SetOverrideByte(OverrideByte());
       const typename Store::Held held = attributes_.Hold();
-      for (const auto& attribute : Store::Attributes(held)) {
-        CComVariant value = GetRealCopyOfVariant(attribute.value);
-        other.attributes_.Add(attribute.key, value);
+      if (!attributes_.HasForeignValues()) {
+        other.attributes_.Share(held);
+      } else {
+        for (const Item& attribute : typename Store::AttributeRange(held)) {
+          typename Store::ItemPointer made = Item::New(attribute.Key());
+          made->value = GetRealCopyOfVariant(attribute.value);
+          other.attributes_.Add(std::move(made));
+        }
       }
       *clone = owner.Detach();
       return S_OK;
     });
   }
   STDMETHODIMP PutByValue(Key key, VARIANT value) override { return put_Value(key, value); }
-  STDMETHODIMP FindVariantEntry(VARIANT key, VARIANT_BOOL* found, Place* place) override {
+  STDMETHODIMP FindVariantEntry(VARIANT key, VARIANT_BOOL* found, Item** item) override {
     if (key.vt != Kind::kDemandedType) return Say(Kind::kWrongType);
-    FindEntry(Kind::FromVariant(key), found, place);
+    FindEntry(Kind::FromVariant(key), found, item);
     return S_OK;
   }
-  STDMETHODIMP FindEntry(Key key, VARIANT_BOOL* found, Place* place) override {
-    const ScopedLock lock(Self());
-    return FindTyped(key, found, place);
+  STDMETHODIMP FindEntry(Key key, VARIANT_BOOL* found, Item** item) override {
+    const platform::ScopedLock lock(Self());
+    return FindTyped(key, found, item);
   }
 
   HRESULT RemoveTyped(Key key) {
     return RemoveFound(
-        [&](VARIANT_BOOL* found, Place* place) { return FindEntry(key, found, place); });
+        [&](VARIANT_BOOL* found, Item** item) { return FindTyped(key, found, item); });
   }
 
  protected:
@@ -234,13 +239,16 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   }
   static HRESULT Say(const char* text) noexcept { return ReportErrorText(*Traits::kClassId, text); }
 
+  // The whole object, whose lock costs no virtual call.
+  auto& Self() noexcept { return static_cast<typename Map::Class&>(static_cast<Map&>(*this)); }
+
   // The slots' inner parts, for a caller who has the lock.
-  HRESULT FindTyped(Key key, VARIANT_BOOL* found, Place* place) noexcept {
+  HRESULT FindTyped(Key key, VARIANT_BOOL* found, Item** item) noexcept {
     if (!Kind::IsKey(key)) return Say(kInvalidKey);
     if (!found) return E_POINTER;
-    const Place result = attributes_.Find(key);
-    if (place) *place = result;
-    *found = result.attribute ? VARIANT_TRUE : VARIANT_FALSE;
+    Item* const result = attributes_.Find(key);
+    if (item) *item = result;
+    *found = result ? VARIANT_TRUE : VARIANT_FALSE;
     return S_OK;
   }
   HRESULT PutTyped(Key key, VARIANT& value, typename Store::Displaced& displaced) {
@@ -256,39 +264,42 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
   }
   // held: to be released when the map is unlocked. A failed copy is raised, since the generic slot
   // passes over results.
-  HRESULT GetTyped(Key key, VARIANT* value, typename Store::AttributePtr& held) {
+  HRESULT GetTyped(Key key, VARIANT* value, typename Store::ItemPointer& held) {
     if (!value) return E_POINTER;
     VARIANT_BOOL exists = VARIANT_FALSE;
-    Place place{};
-    FindTyped(key, &exists, &place);
+    Item* item = nullptr;
+    FindTyped(key, &exists, &item);
     if (!exists) return Say("Element is not defined");
     // Two words for one thing, of which clients know the first.
-    if (!place.attribute) return Say("Attribute is not defined");
-    VARIANT& stored = place.attribute->value;
+    if (!item) return Say("Attribute is not defined");
     // The object in the value may take it out of the map while it is copied.
-    if (stored.vt > VT_BSTR) held = place.attribute;
+    if (IsForeign(item->value)) held = item;
     VARIANT copy{};
-    CopyToNew(copy, stored);
+    CopyToNew(copy, item->value);
     *value = copy;
     return S_OK;
   }
   // Into an empty VARIANT. Raises CAtlException.
   static void CopyToNew(VARIANT& target, VARIANT& source) {
+    if (IsPlain(source.vt)) {
+      target = source;
+      return;
+    }
     const HRESULT result = VariantCopy(&target, &source);
     if (FAILED(result)) AtlThrow(result);
   }
-  // find(found, place) looks the key up.
+  // find(found, item) looks the key up, with the lock.
   template <class FindKey>
   HRESULT RemoveFound(FindKey find) {
     typename Store::Displaced displaced;
     return Guard([&]() -> HRESULT {
-      const ScopedLock lock(Self());
+      const platform::ScopedLock lock(Self());
       VARIANT_BOOL found = VARIANT_FALSE;
-      Place place{};
-      const HRESULT result = find(&found, &place);
+      Item* item = nullptr;
+      const HRESULT result = find(&found, &item);
       if (FAILED(result)) return result;
       if (!found) return Say("this attribute is not defined");
-      attributes_.Take(place, displaced);
+      attributes_.Take(item, displaced);
       return S_OK;
     });
   }
@@ -314,8 +325,6 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
  private:
   static constexpr char kInvalidKey[] = "invalid key";
 
-  Map& Self() noexcept { return static_cast<Map&>(*this); }
-
   std::atomic<BYTE> override_{1};
 };
 
@@ -333,7 +342,7 @@ class VariantAttributeImpl
   STDMETHODIMP put_Value(VARIANT key, VARIANT value) override {
     typename Traits::Store::Displaced displaced;
     return Self().Guard([&] {
-      const ScopedLock lock(Self());
+      const platform::ScopedLock lock(Object());
       if (key.vt != Kind::kDemandedType) return Self().Say(Kind::kWrongType);
       const HRESULT result = Self().PutTyped(Kind::FromVariant(key), value, displaced);
       Self().SetDirty();
@@ -341,17 +350,17 @@ class VariantAttributeImpl
     });
   }
   STDMETHODIMP get_Value(VARIANT key, VARIANT* value) override {
-    typename Traits::Store::AttributePtr held;
+    typename Traits::Store::ItemPointer held;
     return Self().Guard([&] {
-      const ScopedLock lock(Self());
+      const platform::ScopedLock lock(Object());
       if (key.vt != Kind::kDemandedType) return Self().Say(Kind::kWrongType);
       Self().GetTyped(Kind::FromVariant(key), value, held);
       return S_OK;
     });
   }
   STDMETHODIMP Remove(VARIANT key) override {
-    return Self().RemoveFound([&](VARIANT_BOOL* found, typename Traits::Store::Place* place) {
-      return Self().FindVariantEntry(key, found, place);
+    return Self().RemoveFound([&](VARIANT_BOOL* found, typename Traits::Store::Item** item) {
+      return Self().FindVariantEntry(key, found, item);
     });
   }
   STDMETHODIMP Exists(VARIANT key, VARIANT_BOOL* exists) override {
@@ -384,6 +393,7 @@ class VariantAttributeImpl
 
  private:
   Map& Self() noexcept { return static_cast<Map&>(*this); }
+  auto& Object() noexcept { return static_cast<typename Map::Class&>(Self()); }
   Typed& TypedSelf() noexcept { return Self(); }
 };
 

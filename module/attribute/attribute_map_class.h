@@ -41,8 +41,8 @@ class CAttributeMapCoImpl
   void FinalRelease() noexcept { this->ReleaseMarshaler(); }
   void ReleaseContent() noexcept { this->ReleaseValues(); }
 
-  void Lock() override { Root::Lock(); }
-  void Unlock() override { Root::Unlock(); }
+  void Lock() final { Root::Lock(); }
+  void Unlock() final { Root::Unlock(); }
 
   STDMETHODIMP InterfaceSupportsErrorInfo(REFIID iid) override {
     const bool isKnown = IsEqualIID(iid, IID_IAttributeMapKLP) || IsEqualIID(iid, *TypedId);

@@ -34,7 +34,7 @@ void GiveKeys(VARTYPE type, std::size_t count, Attributes&& attributes, Make mak
               SAFEARRAY** out) {
   KeyArray array(type, count);
   auto* element = static_cast<Element*>(array.Elements());
-  for (const auto& attribute : attributes) *element++ = make(attribute.key);
+  for (const auto& attribute : attributes) *element++ = make(attribute.Key());
   *out = array.Detach();
 }
 

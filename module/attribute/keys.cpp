@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "module/attribute/keys.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "module/persist/streams.h"
 
 namespace rastel {
-
-template <class Number>
-bool KeyKind<Number>::IsSame(Number a, Number b) noexcept {
-  return std::memcmp(&a, &b, sizeof(Number)) == 0;
-}
 
 template <class Number>
 Number KeyKind<Number>::FromVariant(const VARIANT& key) noexcept {
@@ -20,18 +16,18 @@ Number KeyKind<Number>::FromVariant(const VARIANT& key) noexcept {
 }
 
 template <class Number>
-VARIANT KeyKind<Number>::ToVariant(Number stored) noexcept {
-  VARIANT key{};
-  key.vt = Row::kGivenType;
-  std::memcpy(&key.llVal, &stored, sizeof(stored));
-  return key;
+VARIANT KeyKind<Number>::ToVariant(Number key) noexcept {
+  VARIANT variant{};
+  variant.vt = Row::kGivenType;
+  std::memcpy(&variant.llVal, &key, sizeof(key));
+  return variant;
 }
 
 template <class Number>
-void KeyKind<Number>::Write(IStream* stream, Number stored) {
+void KeyKind<Number>::Write(IStream* stream, Number key) {
   ULONG written = 0;
-  stream->Write(&stored, sizeof(stored), &written);
-  if (written != sizeof(stored)) throw TextException("can't write the key!!");
+  stream->Write(&key, sizeof(key), &written);
+  if (written != sizeof(key)) throw TextException("can't write the key!!");
 }
 
 template <class Number>
@@ -46,23 +42,51 @@ Number KeyKind<Number>::Read(IStream* stream) {
 template struct KeyKind<LONG>;
 template struct KeyKind<DOUBLE>;
 
-BSTR KeyKind<BSTR>::ToElement(const _bstr_t& stored) {
-  const BSTR text = SysAllocString(stored.Wide());
-  if (!text && stored.Wide()) _com_issue_error(E_OUTOFMEMORY);
+ReadText::ReadText(std::size_t length) {
+  if (length < std::size(stack_)) return;
+  heap_ = AllocateZeroed<OLECHAR>(length + 1);
+  if (!heap_) _com_issue_error(E_OUTOFMEMORY);
+}
+
+VARIANT KeyKind<BSTR>::ToVariant(KeyText key) {
+  VARIANT variant{};
+  variant.bstrVal = ToElement(key);
+  variant.vt = kGivenType;
+  return variant;
+}
+
+BSTR KeyKind<BSTR>::ToElement(KeyText key) {
+  const BSTR text = SysAllocStringLen(key.units, static_cast<UINT>(key.length));
+  if (!text) _com_issue_error(E_OUTOFMEMORY);
   return text;
 }
 
-void KeyKind<BSTR>::Write(IStream* stream, const _bstr_t& stored) { WriteBstr(stream, stored); }
-
-auto KeyKind<BSTR>::Read(IStream* stream) -> Stored {
-  _bstr_t key;
-  ReadBstr(stream, key);
-  return key;
+void KeyKind<BSTR>::Write(IStream* stream, KeyText key) {
+  WriteScalarOrRaise(stream, static_cast<std::uint32_t>(key.length));
+  if (key.length == 0) return;
+  CheckResult(stream->Write(key.units, static_cast<ULONG>(BytesBehind(key)), nullptr));
 }
 
-ULONGLONG KeyKind<BSTR>::CountedBytes(const _bstr_t& stored) {
-  const char* const narrow = stored.Narrow();
-  return 4 + 4 * ULONGLONG{narrow ? std::strlen(narrow) : 0};
+ReadText KeyKind<BSTR>::Read(IStream* stream) {
+  std::uint32_t length = 0;
+  ReadScalarOrRaise(stream, length);
+  if (length > kMostUnits) _com_issue_error(E_OUTOFMEMORY);
+  ReadText text(length);
+  if (length == 0) return text;
+  CheckResult(stream->Read(text.Units(), static_cast<ULONG>(length * sizeof(OLECHAR)), nullptr));
+  return text;
+}
+
+ULONGLONG KeyKind<BSTR>::CountedBytes(KeyText key) {
+  // Of ASCII every code page makes one byte per character.
+  std::size_t bytes = key.length;
+  if (std::any_of(key.units, key.units + key.length, [](OLECHAR unit) { return unit > 0x7F; })) {
+    const int narrow = WideCharToMultiByte(CP_ACP, 0, key.units, static_cast<int>(key.length),
+                                           nullptr, 0, nullptr, nullptr);
+    if (narrow <= 0) RaiseLastError();
+    bytes = static_cast<std::size_t>(narrow);
+  }
+  return 4 + 4 * ULONGLONG{bytes};
 }
 
 }  // namespace rastel

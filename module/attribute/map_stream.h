@@ -51,6 +51,7 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
       if (FAILED(level.Result())) return level.Result();
       const LockedContent content(*this, this->attributes_);
       if (this->IsDirtyFlag()) return S_OK;
+      if (!this->attributes_.HasForeignValues()) return S_FALSE;
       for (const auto& attribute : content.Attributes()) {
         if (IsValueDirty(attribute.value)) return S_OK;
       }
@@ -85,7 +86,7 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
         WriteScalarOrRaise(stream, this->OverrideByte());
         WriteScalarOrRaise(stream, static_cast<DWORD>(content.Count()));
         for (const auto& attribute : content.Attributes()) {
-          Kind::Write(stream, attribute.key);
+          Kind::Write(stream, attribute.Key());
           WriteValue(stream, attribute.value);
         }
         if (clearDirty && content.IsCurrent()) this->ClearDirty();
@@ -106,7 +107,7 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
       try {
         ULONGLONG total = 8;
         for (const auto& attribute : content.Attributes()) {
-          total += Kind::CountedBytes(attribute.key);
+          total += Kind::CountedBytes(attribute.Key());
           CNullDeviceStream counter;
           CheckResult(WriteToStream(&counter, attribute.value));
           total += counter.Count();
@@ -137,9 +138,9 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     // No value can be read behind the end of the stream, so that ends the loop whatever the count
     // says.
     for (DWORD i = 0; i < count; ++i) {
-      auto key = Kind::Read(stream);
-      CComVariant value = ReadValue(stream);
-      this->attributes_.Add(std::move(key), value);
+      auto attribute = Store::Item::New(Kind::Seek(Kind::Read(stream)));
+      attribute->value = ReadValue(stream);
+      this->attributes_.Add(std::move(attribute));
     }
     this->ClearDirty();
     return S_OK;
@@ -150,10 +151,10 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
 template <class Traits, class Coclass>
 class DirtyFlagImplT : public IPersistStreamAttributeMapImpl<Traits, Coclass> {
  public:
-  void ClearDirty() override { m_IsDirty = false; }
-  void SetDirty() override { m_IsDirty = true; }
-  bool IsDirtyFlag() override { return m_IsDirty; }
-  HRESULT GetDirtyResult() override { return m_IsDirty ? S_OK : S_FALSE; }
+  void ClearDirty() final { m_IsDirty = false; }
+  void SetDirty() final { m_IsDirty = true; }
+  bool IsDirtyFlag() final { return m_IsDirty; }
+  HRESULT GetDirtyResult() final { return m_IsDirty ? S_OK : S_FALSE; }
 
  protected:
   ~DirtyFlagImplT() = default;

@@ -7,6 +7,7 @@
 // foreign code that comes back to the object.
 #pragma once
 
+#include <cstdint>
 #include <utility>
 
 #include "module/frame/exceptions.h"
@@ -20,6 +21,21 @@ inline VARIANT ErrorVariant(HRESULT result) noexcept {
   variant.vt = VT_ERROR;
   variant.scode = result;
   return variant;
+}
+
+// A type whose value is its bits: copying it is assigning it, and clearing it does nothing.
+constexpr bool IsPlain(VARTYPE vt) noexcept {
+  constexpr auto kRange = [](unsigned first, unsigned last) {
+    return (std::uint32_t{2} << last) - (std::uint32_t{1} << first);
+  };
+  constexpr std::uint32_t kPlain = kRange(VT_EMPTY, VT_DATE) | kRange(VT_ERROR, VT_BOOL) |
+                                   kRange(VT_DECIMAL, VT_DECIMAL) | kRange(VT_I1, VT_UINT);
+  return vt < 32 && (kPlain >> vt & 1) != 0;
+}
+
+// Whether copying a value or clearing it may call code of others: objects, arrays of them, records.
+constexpr bool IsForeign(const VARIANT& value) noexcept {
+  return !IsPlain(value.vt) && value.vt != VT_BSTR && (value.vt & VT_BYREF) == 0;
 }
 
 // VariantCopy, all or nothing: on failure, also where the target's old value cannot be cleared, the
@@ -42,8 +58,7 @@ class OwnedVariant : public VARIANT {
   OwnedVariant(const OwnedVariant& other) : VARIANT{} { Copy(*this, other); }
   OwnedVariant(OwnedVariant&& other) noexcept : VARIANT(other.Detach()) {}
   ~OwnedVariant() {
-    // The types up to there are numbers, which leave nothing to let go.
-    if (vt > VT_DATE) VariantClear(this);
+    if (!IsPlain(vt)) VariantClear(this);
   }
 
   OwnedVariant& operator=(const VARIANT& source) {
