@@ -32,6 +32,10 @@ endfunction()
 if(NOT WIN32)
   rastel_add_headers(host/host.h)
   rastel_add_headers(host/types/tables.h)
+  rastel_add_headers(host/services/stream_window.h)
+else()
+  install(FILES host/services/stream_window.h DESTINATION ${header_folder}/host/services
+          COMPONENT development)
 endif()
 
 # For C, and for languages that read its headers; on Windows the compiler for interface definitions

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "host/base/counted_object.h"
+#include "host/services/stream_window.h"
 
 namespace host {
 
@@ -43,10 +44,32 @@ class StreamBytes final {
   // False: the bytes cannot be had, and nothing changed.
   bool Write(ULONGLONG position, const void* data, ULONG bytes) noexcept {
     if (!Reserve(position + bytes)) return false;
-    FillTo(position);
     std::memcpy(block_ + position, data, bytes);
-    EndWriteAt(position + bytes);
+    EndWrite(position, bytes);
     return true;
+  }
+
+  // The bytes that lie in the block behind a position.
+  const BYTE* Stored(ULONGLONG position, ULONG* count) const noexcept {
+    const ULONGLONG left = position < filled_ ? filled_ - position : 0;
+    *count = static_cast<ULONG>(left);
+    return left > 0 ? block_ + position : nullptr;
+  }
+  // Room for at least so many bytes, to be told of by EndWrite; null if they cannot be had. More
+  // than that are hoped for.
+  BYTE* Room(ULONGLONG position, ULONG least, ULONGLONG hoped, ULONG* count) noexcept {
+    if (position + least > capacity_) {
+      const ULONGLONG wanted = std::min(hoped, kMaxStreamBytes - position);
+      const bool hasAll = wanted > least && Reserve(position + wanted);
+      if (!hasAll && !Reserve(position + least)) return nullptr;
+    }
+    *count = static_cast<ULONG>(capacity_ - position);
+    return block_ + position;
+  }
+  void EndWrite(ULONGLONG position, ULONG bytes) noexcept {
+    if (bytes == 0) return;
+    FillTo(position);
+    EndWriteAt(position + bytes);
   }
 
   // Writes bytes of this block, which lie below the size, to another place in it.
@@ -117,7 +140,8 @@ class StreamBytes final {
 };
 
 class MemoryStream final
-    : public CountedObject<MemoryStream, Serves<IStream, IID_ISequentialStream, IID_IStream>> {
+    : public CountedObject<MemoryStream, Serves<IStream, IID_ISequentialStream, IID_IStream>,
+                           Serves<IStreamWindow, IID_IStreamWindow>> {
   friend CountedObject;
 
  public:
@@ -201,6 +225,28 @@ class MemoryStream final
     if (!clone) return E_OUTOFMEMORY;
     bytes_->AddReference();
     return S_OK;
+  }
+
+  // A window holds the lock.
+  STDMETHODIMP OpenToWrite(ULONG least, ULONGLONG hoped, BYTE** bytes,
+                           ULONG* count) noexcept override {
+    bytes_->Lock().lock();
+    *bytes = bytes_->Room(position_, least, hoped, count);
+    isWriting_ = true;
+    if (*bytes) return S_OK;
+    bytes_->Lock().unlock();
+    return E_OUTOFMEMORY;
+  }
+  STDMETHODIMP OpenToRead(const BYTE** bytes, ULONG* count) noexcept override {
+    bytes_->Lock().lock();
+    *bytes = bytes_->Stored(position_, count);
+    isWriting_ = false;
+    return S_OK;
+  }
+  STDMETHODIMP_(void) CloseWindow(ULONG moved) noexcept override {
+    if (isWriting_) bytes_->EndWrite(position_, moved);
+    position_ += moved;
+    bytes_->Lock().unlock();
   }
 
  private:
@@ -287,6 +333,7 @@ class MemoryStream final
   StreamBytes* const bytes_;
   // Guarded by the lock of the bytes.
   ULONGLONG position_;
+  bool isWriting_ = false;  // of the open window
 };
 
 }  // namespace host

@@ -24,17 +24,17 @@ VARIANT KeyKind<Number>::ToVariant(Number key) noexcept {
 }
 
 template <class Number>
-void KeyKind<Number>::Write(IStream* stream, Number key) {
+void KeyKind<Number>::Write(StreamWriter& writer, Number key) {
   ULONG written = 0;
-  stream->Write(&key, sizeof(key), &written);
+  writer.Write(&key, sizeof(key), &written);
   if (written != sizeof(key)) throw TextException("can't write the key!!");
 }
 
 template <class Number>
-Number KeyKind<Number>::Read(IStream* stream) {
+Number KeyKind<Number>::Read(StreamReader& reader) {
   Number key{};
   ULONG delivered = 0;
-  stream->Read(&key, sizeof(key), &delivered);
+  reader.Read(&key, sizeof(key), &delivered);
   if (delivered != sizeof(key)) throw TextException("can't write the key!!");
   return key;
 }
@@ -61,19 +61,19 @@ BSTR KeyKind<BSTR>::ToElement(KeyText key) {
   return text;
 }
 
-void KeyKind<BSTR>::Write(IStream* stream, KeyText key) {
-  WriteScalarOrRaise(stream, static_cast<std::uint32_t>(key.length));
+void KeyKind<BSTR>::Write(StreamWriter& writer, KeyText key) {
+  writer.PutOrRaise(static_cast<std::uint32_t>(key.length));
   if (key.length == 0) return;
-  CheckResult(stream->Write(key.units, static_cast<ULONG>(BytesBehind(key)), nullptr));
+  CheckResult(writer.Write(key.units, static_cast<ULONG>(BytesBehind(key))));
 }
 
-ReadText KeyKind<BSTR>::Read(IStream* stream) {
+ReadText KeyKind<BSTR>::Read(StreamReader& reader) {
   std::uint32_t length = 0;
-  ReadScalarOrRaise(stream, length);
+  reader.GetOrRaise(length);
   if (length > kMostUnits) _com_issue_error(E_OUTOFMEMORY);
   ReadText text(length);
   if (length == 0) return text;
-  CheckResult(stream->Read(text.Units(), static_cast<ULONG>(length * sizeof(OLECHAR)), nullptr));
+  CheckResult(reader.Read(text.Units(), static_cast<ULONG>(length * sizeof(OLECHAR))));
   return text;
 }
 

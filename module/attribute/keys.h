@@ -20,6 +20,7 @@
 #include "module/attribute/key_hash.h"
 #include "module/frame/bstr.h"
 #include "module/frame/exceptions.h"
+#include "module/persist/stream_reader.h"
 #include "module/persist/zeroed_memory.h"
 #include "platform/platform.h"
 
@@ -84,8 +85,8 @@ struct KeyKind : NumberKeyRow<Number> {
 
   // By the exact width; only the number of bytes moved is looked at, not the result. Another number
   // raises std::exception "can't write the key!!", in reading as well.
-  static void Write(IStream* stream, Number key);
-  static Number Read(IStream* stream);
+  static void Write(StreamWriter& writer, Number key);
+  static Number Read(StreamReader& reader);
   // What GetSizeMax counts for a key, in bytes.
   static ULONGLONG CountedBytes(Number) noexcept { return sizeof(Number); }
 };
@@ -161,9 +162,9 @@ struct KeyKind<BSTR> {
 
   // The count of characters as 4 bytes, then the characters; no second write for none. A failing
   // call raises _com_error.
-  static void Write(IStream* stream, KeyText key);
+  static void Write(StreamWriter& writer, KeyText key);
   // A key ends at its first null character here too. What cannot be had is E_OUTOFMEMORY.
-  static ReadText Read(IStream* stream);
+  static ReadText Read(StreamReader& reader);
   static KeyText Seek(ReadText&& text) noexcept { return Seek(text.Units()); }
   // A bound for common texts, not the size: 4 for the count and 4 per character of the narrow text.
   // Raises _com_error.

@@ -21,14 +21,16 @@ bool IsValueDirty(const VARIANT& value) {
   return SUCCEEDED(level.Result()) && persist->IsDirty() == S_OK;
 }
 
-void WriteValue(IStream* stream, const VARIANT& value) {
+void WriteValue(StreamWriter& writer, const VARIANT& value) {
+  if (!IsObjectType(value.vt)) return CheckResult(WriteToStream(writer, value));
+  writer.Close();
   const CComVariant copy(value);
-  CheckResult(WriteToStream(stream, copy));
+  CheckResult(WriteToStream(writer, copy));
 }
 
-CComVariant ReadValue(IStream* stream) {
+CComVariant ReadValue(StreamReader& reader) {
   CComVariant value;
-  CheckResult(ReadFromStream(stream, value));
+  CheckResult(ReadFromStream(reader, value));
   return value;
 }
 

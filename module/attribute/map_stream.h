@@ -27,8 +27,8 @@ HRESULT ReportMapError(REFCLSID classId, const _com_error& error) noexcept;
 bool IsValueDirty(const VARIANT& value);
 
 // A tagged record. Raise _com_error for a negative result, and as the records.
-void WriteValue(IStream* stream, const VARIANT& value);
-CComVariant ReadValue(IStream* stream);
+void WriteValue(StreamWriter& writer, const VARIANT& value);
+CComVariant ReadValue(StreamReader& reader);
 
 template <class Traits, class Coclass>
 class IPersistStreamAttributeMapImpl : public IPersistStream,
@@ -82,12 +82,13 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
       if (FAILED(level.Result())) return level.Result();
       const LockedContent content(*this, this->attributes_);
       try {
-        WriteScalarOrRaise(stream, kMapVersion);
-        WriteScalarOrRaise(stream, this->OverrideByte());
-        WriteScalarOrRaise(stream, static_cast<DWORD>(content.Count()));
+        StreamWriter writer(stream);
+        writer.PutOrRaise(kMapVersion);
+        writer.PutOrRaise(this->OverrideByte());
+        writer.PutOrRaise(static_cast<DWORD>(content.Count()));
         for (const auto& attribute : content.Attributes()) {
-          Kind::Write(stream, attribute.Key());
-          WriteValue(stream, attribute.value);
+          Kind::Write(writer, attribute.Key());
+          WriteValue(writer, attribute.value);
         }
         if (clearDirty && content.IsCurrent()) this->ClearDirty();
         return S_OK;
@@ -106,13 +107,14 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
       const LockedContent content(*this, this->attributes_);
       try {
         ULONGLONG total = 8;
+        CNullDeviceStream counter;
+        StreamWriter writer(&counter);
         for (const auto& attribute : content.Attributes()) {
           total += Kind::CountedBytes(attribute.Key());
-          CNullDeviceStream counter;
-          CheckResult(WriteToStream(&counter, attribute.value));
-          total += counter.Count();
+          CheckResult(WriteToStream(writer, attribute.value));
         }
-        bytes->QuadPart = total;
+        writer.Close();
+        bytes->QuadPart = total + counter.Count();
         return S_OK;
       } catch (const _com_error& error) {
         return ReportMapError(*Traits::kClassId, error);
@@ -125,21 +127,25 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
 
  private:
   HRESULT LoadLocked(IStream* stream, typename Store::Held& displaced) {
+    StreamReader reader(stream);
     DWORD version = 0;
-    ReadScalarOrRaise(stream, version);
-    if (version != kMapVersion) return Map::Say("AttributeMap::Load()->wrong version");
+    reader.GetOrRaise(version);
+    if (version != kMapVersion) {
+      reader.Close();
+      return Map::Say("AttributeMap::Load()->wrong version");
+    }
     BYTE overrideByte = this->OverrideByte();
-    const HRESULT result = ReadScalar(stream, overrideByte);
+    const HRESULT result = reader.Get(overrideByte);
     this->SetOverrideByte(overrideByte);
     CheckResult(result);
     displaced = this->attributes_.TakeAll();
     DWORD count = 0;
-    ReadScalarOrRaise(stream, count);
+    reader.GetOrRaise(count);
     // No value can be read behind the end of the stream, so that ends the loop whatever the count
     // says.
     for (DWORD i = 0; i < count; ++i) {
-      auto attribute = Store::Item::New(Kind::Seek(Kind::Read(stream)));
-      attribute->value = ReadValue(stream);
+      auto attribute = Store::Item::New(Kind::Seek(Kind::Read(reader)));
+      attribute->value = ReadValue(reader);
       this->attributes_.Add(std::move(attribute));
     }
     this->ClearDirty();

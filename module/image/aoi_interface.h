@@ -295,11 +295,7 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
   STDMETHODIMP IsDirty() override { return S_OK; }
   STDMETHODIMP InitNew() override { return S_OK; }
   STDMETHODIMP Load(IStream* stream) override {
-    const OperationLevel level;
-    if (FAILED(level.Result())) return level.Result();
-    AoiStreamVersion version{};
-    const HRESULT result = ReadScalar(stream, version);
-    return FAILED(result) ? result : LoadAs(version, stream);
+    return Guard([&] { return LoadAoi(state_, sizeof(T), stream); });
   }
   STDMETHODIMP Save(IStream* stream, BOOL) override {
     return Guard([&] { return SaveAoi(state_, stream); });
@@ -358,7 +354,7 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
   }
 
   HRESULT LoadAs(AoiStreamVersion version, IStream* stream) noexcept {
-    return Guard([&] { return LoadAoi(state_, stream, version); });
+    return Guard([&] { return LoadAoi(state_, sizeof(T), stream, version); });
   }
 
   static const void* TableOf(const ITyped* aoi) noexcept {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "module/frame/debug_texts.h"
@@ -76,21 +77,22 @@ class SavedName {
 // Fields in a row; behind the first one that fails nothing is written.
 class FieldWriter {
  public:
-  explicit FieldWriter(IStream* stream) noexcept : stream_(stream) {}
+  explicit FieldWriter(StreamWriter& writer) noexcept : writer_(writer) {}
   template <class T>
   FieldWriter& Put(const T& value) {
-    if (SUCCEEDED(result_)) result_ = WriteScalar(stream_, value);
+    if (SUCCEEDED(result_)) result_ = writer_.Put(value);
     return *this;
   }
   HRESULT Result() const noexcept { return result_; }
 
  private:
-  IStream* stream_;
+  StreamWriter& writer_;
   HRESULT result_ = S_OK;
 };
 
 // Results of the writes of pixels do not count.
-void WriteRectangle(const AoiState& state, IStream* stream, const Place& place) {
+void WriteRectangle(const AoiState& state, StreamWriter& writer, const Place& place) {
+  if (!state.image) writer.Close();  // that will be reported
   LONG lineSkip = 0;
   state.GetLineSkip(&lineSkip);
   const LONG planes = state.planeCount;
@@ -106,15 +108,25 @@ void WriteRectangle(const AoiState& state, IStream* stream, const Place& place) 
       return;
     }
     const std::int64_t elements = ElementsOfCall(place.TotalWidth(), 1, image->elementBytes());
-    for (LONG row = 0; row < place.TotalHeight(); ++row) {
+    LONG row = 0;
+    // Whole rows first; what the block cuts off of the others is clipped.
+    const std::int64_t room = image->reachableElements() - first - elements;
+    if (elements > 0 && step > 0 && room >= 0) {
+      row = static_cast<LONG>(
+          std::clamp<std::int64_t>(room / step + 1, 0, (std::max)(place.TotalHeight(), LONG{0})));
+      writer.WriteRows(image->Address(first), BytesOf({first, elements}, *image),
+                       step * static_cast<std::int64_t>(image->elementBytes()), row);
+    }
+    for (; row < place.TotalHeight(); ++row) {
       const ElementRange run = image->ClipRun(first + row * step, elements);
       if (run.count == 0) break;
-      stream->Write(image->Address(run.first), BytesOf(run, *image), nullptr);
+      writer.Write(image->Address(run.first), BytesOf(run, *image));
     }
   }
 }
 
-HRESULT WriteBuffer(const AoiState& state, IStream* stream) {
+HRESULT WriteBuffer(const AoiState& state, StreamWriter& writer) {
+  writer.Close();
   // The AOI's own rectangle is not disturbed.
   AoiState sibling{AoiState::SiblingOf{state}};
   sibling.SelectAll();
@@ -123,36 +135,49 @@ HRESULT WriteBuffer(const AoiState& state, IStream* stream) {
   LONG height = 0;
   sibling.GetWidth(&width);
   sibling.GetHeight(&height);
-  const HRESULT written = FieldWriter(stream).Put(planes).Put(width).Put(height).Result();
+  const HRESULT written = FieldWriter(writer).Put(planes).Put(width).Put(height).Result();
   if (FAILED(written)) return written;
+  if (!sibling.image) writer.Close();
   for (LONG plane = 0; plane < planes; ++plane) {
     LONG first = 0;
     if (FAILED(sibling.PixelIndex(0, 0, plane, &first))) break;
     const ComImageBase& image = *sibling.image;
     const ElementRange run =
         image.ClipRun(first, ElementsOfCall(width, height, image.elementBytes()));
-    if (run.count > 0) stream->Write(image.Address(run.first), BytesOf(run, image), nullptr);
+    if (run.count > 0) writer.Write(image.Address(run.first), BytesOf(run, image));
   }
   return S_OK;
+}
+
+// How much a Save will write but for tag and map, as far as it lies in the buffer.
+ULONGLONG ExpectedBytes(const AoiState& state) noexcept {
+  constexpr ULONGLONG kHeader = 128;
+  if (!state.image) return kHeader;
+  const auto stored = static_cast<double>(state.image->reachableElements());
+  const double columns = double{1} * state.rect.width + 2 * double{1} * state.marginX;
+  const double rows = double{1} * state.rect.height + 2 * double{1} * state.marginY;
+  const double taken = (std::max)(columns, 0.0) * (std::max)(rows, 0.0) * state.planeCount;
+  const double elements = IsBufferForm(state.marshalFlags) ? stored : (std::min)(stored, taken);
+  return kHeader + static_cast<ULONGLONG>(elements) * state.image->elementBytes();
 }
 
 // Header fields of any width, read in a row; behind the first one that fails nothing is read.
 class FieldReader {
  public:
-  explicit FieldReader(IStream* stream) noexcept : stream_(stream) {}
+  explicit FieldReader(StreamReader& reader) noexcept : reader_(reader) {}
   // Takes a field of the wire's type, with its sign.
   template <class Wire>
   FieldReader& Take(LONG& value) {
     if (FAILED(result_)) return *this;
     Wire wire{};
-    result_ = ReadScalar(stream_, wire);
+    result_ = reader_.Get(wire);
     value = wire;
     return *this;
   }
   HRESULT Result() const noexcept { return result_; }
 
  private:
-  IStream* stream_;
+  StreamReader& reader_;
   HRESULT result_ = S_OK;
 };
 
@@ -183,7 +208,14 @@ enum class PixelCalls { kByRow, kByPlane };
 
 class Loader {
  public:
-  Loader(AoiState& state, IStream* stream) noexcept : state_(state), stream_(stream) {}
+  Loader(AoiState& state, std::size_t pixelBytes, IStream* stream) noexcept
+      : state_(state), pixelBytes_(pixelBytes), reader_(stream) {}
+
+  HRESULT Load() {
+    AoiStreamVersion version{};
+    const HRESULT result = reader_.Get(version);
+    return FAILED(result) ? result : Load(version);
+  }
 
   HRESULT Load(AoiStreamVersion version) {
     switch (version) {
@@ -200,6 +232,7 @@ class Loader {
       case AoiStreamVersion::k514:
         return LoadNamed(version);
     }
+    reader_.Close();
     return state_.Report(Message::AoiNotLoaded);
   }
 
@@ -208,14 +241,15 @@ class Loader {
     LONG width = 0;
     LONG height = 0;
     HRESULT result =
-        FieldReader(stream_).Take<std::int16_t>(width).Take<std::int16_t>(height).Result();
+        FieldReader(reader_).Take<std::int16_t>(width).Take<std::int16_t>(height).Result();
     if (FAILED(result)) return result;
+    reader_.Close();
     const LONG stride = ((width + 3) + (((width + 3) >> 31) & 3)) & ~3;
     if (SUCCEEDED(state_.CreateImage(stride, height, Contents::Zero))) {
       ReadPlanes(1, width, height, stride, PixelCalls::kByRow);
     }
     Header header;
-    result = FieldReader(stream_)
+    result = FieldReader(reader_)
                  .Take<std::int16_t>(header.rect.x)
                  .Take<std::int16_t>(header.rect.y)
                  .Take<std::int16_t>(header.rect.width)
@@ -231,7 +265,7 @@ class Loader {
   template <class RectWire>
   HRESULT LoadPlain() {
     Header header;
-    FieldReader fields(stream_);
+    FieldReader fields(reader_);
     TakeHeader<RectWire, std::int16_t>(fields, header);
     if (FAILED(fields.Result())) return fields.Result();
     BindAndRead(header.planes, header.totalWidth, header.totalHeight, PixelCalls::kByRow);
@@ -242,7 +276,7 @@ class Loader {
   HRESULT LoadWithFlags() {
     Header header;
     LONG flags = 0;
-    FieldReader fields(stream_);
+    FieldReader fields(reader_);
     TakeHeader<LONG, std::int16_t>(fields, header);
     fields.Take<std::int16_t>(flags);
     if (FAILED(fields.Result())) return fields.Result();
@@ -255,7 +289,7 @@ class Loader {
     LONG flags = 0;
     LONG elementType = 0;
     LONG nameChars = 0;
-    FieldReader fields(stream_);
+    FieldReader fields(reader_);
     TakeHeader<LONG, LONG>(fields, header);
     fields.Take<std::int16_t>(flags).Take<LONG>(elementType).Take<LONG>(nameChars);
     if (FAILED(fields.Result())) return fields.Result();
@@ -273,9 +307,17 @@ class Loader {
   }
 
   HRESULT ReadName(ULONG chars, _bstr_t& name) {
+    const ULONGLONG bytes = sizeof(chars) + ULONGLONG{chars} * sizeof(OLECHAR);
+    const BYTE* const known =
+        bytes <= kWindowBytes ? reader_.Look(static_cast<ULONG>(bytes)) : nullptr;
+    if (known && reader_.At<ULONG>(known) == chars) {
+      reader_.Take(static_cast<ULONG>(bytes));
+      name = TextAt(known + sizeof(chars), chars);
+      return S_OK;
+    }
     const auto text = AllocateZeroed<OLECHAR>(std::uint64_t{chars} + 1);
     if (!text) return E_OUTOFMEMORY;
-    const HRESULT result = ReadWideChars(stream_, text.get(), chars);
+    const HRESULT result = ReadWideChars(reader_, text.get(), chars);
     if (FAILED(result)) return result;
     text[chars] = 0;
     name = _bstr_t(text.get());
@@ -292,6 +334,7 @@ class Loader {
         ReadMap();
       }
     } catch (const _com_error& error) {
+      reader_.Close();
       TellException(debug_texts::kAoiLoadException, error);
       OutputDebugStringA(debug_texts::kAoiTagNotRead);
     }
@@ -302,7 +345,7 @@ class Loader {
     constexpr VARTYPE kUntouched = VT_BYREF | VT_VARIANT;  // no record gives a reference
     _variant_t tag;
     tag.vt = kUntouched;
-    const HRESULT result = isPlain ? ReadPlainVariant(tag, stream_) : ReadFromStream(stream_, tag);
+    const HRESULT result = isPlain ? ReadPlainVariant(tag, reader_) : ReadFromStream(reader_, tag);
     if (tag.vt != kUntouched) displacedTag_ = std::exchange(state_.tag, std::move(tag));
     return result;
   }
@@ -310,10 +353,11 @@ class Loader {
   // The member changes if the presence mark can be read: what came is kept if it is a map, and what
   // could not be loaded leaves null. Only an object from the stream is asked what it is.
   void ReadMap() {
+    if (state_.attributeMap) reader_.Close();
     displacedMap_ = state_.attributeMap;
     ComPtr<IDispatch> map = displacedMap_;
     try {
-      ReadObject(stream_, map);
+      ReadObject(reader_, map);
     } catch (...) {
       const bool isMarkRead = displacedMap_ && !map;
       if (isMarkRead) state_.attributeMap.Reset();
@@ -329,7 +373,7 @@ class Loader {
       LONG planes = 0;
       LONG width = 0;
       LONG height = 0;
-      const HRESULT result = FieldReader(stream_)
+      const HRESULT result = FieldReader(reader_)
                                  .Take<PlanesWire>(planes)
                                  .template Take<LONG>(width)
                                  .template Take<LONG>(height)
@@ -347,13 +391,26 @@ class Loader {
   }
 
   void KeepRectangle(const Header& header) noexcept {
+    reader_.Close();
     state_.SetRect(header.rect);
     state_.SetMargins(header.marginX, header.marginY);
   }
 
   void BindAndRead(LONG planes, LONG width, LONG height, PixelCalls calls) {
-    if (FAILED(state_.CreatePlanes(planes, width, height, Contents::Zero))) return;
+    const bool isKnown = WillBeFilled(planes, width, height);
+    reader_.Close();
+    fill_ = isKnown ? Contents::Undefined : Contents::Zero;
+    if (FAILED(state_.CreatePlanes(planes, width, height, fill_))) return;
     ReadPlanes(planes, width, height, width, calls);
+  }
+
+  // Whether the stream shows as many bytes as the buffer will hold: it need not be zeroed then.
+  bool WillBeFilled(LONG planes, LONG width, LONG height) noexcept {
+    if (state_.bufferMargin != 0 || planes < 1 || width < 1 || height < 1) return false;
+    constexpr double kMostBytes = 0x7FFFFFFF;
+    const double bytes =
+        double{1} * planes * width * height * double{1} * static_cast<double>(pixelBytes_);
+    return bytes <= kMostBytes && reader_.Shows(static_cast<ULONG>(bytes));
   }
 
   // Into the buffer that was just bound, `step` elements from row to row.
@@ -393,6 +450,12 @@ class Loader {
     const std::int64_t loaded = image.SetLoaded(image.reachableElements());
     const ULONG delivered = ReadBytes(image.Address(run.first), bytes);
     const ULONG written = failuresInARow_ > 0 ? bytes : (std::min)(delivered, bytes);
+    if (fill_ == Contents::Undefined && delivered < bytes) {
+      // Others have cut the stream meanwhile. What comes yet is read over the zeros.
+      const std::byte* const end = image.Address(image.blockElements());
+      std::byte* const rest = image.Address(run.first) + delivered;
+      std::memset(rest, 0, static_cast<std::size_t>(end - rest));
+    }
     const auto elementBytes = static_cast<ULONG>(image.elementBytes());
     image.SetLoaded(
         (std::max)(loaded, run.first + (written / elementBytes + (written % elementBytes != 0))));
@@ -403,7 +466,7 @@ class Loader {
   // over.
   ULONG ReadBytes(void* target, ULONG bytes) {
     ULONG delivered = bytes;
-    const bool isRead = SUCCEEDED(stream_->Read(target, bytes, &delivered));
+    const bool isRead = SUCCEEDED(reader_.Stream()->Read(target, bytes, &delivered));
     if (!isRead) delivered = 0;
     failuresInARow_ = isRead ? 0 : failuresInARow_ + 1;
     hasEnded_ = isRead ? delivered == 0 : failuresInARow_ >= kMostEmptyRecords;
@@ -411,31 +474,43 @@ class Loader {
   }
 
   AoiState& state_;
-  IStream* const stream_;
+  const std::size_t pixelBytes_;
   int failuresInARow_ = 0;
   bool hasEnded_ = false;
+  Contents fill_ = Contents::Zero;
   // Go with the loader, when the AOI is in its final state: their release may call back.
   _variant_t displacedTag_;
   ComPtr<IDispatch> displacedMap_;
+  StreamReader reader_;
 };
 
 }  // namespace
 
-HRESULT LoadAoi(AoiState& state, IStream* stream, AoiStreamVersion version) {
+HRESULT LoadAoi(AoiState& state, std::size_t pixelBytes, IStream* stream) {
   const OperationLevel level;
   if (FAILED(level.Result())) return level.Result();
-  return Loader(state, stream).Load(version);
+  return Loader(state, pixelBytes, stream).Load();
+}
+
+HRESULT LoadAoi(AoiState& state, std::size_t pixelBytes, IStream* stream,
+                AoiStreamVersion version) {
+  const OperationLevel level;
+  if (FAILED(level.Result())) return level.Result();
+  return Loader(state, pixelBytes, stream).Load(version);
 }
 
 HRESULT SaveAoi(const AoiState& state, IStream* stream) {
   const OperationLevel level;
   if (FAILED(level.Result())) return level.Result();
-  HRESULT result = WriteScalar(stream, WORD{state.streamVersion});
+  StreamWriter writer(stream);
+  writer.Expect(ExpectedBytes(state));
+  HRESULT result = writer.Put(WORD{state.streamVersion});
   if (FAILED(result)) return result;
+  if (!state.image) writer.Close();  // that will be reported
   const Place place(state);
   const MarshalFlagsKLP flags = state.marshalFlags;
   const SavedName name(state);
-  result = FieldWriter(stream)
+  result = FieldWriter(writer)
                .Put(place.TotalWidth())
                .Put(place.TotalHeight())
                .Put(place.rect.x)
@@ -450,17 +525,18 @@ HRESULT SaveAoi(const AoiState& state, IStream* stream) {
                .Put(name.Chars())
                .Result();
   if (FAILED(result)) return result;
-  result = WriteWideString(stream, name.Text());
+  result = WriteWideString(writer, name.Text());
   if (FAILED(result)) return result;
   try {
-    WriteToStream(stream, state.tag);
-    WriteObject(stream, state.attributeMap.Get());
+    WriteToStream(writer, state.tag);
+    WriteObject(writer, state.attributeMap.Get());
   } catch (const _com_error& error) {
+    writer.Close();
     TellException(debug_texts::kAoiSaveException, error);
     OutputDebugStringA(debug_texts::kAoiTagNotSaved);
   }
-  if (IsBufferForm(flags)) return WriteBuffer(state, stream);
-  WriteRectangle(state, stream, place);
+  if (IsBufferForm(flags)) return WriteBuffer(state, writer);
+  WriteRectangle(state, writer, place);
   return S_OK;
 }
 

@@ -48,8 +48,9 @@ enum class AoiStreamVersion : std::int16_t {
   k514 = 514,
 };
 
-// Loads what stands behind the version word into an AOI in any state, whose buffer becomes a new
-// one. S_OK, or
+// Loads into an AOI of pixels of so many bytes, in any state, whose buffer becomes a new one; with
+// a version given, what stands behind the version word. S_OK, or
+//   0x80040460         reports 1120: unknown version; the stream stands behind it
 //   the stream's code  a field that cannot be read. What was read up to there may be in the AOI:
 //                      tag, map, element type and flags before the fields of the buffer form, the
 //                      pixels before the rectangle of version 256
@@ -61,7 +62,8 @@ enum class AoiStreamVersion : std::int16_t {
 // the bind, of reading pixels, and of placing rectangle and margins. A pixel that was not delivered
 // is 0. An object in the map's place that is no map is let go.
 // In the rectangle form of versions from 259 on the AOI comes to stand at 0, 0, without margins.
-HRESULT LoadAoi(AoiState& state, IStream* stream, AoiStreamVersion version);
+HRESULT LoadAoi(AoiState& state, std::size_t pixelBytes, IStream* stream);
+HRESULT LoadAoi(AoiState& state, std::size_t pixelBytes, IStream* stream, AoiStreamVersion version);
 
 // Writes the newest version. S_OK, also without a buffer, which is reported and passed over, and
 // whatever tag, map and pixels give; E_ACCESSDENIED for objects nested too deep; the stream's code

@@ -77,65 +77,93 @@ ComPtr<IPersistStream> PersistenceOf(IUnknown* object) {
   return persist;
 }
 
-HRESULT WriteWideString(IStream* stream, const OLECHAR* text) {
+HRESULT WriteWideString(StreamWriter& writer, const OLECHAR* text) {
   std::uint64_t chars = 0;
   while (text[chars] != 0) ++chars;
   const std::uint64_t bytes = chars * sizeof(OLECHAR);
   if (bytes > kMostCallBytes) return E_OUTOFMEMORY;
-  const HRESULT result = WriteScalar(stream, static_cast<std::uint32_t>(chars));
+  const HRESULT result = writer.Put(static_cast<std::uint32_t>(chars));
   if (FAILED(result)) return result;
-  return stream->Write(text, static_cast<ULONG>(bytes), nullptr);
+  return writer.Write(text, static_cast<ULONG>(bytes));
 }
 
-HRESULT ReadWideChars(IStream* stream, OLECHAR* destination, std::uint64_t capacityChars) {
+HRESULT ReadWideChars(StreamReader& reader, OLECHAR* destination, std::uint64_t capacityChars) {
   std::uint32_t chars = 0;
-  const HRESULT result = ReadScalar(stream, chars);
+  const HRESULT result = reader.Get(chars);
   if (FAILED(result)) return result;
   if (chars > capacityChars) return E_FAIL;
   const std::uint64_t bytes = std::uint64_t{chars} * sizeof(OLECHAR);
   if (bytes > kMostCallBytes) return E_OUTOFMEMORY;
-  return stream->Read(destination, static_cast<ULONG>(bytes), nullptr);
+  return reader.Read(destination, static_cast<ULONG>(bytes));
 }
 
-void WriteBstr(IStream* stream, const _bstr_t& holder) {
-  // A holder of our own: the stream may change the other one meanwhile.
-  const _bstr_t text(holder);
-  const UINT chars = text.Length();
-  WriteScalarOrRaise(stream, std::uint32_t{chars});
-  if (chars == 0) return;
-  CheckResult(stream->Write(text.Wide(), static_cast<ULONG>(std::uint64_t{chars} * sizeof(OLECHAR)),
-                            nullptr));
+_bstr_t TextAt(const BYTE* text, std::uint32_t chars) {
+  std::uint32_t end = 0;
+  while (end < chars && StreamReader::At<OLECHAR>(text + end * sizeof(OLECHAR)) != 0) ++end;
+  // The platform declares its source as narrow text and copies the bytes as they are.
+  const BSTR copy = SysAllocStringByteLen(reinterpret_cast<const char*>(text),
+                                          static_cast<UINT>(end * sizeof(OLECHAR)));
+  if (!copy) _com_issue_error(E_OUTOFMEMORY);
+  return _bstr_t::Attach(copy);
 }
 
-void ReadBstr(IStream* stream, _bstr_t& holder) {
+void WriteBstr(StreamWriter& writer, const _bstr_t& holder) {
+  const auto write = [&writer](const _bstr_t& text) {
+    const UINT chars = text.Length();
+    writer.PutOrRaise(std::uint32_t{chars});
+    if (chars == 0) return;
+    CheckResult(
+        writer.Write(text.Wide(), static_cast<ULONG>(std::uint64_t{chars} * sizeof(OLECHAR))));
+  };
+  const std::uint64_t bytes = sizeof(UINT) + std::uint64_t{holder.Length()} * sizeof(OLECHAR);
+  if (bytes <= kWindowBytes && writer.HasRoom(static_cast<ULONG>(bytes))) {
+    write(holder);
+  } else {
+    // A holder of our own: the stream may change the other one meanwhile.
+    write(_bstr_t(holder));
+  }
+}
+
+void ReadBstr(StreamReader& reader, _bstr_t& holder) {
   std::uint32_t chars = 0;
-  ReadScalarOrRaise(stream, chars);
+  reader.GetOrRaise(chars);
   if (chars == 0) {
     holder.Assign(OLESTR(""));
     return;
   }
   if (chars > kMostBstrChars) _com_issue_error(E_OUTOFMEMORY);
+  const std::uint64_t bytes = std::uint64_t{chars} * sizeof(OLECHAR);
+  if (bytes <= kWindowBytes) {
+    if (const BYTE* const text = reader.Look(static_cast<ULONG>(bytes))) {
+      reader.Take(static_cast<ULONG>(bytes));
+      holder = TextAt(text, chars);
+      return;
+    }
+  }
   // Not a BSTR: the platform does not zero those.
   const auto text = AllocateZeroed<OLECHAR>(std::uint64_t{chars} + 1);
   if (!text) _com_issue_error(E_OUTOFMEMORY);
-  const std::uint64_t bytes = std::uint64_t{chars} * sizeof(OLECHAR);
-  CheckResult(stream->Read(text.get(), static_cast<ULONG>(bytes), nullptr));
+  CheckResult(reader.Read(text.get(), static_cast<ULONG>(bytes)));
   holder = _bstr_t(text.get());
 }
 
-void WriteObject(IStream* stream, IUnknown* object) {
+void WriteObject(StreamWriter& writer, IUnknown* object) {
+  if (!object) return writer.PutOrRaise(BYTE{0});
+  writer.Close();
   const ComPtr<IUnknown> held(object);
-  WriteScalarOrRaise(stream, static_cast<BYTE>(held ? 1 : 0));
-  if (!held) return;
+  writer.PutOrRaise(BYTE{1});
+  IStream* const stream = writer.Stream();
   const ComPtr<IPersistStream> persist = PersistenceOrRaise(held);
   const NestedLevel level;
   CheckResult(level.Result());
   CheckResult(OleSaveToStream(persist.Get(), stream));
 }
 
-void ReadObject(IStream* stream, ComPtr<IDispatch>& pointer) {
+void ReadObject(StreamReader& reader, ComPtr<IDispatch>& pointer) {
   BYTE mark = 0;
-  ReadScalarOrRaise(stream, mark);
+  reader.GetOrRaise(mark);
+  if (mark == 0 && !pointer) return;
+  IStream* const stream = reader.Stream();
   // Released last: that may call back to whoever owns the pointer.
   const ComPtr<IDispatch> displaced(std::move(pointer));
   if (mark == 0) return;

@@ -11,19 +11,16 @@
 // _com_error with it.
 #pragma once
 
-#include <bit>
-#include <concepts>
 #include <cstdint>
-#include <type_traits>
 
 #include "module/frame/bstr.h"
 #include "module/frame/exceptions.h"
+#include "module/persist/stream_reader.h"
+#include "module/persist/stream_writer.h"
 #include "platform/com_ptr.h"
 #include "platform/platform.h"
 
 namespace rastel {
-
-static_assert(std::endian::native == std::endian::little);
 
 // A stream without storage: it counts what is written, and by running a writer on it one learns
 // how many bytes the writer would write. Declared as a local, used by one call on one thread, never
@@ -74,54 +71,35 @@ inline constexpr std::uint64_t kMostCallBytes = 0xFFFFFFFF;
 // Null for an object without IPersistStream; any other failure to answer is raised.
 platform::ComPtr<IPersistStream> PersistenceOf(IUnknown* object);
 
-// Single values of a fixed width, by one call of that width.
-template <class T>
-concept StreamScalar = std::is_trivially_copyable_v<T> && !std::is_pointer_v<T> &&
-                       (sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
-
-template <StreamScalar T>
-HRESULT WriteScalar(IStream* stream, const T& value) {
-  return stream->Write(&value, sizeof(T), nullptr);
-}
-// Reads straight into the value.
-template <StreamScalar T>
-HRESULT ReadScalar(IStream* stream, T& value) {
-  return stream->Read(&value, sizeof(T), nullptr);
-}
-template <StreamScalar T>
-void WriteScalarOrRaise(IStream* stream, const T& value) {
-  CheckResult(WriteScalar(stream, value));
-}
-template <StreamScalar T>
-void ReadScalarOrRaise(IStream* stream, T& value) {
-  CheckResult(ReadScalar(stream, value));
-}
-
 // The count of characters as 4 bytes, then the characters without their terminator, of which there
 // may be none: two writes. The text is not null. More characters than one Write can carry are
 // E_OUTOFMEMORY.
-HRESULT WriteWideString(IStream* stream, const OLECHAR* text);
+HRESULT WriteWideString(StreamWriter& writer, const OLECHAR* text);
 
 // Reads a count of characters and then so many characters, without terminator, to a destination
 // that has room for capacityChars of them. A larger count is E_FAIL and leaves the stream behind
 // the count; more than one Read can carry are E_OUTOFMEMORY.
-HRESULT ReadWideChars(IStream* stream, OLECHAR* destination, std::uint64_t capacityChars);
+HRESULT ReadWideChars(StreamReader& reader, OLECHAR* destination, std::uint64_t capacityChars);
+
+// The text up to its first null character, of so many characters at any address. Raises
+// _com_error.
+_bstr_t TextAt(const BYTE* text, std::uint32_t chars);
 
 // The count of characters as 4 bytes, 0 for a null holder or a null text, then the characters; no
 // second write for none.
-void WriteBstr(IStream* stream, const _bstr_t& holder);
+void WriteBstr(StreamWriter& writer, const _bstr_t& holder);
 
 // The holder gets the text up to its first null character; a count of 0 makes it empty and not
 // null. On a failure it keeps what it held. A text that cannot be had: E_OUTOFMEMORY.
-void ReadBstr(IStream* stream, _bstr_t& holder);
+void ReadBstr(StreamReader& reader, _bstr_t& holder);
 
 // A presence mark of 1 byte, 1 or 0 for a null object, then by OleSaveToStream the object's class
 // identifier and its Save. An object without IPersistStream raises E_NOINTERFACE, behind the mark.
-void WriteObject(IStream* stream, IUnknown* object);
+void WriteObject(StreamWriter& writer, IUnknown* object);
 
 // The inverse. The pointer gives its object up whatever the mark says, and holds a new object if
 // the mark is not 0 and nothing was raised; only a failure to read the mark leaves it alone.
-void ReadObject(IStream* stream, platform::ComPtr<IDispatch>& pointer);
+void ReadObject(StreamReader& reader, platform::ComPtr<IDispatch>& pointer);
 
 // Adds what WriteObject takes by the object's own GetSizeMax: 1 byte for null, else 17 and that.
 void AddObjectSize(ULONGLONG& totalBytes, IUnknown* object);

@@ -14,44 +14,12 @@ namespace {
 
 using platform::ComPtr;
 
-// The byte count of a text and its terminator; longer ones are not read.
-constexpr std::uint32_t kMostTextBytes = 0x100000;
-constexpr std::uint32_t kTerminatorBytes = sizeof(OLECHAR);
-
 constexpr DWORD kCreationContext = 0x415;  // in-process, local and remote servers, no code download
 
 struct FreeText {
   void operator()(OLECHAR* text) const noexcept { SysFreeString(text); }
 };
 using OwnedText = std::unique_ptr<OLECHAR, FreeText>;
-
-// 0: the payload is an object or a text.
-constexpr ULONG FixedPayloadBytes(VARTYPE vt) noexcept {
-  switch (vt) {
-    case VT_I1:
-    case VT_UI1:
-      return 1;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-      return 2;
-    case VT_I4:
-    case VT_UI4:
-    case VT_INT:
-    case VT_UINT:
-    case VT_R4:
-    case VT_ERROR:
-      return 4;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-      return 8;
-    default:
-      return 0;
-  }
-}
 
 HRESULT SeekBy(IStream* stream, LONGLONG move, DWORD origin, ULONGLONG* position = nullptr) {
   LARGE_INTEGER distance;
@@ -62,11 +30,11 @@ HRESULT SeekBy(IStream* stream, LONGLONG move, DWORD origin, ULONGLONG* position
   return result;
 }
 
-HRESULT WriteText(IStream* stream, BSTR text) {
+HRESULT WriteText(StreamWriter& writer, BSTR text) {
   const std::uint32_t bytes = text ? SysStringByteLen(text) + kTerminatorBytes : 0;
-  const HRESULT result = WriteScalar(stream, bytes);
+  const HRESULT result = writer.Put(bytes);
   if (FAILED(result) || bytes == 0) return result;
-  return stream->Write(text, bytes, nullptr);
+  return writer.Write(text, bytes);
 }
 
 HRESULT WriteObjectData(IStream* stream, IUnknown* object) {
@@ -85,16 +53,16 @@ HRESULT WriteObjectData(IStream* stream, IUnknown* object) {
 }
 
 // All bytes or a failure.
-HRESULT ReadExactly(IStream* stream, void* data, ULONG bytes) {
+HRESULT ReadExactly(StreamReader& reader, void* data, ULONG bytes) {
   ULONG count = 0;
-  const HRESULT result = stream->Read(data, bytes, &count);
+  const HRESULT result = reader.Read(data, bytes, &count);
   if (FAILED(result)) return result;
   return count == bytes ? S_OK : E_FAIL;
 }
 
-HRESULT ReadTextFields(IStream* stream, OwnedText& text) {
+HRESULT ReadTextFields(StreamReader& reader, OwnedText& text) {
   std::uint32_t bytes = 0;
-  HRESULT result = ReadExactly(stream, &bytes, sizeof(bytes));
+  HRESULT result = ReadExactly(reader, &bytes, sizeof(bytes));
   if (FAILED(result) || bytes == 0) return result;
   if (bytes < kTerminatorBytes) return E_FAIL;
   if (bytes > kMostTextBytes) return E_ACCESSDENIED;
@@ -103,24 +71,24 @@ HRESULT ReadTextFields(IStream* stream, OwnedText& text) {
   text.reset(SysAllocStringByteLen(nullptr, textBytes));
   if (!text) return E_OUTOFMEMORY;
   std::memset(text.get(), 0, textBytes);
-  result = ReadExactly(stream, text.get(), textBytes);
+  result = ReadExactly(reader, text.get(), textBytes);
   if (FAILED(result)) return result;
   OLECHAR terminator = 0;
-  result = ReadExactly(stream, &terminator, sizeof(terminator));
+  result = ReadExactly(reader, &terminator, sizeof(terminator));
   if (FAILED(result)) return result;
   return terminator == 0 ? S_OK : E_FAIL;
 }
 
 // A failure leaves the stream where it was, if it can tell where that is.
-HRESULT ReadText(IStream* stream, BSTR* out) {
+HRESULT ReadText(StreamReader& reader, BSTR* out) {
   ULONGLONG start = 0;
-  const bool isStartKnown = SUCCEEDED(SeekBy(stream, 0, STREAM_SEEK_CUR, &start));
+  const bool isStartKnown = SUCCEEDED(SeekBy(reader.Stream(), 0, STREAM_SEEK_CUR, &start));
   OwnedText text;
-  const HRESULT result = ReadTextFields(stream, text);
+  const HRESULT result = ReadTextFields(reader, text);
   if (SUCCEEDED(result)) {
     *out = text.release();
   } else if (isStartKnown) {
-    SeekBy(stream, static_cast<LONGLONG>(start), STREAM_SEEK_SET);
+    SeekBy(reader.Stream(), static_cast<LONGLONG>(start), STREAM_SEEK_SET);
   }
   return result;
 }
@@ -149,26 +117,27 @@ HRESULT ReadObjectData(IStream* stream, VARTYPE vt, IUnknown** out) {
 }
 
 // Fills an empty value, which is valid whatever fails.
-HRESULT ReadPayload(IStream* stream, VARTYPE vt, VARIANT& value) {
+HRESULT ReadPayload(StreamReader& reader, VARTYPE vt, VARIANT& value) {
   if (const ULONG bytes = FixedPayloadBytes(vt)) {
     value.vt = vt;
-    const HRESULT result = stream->Read(&value.llVal, bytes, nullptr);
+    const HRESULT result = reader.Read(&value.llVal, bytes);
     return result == S_FALSE ? E_FAIL : result;
   }
   if (IsObjectType(vt)) {
     value.vt = vt;
-    return ReadObjectData(stream, vt, &value.punkVal);
+    return ReadObjectData(reader.Stream(), vt, &value.punkVal);
   }
   BSTR text = nullptr;
-  const HRESULT result = ReadText(stream, &text);
+  const HRESULT result = ReadText(reader, &text);
   if (FAILED(result)) {
-    SeekBy(stream, -static_cast<LONGLONG>(sizeof(vt)), STREAM_SEEK_CUR);
+    SeekBy(reader.Stream(), -static_cast<LONGLONG>(sizeof(vt)), STREAM_SEEK_CUR);
     return result;
   }
   value.vt = VT_BSTR;
   value.bstrVal = text;
   if (vt == VT_BSTR) return S_OK;
   if ((vt & VT_ARRAY) != 0) return DISP_E_TYPEMISMATCH;
+  reader.Close();
   return VariantChangeType(&value, &value, 0, vt);
 }
 
@@ -176,36 +145,48 @@ HRESULT ReadPayload(IStream* stream, VARTYPE vt, VARIANT& value) {
 
 HRESULT WritePlainVariant(const VARIANT& variant, IStream* stream) {
   if (!stream) return E_INVALIDARG;
-  const VARTYPE vt = variant.vt;
-  HRESULT result = WriteScalar(stream, vt);
-  if (FAILED(result)) return result;
-  if (const ULONG bytes = FixedPayloadBytes(vt)) {
-    return stream->Write(&variant.llVal, bytes, nullptr);
-  }
-  if (IsObjectType(vt)) return WriteObjectData(stream, variant.punkVal);
-  if (vt == VT_BSTR) return WriteText(stream, variant.bstrVal);
-  if ((vt & VT_ARRAY) != 0) return DISP_E_TYPEMISMATCH;
-  CComVariant text;
-  // The platform does not say const; it reads the source only.
-  result = VariantChangeType(&text, const_cast<VARIANT*>(&variant), VARIANT_NOVALUEPROP, VT_BSTR);
-  if (FAILED(result)) return result;
-  return WriteText(stream, text.bstrVal);
+  StreamWriter writer(stream);
+  return WritePlainVariant(variant, writer);
 }
 
-HRESULT ReadPlainVariant(VARIANT& variant, IStream* stream, bool* hasDelivered) {
+HRESULT WritePlainVariant(const VARIANT& variant, StreamWriter& writer) {
+  const VARTYPE vt = variant.vt;
+  HRESULT result = writer.Put(vt);
+  if (FAILED(result)) return result;
+  if (const ULONG bytes = FixedPayloadBytes(vt)) return writer.Write(&variant.llVal, bytes);
+  if (IsObjectType(vt)) return WriteObjectData(writer.Stream(), variant.punkVal);
+  if (vt == VT_BSTR) return WriteText(writer, variant.bstrVal);
+  if ((vt & VT_ARRAY) != 0) return DISP_E_TYPEMISMATCH;
+  CComVariant text;
+  // An object behind a reference is asked for its value. The platform does not say const; it reads
+  // the source only.
+  writer.Close();
+  result = VariantChangeType(&text, const_cast<VARIANT*>(&variant), VARIANT_NOVALUEPROP, VT_BSTR);
+  if (FAILED(result)) return result;
+  return WriteText(writer, text.bstrVal);
+}
+
+HRESULT ReadPlainVariant(VARIANT& variant, IStream* stream) {
   if (!stream) return E_INVALIDARG;
+  StreamReader reader(stream);
+  return ReadPlainVariant(variant, reader);
+}
+
+HRESULT ReadPlainVariant(VARIANT& variant, StreamReader& reader, bool* hasDelivered) {
   VARIANT empty{};
+  reader.Close();
   HRESULT result = MoveVariantTo(&variant, empty);
   if (FAILED(result)) return result;
   VARTYPE vt = VT_EMPTY;
   ULONG count = 0;
-  result = stream->Read(&vt, sizeof(vt), &count);
+  result = reader.Read(&vt, sizeof(vt), &count);
   if (hasDelivered && count > 0) *hasDelivered = true;
   if (FAILED(result)) return result;
   if (result == S_FALSE || (result == S_OK && count != sizeof(vt))) return E_FAIL;
 
   CComVariant value;
-  result = ReadPayload(stream, vt, value);
+  result = ReadPayload(reader, vt, value);
+  reader.Close();
   const HRESULT moved = MoveVariantTo(&variant, value);
   return FAILED(moved) ? moved : result;
 }

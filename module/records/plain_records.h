@@ -13,11 +13,44 @@
 // lost the stream. VT_NULL has no text and cannot be stored; nor can VT_ARRAY, in any form.
 #pragma once
 
+#include "module/persist/stream_reader.h"
 #include "platform/platform.h"
 
 namespace rastel {
 
 constexpr bool IsObjectType(VARTYPE vt) noexcept { return ((vt - VT_DISPATCH) & 0xFFFB) == 0; }
+
+// The width of a number's payload. 0: it is an object or a text.
+constexpr ULONG FixedPayloadBytes(VARTYPE vt) noexcept {
+  switch (vt) {
+    case VT_I1:
+    case VT_UI1:
+      return 1;
+    case VT_I2:
+    case VT_UI2:
+    case VT_BOOL:
+      return 2;
+    case VT_I4:
+    case VT_UI4:
+    case VT_INT:
+    case VT_UINT:
+    case VT_R4:
+    case VT_ERROR:
+      return 4;
+    case VT_I8:
+    case VT_UI8:
+    case VT_R8:
+    case VT_CY:
+    case VT_DATE:
+      return 8;
+    default:
+      return 0;
+  }
+}
+
+// The most bytes of a text and its terminator that are read.
+inline constexpr std::uint32_t kMostTextBytes = 0x100000;
+inline constexpr std::uint32_t kTerminatorBytes = sizeof(OLECHAR);
 
 // The VARIANT stays as it is and alive during the call. The first failing result, else the last
 // one:
@@ -27,6 +60,7 @@ constexpr bool IsObjectType(VARTYPE vt) noexcept { return ((vt - VT_DISPATCH) & 
 //   E_ACCESSDENIED       objects nested too deep
 //   the object's code    it has neither IPersistStream nor IPersistStreamInit, or fails to save
 HRESULT WritePlainVariant(const VARIANT& variant, IStream* stream);
+HRESULT WritePlainVariant(const VARIANT& variant, StreamWriter& writer);
 
 // Clears the VARIANT and reads a record into it. Whatever fails, it is valid afterwards.
 //   E_INVALIDARG         null stream; the VARIANT is unchanged
@@ -39,6 +73,7 @@ HRESULT WritePlainVariant(const VARIANT& variant, IStream* stream);
 // A class that is not registered is no failure: S_OK, a null pointer of the type, and the object's
 // data is still to come in the stream.
 // hasDelivered, where given, becomes true when a byte came out of the stream.
-HRESULT ReadPlainVariant(VARIANT& variant, IStream* stream, bool* hasDelivered = nullptr);
+HRESULT ReadPlainVariant(VARIANT& variant, IStream* stream);
+HRESULT ReadPlainVariant(VARIANT& variant, StreamReader& reader, bool* hasDelivered = nullptr);
 
 }  // namespace rastel

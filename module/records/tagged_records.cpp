@@ -15,26 +15,63 @@ using platform::ComPtr;
 
 constexpr DWORD kCreationContext = 0x17;  // in-process server and handler, local and remote server
 
-HRESULT WriteTaggedObject(IStream* stream, IUnknown* object) {
+// A text whose record is no call of its own: it can be written without a copy, since nobody can
+// change it meanwhile. A null text is an empty one.
+bool WriteTextInPlace(StreamWriter& writer, VARTYPE vt, BSTR text) {
+  const UINT bytes = SysStringByteLen(text);
+  if (bytes > kWindowBytes - 16) return false;
+  if (!writer.HasRoom(4 + sizeof(UINT) + bytes + kTerminatorBytes)) return false;
+  writer.Put(vt);
+  writer.Put(vt);
+  writer.Put(static_cast<std::uint32_t>(bytes + kTerminatorBytes));
+  if (bytes > 0) writer.Write(text, bytes);
+  writer.Put(OLECHAR{0});
+  return true;
+}
+
+HRESULT WriteNumber(StreamWriter& writer, const VARIANT& variant, ULONG bytes) {
+  const VARIANT copy = variant;
+  for (int i = 0; i < 2; ++i) {
+    const HRESULT result = writer.Put(copy.vt);
+    if (FAILED(result)) return result;
+  }
+  switch (bytes) {
+    case 1:
+      return writer.Put(copy.bVal);
+    case 2:
+      return writer.Put(copy.iVal);
+    case 4:
+      return writer.Put(copy.lVal);
+    default:
+      return writer.Put(copy.llVal);
+  }
+}
+
+HRESULT WriteTaggedObject(StreamWriter& writer, const VARIANT& variant) {
+  writer.Close();
+  const ComPtr<IUnknown> object(variant.punkVal);
+  HRESULT result = writer.Put(variant.vt);
+  if (FAILED(result)) return result;
+  IStream* const stream = writer.Stream();
   ComPtr<IPersistStream> persist;
-  if (object) persist = PersistenceOf(object);
+  if (object) persist = PersistenceOf(object.Get());
   if (!persist) {
     OutputDebugStringA(debug_texts::kObjectNotSaved);
-    const HRESULT result = WriteClassStm(stream, CLSID_NULL);
+    result = WriteClassStm(stream, CLSID_NULL);
     return FAILED(result) ? result : S_OK;
   }
   CLSID classId{};
   persist->GetClassID(&classId);
-  HRESULT result = WriteClassStm(stream, classId);
+  result = WriteClassStm(stream, classId);
   if (FAILED(result)) return result;
   const NestedLevel level;
   if (FAILED(level.Result())) return level.Result();
 
-  if (CNullDeviceStream* const counter = CNullDeviceStream::Behind(stream)) {
+  if (CNullDeviceStream* const counter = writer.Counter()) {
     // The size would be counted by the Save that follows: counting first would double the work at
     // every level of nested objects.
     const ULONGLONG start = counter->Count();
-    WriteScalar(counter, ULONGLONG{0});
+    counter->SetCount(start + sizeof(ULONGLONG));
     result = persist->Save(counter, TRUE);
     if (result != S_OK) counter->SetCount(start);
     return result;
@@ -42,9 +79,10 @@ HRESULT WriteTaggedObject(IStream* stream, IUnknown* object) {
   CNullDeviceStream counter;
   result = persist->Save(&counter, FALSE);
   if (result != S_OK) return result;
-  result = WriteScalar(stream, counter.Count());
+  const ULONGLONG size = counter.Count();
+  result = writer.Put(size);
   if (FAILED(result)) return result;
-  return persist->Save(stream, TRUE);
+  return persist->Save(writer.Stream(), TRUE);
 }
 
 void TellMissingClass(REFCLSID classId) noexcept {
@@ -60,6 +98,52 @@ void TellMissingClass(REFCLSID classId) noexcept {
   OutputDebugStringA(debug_texts::kUsingGenericClass);
 }
 
+// Whether releasing a value calls nobody.
+constexpr bool IsOwnedAlone(VARTYPE vt) noexcept {
+  constexpr VARTYPE kReference = VT_BYREF | VT_VARIANT;
+  return vt == VT_EMPTY || vt == VT_BSTR || vt == kReference || FixedPayloadBytes(vt) != 0;
+}
+
+// A whole record of a number or text in the stream's memory. False: it is to be read by calls,
+// which tell what is amiss; nothing has changed.
+bool ReadInPlace(StreamReader& reader, VARIANT& variant) {
+  constexpr ULONG kTypes = 2 * sizeof(VARTYPE);
+  const BYTE* record = reader.Look(kTypes);
+  if (!record || IsObjectType(reader.At<VARTYPE>(record)) || !IsOwnedAlone(variant.vt)) {
+    return false;
+  }
+  VARIANT value{};
+  value.vt = reader.At<VARTYPE>(record + sizeof(VARTYPE));
+  ULONG bytes = FixedPayloadBytes(value.vt);
+  if (bytes > 0) {
+    record = reader.Look(kTypes + bytes);
+    if (!record) return false;
+    std::memcpy(&value.llVal, record + kTypes, bytes);
+    reader.Take(kTypes + bytes);
+  } else if (value.vt == VT_BSTR || value.vt == VT_EMPTY) {
+    constexpr ULONG kHead = kTypes + sizeof(std::uint32_t);
+    record = reader.Look(kHead);
+    if (!record) return false;
+    bytes = reader.At<std::uint32_t>(record + kTypes);
+    if (bytes < kTerminatorBytes || bytes > kMostTextBytes) return false;
+    const ULONG textBytes = bytes - kTerminatorBytes;
+    // Text of another type is converted.
+    if (value.vt == VT_EMPTY && textBytes > 0) return false;
+    record = reader.Look(kHead + bytes);
+    if (!record || reader.At<OLECHAR>(record + kHead + textBytes) != 0) return false;
+    if (value.vt == VT_BSTR) {
+      const auto* const text = reinterpret_cast<const char*>(record + kHead);
+      value.bstrVal = SysAllocStringByteLen(text, textBytes);
+      if (!value.bstrVal) return false;
+    }
+    reader.Take(kHead + bytes);
+  } else {
+    return false;
+  }
+  MoveVariantTo(&variant, value);
+  return true;
+}
+
 HRESULT LoadObject(IStream* stream, IUnknown* object) {
   const ComPtr<IPersistStream> persist = PersistenceOf(object);
   if (!persist) return E_NOINTERFACE;
@@ -68,7 +152,8 @@ HRESULT LoadObject(IStream* stream, IUnknown* object) {
   return persist->Load(stream);
 }
 
-HRESULT ReadTaggedObject(IStream* stream, VARIANT& variant) {
+HRESULT ReadTaggedObject(StreamReader& reader, VARIANT& variant) {
+  IStream* const stream = reader.Stream();
   CLSID classId{};
   HRESULT result = ReadClassStm(stream, &classId);
   if (FAILED(result)) return result;
@@ -89,8 +174,9 @@ HRESULT ReadTaggedObject(IStream* stream, VARIANT& variant) {
     holder = ComPtr<CInternalClassHolder>(made);
   }
   ULONGLONG size = 0;
-  result = ReadScalar(stream, size);
+  result = reader.Get(size);
   if (FAILED(result)) return result;
+  reader.Close();
   if (object) {
     result = LoadObject(stream, object.Get());
     if (result != S_OK) return result;
@@ -111,33 +197,53 @@ HRESULT ReadTaggedObject(IStream* stream, VARIANT& variant) {
 }  // namespace
 
 HRESULT WriteToStream(IStream* stream, const VARIANT& variant) {
+  StreamWriter writer(stream);
+  return WriteToStream(writer, variant);
+}
+
+HRESULT WriteToStream(StreamWriter& writer, const VARIANT& variant) {
   const VARTYPE vt = variant.vt;
-  if (IsObjectType(vt)) {
-    const ComPtr<IUnknown> object(variant.punkVal);
-    const HRESULT result = WriteScalar(stream, vt);
-    return FAILED(result) ? result : WriteTaggedObject(stream, object.Get());
+  if (const ULONG bytes = FixedPayloadBytes(vt)) {
+    const HRESULT result = WriteNumber(writer, variant, bytes);
+    return FAILED(result) ? result : S_OK;
   }
+  if (IsObjectType(vt)) return WriteTaggedObject(writer, variant);
+  const bool isText = vt == VT_BSTR || vt == VT_EMPTY;
+  if (isText && WriteTextInPlace(writer, vt, vt == VT_BSTR ? variant.bstrVal : nullptr)) {
+    return S_OK;
+  }
+  writer.Close();
   CComVariant copy;
   const HRESULT copied = ReplaceVariantOrMark(copy, variant);
-  HRESULT result = WriteScalar(stream, vt);
+  HRESULT result = writer.Put(vt);
   if (FAILED(result)) return result;
   if (FAILED(copied)) AtlThrow(copied);
-  result = WritePlainVariant(copy, stream);
+  result = WritePlainVariant(copy, writer);
+  writer.Close();
   return FAILED(result) ? result : S_OK;
 }
 
-HRESULT ReadFromStream(IStream* stream, VARIANT& variant, RecordProgress* progress) {
+HRESULT ReadFromStream(IStream* stream, VARIANT& variant) {
+  StreamReader reader(stream);
+  return ReadFromStream(reader, variant);
+}
+
+HRESULT ReadFromStream(StreamReader& reader, VARIANT& variant, RecordProgress* progress) {
   RecordProgress ignored;
   RecordProgress& told = progress ? *progress : ignored;
+  if (ReadInPlace(reader, variant)) {
+    told = {true, true};
+    return S_OK;
+  }
   VARTYPE vt = VT_EMPTY;
   ULONG count = 0;
-  HRESULT result = stream->Read(&vt, sizeof(vt), &count);
+  HRESULT result = reader.Read(&vt, sizeof(vt), &count);
   // A type proves a byte, whatever the stream says about its count.
   if (count > 0 || vt != VT_EMPTY) told.hasDelivered = true;
   if (FAILED(result)) return result;
   told.hasReadType = true;
-  if (IsObjectType(vt)) return ReadTaggedObject(stream, variant);
-  result = ReadPlainVariant(variant, stream, &told.hasDelivered);
+  if (IsObjectType(vt)) return ReadTaggedObject(reader, variant);
+  result = ReadPlainVariant(variant, reader, &told.hasDelivered);
   return FAILED(result) ? result : S_OK;
 }
 

@@ -14,8 +14,9 @@
 // saved twice, to count and for real, and writes the same bytes both times.
 //
 // All routines run on the calling thread. Streams and objects may call back to whoever owns the
-// VARIANT: what is written is copied or counted before the stream is first called, and what is
-// replaced is released when the new value is in place. Arrays of VARIANTs: variant_arrays.h.
+// VARIANT: what is written is copied or counted before the stream is first called, unless the
+// stream shows its memory and so calls nobody, and what is replaced is released when the new value
+// is in place. Arrays of VARIANTs: variant_arrays.h.
 #pragma once
 
 #include "module/frame/variants.h"
@@ -35,6 +36,7 @@ namespace rastel {
 // An object without IPersistStream, and a null pointer, are written as CLSID_NULL, with a debug
 // text and S_OK. A null text is written as an empty one. On a CNullDeviceStream an object is saved
 // once, with clearDirty true, and where that Save is not S_OK the count ends behind the class.
+HRESULT WriteToStream(StreamWriter& writer, const VARIANT& variant);
 HRESULT WriteToStream(IStream* stream, const VARIANT& variant);
 
 // What a read record tells beyond its result.
@@ -57,7 +59,8 @@ struct RecordProgress {
 // A failing object leaves the VARIANT as it was. Every object comes back as VT_UNKNOWN. A class
 // that cannot be created is replaced by a CInternalClassHolder, with debug texts and S_OK;
 // CLSID_NULL gives VT_EMPTY.
-HRESULT ReadFromStream(IStream* stream, VARIANT& variant, RecordProgress* progress = nullptr);
+HRESULT ReadFromStream(StreamReader& reader, VARIANT& variant, RecordProgress* progress = nullptr);
+HRESULT ReadFromStream(IStream* stream, VARIANT& variant);
 
 // The bytes that WriteToStream writes. A failing record counts as far as it came; raises as it.
 ULONGLONG GetVariantStreamSize(const VARIANT& variant);

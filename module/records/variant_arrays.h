@@ -48,15 +48,17 @@ class ElementLoan {
 // else goes to the debug output, and the walk goes on. What is raised ends it. Elements that the
 // array knows to be equal are counted as one.
 template <class Array>
-HRESULT WriteVariantArray(IStream* stream, const Array& array) {
-  CNullDeviceStream* const counter = CNullDeviceStream::Behind(stream);
+HRESULT WriteVariantArray(StreamWriter& writer, const Array& array) {
+  CNullDeviceStream* const counter = writer.Counter();
   for (std::size_t i = 0, next = 0; i < array.size(); i = next) {
     next = i + 1;
     const ULONGLONG start = counter ? counter->Count() : 0;
-    if (WriteToStream(stream, array[i]) != S_OK) {
+    if (WriteToStream(writer, array[i]) != S_OK) {
+      writer.Close();
       OutputDebugStringA(debug_texts::kElementNotWritten);
     } else if (counter && i < array.size()) {
       next = array.EndOfEqual(i);
+      writer.Close();
       counter->SetCount(start + (counter->Count() - start) * (next - i));
     }
   }
@@ -67,19 +69,21 @@ HRESULT WriteVariantArray(IStream* stream, const Array& array) {
 // Behind kMostEmptyRecords elements for which the stream gave no byte nothing more is read; the
 // rest is left as further reads would have left it, but for their debug texts.
 template <class Array>
-HRESULT ReadVariantArray(IStream* stream, Array&& array) {
+HRESULT ReadVariantArray(StreamReader& reader, Array&& array) {
   int emptyRecords = 0;
   for (std::size_t i = 0; i < array.size(); ++i) {
     RecordProgress progress;
     {
       ElementLoan element(array, i);
-      if (ReadFromStream(stream, element.Value(), &progress) != S_OK) {
+      if (ReadFromStream(reader, element.Value(), &progress) != S_OK) {
+        reader.Close();
         OutputDebugStringA(debug_texts::kElementNotRead);
       }
     }
     emptyRecords = progress.hasDelivered ? 0 : emptyRecords + 1;
     if (emptyRecords < kMostEmptyRecords) continue;
     // A failing stream leaves elements alone, one that is at its end clears them.
+    reader.Close();
     if (progress.hasReadType) array.EmptyFrom(i + 1);
     break;
   }
@@ -89,10 +93,10 @@ HRESULT ReadVariantArray(IStream* stream, Array&& array) {
 // ReadPlainVariant into each element of an array that has the size already, up to the first
 // negative result, which is given back; else S_OK.
 template <class Array>
-HRESULT ReadPlainVariantArray(IStream* stream, Array&& array) {
+HRESULT ReadPlainVariantArray(StreamReader& reader, Array&& array) {
   for (std::size_t i = 0; i < array.size(); ++i) {
     ElementLoan element(array, i);
-    const HRESULT result = ReadPlainVariant(element.Value(), stream);
+    const HRESULT result = ReadPlainVariant(element.Value(), reader);
     if (FAILED(result)) return result;
   }
   return S_OK;

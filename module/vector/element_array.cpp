@@ -97,15 +97,20 @@ void ElementBlock::CopyFrom(const ElementBlock& source) {
   mark_ = touched;
 }
 
-HRESULT ElementBlock::ReadFrom(IStream* stream, bool* isWhole) {
+HRESULT ElementBlock::ReadFrom(StreamReader& reader, bool* isWhole) {
+  const auto bytes = static_cast<ULONG>(Bytes());
+  if (bytes <= kWindowBytes && reader.Look(bytes)) {
+    *isWhole = true;
+    Touch(count_);
+    return reader.Read(data_, bytes);
+  }
   // The stream may come back to the array while it has the address.
   const SharedBlock held = block_;
-  const auto bytes = static_cast<ULONG>(Bytes());
   const LONG outerEnd = std::exchange(readEnd_, (std::max)(readEnd_, count_));
   const LONG end = count_;
   // No stream delivers so many: one that fails, or does not tell, may have written anywhere.
   ULONG delivered = bytes + 1;
-  const HRESULT result = stream->Read(data_, bytes, &delivered);
+  const HRESULT result = reader.Read(data_, bytes, &delivered);
   readEnd_ = outerEnd;
   *isWhole = delivered == bytes;
   const bool isTold = SUCCEEDED(result) && delivered <= bytes;

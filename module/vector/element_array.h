@@ -17,6 +17,7 @@
 #include <cstring>
 #include <utility>
 
+#include "module/persist/stream_reader.h"
 #include "module/persist/zeroed_memory.h"
 #include "platform/platform.h"
 
@@ -83,7 +84,7 @@ class ElementBlock {
     std::memcpy(Address(index), element, elementBytes_);
   }
   // The result of one Read into all elements, and whether it told that it delivered them all.
-  HRESULT ReadFrom(IStream* stream, bool* isWhole);
+  HRESULT ReadFrom(StreamReader& reader, bool* isWhole);
 
  protected:
   ~ElementBlock() = default;

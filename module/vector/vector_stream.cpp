@@ -49,12 +49,12 @@ class VariantWalk {
   LONG end_;
 };
 
-HRESULT ReadRecords(IStream* stream, ElementArray<VARIANT>& array) {
-  return ReadVariantArray(stream, VariantWalk(array));
+HRESULT ReadRecords(StreamReader& reader, ElementArray<VARIANT>& array) {
+  return ReadVariantArray(reader, VariantWalk(array));
 }
 
-HRESULT ReadPlainRecords(IStream* stream, ElementArray<VARIANT>& array) {
-  return ReadPlainVariantArray(stream, VariantWalk(array));
+HRESULT ReadPlainRecords(StreamReader& reader, ElementArray<VARIANT>& array) {
+  return ReadPlainVariantArray(reader, VariantWalk(array));
 }
 
 // Whether a VARIANT from a stream can be taken as it is: a type without a pointer.
@@ -66,13 +66,13 @@ bool IsPlainImage(const VARIANT& image) noexcept {
 
 // The elements of the versions, numbers first.
 
-HRESULT ReadSingly(IStream* stream, ElementBlock& elements, LONG count) {
+HRESULT ReadSingly(StreamReader& reader, ElementBlock& elements, LONG count) {
   const std::size_t bytes = elements.ElementBytes();
   for (LONG i = 0; i < count; ++i) {
     std::byte value[sizeof(double)]{};
     if (elements.Has(i)) std::memcpy(value, elements.Address(i), bytes);
     ULONG delivered = static_cast<ULONG>(bytes);
-    const HRESULT result = stream->Read(value, delivered, &delivered);
+    const HRESULT result = reader.Read(value, delivered, &delivered);
     if (FAILED(result)) return result;
     if (elements.Has(i)) elements.PutBytes(i, value);
     // Further reads would give nothing either.
@@ -81,28 +81,29 @@ HRESULT ReadSingly(IStream* stream, ElementBlock& elements, LONG count) {
   return S_OK;
 }
 
-HRESULT ReadSingly(IStream* stream, ElementArray<VARIANT>& elements, LONG) {
-  return ReadPlainRecords(stream, elements);
+HRESULT ReadSingly(StreamReader& reader, ElementArray<VARIANT>& elements, LONG) {
+  return ReadPlainRecords(reader, elements);
 }
 
 // False: another number of bytes. The read's result is not looked at.
-bool ReadRaw(IStream* stream, ElementBlock& elements) {
+bool ReadRaw(StreamReader& reader, ElementBlock& elements) {
   const std::size_t bytes = elements.Bytes();
   if (bytes == 0) return true;
   if (bytes > kMostCallBytes) return false;
   bool isWhole = false;
-  elements.ReadFrom(stream, &isWhole);
+  elements.ReadFrom(reader, &isWhole);
   return isWhole;
 }
 
-bool ReadRaw(IStream* stream, ElementArray<VARIANT>& elements) {
+bool ReadRaw(StreamReader& reader, ElementArray<VARIANT>& elements) {
   const std::size_t bytes = static_cast<std::size_t>(elements.Count()) * sizeof(VARIANT);
   if (bytes == 0) return true;
   if (bytes > kMostCallBytes) return false;
   const auto images = AllocateZeroed<VARIANT>(static_cast<std::uint64_t>(elements.Count()));
   if (!images) RaiseBadAllocation();
   ULONG delivered = 0;
-  stream->Read(images.get(), static_cast<ULONG>(bytes), &delivered);
+  reader.Read(images.get(), static_cast<ULONG>(bytes), &delivered);
+  reader.Close();
   const auto whole = static_cast<LONG>((std::min<std::size_t>)(delivered, bytes) / sizeof(VARIANT));
   for (LONG i = 0; i < whole && elements.Has(i); ++i) {
     const VARIANT& image = images[static_cast<std::size_t>(i)];
@@ -112,15 +113,30 @@ bool ReadRaw(IStream* stream, ElementArray<VARIANT>& elements) {
   return delivered == bytes;
 }
 
-void ReadElements(IStream* stream, ElementBlock& elements) { ReadElementBlock(stream, elements); }
-void ReadElements(IStream* stream, ElementArray<VARIANT>& elements) {
-  ReadRecords(stream, elements);
+void ReadElements(StreamReader& reader, ElementBlock& elements) {
+  ReadElementBlock(reader, elements);
+}
+void ReadElements(StreamReader& reader, ElementArray<VARIANT>& elements) {
+  ReadRecords(reader, elements);
 }
 
-void WriteElements(IStream* stream, ElementBlock& elements) { WriteElementBlock(stream, elements); }
-void WriteElements(IStream* stream, ElementArray<VARIANT>& elements) {
+void WriteElements(StreamWriter& writer, ElementBlock& elements) {
+  WriteElementBlock(writer, elements);
+}
+void WriteElements(StreamWriter& writer, ElementArray<VARIANT>& elements) {
   const VariantWalk walk(elements);
-  WriteVariantArray(stream, walk);
+  WriteVariantArray(writer, walk);
+}
+
+// ReportTexts, behind the stream's memory. Moves: a reader or writer.
+template <class Moves, class Body>
+HRESULT ReportTextsOf(const VectorState& state, Moves& moves, Body&& body) {
+  try {
+    return body();
+  } catch (const std::exception& error) {
+    moves.Close();
+    return ReportText(state.ClassId(), error);
+  }
 }
 
 template <class Elements>
@@ -129,33 +145,35 @@ class Loader {
   Loader(VectorState& state, Elements& elements, IStream* stream) noexcept
       : state_(state),
         elements_(elements),
-        stream_(stream),
         elementChange_(elements),
-        tagChange_(state.m_ElementTags) {}
+        tagChange_(state.m_ElementTags),
+        reader_(stream) {}
 
   HRESULT Load() {
     WORD version = 0;
-    HRESULT result = ReadScalar(stream_, version);
+    HRESULT result = reader_.Get(version);
     if (FAILED(result)) return result;
     if (version == kSingleElements) return LoadSingly();
     if (version != kRawBlock && version != kPlainTags && version != state_.m_StreamVersion) {
+      reader_.Close();
       return Report(state_.ClassId(), Message::BadVectorVersion);
     }
     result = ReadHead();
     if (FAILED(result)) return result;
     if (version == state_.m_StreamVersion) {
-      return ReportTexts(state_.ClassId(), [&] {
-        ReadElements(stream_, elements_);
+      return ReportTextsOf(state_, reader_, [&] {
+        ReadElements(reader_, elements_);
         return ReadTagsIfOn(&ReadRecords);
       });
     }
     if (version == kRawBlock) {
-      if (!ReadRaw(stream_, elements_)) {
+      if (!ReadRaw(reader_, elements_)) {
+        reader_.Close();
         return ReportErrorText(state_.ClassId(), "Insufficient file size");
       }
     } else {
-      result = ReportTexts(state_.ClassId(), [&] {
-        ReadElements(stream_, elements_);
+      result = ReportTextsOf(state_, reader_, [&] {
+        ReadElements(reader_, elements_);
         return S_OK;
       });
       if (FAILED(result)) return result;
@@ -166,34 +184,34 @@ class Loader {
  private:
   HRESULT LoadSingly() {
     LONG count = 0;
-    HRESULT result = ReadScalar(stream_, count);
+    HRESULT result = reader_.Get(count);
     if (FAILED(result)) return result;
     elementChange_.Resize(count);
-    result = ReadSingly(stream_, elements_, count);
+    result = ReadSingly(reader_, elements_, count);
     if (FAILED(result)) return result;
     return ReadTags(&ReadPlainRecords);
   }
 
   HRESULT ReadHead() {
     LONG count = 0;
-    HRESULT result = ReadScalar(stream_, count);
+    HRESULT result = reader_.Get(count);
     if (FAILED(result)) return result;
     // Straight into the field, which keeps the bytes that do not come.
-    result = ReadScalar(stream_, state_.m_HasElementTags);
+    result = reader_.Get(state_.m_HasElementTags);
     if (FAILED(result)) return result;
     elementChange_.Resize(count);
     return S_OK;
   }
 
   // One of the two forms of record.
-  using ReadForm = HRESULT (*)(IStream*, ElementArray<VARIANT>&);
+  using ReadForm = HRESULT (*)(StreamReader&, ElementArray<VARIANT>&);
 
   HRESULT ReadTags(ReadForm readRecords) {
     LONG count = 0;
-    const HRESULT result = ReadScalar(stream_, count);
+    const HRESULT result = reader_.Get(count);
     if (FAILED(result)) return result;
     tagChange_.Resize(count);
-    return readRecords(stream_, state_.m_ElementTags);
+    return readRecords(reader_, state_.m_ElementTags);
   }
 
   HRESULT ReadTagsIfOn(ReadForm readRecords) {
@@ -204,48 +222,52 @@ class Loader {
 
   VectorState& state_;
   Elements& elements_;
-  IStream* stream_;
+  // They release when the window of the reader is closed.
   ElementChange<Elements> elementChange_;
   ElementChange<ElementArray<VARIANT>> tagChange_;
+  StreamReader reader_;
 };
 
 template <class Elements>
 HRESULT Save(VectorState& state, Elements& elements, IStream* stream) {
-  HRESULT result = WriteScalar(stream, WORD{state.m_StreamVersion});
+  StreamWriter writer(stream);
+  HRESULT result = writer.Put(WORD{state.m_StreamVersion});
   if (FAILED(result)) return result;
-  result = WriteScalar(stream, LONG{elements.Count()});
+  result = writer.Put(LONG{elements.Count()});
   if (FAILED(result)) return result;
-  result = WriteScalar(stream, VARIANT_BOOL{state.m_HasElementTags});
+  result = writer.Put(VARIANT_BOOL{state.m_HasElementTags});
   if (FAILED(result)) return result;
-  return ReportTexts(state.ClassId(), [&]() -> HRESULT {
-    WriteElements(stream, elements);
+  return ReportTextsOf(state, writer, [&]() -> HRESULT {
+    WriteElements(writer, elements);
     if (!state.HasTags()) return S_OK;
-    const HRESULT written = WriteScalar(stream, LONG{state.m_ElementTags.Count()});
+    const HRESULT written = writer.Put(LONG{state.m_ElementTags.Count()});
     if (FAILED(written)) return written;
     const VariantWalk tags(state.m_ElementTags);
-    return WriteVariantArray(stream, tags);
+    return WriteVariantArray(writer, tags);
   });
 }
 
 }  // namespace
 
-void ReadElementBlock(IStream* stream, ElementBlock& elements) {
+void ReadElementBlock(StreamReader& reader, ElementBlock& elements) {
   const std::size_t bytes = elements.Bytes();
   if (bytes == 0) return;
   if (bytes > kMostCallBytes) throw TextException("insufficient file size");
   bool isWhole = false;
-  const HRESULT result = elements.ReadFrom(stream, &isWhole);
+  const HRESULT result = elements.ReadFrom(reader, &isWhole);
   if (FAILED(result)) throw TextException("can't read vector to stream");
   if (!isWhole) throw TextException("insufficient file size");
 }
 
-void WriteElementBlock(IStream* stream, const ElementBlock& elements) {
+void WriteElementBlock(StreamWriter& writer, const ElementBlock& elements) {
   const std::size_t bytes = elements.Bytes();
   if (bytes == 0) return;
   if (bytes > kMostCallBytes) throw TextException("insufficient file size");
-  const SharedBlock held = elements.Hold();
+  // A stream that is called may come back to the array.
+  const bool isCall = bytes > kWindowBytes || !writer.HasRoom(static_cast<ULONG>(bytes));
+  const SharedBlock held = isCall ? elements.Hold() : SharedBlock();
   ULONG moved = 0;
-  const HRESULT result = stream->Write(elements.Address(), static_cast<ULONG>(bytes), &moved);
+  const HRESULT result = writer.Write(elements.Address(), static_cast<ULONG>(bytes), &moved);
   if (FAILED(result)) throw TextException("can't write vector to stream");
   if (moved != bytes) throw TextException("insufficient file size");
 }

@@ -19,6 +19,7 @@
 // A load works on the live object and takes nothing back: what was read up to a failure stays.
 #pragma once
 
+#include "module/persist/stream_reader.h"
 #include "module/vector/vector_state.h"
 
 namespace rastel {
@@ -27,8 +28,8 @@ namespace rastel {
 // std::exception: "can't read vector to stream" for a failing Read, "can't write vector to stream"
 // for a failing Write, "insufficient file size" for one that moves another number of bytes, and
 // without a call for more than 0xFFFFFFFF bytes.
-void ReadElementBlock(IStream* stream, ElementBlock& elements);
-void WriteElementBlock(IStream* stream, const ElementBlock& elements);
+void ReadElementBlock(StreamReader& reader, ElementBlock& elements);
+void WriteElementBlock(StreamWriter& writer, const ElementBlock& elements);
 
 // S_OK, or
 //   0x80040463     reports 1123: unknown version; the stream stands behind it

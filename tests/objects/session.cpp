@@ -86,6 +86,7 @@ Session::Session() {
     return rastel::CNullDeviceStream::Behind(stream) != nullptr;
   };
   script_.onCall = [this](const char* call) {
+    if (FaultStream::IsWindowOpen()) std::abort();
     if (!hooks_.empty()) RunHooks(call, ++calls_[call]);
   };
 }

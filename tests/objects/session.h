@@ -48,7 +48,10 @@ struct Outer final : Double<IPersist> {
 };
 
 struct NamedStream {
-  explicit NamedStream(std::string_view hex = "") : memory(NewStream(hex)) {}
+  explicit NamedStream(std::string_view hex = "") : memory(NewStream(hex)) {
+    if (windowBytes > 0) faults.ShowMemory(windowBytes);
+  }
+  static inline ULONG windowBytes = 0;  // of all streams; 0: they show no memory
   platform::ComPtr<IStream> memory;
   FaultStream faults{memory.Get()};
 };

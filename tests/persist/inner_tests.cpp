@@ -74,7 +74,8 @@ TEST(Texts, WriteBstr_KeepsItsText) {
   FaultStream stream(inner.Get());
   rastel::_bstr_t holder(OLESTR("ab"));
   stream.onCall = [&] { holder.Release(); };
-  rastel::WriteBstr(&stream, holder);
+  rastel::StreamWriter writer(&stream);
+  rastel::WriteBstr(writer, holder);
   EXPECT_EQ(ContentOf(inner.Get()), "02 00 00 00 61 00 62 00");
 }
 

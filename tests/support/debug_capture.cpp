@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "platform/platform.h"
+#include "tests/support/fault_stream.h"
 
 namespace tests {
 
@@ -57,6 +57,7 @@ void DebugCapture::Clear() {
 }
 
 void DebugCapture::Add(const char* text) try {
+  if (FaultStream::IsWindowOpen()) std::abort();
   std::lock_guard lock(mutex_);
   texts_.emplace_back(text);
 } catch (const std::bad_alloc&) {

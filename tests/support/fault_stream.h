@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A stream that passes everything on to another one, counts the calls and goes wrong on command:
-// the n-th call of a kind fails with a code, or moves fewer bytes and says S_OK.
+// the n-th call of a kind fails with a code, or moves fewer bytes and says S_OK. It may show its
+// memory, in windows that see to it that nobody calls while they are open.
 //
 // It lives where it is declared, usually on the stack: Release does not destroy it, and References
 // tells a test whether everybody let go.
@@ -10,17 +11,20 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
+#include <vector>
 
 #include "platform/com_ptr.h"
 #include "platform/platform.h"
+#include "platform/stream_window.h"
 
 namespace tests {
 
 // kEvery counts the calls of all kinds together, those without a name here among them.
 enum class StreamCall { kRead, kWrite, kSeek, kEvery };
 
-class FaultStream final : public IStream {
+class FaultStream final : public IStream, public IStreamWindow {
  public:
   explicit FaultStream(IStream* inner) : inner_(inner) {}
   FaultStream(const FaultStream&) = delete;
@@ -39,6 +43,15 @@ class FaultStream final : public IStream {
   void ShortenAt(StreamCall kind, ULONG number, ULONG bytes) {
     fault_ = {kind, number, number, S_OK, bytes};
   }
+  // Windows of so many bytes, or more where more are asked for; none while a fault is set. Nothing
+  // is written beyond the limit.
+  void ShowMemory(ULONG windowBytes, ULONGLONG limit = kNever) {
+    windowBytes_ = windowBytes;
+    limit_ = limit;
+  }
+  // Nobody may be called meanwhile who could know a stream.
+  static bool IsWindowOpen() { return openWindows_ > 0; }
+
   // Takes the fault back and counts from 0 again.
   void Reset() {
     fault_ = {};
@@ -57,8 +70,10 @@ class FaultStream final : public IStream {
     const bool isKnown = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_ISequentialStream) ||
                          IsEqualIID(iid, IID_IStream);
     *out = isKnown ? static_cast<IStream*>(this) : nullptr;
-    if (isKnown) AddRef();
-    return isKnown ? S_OK : E_NOINTERFACE;
+    const bool isShown = windowBytes_ > 0 && fault_.first == kNever && !onCall;
+    if (isShown && IsEqualIID(iid, IID_IStreamWindow)) *out = static_cast<IStreamWindow*>(this);
+    if (*out) AddRef();
+    return *out ? S_OK : E_NOINTERFACE;
   }
   STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
   STDMETHODIMP_(ULONG) Release() override { return --references_; }
@@ -74,6 +89,7 @@ class FaultStream final : public IStream {
     if (bytesWritten) *bytesWritten = 0;
     const HRESULT result = Enter(StreamCall::kWrite, &bytes);
     if (FAILED(result)) return result;
+    if (limit_ != kNever && Position() + bytes > limit_) return E_OUTOFMEMORY;
     const HRESULT done = inner_->Write(data, bytes, bytesWritten);
     return result == S_OK ? done : result;
   }
@@ -102,6 +118,33 @@ class FaultStream final : public IStream {
     return Pass(&IStream::Clone, out);
   }
 
+  STDMETHODIMP OpenToWrite(ULONG least, ULONGLONG, BYTE** bytes, ULONG* count) override {
+    Enter(StreamCall::kEvery);
+    if (limit_ != kNever && Position() + least > limit_) return E_OUTOFMEMORY;
+    const ULONGLONG most = limit_ == kNever ? kNever : limit_ - Position();
+    const auto size = (std::min<ULONGLONG>)((std::max)(least, windowBytes_), most);
+    window_.assign(static_cast<std::size_t>(size), 0xEE);
+    return Open(bytes, count, true);
+  }
+  STDMETHODIMP OpenToRead(const BYTE** bytes, ULONG* count) override {
+    Enter(StreamCall::kEvery);
+    window_.resize(windowBytes_);
+    const ULONGLONG position = Position();
+    ULONG delivered = 0;
+    inner_->Read(window_.data(), windowBytes_, &delivered);
+    Move(position);
+    window_.resize(delivered);
+    return Open(bytes, count, false);
+  }
+  STDMETHODIMP_(void) CloseWindow(ULONG moved) override {
+    if (moved > window_.size()) std::abort();
+    --openWindows_;
+    if (isWriting_) inner_->Write(window_.data(), moved, nullptr);
+    if (!isWriting_) Move(Position() + moved);
+    // Whoever still looks is seen by a sanitizer.
+    window_ = {};
+  }
+
  private:
   static constexpr ULONG kNever = 0xFFFFFFFF;
 
@@ -113,7 +156,27 @@ class FaultStream final : public IStream {
     ULONG mostBytes = kNever;
   };
 
+  template <class Byte>
+  HRESULT Open(Byte** bytes, ULONG* count, bool isWriting) {
+    *bytes = window_.data();
+    *count = static_cast<ULONG>(window_.size());
+    isWriting_ = isWriting;
+    ++openWindows_;
+    return S_OK;
+  }
+  ULONGLONG Position() {
+    ULARGE_INTEGER position{};
+    inner_->Seek({}, STREAM_SEEK_CUR, &position);
+    return position.QuadPart;
+  }
+  void Move(ULONGLONG position) {
+    LARGE_INTEGER distance;
+    distance.QuadPart = static_cast<LONGLONG>(position);
+    inner_->Seek(distance, STREAM_SEEK_SET, nullptr);
+  }
+
   HRESULT Enter(StreamCall kind, ULONG* bytes = nullptr) {
+    if (IsWindowOpen()) std::abort();
     if (onCall) onCall();
     ++calls_[static_cast<std::size_t>(StreamCall::kEvery)];
     if (kind != StreamCall::kEvery) ++calls_[static_cast<std::size_t>(kind)];
@@ -133,6 +196,11 @@ class FaultStream final : public IStream {
   Fault fault_;
   std::array<ULONG, 4> calls_{};
   std::atomic<ULONG> references_{0};
+  ULONG windowBytes_ = 0;  // 0: no memory is shown
+  ULONGLONG limit_ = kNever;
+  std::vector<BYTE> window_;
+  bool isWriting_ = false;
+  static inline thread_local int openWindows_ = 0;
 };
 
 }  // namespace tests
