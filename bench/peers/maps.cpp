@@ -338,7 +338,7 @@ Tree UnpackedTree(const msgpack::object& object) {
       default:
         scalar = Unpacked(value);
     }
-    tree.emplace_hint(tree.end(), Unpacked(key), std::move(scalar));
+    tree.emplace(Unpacked(key), std::move(scalar));
   }
   return tree;
 }
@@ -351,6 +351,18 @@ void AddMsgpack(const Content& content) {
           buffer->clear();
           Packer packer(*buffer);
           Pack(packer, tree);
+          benchmark::ClobberMemory();
+        };
+      },
+      content.count);
+  Contend(
+      content.Row("save"), "msgpack_fresh",
+      [=] {
+        return [tree = TreeOf(content)] {
+          msgpack::sbuffer buffer;
+          Packer packer(buffer);
+          Pack(packer, tree);
+          benchmark::DoNotOptimize(buffer.data());
           benchmark::ClobberMemory();
         };
       },
