@@ -21,6 +21,7 @@ import platform
 import statistics
 import subprocess
 import sys
+import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 DOCS = ROOT / "docs"
@@ -177,6 +178,10 @@ class Svg:
             + "\n</svg>\n")
 
 
+def wrapped(words):
+    return textwrap.fill(words, 110, break_long_words=False, break_on_hyphens=False)
+
+
 def plain(words):
     return words.replace("`", "")
 
@@ -287,14 +292,15 @@ def draw_curve(curve, lines, path):
 
 def curve_page(times):
     text = ["# Speed as work grows", "",
-            "What is in proportion is told for each unit, so that it is a flat line. Both axes are logarithmic. Solid "
-            "lines are ours. Written by `scripts/bench.sh`; [speed.md](speed.md) tells when, where and beside what.", ""]
+            wrapped("What is in proportion is told for each unit, so that it is a flat line. Both axes are logarithmic. "
+                    "Solid lines are ours. Written by `scripts/bench.sh`; [speed.md](speed.md) tells when, where and "
+                    "beside what."), ""]
     for curve in curves():
         lines = list(curve_points(curve, times))
         if not lines:
             continue
         draw_curve(curve, lines, DOCS / curve["file"])
-        text += [f"## {curve['title']}", "", f"![{curve['title']}]({curve['file']})", "", curve["text"], "",
+        text += [f"## {curve['title']}", "", f"![{curve['title']}]({curve['file']})", "", wrapped(curve["text"]), "",
                  f"| {curve['y']} | " + " | ".join(f"{at:,}" for at in curve["at"]) + " |",
                  "|---" * (len(curve["at"]) + 1) + "|"]
         for name, who, _, _, points in lines:
@@ -349,11 +355,11 @@ def measured_part(folder, runs):
     commit = output_of("git", "log", "-1", "--format=%h") + \
         (" with changes" if output_of("git", "status", "--porcelain", "--", ":!docs") else "")
     when = datetime.datetime.fromtimestamp((folder / "memory.tsv").stat().st_mtime, datetime.timezone.utc)
-    text = [f"Measured on {when:%Y-%m-%d} at commit {commit}, {len(runs)} run{'s' if len(runs) > 1 else ''}: {machine()}. "
-            f"Next to it: {versions()}.", "",
-            f"Of {len(measured)} rows {states['wanted']} are where we want them, {states['must']} at least where they "
-            f"must be, {states['behind']} behind. In half of all cases the repetitions of one work are within "
-            f"{spread:.1%} of their median.", "",
+    text = [wrapped(f"Measured on {when:%Y-%m-%d} at commit {commit}, {len(runs)} run{'s' if len(runs) > 1 else ''}: "
+                    f"{machine()}. Next to it: {versions()}."), "",
+            wrapped(f"Of {len(measured)} rows {states['wanted']} are where we want them, {states['must']} at least where "
+                    f"they must be, {states['behind']} behind. In half of all cases half of the repetitions of one work "
+                    f"are within {spread:.1%} of their median."), "",
             "![Our time over theirs](speed.svg)", ""]
     for group in dict.fromkeys(one.row.group for one in measured):
         text += [f"### {group}", "",
@@ -361,8 +367,7 @@ def measured_part(folder, runs):
         text += [one.table_line() for one in measured if one.row.group == group]
         text.append("")
     text += ["### Memory", "",
-             "Bytes of the heap, its own words included, over many that live at a time. A thing that stands beside "
-             "nothing has no counterpart.", "",
+             wrapped("Bytes of the heap, its own words included, over many that live at a time."), "",
              memory_table(folder / "memory.tsv")]
     return "\n".join(text)
 

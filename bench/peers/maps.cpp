@@ -500,9 +500,11 @@ void AddNested() {
 void AddContent(const Content& content) {
   AddStore<OurStore>(content);
   AddStore<TreeStore>(content);
-  AddStore<HashStore>(content);
-  AddStore<NarrowTreeStore>(content);
-  AddStore<NarrowHashStore>(content);
+  if (content.count <= 10'000) {
+    AddStore<HashStore>(content);
+    AddStore<NarrowTreeStore>(content);
+    AddStore<NarrowHashStore>(content);
+  }
 #ifdef PEER_GLIB
   AddStore<GlibStore>(content);
   Contend(content.Row("get"), "glib_read", [=] {
