@@ -295,13 +295,13 @@ void AddOurStreams(const Content& content) {
       content.count);
 }
 
+#ifdef PEER_MSGPACK
 Tree TreeOf(const Content& content) {
   Tree tree;
   for (int i = 0; i < content.count; ++i) tree.emplace(content.KeyOf(i), content.ScalarOf(i));
   return tree;
 }
 
-#ifdef PEER_MSGPACK
 using Packer = msgpack::packer<msgpack::sbuffer>;
 void Pack(Packer& packer, const std::string& text) {
   packer.pack_str(static_cast<std::uint32_t>(text.size()));
