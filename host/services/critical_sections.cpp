@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "host/services/critical_sections.h"
 
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#endif
+
 #include <atomic>
 #include <cstddef>
 #include <new>
@@ -10,7 +14,8 @@
 namespace {
 
 // Who owns a section, 0 for nobody, and whether a thread may sleep until it is left. Entering and
-// leaving without others around costs one atomic exchange each.
+// leaving without others around costs one atomic exchange each, and not even that as long as the
+// process has no second thread.
 struct Section {
   std::atomic<std::uintptr_t> owner{0};
   std::size_t entriesMore = 0;  // of the owner, who alone looks at them
@@ -25,6 +30,14 @@ Section& SectionIn(LPCRITICAL_SECTION section) noexcept {
   return *std::launder(reinterpret_cast<Section*>(section->opaque));
 }
 
+bool IsAlone() noexcept {
+#if __has_include(<sys/single_threaded.h>)
+  return __libc_single_threaded;
+#else
+  return false;
+#endif
+}
+
 // The address of something that every thread has for itself, beside its other static data.
 std::uintptr_t ThisThread() noexcept {
   [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uintptr_t place = 0;
@@ -33,9 +46,14 @@ std::uintptr_t ThisThread() noexcept {
 
 bool EnterAtOnce(Section& section, std::uintptr_t thread) noexcept {
   std::uintptr_t owner = section.owner.load(std::memory_order_relaxed);
-  if (owner == 0 &&
-      section.owner.compare_exchange_strong(owner, thread, std::memory_order_acquire)) {
-    return true;
+  if (owner == 0) {
+    if (IsAlone()) {
+      section.owner.store(thread, std::memory_order_relaxed);
+      return true;
+    }
+    if (section.owner.compare_exchange_strong(owner, thread, std::memory_order_acquire)) {
+      return true;
+    }
   }
   if ((owner & ~kIsAwaited) != thread) return false;
   ++section.entriesMore;
@@ -81,6 +99,8 @@ void LeaveCriticalSection(LPCRITICAL_SECTION section) noexcept {
   if ((left.owner.load(std::memory_order_relaxed) & ~kIsAwaited) != ThisThread()) return;
   if (left.entriesMore != 0) {
     --left.entriesMore;
+  } else if (IsAlone()) {
+    left.owner.store(0, std::memory_order_relaxed);
   } else if ((left.owner.exchange(0, std::memory_order_release) & kIsAwaited) != 0) {
     left.owner.notify_one();
   }

@@ -21,15 +21,10 @@ class Attribute {
   using Sought = typename Kind::Sought;
   using Pointer = platform::ComPtr<Attribute>;
 
-  // One with an empty value. Raises as Kind::RaiseNoMemory.
-  static Pointer New(Sought key) {
-    void* const block =
-        Kind::CanStore(key)
-            ? ::operator new(sizeof(Attribute) + Kind::BytesBehind(key), std::nothrow)
-            : nullptr;
-    if (!block) Kind::RaiseNoMemory();
+  // Takes the value unless it raises: see Kind::RaiseNoMemory.
+  static Pointer New(Sought key, CComVariant&& value = CComVariant()) {
     Pointer made;
-    made.Attach(new (block) Attribute(key));
+    made.Attach(new (Allocate(key)) Attribute(key, std::move(value)));
     return made;
   }
 
@@ -52,7 +47,16 @@ class Attribute {
   }
 
  private:
-  explicit Attribute(Sought key) noexcept { Kind::Store(key, key_, this + 1); }
+  static void* Allocate(Sought key) {
+    try {
+      if (Kind::CanStore(key)) return ::operator new(sizeof(Attribute) + Kind::BytesBehind(key));
+    } catch (const std::bad_alloc&) {
+    }
+    Kind::RaiseNoMemory();
+  }
+  Attribute(Sought key, CComVariant&& given) noexcept : value(std::move(given)) {
+    Kind::Store(key, key_, this + 1);
+  }
   ~Attribute() = default;
 
   std::atomic<ULONG> holders_{1};

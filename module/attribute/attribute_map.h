@@ -205,9 +205,8 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
         other.attributes_.Share(held);
       } else {
         for (const Item& attribute : typename Store::AttributeRange(held)) {
-          typename Store::ItemPointer made = Item::New(attribute.Key());
-          made->value = GetRealCopyOfVariant(attribute.value);
-          other.attributes_.Add(std::move(made));
+          CComVariant value = GetRealCopyOfVariant(attribute.value);
+          other.attributes_.Add(Item::New(attribute.Key(), std::move(value)));
         }
       }
       *clone = owner.Detach();
@@ -272,6 +271,10 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
     if (!exists) return Say("Element is not defined");
     // Two words for one thing, of which clients know the first.
     if (!item) return Say("Attribute is not defined");
+    if (IsPlain(item->value.vt)) {
+      *value = item->value;
+      return S_OK;
+    }
     // The object in the value may take it out of the map while it is copied.
     if (IsForeign(item->value)) held = item;
     VARIANT copy{};

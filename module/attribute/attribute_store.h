@@ -12,6 +12,7 @@
 // needs no memory. Nothing here locks.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -77,18 +78,18 @@ class AttributeStore {
     const std::uint32_t hash = Kind::Hash(sought);
     Item* const found = content_ ? Find(sought, hash) : nullptr;
     if (!found) {
-      displaced.attribute = New(sought, displaced.value);
+      displaced.attribute = Item::New(sought, std::move(displaced.value));
       Insert(displaced.attribute, hash);
       return true;
     }
     if (!replace) return false;
     if (Kind::IsEqualToAll(sought) || Kind::IsEqualToAll(found->Key())) {
       AttributeStore alone;
-      displaced.attribute = New(sought, displaced.value);
+      displaced.attribute = Item::New(sought, std::move(displaced.value));
       alone.Insert(displaced.attribute, hash);
       displaced.content = std::exchange(content_, std::move(alone.content_));
     } else if (content_->IsShared() || found->IsShared()) {
-      displaced.attribute = New(sought, displaced.value);
+      displaced.attribute = Item::New(sought, std::move(displaced.value));
       Table& own = Own();
       own.Replace(found, displaced.attribute.Detach());
       displaced.attribute.Attach(found);
@@ -115,6 +116,13 @@ class AttributeStore {
     displaced.attribute.Attach(attribute);
   }
 
+  // Makes room in an empty content for so many attributes, or fewer. Raises std::bad_alloc.
+  void Reserve(std::size_t attributes) {
+    // Who says how many there will be may say anything.
+    constexpr std::size_t kMost = 1024;
+    if (!content_ && attributes != 0) content_ = Table::New(std::min(attributes, kMost));
+  }
+
   // Leaves an empty content behind.
   Held TakeAll() noexcept { return std::move(content_); }
 
@@ -132,12 +140,6 @@ class AttributeStore {
     content_->Arrange();
     Item* const first = *content_->begin();
     return Kind::IsEqualToAll(sought) || Kind::IsEqualToAll(first->Key()) ? first : nullptr;
-  }
-
-  static ItemPointer New(Sought key, CComVariant& value) {
-    ItemPointer made = Item::New(key);
-    made->value = std::move(value);
-    return made;
   }
 
   // The content, this store's own, so that it can be changed.

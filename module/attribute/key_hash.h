@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Hashes of keys. They are keyed with random numbers of this process: maps are loaded from streams
-// of anybody, who must not be able to choose keys that all meet in one place.
+// Hashes and equality of keys as bytes. Hashes are keyed with random numbers of this process: maps
+// are loaded from streams of anybody, who must not be able to choose keys that all meet in one
+// place.
 #pragma once
 
 #include <cstddef>
@@ -36,6 +37,33 @@ std::uint64_t LoadWord(const unsigned char* bytes) noexcept {
   return word;
 }
 
+// The last 16 bytes or fewer, an even number, as two words, which share bytes where there are few.
+struct LastWords {
+  LastWords(const unsigned char* bytes, std::size_t count) noexcept {
+    if (count >= 8) {
+      first = LoadWord<std::uint64_t>(bytes);
+      second = LoadWord<std::uint64_t>(bytes + count - 8);
+    } else if (count >= 4) {
+      first = LoadWord<std::uint32_t>(bytes);
+      second = LoadWord<std::uint32_t>(bytes + count - 4);
+    } else if (count != 0) {
+      first = LoadWord<std::uint16_t>(bytes);
+    }
+  }
+  std::uint64_t first = 0, second = 0;
+};
+
+// Whether as many bytes, an even number, are the same.
+inline bool AreEqual(const void* a, const void* b, std::size_t bytes) noexcept {
+  const auto* left = static_cast<const unsigned char*>(a);
+  const auto* right = static_cast<const unsigned char*>(b);
+  for (; bytes > 16; left += 8, right += 8, bytes -= 8) {
+    if (LoadWord<std::uint64_t>(left) != LoadWord<std::uint64_t>(right)) return false;
+  }
+  const LastWords lastLeft(left, bytes), lastRight(right, bytes);
+  return lastLeft.first == lastRight.first && lastLeft.second == lastRight.second;
+}
+
 inline std::uint32_t HashOfNumber(std::uint64_t bits) noexcept {
   const HashSecret& secret = ProcessHashSecret();
   return static_cast<std::uint32_t>(Fold(bits ^ secret.first, secret.second));
@@ -50,18 +78,8 @@ inline std::uint32_t HashOfUnits(const void* units, std::size_t bytes) noexcept 
     hash = Fold(LoadWord<std::uint64_t>(next) ^ secret.second,
                 LoadWord<std::uint64_t>(next + 8) ^ hash);
   }
-  // The rest as two words, which share bytes where it is short.
-  std::uint64_t a = 0, b = 0;
-  if (bytes >= 8) {
-    a = LoadWord<std::uint64_t>(next);
-    b = LoadWord<std::uint64_t>(next + bytes - 8);
-  } else if (bytes >= 4) {
-    a = LoadWord<std::uint32_t>(next);
-    b = LoadWord<std::uint32_t>(next + bytes - 4);
-  } else if (bytes != 0) {
-    a = LoadWord<std::uint16_t>(next);
-  }
-  return static_cast<std::uint32_t>(Fold(a ^ secret.second, b ^ hash));
+  const LastWords last(next, bytes);
+  return static_cast<std::uint32_t>(Fold(last.first ^ secret.second, last.second ^ hash));
 }
 
 }  // namespace rastel

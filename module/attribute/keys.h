@@ -139,15 +139,18 @@ struct KeyKind<BSTR> {
   static bool IsKey(BSTR key) noexcept { return key != nullptr; }
   // What stands before a BSTR is not looked at: its text ends at the first null character.
   static KeyText Seek(const OLECHAR* key) noexcept {
-    const OLECHAR* end = key;
-    while (*end != 0) ++end;
-    return {key, static_cast<std::size_t>(end - key)};
+    std::size_t length = 0;
+    while (key[length] != 0) {
+      if (key[length + 1] == 0) return {key, length + 1};
+      length += 2;
+    }
+    return {key, length};
   }
   static std::uint32_t Hash(KeyText key) noexcept {
     return HashOfUnits(key.units, BytesBehind(key));
   }
   static bool IsEqual(KeyText a, KeyText b) noexcept {
-    return a.length == b.length && std::memcmp(a.units, b.units, BytesBehind(a)) == 0;
+    return a.length == b.length && AreEqual(a.units, b.units, BytesBehind(a));
   }
   static bool IsEqualToAll(KeyText) noexcept { return false; }
   static bool IsLess(KeyText a, KeyText b) noexcept {

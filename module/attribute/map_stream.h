@@ -141,6 +141,7 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     displaced = this->attributes_.TakeAll();
     DWORD count = 0;
     reader.GetOrRaise(count);
+    this->attributes_.Reserve(count);
     // No value can be read behind the end of the stream, so that ends the loop whatever the count
     // says.
     for (DWORD i = 0; i < count; ++i) {
