@@ -47,11 +47,9 @@ void NoteRow(const std::string& row) {
 }  // namespace peers
 
 int main(int argc, char** argv) {
-  // The module that was built beside this program, and nothing that the user has registered.
-  setenv("RASTEL_HOST_REGISTRY", "", 1);
   benchmark::Initialize(&argc, argv);
   const rastelklp::Session session;
-  peers::Check(HostAddModule(RASTEL_MODULE));
+  peers::LoadModule();
   peers::AddMaps();
   peers::AddPictures();
   peers::AddVectors();

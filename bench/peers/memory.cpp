@@ -213,10 +213,8 @@ void TellAttributes(bool text) {
 }  // namespace peers
 
 int main() {
-  // The module that was built beside this program, and nothing that the user has registered.
-  setenv("RASTEL_HOST_REGISTRY", "", 1);
   const rastelklp::Session session;
-  peers::Check(HostAddModule(RASTEL_MODULE));
+  peers::LoadModule();
   peers::TellClasses();
   peers::TellPictures();
   peers::TellVectors();

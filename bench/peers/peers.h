@@ -45,6 +45,14 @@ inline void Check(HRESULT result) {
   if (FAILED(result)) std::abort();
 }
 
+// The module that was built beside this program, or another one that RASTEL_MODULE names in the
+// environment (with LD_PRELOAD of its host), and nothing that the user has registered.
+inline void LoadModule() {
+  setenv("RASTEL_HOST_REGISTRY", "", 1);
+  const char* other = std::getenv("RASTEL_MODULE");
+  Check(HostAddModule(other ? other : RASTEL_MODULE));
+}
+
 template <class I>
 using Ref = platform::ComPtr<I>;
 
