@@ -58,6 +58,7 @@ if [ -n "$measure" ]; then
     --benchmark_repetitions="$repetitions" --benchmark_min_time="$seconds")
   rm -rf $measured
   mkdir -p $measured
+  git describe --always --exclude '*' --dirty=' with changes' >$measured/commit
   for run in $(seq "$runs"); do
     echo "Run $run of $runs"
     taskset -c "$core" "${bench[@]}" "${table[@]}" >"$measured/run$run.tsv"

@@ -3,7 +3,8 @@
 """Writes docs/speed.md, between its markers, docs/speed_curves.md and their pictures from what
 scripts/bench.sh has measured.
 
-    scripts/bench_page.py FOLDER                          FOLDER: run*.tsv, growing.tsv, threads.tsv, memory.tsv
+    scripts/bench_page.py FOLDER                          FOLDER: run*.tsv, growing.tsv, threads.tsv, memory.tsv,
+                                                          commit
     scripts/bench_page.py --rows table|growing|threads    the rows of peers_bench that the pages need
 
 Which rows there are, what they stand beside and what they should be is bench/peers/rows.csv, which curves
@@ -344,6 +345,8 @@ def machine():
 
 def versions():
     found = [output_of("dpkg-query", "-W", "-f=${Package} ${Version}", package) for package in PACKAGES]
+    if not found[1] and any((ROOT / "build/peers/vtk").glob("usr")):
+        found[1] = "libvtk9.1 9.1.0"
     return ", ".join(one for one in found if one)
 
 
@@ -352,8 +355,7 @@ def measured_part(folder, runs):
     bars(measured, DOCS / "speed.svg")
     states = collections.Counter(one.state for one in measured)
     spread = statistics.median(times.spread for run in runs for row in run.values() for times in row.values())
-    commit = output_of("git", "log", "-1", "--format=%h") + \
-        (" with changes" if output_of("git", "status", "--porcelain", "--", ":!docs") else "")
+    commit = (folder / "commit").read_text().strip()
     when = datetime.datetime.fromtimestamp((folder / "memory.tsv").stat().st_mtime, datetime.timezone.utc)
     text = [wrapped(f"Measured on {when:%Y-%m-%d} at commit {commit}, {len(runs)} run{'s' if len(runs) > 1 else ''}: "
                     f"{machine()}. Next to it: {versions()}."), "",
