@@ -25,6 +25,7 @@
 
 #include "platform/module.h"
 #include "platform/object_end.h"
+#include "platform/object_memory.h"
 #include "platform/query_table.h"
 #include "platform/threading.h"
 
@@ -142,6 +143,17 @@ class CComObject final : public Base, private EndingObject {
       End();
     }
     return left;
+  }
+
+  static void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+    return objectMemory.Allocate(bytes);
+  }
+  static void operator delete(void* block, std::size_t bytes) noexcept {
+    objectMemory.Free(block, bytes);
+  }
+  // For a constructor that raises.
+  static void operator delete(void* block, const std::nothrow_t&) noexcept {
+    objectMemory.Free(block, sizeof(CComObject));
   }
 
   CComObject() { LockModule(); }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -40,10 +41,15 @@ class Members {
     const UINT functions = attributes->cFuncs;
     info.ReleaseTypeAttr(attributes);
     rows_.reset(new (std::nothrow) Member[functions]);
-    isWhole_ = rows_ != nullptr;
+    const std::size_t places = std::bit_ceil(std::size_t{2} * functions + 1);
+    places_.reset(new (std::nothrow) UINT[places]());
+    lastPlace_ = places - 1;
+    isWhole_ = rows_ && places_;
     for (UINT i = 0; isWhole_ && i < functions; ++i) isWhole_ = Read(info, i);
-    std::sort(rows_.get(), rows_.get() + count_,
-              [](const Member& a, const Member& b) { return a.View() < b.View(); });
+    for (UINT i = 0; isWhole_ && i < count_; ++i) {
+      UINT& place = PlaceOf(rows_[i].View());
+      if (place == 0) place = i + 1;
+    }
   }
   Members(const Members&) = delete;
   Members& operator=(const Members&) = delete;
@@ -56,9 +62,8 @@ class Members {
 
   // The member of exactly this name; DISPID_UNKNOWN where only the type information can tell.
   DISPID Find(std::basic_string_view<OLECHAR> name) const noexcept {
-    const Member* const row = std::lower_bound(
-        begin(), end(), name, [](const Member& a, const auto& b) { return a.View() < b; });
-    return row != end() && row->View() == name ? row->id : DISPID_UNKNOWN;
+    const UINT place = PlaceOf(name);
+    return place != 0 ? rows_[place - 1].id : DISPID_UNKNOWN;
   }
   // The one of these kinds; null when there is none.
   const Member* Find(DISPID id, WORD kinds) const noexcept {
@@ -69,6 +74,16 @@ class Members {
   }
 
  private:
+  // The place of a name in the hash, or the empty one where it would stand. A getter and a putter
+  // share name and id.
+  UINT& PlaceOf(std::basic_string_view<OLECHAR> name) const noexcept {
+    std::size_t hash = name.size();
+    for (const OLECHAR unit : name) hash = hash * 31 + unit;
+    std::size_t at = hash & lastPlace_;
+    while (places_[at] != 0 && rows_[places_[at] - 1].View() != name) at = (at + 1) & lastPlace_;
+    return places_[at];
+  }
+
   const Member* begin() const noexcept { return rows_.get(); }
   const Member* end() const noexcept { return rows_.get() + count_; }
 
@@ -112,6 +127,10 @@ class Members {
 
   std::unique_ptr<Member[]> rows_;
   UINT count_ = 0;
+  // Row numbers from 1 on, by the hashes of the names; 0 is an empty place, of which there are
+  // some.
+  std::unique_ptr<UINT[]> places_;
+  std::size_t lastPlace_ = 0;
   bool isWhole_ = false;
 };
 

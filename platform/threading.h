@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+#include "host/base/single_thread.h"
 #include "platform/last_error.h"
 
 namespace platform {
@@ -40,18 +41,8 @@ class CComCriticalSection {
 struct CComMultiThreadModel {
   using CriticalSection = CComCriticalSection;
 
-  static ULONG Increment(std::atomic<ULONG>& count) noexcept {
-    return count.fetch_add(1, std::memory_order_relaxed) + 1;
-  }
-  // The only reference is the caller's, and nobody can take another meanwhile: that end costs no
-  // atomic operation.
-  static ULONG Decrement(std::atomic<ULONG>& count) noexcept {
-    if (count.load(std::memory_order_acquire) == 1) {
-      count.store(0, std::memory_order_relaxed);
-      return 0;
-    }
-    return count.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  }
+  static ULONG Increment(std::atomic<ULONG>& count) noexcept { return host::CountUp(count); }
+  static ULONG Decrement(std::atomic<ULONG>& count) noexcept { return host::CountDown(count); }
 };
 
 // Holds a lock for a scope, also where an exception leaves it.

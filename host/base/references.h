@@ -6,19 +6,16 @@
 #include <atomic>
 
 #include "host/base/interfaces.h"
+#include "host/base/single_thread.h"
 
 namespace host {
 
 // The count of one object, which starts with its maker's reference. Any thread may call.
 class ReferenceCount {
  public:
-  ULONG Add() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
-  // 0: that was the last reference, and everything done under the others is visible. Nobody can
-  // take a reference while the only one is the caller's, so that end costs no atomic operation.
-  ULONG Drop() noexcept {
-    if (count_.load(std::memory_order_acquire) == 1) return 0;
-    return count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  }
+  ULONG Add() noexcept { return CountUp(count_); }
+  // 0: that was the last reference, and everything done under the others is visible.
+  ULONG Drop() noexcept { return CountDown(count_); }
 
  private:
   std::atomic<ULONG> count_{1};

@@ -2,7 +2,9 @@
 #include "module/frame/large_blocks.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <utility>
 
 #include "platform/large_pages.h"
@@ -11,6 +13,12 @@ namespace rastel {
 namespace {
 
 constexpr std::size_t kLarge = std::size_t{4} << 20;
+// A cache line less one byte. Under the sanitizer a block ends where the allocator's does.
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::size_t kSlack = 0;
+#else
+constexpr std::size_t kSlack = 63;
+#endif
 constexpr std::size_t kMostKeptBytes = std::size_t{128} << 20;
 
 class KeptBlocks {
@@ -69,7 +77,7 @@ class KeptBlocks {
 
   void FreeOne(MemoryBlock& block) noexcept {
     bytes_ -= block.bytes;
-    std::free(std::exchange(block, MemoryBlock{}).memory);
+    std::free(std::exchange(block, MemoryBlock{}).allocated);
   }
 
   std::atomic_flag isBusy_;
@@ -81,15 +89,21 @@ class KeptBlocks {
 KeptBlocks keptBlocks;
 
 MemoryBlock Allocate(std::size_t bytes, bool isZero) noexcept {
-  const auto allocate = [&] { return isZero ? std::calloc(bytes, 1) : std::malloc(bytes); };
-  void* memory = allocate();
-  if (!memory) {
+  if (bytes > SIZE_MAX - kSlack) return {};
+  const auto allocate = [&] {
+    return isZero ? std::calloc(bytes + kSlack, 1) : std::malloc(bytes + kSlack);
+  };
+  void* allocated = allocate();
+  if (!allocated) {
     keptBlocks.Free();
-    memory = allocate();
+    allocated = allocate();
   }
-  if (!memory) return {};
-  if (bytes >= kLarge) platform::PreferLargePages(memory, bytes);
-  return {memory, bytes};
+  if (!allocated) return {};
+  if (bytes >= kLarge) platform::PreferLargePages(allocated, bytes);
+  void* memory = allocated;
+  std::size_t room = bytes + kSlack;
+  std::align(kSlack + 1, bytes, memory, room);
+  return {memory, bytes, allocated};
 }
 
 }  // namespace
@@ -105,7 +119,7 @@ MemoryBlock TakeZeroBlock(std::size_t bytes) noexcept { return Allocate(bytes, t
 
 void GiveBlockBack(MemoryBlock block) noexcept {
   if (block.bytes >= kLarge && keptBlocks.Keep(block)) return;
-  std::free(block.memory);
+  std::free(block.allocated);
 }
 
 void FreeKeptBlocks() noexcept { keptBlocks.Free(); }

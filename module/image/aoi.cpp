@@ -323,10 +323,10 @@ HRESULT AoiState::PutAttributeMap(IAttributeMapKLP* map) noexcept {
   return S_OK;
 }
 
-void AoiState::CopyForSibling(const AoiState& source) {
+void AoiState::CopyForSibling(const AoiState& source, platform::ComPtr<ComImageBase> sharedImage) {
   PlaneMask mask = source.planeMask;
   planeMask = std::move(mask);
-  image = source.image;
+  image = std::move(sharedImage);
   marshalFlags = source.marshalFlags;
   activePlane = source.activePlane;
   planeCount = source.planeCount;

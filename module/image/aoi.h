@@ -112,7 +112,9 @@ class AoiState {
 
   // Takes over what a sibling shares with its source: the buffer, and all state but name, tag, map
   // and element type. May raise std::bad_alloc.
-  void CopyForSibling(const AoiState& source);
+  void CopyForSibling(const AoiState& source) { CopyForSibling(source, source.image); }
+  // sharedImage: the source's, with a reference for this sibling.
+  void CopyForSibling(const AoiState& source, platform::ComPtr<ComImageBase> sharedImage);
 
   // The stored element of rectangle coordinates in a plane, as index into the buffer.
   //   true   the position lies in the stored plane; *index is computed in 32 bits

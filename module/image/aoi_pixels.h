@@ -39,6 +39,39 @@ inline std::int64_t ReachableRows(std::int64_t elements, std::int64_t first, std
   return std::min(height, (elements - 1 - first) / step + 1);
 }
 
+// Copies rows of kChunk to 2 * kChunk bytes, a chunk from either end of each; the columns of a row
+// may overlap.
+template <std::size_t kChunk>
+void CopyShortRows(const std::byte* from, std::int64_t fromStep, std::byte* to, std::int64_t toStep,
+                   std::size_t bytes, std::int64_t rows) noexcept {
+  const std::size_t last = bytes - kChunk;
+  for (; rows > 0; --rows, from += fromStep, to += toStep) {
+    std::byte head[kChunk];
+    std::byte tail[kChunk];
+    std::memcpy(head, from, kChunk);
+    std::memcpy(tail, from + last, kChunk);
+    std::memcpy(to, head, kChunk);
+    std::memcpy(to + last, tail, kChunk);
+  }
+}
+
+// Copies rows of so many bytes that lie in memory, the first one first. What is as short as a cache
+// line costs no call.
+inline void CopyWholeRows(const std::byte* from, std::int64_t fromStep, std::byte* to,
+                          std::int64_t toStep, std::size_t bytes, std::int64_t rows) noexcept {
+  if (bytes <= 64) {
+    const auto copy = bytes > 32   ? &CopyShortRows<32>
+                      : bytes > 16 ? &CopyShortRows<16>
+                      : bytes > 8  ? &CopyShortRows<8>
+                      : bytes > 4  ? &CopyShortRows<4>
+                      : bytes > 2  ? &CopyShortRows<2>
+                                   : &CopyShortRows<1>;
+    copy(from, fromStep, to, toStep, bytes, rows);
+    return;
+  }
+  for (; rows > 0; --rows, from += fromStep, to += toStep) std::memmove(to, from, bytes);
+}
+
 template <class T>
 bool HasEqualBytes(const T& value) noexcept {
   unsigned char bytes[sizeof(T)];
@@ -120,6 +153,18 @@ void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& 
       rows = 1;
     }
   }
+  const auto isWhole = [&](const Image& image, std::int64_t first, std::int64_t step) {
+    return first >= 0 && first + (rows - 1) * step + width <= image.reachableElements();
+  };
+  if (rows > 0 && isWhole(sourceImage, sourceFirst, from.Step()) &&
+      (!targetImage || isWhole(*targetImage, targetFirst, to.Step()))) {
+    constexpr std::int64_t kBytes = sizeof(U);
+    pixels_detail::CopyWholeRows(reinterpret_cast<const std::byte*>(from.pixels),
+                                 from.Step() * kBytes, reinterpret_cast<std::byte*>(to.pixels),
+                                 to.Step() * kBytes, static_cast<std::size_t>(width * kBytes),
+                                 rows);
+    return;
+  }
   for (std::int64_t row = 0; row < rows; ++row) {
     std::int64_t count = sourceImage.ClipRun(sourceFirst + row * from.Step(), width).count;
     if (targetImage) {
@@ -144,6 +189,11 @@ void CopyByteRuns(const Image& source, std::int64_t sourceFirst, std::int64_t so
   using pixels_detail::ReachableRows;
   rows = ReachableRows(source.Touched(), sourceFirst, sourceStep, rows);
   rows = ReachableRows(target.reachableElements(), targetFirst, targetStep, rows);
+  if (rows > 1 && sourceStep * kElementBytes == runBytes &&
+      targetStep * kElementBytes == runBytes) {
+    runBytes *= rows;
+    rows = 1;
+  }
   std::int64_t writtenBytes = 0;
   for (std::int64_t row = 0; row < rows; ++row) {
     const std::int64_t from = (sourceFirst + row * sourceStep) * kElementBytes;

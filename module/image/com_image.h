@@ -54,6 +54,13 @@ class ComImageBase : public IUnknown {
   STDMETHODIMP_(ULONG) AddRef() noexcept final {
     return platform::CComMultiThreadModel::Increment(refCount_);
   }
+  // So many references at once, and back; the caller has one of his own besides.
+  void AddReferences(ULONG count) noexcept {
+    refCount_.fetch_add(count, std::memory_order_relaxed);
+  }
+  void DropReferences(ULONG count) noexcept {
+    refCount_.fetch_sub(count, std::memory_order_acq_rel);
+  }
   // The last one destroys the buffer.
   STDMETHODIMP_(ULONG) Release() noexcept final {
     const ULONG left = platform::CComMultiThreadModel::Decrement(refCount_);

@@ -74,6 +74,31 @@ void DuplicatePixels(const AoiState& source, AoiState& duplicate) {
 // whose failures are passed over; raises what GetRealCopyOfVariant and PutTag raise.
 void CopyClientData(const AoiState& source, AoiState& duplicate);
 
+// References on a buffer that are taken in one step and handed out one by one.
+class ImageReferences {
+ public:
+  ImageReferences(ComImageBase& image, LONG count) noexcept
+      : image_(image), left_(count > 0 ? static_cast<ULONG>(count) : 0) {
+    if (left_ > 0) image_.AddReferences(left_);
+  }
+  ~ImageReferences() {
+    if (left_ > 0) image_.DropReferences(left_);
+  }
+  ImageReferences(const ImageReferences&) = delete;
+  ImageReferences& operator=(const ImageReferences&) = delete;
+
+  platform::ComPtr<ComImageBase> Take() noexcept {
+    platform::ComPtr<ComImageBase> taken;
+    taken.Attach(&image_);
+    --left_;
+    return taken;
+  }
+
+ private:
+  ComImageBase& image_;
+  ULONG left_;
+};
+
 // The slots that make AOIs. Class: the coclass, whose implementation has state_ and counts this as
 // a friend. Contracts stand in interfaces/aoi.h.
 template <class Class, class ITyped, class Image>
@@ -157,11 +182,15 @@ struct DerivedAois {
   // A new AOI on the same buffer, with its first reference; null when it cannot be made.
   template <class Impl>
   static Class* CreateSibling(const Impl& aoi) noexcept {
+    return CreateSibling(aoi, aoi.state_.image);
+  }
+  template <class Impl>
+  static Class* CreateSibling(const Impl& aoi, platform::ComPtr<ComImageBase> image) noexcept {
     platform::CComObject<Class>* sibling = nullptr;
     if (FAILED(platform::CComObject<Class>::CreateInstance(&sibling))) return nullptr;
     sibling->AddUnsharedReference();
     try {
-      sibling->state_.CopyForSibling(aoi.state_);
+      sibling->state_.CopyForSibling(aoi.state_, std::move(image));
     } catch (...) {
       sibling->Release();
       return nullptr;
@@ -200,8 +229,9 @@ struct DerivedAois {
     if (FAILED(counted)) return counted;
     AoiState* states[kMostTiles];
     std::size_t made = 0;
+    ImageReferences references(*aoi.state_.image, *count);
     for (LONG i = 0; i < *count; ++i) {
-      Class* tile = CreateSibling(aoi);
+      Class* tile = CreateSibling(aoi, references.Take());
       if (!tile) return aoi.state_.Report(Message::CloneNotCreated);
       tiles[i] = tile;
       states[made++] = &tile->state_;
