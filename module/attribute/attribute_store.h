@@ -101,9 +101,14 @@ class AttributeStore {
     return true;
   }
 
-  // Adds an attribute; false if its key is there, and then nothing changes. Raises std::bad_alloc.
+  // Adds an attribute; false if its key is there. Keys best come in order. Raises std::bad_alloc.
   bool Add(ItemPointer attribute) {
     const Sought sought = attribute->Key();
+    if (!content_ || content_->IsBehindAll(sought)) {
+      Table& own = OwnWithRoom();
+      own.Append(attribute.Detach());
+      return true;
+    }
     const std::uint32_t hash = Kind::Hash(sought);
     if (Count() > 0 && (Kind::IsEqualToAll(sought) || Find(sought, hash))) return false;
     Insert(attribute, hash);
@@ -148,14 +153,19 @@ class AttributeStore {
     return *content_;
   }
 
-  // Takes the attribute, unless it raises.
-  void Insert(ItemPointer& attribute, std::uint32_t hash) {
+  Table& OwnWithRoom() {
     if (!content_) {
       content_ = Table::New(1);
     } else if (!Own().HasRoom()) {
       content_ = content_->Move();
     }
-    content_->Insert(attribute.Detach(), hash);
+    return *content_;
+  }
+
+  // Takes the attribute, unless it raises.
+  void Insert(ItemPointer& attribute, std::uint32_t hash) {
+    Table& own = OwnWithRoom();
+    own.Insert(attribute.Detach(), hash);
   }
 
   Held content_;

@@ -2,12 +2,13 @@
 // The attributes of one content of a map: a hash finds them, and rows list them in the order of
 // their keys. Both lie in one block of memory.
 //
-// New attributes go behind the rows. They are brought into order when somebody asks for it: those
-// that came since are sorted and merged, so that a walk after a few changes costs no more than the
-// walk itself. Asking needs no memory, and keys that come in order stay in it.
+// Both are made when they are needed, without memory. New attributes go behind the rows; whoever
+// walks has those that came since sorted and merged, so that a walk after a few changes costs no
+// more than the walk itself. Keys that come in order stay in it, and a load that brings them so
+// hashes none; the first look-up does.
 //
-// A table is counted. While several hold it nobody changes it, but for the order of its rows, which
-// any of them may ask for at any time, on any thread; look-ups do not use the rows.
+// A table is counted. While several hold it nobody changes it, but each of them may walk and look
+// up at any time, on any thread.
 #pragma once
 
 #include <algorithm>
@@ -18,11 +19,11 @@
 #include <memory>
 #include <new>
 #include <span>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "module/attribute/attribute.h"
+#include "module/attribute/deferred_work.h"
 #include "platform/com_ptr.h"
 
 namespace rastel {
@@ -65,6 +66,7 @@ class AttributeTable {
 
   // The attribute with a key, or null. The hash is that of the key.
   Item* Find(Sought key, std::uint32_t hash) const noexcept {
+    NeedSlots();
     for (std::size_t i = hash & mask_; slots_[i].attribute; i = (i + 1) & mask_) {
       if (slots_[i].hash == hash && Kind::IsEqual(slots_[i].attribute->Key(), key)) {
         return slots_[i].attribute;
@@ -75,17 +77,7 @@ class AttributeTable {
 
   // Brings the rows into order.
   void Arrange() const noexcept {
-    Order order = order_.load(std::memory_order_acquire);
-    while (order != Order::kKept) {
-      if (order == Order::kLost &&
-          order_.compare_exchange_weak(order, Order::kBeingMade, std::memory_order_acquire)) {
-        Sort();
-        order_.store(Order::kKept, std::memory_order_release);
-        return;
-      }
-      if (order == Order::kBeingMade) std::this_thread::yield();
-      order = order_.load(std::memory_order_acquire);
-    }
+    order_.Need([this] { Sort(); });
   }
   // Walks over the rows: in order, if they were arranged since the last change.
   class Iterator {
@@ -123,27 +115,39 @@ class AttributeTable {
     rowCount_ = 0;
     return larger;
   }
-  // Takes a counted attribute with a new key. There must be room.
+  // Whether a key is known to be greater than all, without a look at more than one.
+  bool IsBehindAll(Sought key) const noexcept {
+    if (rowCount_ == 0) return true;
+    const Item* const last = rows_[rowCount_ - 1];
+    return order_.IsDone() && last && Kind::IsLess(last->Key(), key);
+  }
+  // Takes a counted attribute with such a key. There must be room.
+  void Append(Item* attribute) noexcept {
+    if (hash_.IsDone()) return Insert(attribute, Kind::Hash(attribute->Key()));
+    AddRow(attribute);
+    sortedRows_ = rowCount_;
+  }
+  // Takes a counted attribute with a new key, and its hash. There must be room.
   void Insert(Item* attribute, std::uint32_t hash) noexcept {
-    const bool isBehindAll =
-        rowCount_ == 0 ||
-        (order_.load(std::memory_order_relaxed) == Order::kKept && rows_[rowCount_ - 1] &&
-         Kind::IsLess(rows_[rowCount_ - 1]->Key(), attribute->Key()));
-    if (!isBehindAll) order_.store(Order::kLost, std::memory_order_relaxed);
-    if (isBehindAll) sortedRows_ = rowCount_ + 1;
+    NeedSlots();
+    const bool isBehindAll = IsBehindAll(attribute->Key());
     *FreeSlot(hash) = {attribute, hash, static_cast<std::uint32_t>(rowCount_)};
-    rows_[rowCount_++] = attribute;
-    ++count_;
-    foreignValues_ += IsForeign(attribute->value);
+    AddRow(attribute);
+    if (isBehindAll) {
+      sortedRows_ = rowCount_;
+    } else {
+      order_.SetDone(false);
+    }
   }
   // Gives the count of the attribute to the caller.
   void Remove(Item* attribute) noexcept {
+    NeedSlots();
     std::size_t hole = SlotOf(attribute);
     *RowOf(hole) = nullptr;
     --count_;
     foreignValues_ -= IsForeign(attribute->value);
     // Walks are not to step over many empty rows.
-    if (rowCount_ > 16 + 2 * count_) order_.store(Order::kLost, std::memory_order_relaxed);
+    if (rowCount_ > 16 + 2 * count_) order_.SetDone(false);
     // What was put behind the slot because it was taken moves up.
     for (std::size_t i = (hole + 1) & mask_; slots_[i].attribute; i = (i + 1) & mask_) {
       const std::size_t home = slots_[i].hash & mask_;
@@ -156,6 +160,7 @@ class AttributeTable {
   // Puts a counted attribute with an equal key in the place of another, whose count goes to the
   // caller.
   void Replace(Item* attribute, Item* made) noexcept {
+    NeedSlots();
     const std::size_t slot = SlotOf(attribute);
     *RowOf(slot) = made;
     slots_[slot].attribute = made;
@@ -175,7 +180,6 @@ class AttributeTable {
     std::uint32_t hash;
     std::uint32_t row;  // where it stands, if arePlaced_
   };
-  enum class Order { kKept, kBeingMade, kLost };
 
   // Maps are mostly small.
   static constexpr std::size_t kFewestSlots = 16;
@@ -183,7 +187,7 @@ class AttributeTable {
   // So many of the slots may be taken before look-ups step over too many.
   static constexpr std::size_t RowsOf(std::size_t slots) noexcept { return slots / 4 * 3; }
   static std::size_t SlotsFor(std::size_t attributes) noexcept {
-    return std::max(kFewestSlots, std::bit_ceil(attributes + attributes / 3 + 1));
+    return std::max(kFewestSlots, std::bit_ceil(attributes + (attributes + 2) / 3));
   }
 
   static Pointer Make(std::size_t slots) {
@@ -197,9 +201,7 @@ class AttributeTable {
   explicit AttributeTable(std::size_t slots) noexcept
       : mask_(slots - 1),
         slots_(reinterpret_cast<Slot*>(this + 1)),
-        rows_(reinterpret_cast<Item**>(slots_ + slots)) {
-    std::uninitialized_value_construct_n(slots_, slots);
-  }
+        rows_(reinterpret_cast<Item**>(slots_ + slots)) {}
   ~AttributeTable() = default;
 
   // Fills an empty table with what stands in another, but for the counts. Raises std::bad_alloc,
@@ -216,16 +218,37 @@ class AttributeTable {
     }
     count_ = other.count_;
     foreignValues_ = other.foreignValues_;
+    order_.SetDone(other.order_.IsDone());
+    if (!other.hash_.IsDone()) return;
+    ClearSlots();
     arePlaced_ = other.arePlaced_;
-    order_.store(other.order_.load(std::memory_order_relaxed), std::memory_order_relaxed);
     for (const Slot& slot : std::span(other.slots_, other.mask_ + 1)) {
       if (!slot.attribute) continue;
       const bool isMoved = hasGaps && arePlaced_;
       *FreeSlot(slot.hash) = {slot.attribute, slot.hash, isMoved ? places[slot.row] : slot.row};
     }
+    hash_.SetDone(true);
+  }
+  void AddRow(Item* attribute) noexcept {
+    rows_[rowCount_++] = attribute;
+    ++count_;
+    foreignValues_ += IsForeign(attribute->value);
   }
 
-  Slot* FreeSlot(std::uint32_t hash) noexcept {
+  void NeedSlots() const noexcept {
+    hash_.Need([this] { FillSlots(); });
+  }
+  void ClearSlots() const noexcept { std::uninitialized_value_construct_n(slots_, mask_ + 1); }
+  // No row is empty, and none moves meanwhile: where nobody looked up, rows came in order.
+  void FillSlots() const noexcept {
+    ClearSlots();
+    for (std::uint32_t i = 0; i < rowCount_; ++i) {
+      const std::uint32_t hash = Kind::Hash(rows_[i]->Key());
+      *FreeSlot(hash) = {rows_[i], hash, i};
+    }
+    arePlaced_ = true;
+  }
+  Slot* FreeSlot(std::uint32_t hash) const noexcept {
     std::size_t i = hash & mask_;
     while (slots_[i].attribute) i = (i + 1) & mask_;
     return &slots_[i];
@@ -278,7 +301,8 @@ class AttributeTable {
   }
 
   std::atomic<ULONG> holders_{1};
-  mutable std::atomic<Order> order_{Order::kKept};
+  mutable DeferredWork order_{true};
+  mutable DeferredWork hash_{false};
   // Whether the slots know their rows.
   mutable bool arePlaced_ = true;
   std::size_t count_ = 0;
