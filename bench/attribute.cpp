@@ -39,6 +39,11 @@ struct Longs {
   static constexpr KeyKindKLP kKind = KeyKindLong;
   static constexpr const IID& kIid = IID_IAttributeLongMapKLP;
   LONG Key(LONG i) const { return i; }
+  VARIANT Generic(LONG i) const {
+    VARIANT key = Number(i);
+    key.vt = VT_INT;
+    return key;
+  }
   LONG PlainKey(LONG i) const { return i; }
 };
 struct Texts {
@@ -53,6 +58,12 @@ struct Texts {
     }
   }
   BSTR Key(LONG i) const { return keys[static_cast<std::size_t>(i)].Wide(); }
+  VARIANT Generic(LONG i) const {
+    VARIANT key{};
+    key.vt = VT_BSTR;
+    key.bstrVal = Key(i);
+    return key;
+  }
   const Text& PlainKey(LONG i) const { return plainKeys[static_cast<std::size_t>(i)]; }
   std::vector<rastel::_bstr_t> keys;
   std::vector<Text> plainKeys;
@@ -117,6 +128,15 @@ void BM_PlainGet(benchmark::State& state) {
 }
 
 template <class Kind>
+void BM_Exists(benchmark::State& state) {
+  const Kind kind;
+  const auto map = FilledMap(kind, Attributes(state));
+  VARIANT_BOOL exists = 0;
+  VisitAll(state, [&](LONG i) { map->Exists(kind.Key(i), &exists); });
+  benchmark::DoNotOptimize(exists);
+}
+
+template <class Kind>
 void BM_Replace(benchmark::State& state) {
   const Kind kind;
   const auto map = FilledMap(kind, Attributes(state));
@@ -154,6 +174,26 @@ void BM_Keys(benchmark::State& state) {
     SAFEARRAY* keys = nullptr;
     map->get_Keys(&keys);
     SafeArrayDestroy(keys);
+  }
+  CountAttributes(state);
+}
+
+// A new key before each walk, and one less.
+template <class Kind>
+void BM_ChangeAndKeys(benchmark::State& state) {
+  const Kind kind;
+  const auto map = FilledMap(kind, Attributes(state));
+  const auto generic = map.template As<IAttributeMapKLP>();
+  LONG i = 0;
+  for (auto _ : state) {
+    SAFEARRAY* keys = nullptr;
+    generic->Remove(kind.Generic(i));
+    map->get_Keys(&keys);
+    SafeArrayDestroy(keys);
+    map->put_Value(kind.Key(i), Number(i));
+    map->get_Keys(&keys);
+    SafeArrayDestroy(keys);
+    i = (i + kStride) % Attributes(state);
   }
   CountAttributes(state);
 }
@@ -216,11 +256,13 @@ void Sizes(benchmark::internal::Benchmark* row) { row->Arg(10)->Arg(100)->Arg(kM
   BENCHMARK(name<Texts>)->Apply(Sizes)
 ROW(BM_Get);
 ROW(BM_PlainGet);
+ROW(BM_Exists);
 ROW(BM_Replace);
 ROW(BM_PlainReplace);
 ROW(BM_Fill);
 ROW(BM_PlainFill);
 ROW(BM_Keys);
+ROW(BM_ChangeAndKeys);
 ROW(BM_Enumerate);
 ROW(BM_Save);
 ROW(BM_Load);

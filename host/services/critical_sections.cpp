@@ -40,7 +40,7 @@ bool IsAlone() noexcept {
 
 // The address of something that every thread has for itself, beside its other static data.
 std::uintptr_t ThisThread() noexcept {
-  [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uintptr_t place = 0;
+  static constinit thread_local std::uintptr_t place = 0;
   return reinterpret_cast<std::uintptr_t>(&place);
 }
 

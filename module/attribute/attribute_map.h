@@ -201,7 +201,7 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
       SpecialAttributeImpl& other = *copy;
       other.SetOverrideByte(OverrideByte());
       const typename Store::Held held = attributes_.Hold();
-      if (!attributes_.HasForeignValues()) {
+      if (!held || !held->HasForeignValues()) {
         other.attributes_.Share(held);
       } else {
         for (const Item& attribute : typename Store::AttributeRange(held)) {

@@ -117,9 +117,10 @@ class AttributeTable {
   }
   // Whether a key is known to be greater than all, without a look at more than one.
   bool IsBehindAll(Sought key) const noexcept {
-    if (rowCount_ == 0) return true;
-    const Item* const last = rows_[rowCount_ - 1];
-    return order_.IsDone() && last && Kind::IsLess(last->Key(), key);
+    // While others put the rows into order they are not to be read.
+    if (!order_.IsDone()) return false;
+    return rowCount_ == 0 ||
+           (rows_[rowCount_ - 1] && Kind::IsLess(rows_[rowCount_ - 1]->Key(), key));
   }
   // Takes a counted attribute with such a key. There must be room.
   void Append(Item* attribute) noexcept {

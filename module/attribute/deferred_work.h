@@ -28,8 +28,9 @@ class DeferredWork {
  private:
   enum class State { kDone, kDue, kBeingDone };
 
+  // Out of line, so that those who find it done stay small.
   template <class Work>
-  void DoOrWait(Work&& work) noexcept {
+  [[gnu::noinline]] void DoOrWait(Work&& work) noexcept {
     State due = State::kDue;
     if (state_.compare_exchange_strong(due, State::kBeingDone, std::memory_order_acquire)) {
       work();

@@ -128,5 +128,37 @@ TEST(ManyThreads, UseOneMapAndTheMapsInIt) {
   EXPECT_GT(maps.walked, 0);
 }
 
+// Clone asks its client for care only where others change the map: everybody may read it meanwhile,
+// and change clones. What is made for the first walk or look-up is made among all of them.
+TEST(ManyThreads, CloneAMapThatOthersRead) {
+  for (int repeat = 0; repeat < 200; ++repeat) {
+    auto map = Maps::New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
+    for (const LONG key : {2, 3, 1}) ASSERT_EQ(map->put_Value(key, Bits(VT_I4, key)), S_OK);
+    if (repeat % 2 != 0) {
+      const ComPtr<IStream> stream = NewStream();
+      ASSERT_EQ(map.As<IPersistStream>()->Save(stream.Get(), FALSE), S_OK);
+      ASSERT_EQ(stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr), S_OK);
+      map = Maps::New<IAttributeLongMapKLP>(CLSID_AttributeLongMapKLP);
+      ASSERT_EQ(map.As<IPersistStream>()->Load(stream.Get()), S_OK);
+    }
+    OnManyThreads(
+        [&](int thread, int) {
+          ComPtr<IAttributeLongMapKLP> clone;
+          ASSERT_EQ(map->Clone(clone.Put()), S_OK);
+          for (auto* const either : {map.Get(), clone.Get()}) {
+            VARIANT out{};
+            EXPECT_EQ(either->get_Value(thread % 3 + 1, &out), S_OK);
+            EXPECT_EQ(out.lVal, thread % 3 + 1);
+            SAFEARRAY* keys = nullptr;
+            ASSERT_EQ(either->get_Keys(&keys), S_OK);
+            for (LONG i = 0; i < 3; ++i) EXPECT_EQ(static_cast<LONG*>(keys->pvData)[i], i + 1);
+            SafeArrayDestroy(keys);
+          }
+          EXPECT_EQ(clone->put_Value(thread, Bits(VT_I4, thread)), S_OK);
+        },
+        std::chrono::milliseconds(0));
+  }
+}
+
 }  // namespace
 }  // namespace tests
