@@ -140,14 +140,20 @@ class StreamBytes final {
 };
 
 class MemoryStream final
-    : public CountedObject<MemoryStream, Serves<IStream, IID_ISequentialStream, IID_IStream>,
-                           Serves<IStreamWindow, IID_IStreamWindow>> {
+    : public CountedObject<MemoryStream, Serves<IStream, IID_ISequentialStream, IID_IStream>>,
+      public IStreamWindow {
   friend CountedObject;
 
  public:
   // Takes over one reference on the bytes.
   MemoryStream(StreamBytes* bytes, ULONGLONG position) noexcept
       : bytes_(bytes), position_(position) {}
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    if (!out || iid != IID_IStreamWindow) return CountedObject::QueryInterface(iid, out);
+    *out = static_cast<IStreamWindow*>(this);
+    return S_OK;
+  }
 
   STDMETHODIMP Read(void* data, ULONG bytes, ULONG* bytesRead) noexcept override {
     if (bytesRead) *bytesRead = 0;

@@ -10,13 +10,16 @@
 #include "host/base/interfaces.h"
 #endif
 
+// QueryInterface gives it without a reference of its own: whoever asks holds the stream, and asks
+// for every Save and Load.
+//
 // A window lies at the stream's position, and there is one at a time. While it is open the bytes
 // are locked: other threads that call the stream or a clone wait. Whoever has opened it calls
 // neither, and nothing that might, closes it soon, and does so on the same thread.
 //
 // What went through a window is as if single calls had moved it. Where a window cannot be had, or
 // is too small, a Read or Write says why, and moves what there is.
-struct IStreamWindow : IUnknown {
+struct IStreamWindow {
   // Opens a window of *count bytes, at least `least`, to be written from the front on; there is
   // room for `hoped` if that costs no failure. E_OUTOFMEMORY: no window, and nothing has changed.
   virtual HRESULT STDMETHODCALLTYPE OpenToWrite(ULONG least, ULONGLONG hoped, BYTE** bytes,

@@ -70,7 +70,7 @@ class StreamReader {
   ULONG left_ = 0;  // from there to the end of the window
   ULONG size_ = 0;  // of the window; 0 without one
   IStream* const stream_;
-  platform::ComPtr<IStreamWindow> memory_;
+  IStreamWindow* const memory_;
 };
 
 }  // namespace rastel

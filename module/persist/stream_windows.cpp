@@ -8,22 +8,20 @@ namespace rastel {
 namespace {
 
 // Null for a stream without memory to show, and for one that answers whatever it is asked.
-platform::ComPtr<IStreamWindow> MemoryOf(IStream* stream) noexcept {
+IStreamWindow* MemoryOf(IStream* stream) noexcept {
   void* found = nullptr;
-  platform::ComPtr<IStreamWindow> memory;
-  if (stream && SUCCEEDED(stream->QueryInterface(IID_IStreamWindow, &found)) && found) {
-    memory.Attach(static_cast<IStreamWindow*>(found));
-    if (found == stream) memory.Reset();
-  }
-  return memory;
+  if (!stream || FAILED(stream->QueryInterface(IID_IStreamWindow, &found))) return nullptr;
+  if (found != stream) return static_cast<IStreamWindow*>(found);
+  stream->Release();
+  return nullptr;
 }
 
 }  // namespace
 
 StreamWriter::StreamWriter(IStream* stream) noexcept
-    : stream_(stream), counter_(CNullDeviceStream::Behind(stream)) {
-  if (!counter_) memory_ = MemoryOf(stream);
-}
+    : stream_(stream),
+      counter_(CNullDeviceStream::Behind(stream)),
+      memory_(counter_ ? nullptr : MemoryOf(stream)) {}
 
 bool StreamWriter::Open(ULONG bytes) noexcept {
   Close();

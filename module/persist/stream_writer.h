@@ -14,7 +14,6 @@
 #include <type_traits>
 
 #include "module/frame/exceptions.h"
-#include "platform/com_ptr.h"
 #include "platform/platform.h"
 #include "platform/stream_window.h"
 
@@ -43,17 +42,19 @@ class StreamWriter {
   // As IStream::Write.
   HRESULT Write(const void* data, ULONG bytes, ULONG* written = nullptr) {
     if (bytes - 1 >= room_) return WriteSlowly(data, bytes, written);
-    if (next_) {
-      std::memcpy(next_, data, bytes);
-      next_ += bytes;
-    }
-    room_ -= bytes;
+    if (BYTE* const place = Take(bytes)) std::memcpy(place, data, bytes);
     if (written) *written = bytes;
     return S_OK;
   }
   template <StreamScalar T>
   HRESULT Put(const T& value) {
     return Write(&value, sizeof(T));
+  }
+  // Puts a value at a place that was taken; gives the place behind it.
+  template <StreamScalar T>
+  static BYTE* PutAt(BYTE* place, T value) noexcept {
+    std::memcpy(place, &value, sizeof(T));
+    return place + sizeof(T);
   }
   // Raises _com_error.
   template <StreamScalar T>
@@ -65,6 +66,13 @@ class StreamWriter {
 
   // Whether so many bytes can be written that are no call of their own. They cannot fail.
   bool HasRoom(ULONG bytes) noexcept { return bytes <= room_ || Open(bytes); }
+  // So many of them, to be filled in before anything else is called; null where they only count.
+  BYTE* Take(ULONG bytes) noexcept {
+    BYTE* const place = next_;
+    if (place) next_ += bytes;
+    room_ -= bytes;
+    return place;
+  }
   // So many bytes are still to come: memory that is had for the next of them may be had for all.
   void Expect(ULONGLONG bytes) noexcept { hoped_ = bytes; }
 
@@ -93,7 +101,7 @@ class StreamWriter {
   ULONGLONG hoped_ = 0;
   IStream* const stream_;
   CNullDeviceStream* const counter_;
-  platform::ComPtr<IStreamWindow> memory_;
+  IStreamWindow* const memory_;
 };
 
 }  // namespace rastel

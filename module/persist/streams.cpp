@@ -108,20 +108,22 @@ _bstr_t TextAt(const BYTE* text, std::uint32_t chars) {
 }
 
 void WriteBstr(StreamWriter& writer, const _bstr_t& holder) {
-  const auto write = [&writer](const _bstr_t& text) {
-    const UINT chars = text.Length();
-    writer.PutOrRaise(std::uint32_t{chars});
-    if (chars == 0) return;
-    CheckResult(
-        writer.Write(text.Wide(), static_cast<ULONG>(std::uint64_t{chars} * sizeof(OLECHAR))));
-  };
-  const std::uint64_t bytes = sizeof(UINT) + std::uint64_t{holder.Length()} * sizeof(OLECHAR);
-  if (bytes <= kWindowBytes && writer.HasRoom(static_cast<ULONG>(bytes))) {
-    write(holder);
-  } else {
-    // A holder of our own: the stream may change the other one meanwhile.
-    write(_bstr_t(holder));
+  const UINT length = holder.Length();
+  const std::uint64_t size = sizeof(UINT) + std::uint64_t{length} * sizeof(OLECHAR);
+  if (size <= kWindowBytes && writer.HasRoom(static_cast<ULONG>(size))) {
+    if (BYTE* place = writer.Take(static_cast<ULONG>(size))) {
+      place = writer.PutAt(place, std::uint32_t{length});
+      if (length > 0) std::memcpy(place, holder.Wide(), length * sizeof(OLECHAR));
+    }
+    return;
   }
+  // A holder of our own: the stream may change the other one meanwhile.
+  const _bstr_t text(holder);
+  const UINT chars = text.Length();
+  writer.PutOrRaise(std::uint32_t{chars});
+  if (chars == 0) return;
+  CheckResult(
+      writer.Write(text.Wide(), static_cast<ULONG>(std::uint64_t{chars} * sizeof(OLECHAR))));
 }
 
 void ReadBstr(StreamReader& reader, _bstr_t& holder) {

@@ -15,36 +15,43 @@ using platform::ComPtr;
 
 constexpr DWORD kCreationContext = 0x17;  // in-process server and handler, local and remote server
 
-// A text whose record is no call of its own: it can be written without a copy, since nobody can
-// change it meanwhile. A null text is an empty one.
-bool WriteTextInPlace(StreamWriter& writer, VARTYPE vt, BSTR text) {
-  const UINT bytes = SysStringByteLen(text);
-  if (bytes > kWindowBytes - 16) return false;
-  if (!writer.HasRoom(4 + sizeof(UINT) + bytes + kTerminatorBytes)) return false;
-  writer.Put(vt);
-  writer.Put(vt);
-  writer.Put(static_cast<std::uint32_t>(bytes + kTerminatorBytes));
-  if (bytes > 0) writer.Write(text, bytes);
-  writer.Put(OLECHAR{0});
+// Both write a record that is no call of its own, and without a copy, since nobody can change the
+// value meanwhile. False: it has to be written by calls.
+
+// Of so many bytes.
+bool WriteNumberInPlace(StreamWriter& writer, const VARIANT& variant, ULONG bytes) {
+  if (!writer.HasRoom(2 * sizeof(VARTYPE) + bytes)) return false;
+  BYTE* place = writer.Take(2 * sizeof(VARTYPE) + bytes);
+  if (!place) return true;
+  place = writer.PutAt(writer.PutAt(place, variant.vt), variant.vt);
+  switch (bytes) {
+    case 1:
+      writer.PutAt(place, variant.bVal);
+      break;
+    case 2:
+      writer.PutAt(place, variant.iVal);
+      break;
+    case 4:
+      writer.PutAt(place, variant.lVal);
+      break;
+    default:
+      writer.PutAt(place, variant.llVal);
+  }
   return true;
 }
 
-HRESULT WriteNumber(StreamWriter& writer, const VARIANT& variant, ULONG bytes) {
-  const VARIANT copy = variant;
-  for (int i = 0; i < 2; ++i) {
-    const HRESULT result = writer.Put(copy.vt);
-    if (FAILED(result)) return result;
-  }
-  switch (bytes) {
-    case 1:
-      return writer.Put(copy.bVal);
-    case 2:
-      return writer.Put(copy.iVal);
-    case 4:
-      return writer.Put(copy.lVal);
-    default:
-      return writer.Put(copy.llVal);
-  }
+// A null text is an empty one.
+bool WriteTextInPlace(StreamWriter& writer, VARTYPE vt, BSTR text) {
+  constexpr ULONG kFrame = 2 * sizeof(VARTYPE) + sizeof(std::uint32_t) + kTerminatorBytes;
+  const UINT bytes = SysStringByteLen(text);
+  if (bytes > kWindowBytes - kFrame || !writer.HasRoom(kFrame + bytes)) return false;
+  BYTE* place = writer.Take(kFrame + bytes);
+  if (!place) return true;
+  place = writer.PutAt(writer.PutAt(place, vt), vt);
+  place = writer.PutAt(place, static_cast<std::uint32_t>(bytes + kTerminatorBytes));
+  if (bytes > 0) std::memcpy(place, text, bytes);
+  writer.PutAt(place + bytes, OLECHAR{0});
+  return true;
 }
 
 HRESULT WriteTaggedObject(StreamWriter& writer, const VARIANT& variant) {
@@ -203,15 +210,11 @@ HRESULT WriteToStream(IStream* stream, const VARIANT& variant) {
 
 HRESULT WriteToStream(StreamWriter& writer, const VARIANT& variant) {
   const VARTYPE vt = variant.vt;
-  if (const ULONG bytes = FixedPayloadBytes(vt)) {
-    const HRESULT result = WriteNumber(writer, variant, bytes);
-    return FAILED(result) ? result : S_OK;
-  }
+  const ULONG bytes = FixedPayloadBytes(vt);
+  if (bytes > 0 && WriteNumberInPlace(writer, variant, bytes)) return S_OK;
   if (IsObjectType(vt)) return WriteTaggedObject(writer, variant);
-  const bool isText = vt == VT_BSTR || vt == VT_EMPTY;
-  if (isText && WriteTextInPlace(writer, vt, vt == VT_BSTR ? variant.bstrVal : nullptr)) {
-    return S_OK;
-  }
+  if (vt == VT_BSTR && WriteTextInPlace(writer, vt, variant.bstrVal)) return S_OK;
+  if (vt == VT_EMPTY && WriteTextInPlace(writer, vt, nullptr)) return S_OK;
   writer.Close();
   CComVariant copy;
   const HRESULT copied = ReplaceVariantOrMark(copy, variant);

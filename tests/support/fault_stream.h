@@ -70,9 +70,9 @@ class FaultStream final : public IStream, public IStreamWindow {
     const bool isKnown = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_ISequentialStream) ||
                          IsEqualIID(iid, IID_IStream);
     *out = isKnown ? static_cast<IStream*>(this) : nullptr;
+    if (*out) AddRef();
     const bool isShown = windowBytes_ > 0 && fault_.first == kNever && !onCall;
     if (isShown && IsEqualIID(iid, IID_IStreamWindow)) *out = static_cast<IStreamWindow*>(this);
-    if (*out) AddRef();
     return *out ? S_OK : E_NOINTERFACE;
   }
   STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
