@@ -14,6 +14,7 @@
 #include "host/classes/identifiers.h"
 #include "host/classes/loaded_modules.h"
 #include "host/classes/own_classes.h"
+#include "host/services/large_blocks.h"
 #include "host/services/task_memory.h"
 
 namespace host {
@@ -202,6 +203,7 @@ HRESULT CoRevokeClassObject(DWORD cookie) noexcept {
 }
 
 void CoFreeUnusedLibraries() noexcept {
+  host::FreeSpareBlocks();
   ClassCall([]() -> HRESULT {
     TheOnly<ClassModules>().FreeUnused();
     return S_OK;

@@ -50,7 +50,8 @@ RASTEL_HOST_API HRESULT CoRevokeClassObject(DWORD cookie) noexcept;
 // Unloads the modules whose DllCanUnloadNow says S_OK and in which no call of this host is under
 // way. What a client calls by its own pointers is not known here: as a module's factories do not
 // keep it loaded, a client that holds one locks it with LockServer, and nobody may release the last
-// object of a module in one thread while another one is in here.
+// object of a module in one thread while another one is in here. Memory of streams that the host
+// keeps to use again goes back to the system.
 RASTEL_HOST_API void CoFreeUnusedLibraries() noexcept;
 
 // The class behind a ProgID: its key's CLSID. CO_E_CLASSSTRING if there is none (*classId is zero),

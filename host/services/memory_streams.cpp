@@ -7,6 +7,7 @@
 #include <new>
 
 #include "host/base/counted_object.h"
+#include "host/services/large_blocks.h"
 #include "host/services/stream_window.h"
 
 namespace host {
@@ -83,14 +84,15 @@ class StreamBytes final {
 
   bool Resize(ULONGLONG bytes) noexcept {
     if (bytes > size_ && !Reserve(bytes)) return false;
+    const bool isCut = bytes < size_;
     size_ = bytes;
     filled_ = std::min(filled_, bytes);
-    if (bytes < capacity_ / 4) Shrink(bytes);
+    if (isCut && bytes < capacity_ / 4) Reallocate(bytes);
     return true;
   }
 
  private:
-  ~StreamBytes() { std::free(block_); }
+  ~StreamBytes() { FreeBlock(); }
 
   bool Reserve(ULONGLONG bytes) noexcept {
     if (bytes <= capacity_) return true;
@@ -100,22 +102,34 @@ class StreamBytes final {
     return (doubled > bytes && Reallocate(doubled)) || Reallocate(bytes);
   }
 
+  // False: nothing has changed.
   bool Reallocate(ULONGLONG bytes) noexcept {
-    void* block = std::realloc(block_, static_cast<std::size_t>(bytes));
-    if (!block) return false;
+    const bool wasLarge = largeSize_ > 0;
+    auto size = static_cast<std::size_t>(bytes);
+    std::size_t largeSize = 0;
+    void* block = nullptr;
+    if (bytes == 0) {
+      FreeBlock();
+    } else if (bytes < kLargeBlockBytes && !wasLarge) {
+      block = std::realloc(block_, size);
+    } else if (bytes >= kLargeBlockBytes && wasLarge) {
+      largeSize = largeSize_;
+      block = ResizeLargeBlock(block_, size, &largeSize);
+    } else {
+      block = wasLarge ? std::malloc(size) : TakeLargeBlock(size, &largeSize);
+      if (block && filled_ > 0) std::memcpy(block, block_, static_cast<std::size_t>(filled_));
+      if (block) FreeBlock();
+    }
+    if (!block && bytes > 0) return false;
     block_ = static_cast<BYTE*>(block);
-    capacity_ = bytes;
+    largeSize_ = largeSize;
+    capacity_ = std::min(std::max<ULONGLONG>(bytes, largeSize), kMaxStreamBytes);
     return true;
   }
 
-  void Shrink(ULONGLONG bytes) noexcept {
-    if (bytes > 0) {
-      Reallocate(bytes);
-      return;
-    }
-    std::free(block_);
-    block_ = nullptr;
-    capacity_ = 0;
+  void FreeBlock() noexcept {
+    if (largeSize_ > 0) GiveLargeBlock(block_, largeSize_);
+    if (largeSize_ == 0) std::free(block_);
   }
 
   void FillTo(ULONGLONG position) noexcept {
@@ -132,6 +146,7 @@ class StreamBytes final {
   ReferenceCount references_;
   std::mutex lock_;
   BYTE* block_ = nullptr;
+  std::size_t largeSize_ = 0;  // of a large block, else 0
   ULONGLONG capacity_ = 0;
   ULONGLONG size_ = 0;
   // Bytes from here to the size were never written: they read as zero, and memory that was only

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <random>
 
+#include "platform/stream_window.h"
 #include "tests/rows/rows.h"
 #include "tests/support/host_kind.h"
 #include "tests/support/streams.h"
@@ -117,7 +118,9 @@ struct ModelStream {
 TEST(MemoryStreams, AreSharedBytesWithPositions) {
   if (!kEmbeddedHost) GTEST_SKIP() << "Wine's read on behind an end that was moved to the front";
   std::mt19937 random(20240229);
-  for (int life = 0; life < 100; ++life) {
+  // The last ones are of many pages.
+  for (int life = 0; life < 104; ++life) {
+    const ULONG scale = life < 100 ? 1 : 0x40001;
     std::string model, history;
     std::vector<ModelStream> streams = {{NewStream(), 0}};
     const auto write = [&](ModelStream& at, const std::string& bytes) {
@@ -125,10 +128,10 @@ TEST(MemoryStreams, AreSharedBytesWithPositions) {
       model.replace(at.position, bytes.size(), bytes);
       at.position += bytes.size();
     };
-    for (int step = 0; step < 100; ++step) {
-      const int operation = Below(random, 7);
+    for (int step = 0; step < (life < 100 ? 100 : 30); ++step) {
+      const int operation = Below(random, 9);
       auto& used = streams[static_cast<std::size_t>(Below(random, streams.size()))];
-      const auto bytes = static_cast<ULONG>(Below(random, step == 70 ? 30000 : 20));
+      const auto bytes = static_cast<ULONG>(Below(random, step == 70 ? 30000 : 20)) * scale;
       const std::size_t left = model.size() - (std::min)(model.size(), used.position);
       const std::size_t taken = (std::min<std::size_t>)(bytes, left);
       history += ' ' + std::to_string(operation) + ',' + std::to_string(bytes);
@@ -174,6 +177,26 @@ TEST(MemoryStreams, AreSharedBytesWithPositions) {
         const std::string data = taken ? model.substr(used.position, taken) : "";
         used.position += taken;
         if (taken) write(target, data);
+      } else if (operation > 6) {
+        IStreamWindow* window = nullptr;
+        ASSERT_EQ(used.stream->QueryInterface(IID_IStreamWindow, reinterpret_cast<void**>(&window)),
+                  S_OK);
+        const BYTE* shown = nullptr;
+        if (operation == 7 && bytes > 0) {
+          const std::string data(bytes, static_cast<char>('A' + step % 26));
+          BYTE* place = nullptr;
+          ASSERT_EQ(window->OpenToWrite(bytes, bytes * 2, &place, &count), S_OK);
+          ASSERT_GE(count, bytes);
+          std::memcpy(place, data.data(), bytes);
+          window->CloseWindow(bytes);
+          write(used, data);
+        } else if (operation == 8 && SUCCEEDED(window->OpenToRead(&shown, &count))) {
+          const ULONG moved = (std::min)(count, bytes);
+          window->CloseWindow(moved);
+          ASSERT_LE(count, left);
+          ASSERT_TRUE(count == 0 || !std::memcmp(shown, &model[used.position], count));
+          used.position += moved;
+        }
       }
       ASSERT_TRUE(BytesIn(streams.back().stream.Get(), model.size()) == model);
       for (const auto& each : streams) ASSERT_EQ(PositionOf(each.stream.Get()), each.position);
