@@ -22,7 +22,7 @@ class Attribute {
   using Pointer = platform::ComPtr<Attribute>;
 
   // Takes the value unless it raises: see Kind::RaiseNoMemory.
-  static Pointer New(Sought key, CComVariant&& value = CComVariant()) {
+  static Pointer New(Sought key, CComVariant&& value) {
     Pointer made;
     made.Attach(new (Allocate(key)) Attribute(key, std::move(value)));
     return made;
@@ -60,8 +60,7 @@ class Attribute {
   ~Attribute() = default;
 
   std::atomic<ULONG> holders_{1};
-  typename Kind::Stored key_;
-  // What of the key is not in key_ lies behind the object.
+  typename Kind::Stored key_;  // what of the key is not here lies behind the object
 
  public:
   CComVariant value;

@@ -135,7 +135,7 @@ class AttributeStore {
   void Share(Held content) noexcept { content_ = std::move(content); }
 
  private:
-  // Of a content that is not empty of rows.
+  // In a content that is there.
   Item* Find(Sought sought, std::uint32_t hash) const noexcept {
     if (!Kind::IsEqualToAll(sought)) {
       Item* const found = content_->Find(sought, hash);

@@ -261,6 +261,10 @@ class AttributeTable {
   }
   Item** RowOf(std::size_t slot) noexcept {
     if (!arePlaced_) {
+      // The first one after a walk is searched; for more the slots learn their rows.
+      if (order_.IsDone() && rowCount_ == count_) {
+        return std::lower_bound(rows_, rows_ + rowCount_, slots_[slot].attribute, IsBefore);
+      }
       for (std::size_t i = 0; i < rowCount_; ++i) {
         if (rows_[i]) slots_[SlotOf(rows_[i])].row = static_cast<std::uint32_t>(i);
       }

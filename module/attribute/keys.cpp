@@ -43,7 +43,10 @@ template struct KeyKind<LONG>;
 template struct KeyKind<DOUBLE>;
 
 ReadText::ReadText(std::size_t length) {
-  if (length < std::size(stack_)) return;
+  if (length < std::size(stack_)) {
+    std::fill_n(stack_, length + 1, OLECHAR{0});
+    return;
+  }
   heap_ = AllocateZeroed<OLECHAR>(length + 1);
   if (!heap_) _com_issue_error(E_OUTOFMEMORY);
 }

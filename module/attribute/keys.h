@@ -108,7 +108,7 @@ class ReadText {
   OLECHAR* Units() noexcept { return heap_ ? heap_.get() : stack_; }
 
  private:
-  OLECHAR stack_[64] = {};
+  OLECHAR stack_[64];
   ZeroedMemory<OLECHAR> heap_;
 };
 
@@ -168,7 +168,7 @@ struct KeyKind<BSTR> {
   static void Write(StreamWriter& writer, KeyText key);
   // A key ends at its first null character here too. What cannot be had is E_OUTOFMEMORY.
   static ReadText Read(StreamReader& reader);
-  static KeyText Seek(ReadText&& text) noexcept { return Seek(text.Units()); }
+  static KeyText Seek(ReadText& text) noexcept { return Seek(text.Units()); }
   // A bound for common texts, not the size: 4 for the count and 4 per character of the narrow text.
   // Raises _com_error.
   static ULONGLONG CountedBytes(KeyText key);

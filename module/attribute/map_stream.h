@@ -145,9 +145,9 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
     // No value can be read behind the end of the stream, so that ends the loop whatever the count
     // says.
     for (DWORD i = 0; i < count; ++i) {
-      auto attribute = Store::Item::New(Kind::Seek(Kind::Read(reader)));
-      attribute->value = ReadValue(reader);
-      this->attributes_.Add(std::move(attribute));
+      auto key = Kind::Read(reader);
+      CComVariant value = ReadValue(reader);
+      this->attributes_.Add(Store::Item::New(Kind::Seek(key), std::move(value)));
     }
     this->ClearDirty();
     return S_OK;
