@@ -11,6 +11,8 @@
 #include "interfaces/attribute.h"
 #include "interfaces/vector.h"
 #include "tests/support/class_table.h"
+#include "tests/support/fault_stream.h"
+#include "tests/support/streams.h"
 
 namespace fuzz {
 namespace {
@@ -95,12 +97,20 @@ Content Reloaded(REFCLSID classId, const Content& saved) {
 
 void LoadAndUse(REFCLSID classId, Bytes input) {
   const auto object = Create<IPersistStream>(classId);
-  object->Load(StreamOf(input).Get());
+  const auto stream = StreamOf(input);
+  const HRESULT result = object->Load(stream.Get());
   object->IsDirty();
   if (Elements(object) > kMostElements) return;
   ULARGE_INTEGER size{};
   object->GetSizeMax(&size);
   const Content saved = Saved(object);
+  // A stream that shows no memory.
+  const auto other = Create<IPersistStream>(classId);
+  const auto memory = StreamOf(input);
+  tests::FaultStream calls(memory.Get());
+  Require(other->Load(&calls) == result, "a load by calls ends as one from memory");
+  Require(tests::PositionOf(memory.Get()) == tests::PositionOf(stream.Get()), "where it does");
+  Require(Saved(other) == saved, "with the same object");
   // The first time odd things become plain: null objects VT_EMPTY, old values new ones.
   const Content plain = Reloaded(classId, saved);
   Require(Reloaded(classId, plain) == plain, "what is loaded is saved as it was");

@@ -21,7 +21,7 @@
 // is too small, a Read or Write says why, and moves what there is.
 struct IStreamWindow {
   // Opens a window of *count bytes, at least `least`, to be written from the front on; there is
-  // room for `hoped` if that costs no failure. E_OUTOFMEMORY: no window, and nothing has changed.
+  // room for `hoped` if that costs no failure. A failure: no window, and nothing has changed.
   virtual HRESULT STDMETHODCALLTYPE OpenToWrite(ULONG least, ULONGLONG hoped, BYTE** bytes,
                                                 ULONG* count) = 0;
   // Opens a window on bytes to come, which are only read. *count may be less than there is, and is

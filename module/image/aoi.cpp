@@ -47,6 +47,8 @@ AoiState::AoiState(SiblingOf sibling)
   CopyForSibling(sibling.source);
 }
 
+_bstr_t AoiState::DefaultName() noexcept { return _bstr_t(kDefaultName); }
+
 void AoiState::ReleaseContent() noexcept {
   while (image || attributeMap || tag.vt != VT_EMPTY) {
     // Each member is empty before what it held goes.
@@ -365,7 +367,7 @@ HRESULT AoiState::Reset() {
   bufferMargin = 0;
   bufferWidth = 0;
   bufferHeight = 0;
-  name.AssignLiteral(kDefaultName);
+  name = DefaultName();
   if (!image) return S_OK;
   const BufferGeometry& buffer = image->geometry();
   planeCount = buffer.planes;

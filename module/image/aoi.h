@@ -110,6 +110,9 @@ class AoiState {
   HRESULT GetAttributeMap(IAttributeMapKLP** out) noexcept;
   HRESULT PutAttributeMap(IAttributeMapKLP* map) noexcept;
 
+  // The name of a new AOI, which costs no memory.
+  static _bstr_t DefaultName() noexcept;
+
   // Takes over what a sibling shares with its source: the buffer, and all state but name, tag, map
   // and element type. May raise std::bad_alloc.
   void CopyForSibling(const AoiState& source) { CopyForSibling(source, source.image); }

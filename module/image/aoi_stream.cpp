@@ -312,7 +312,11 @@ class Loader {
         bytes <= kWindowBytes ? reader_.Look(static_cast<ULONG>(bytes)) : nullptr;
     if (known && reader_.At<ULONG>(known) == chars) {
       reader_.Take(static_cast<ULONG>(bytes));
-      name = TextAt(known + sizeof(chars), chars);
+      name = AoiState::DefaultName();
+      const bool isDefault =
+          chars == name.Length() &&
+          std::memcmp(known + sizeof(chars), name.Wide(), chars * sizeof(OLECHAR)) == 0;
+      if (!isDefault) name = TextAt(known + sizeof(chars), chars);
       return S_OK;
     }
     const auto text = AllocateZeroed<OLECHAR>(std::uint64_t{chars} + 1);

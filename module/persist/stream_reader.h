@@ -69,6 +69,7 @@ class StreamReader {
   const BYTE* next_ = nullptr;
   ULONG left_ = 0;  // from there to the end of the window
   ULONG size_ = 0;  // of the window; 0 without one
+  ULONG more_ = 0;  // bytes that the stream showed behind it
   IStream* const stream_;
   IStreamWindow* const memory_;
 };

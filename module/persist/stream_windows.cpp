@@ -5,23 +5,10 @@
 #include "module/persist/streams.h"
 
 namespace rastel {
-namespace {
-
-// Null for a stream without memory to show, and for one that answers whatever it is asked.
-IStreamWindow* MemoryOf(IStream* stream) noexcept {
-  void* found = nullptr;
-  if (!stream || FAILED(stream->QueryInterface(IID_IStreamWindow, &found))) return nullptr;
-  if (found != stream) return static_cast<IStreamWindow*>(found);
-  stream->Release();
-  return nullptr;
-}
-
-}  // namespace
-
 StreamWriter::StreamWriter(IStream* stream) noexcept
     : stream_(stream),
       counter_(CNullDeviceStream::Behind(stream)),
-      memory_(counter_ ? nullptr : MemoryOf(stream)) {}
+      memory_(counter_ ? nullptr : platform::WindowOf(stream)) {}
 
 bool StreamWriter::Open(ULONG bytes) noexcept {
   Close();
@@ -67,13 +54,15 @@ void StreamWriter::WriteRows(const std::byte* first, ULONG bytes, std::ptrdiff_t
   }
 }
 
-StreamReader::StreamReader(IStream* stream) noexcept : stream_(stream), memory_(MemoryOf(stream)) {}
+StreamReader::StreamReader(IStream* stream) noexcept
+    : stream_(stream), memory_(platform::WindowOf(stream)) {}
 
 bool StreamReader::Open(ULONG bytes) noexcept {
   Close();
   ULONG count = 0;
   if (!memory_ || FAILED(memory_->OpenToRead(&next_, &count))) return false;
   size_ = left_ = (std::min)(count, (std::max)(bytes, kWindowBytes));
+  more_ = count - size_;
   if (bytes <= count) return true;
   if (size_ == 0) memory_->CloseWindow(0);
   Close();
@@ -86,8 +75,7 @@ void StreamReader::CloseWindow() noexcept {
 }
 
 bool StreamReader::Shows(ULONG bytes) noexcept {
-  if (bytes <= left_) return true;
-  Close();
+  if (size_ > 0) return bytes <= left_ || bytes - left_ <= more_;
   const BYTE* first = nullptr;
   ULONG count = 0;
   if (!memory_ || FAILED(memory_->OpenToRead(&first, &count))) return false;

@@ -216,7 +216,7 @@ class Loader {
 
   HRESULT ReadTagsIfOn(ReadForm readRecords) {
     if (state_.HasTags()) return ReadTags(readRecords);
-    tagChange_.Resize(0);
+    if (state_.m_ElementTags.Count() > 0) tagChange_.Resize(0);
     return S_OK;
   }
 

@@ -309,6 +309,12 @@ TEST_F(Client, ObjectsGoToFilesAndMemoryAndBack) {
     EXPECT_EQ(loaded.plane(1)[9][19], 20);
   }
   EXPECT_FALSE(std::filesystem::exists(Path(file + ".part").get()));
+  // More than one buffer of a file.
+  Map many{{0, 0}};
+  for (int i = 0; i < 9000; ++i) many[i] = i;
+  save(many, file);
+  EXPECT_EQ(std::filesystem::file_size(Path(file).get()), save(many).size());
+  EXPECT_EQ(load<Map>(file)[8999].as<int>(), 8999);
   // A slot would pass over most of these.
   for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
     EXPECT_LT(CodeOf([&] { load(std::span(bytes).first(cut)); }), 0) << cut;

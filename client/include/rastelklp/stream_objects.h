@@ -11,6 +11,7 @@
 #include <memory>
 #include <span>
 
+#include "platform/stream_window.h"
 #include "rastelklp/object.h"
 
 #ifndef _WIN32
@@ -32,7 +33,8 @@ class StreamObject : public IStream {
                           IsEqualGUID(iid, IID_ISequentialStream) || IsEqualGUID(iid, IID_IStream);
     *out = isServed ? static_cast<IStream*>(this) : nullptr;
     if (isServed) AddRef();
-    return isServed ? S_OK : E_NOINTERFACE;
+    if (IsEqualGUID(iid, IID_IStreamWindow)) *out = Window();
+    return *out ? S_OK : E_NOINTERFACE;
   }
   STDMETHODIMP_(ULONG) AddRef() noexcept override { return ++references_; }
   STDMETHODIMP_(ULONG) Release() noexcept override {
@@ -58,13 +60,17 @@ class StreamObject : public IStream {
   STDMETHODIMP Stat(STATSTG*, DWORD) noexcept override { return E_NOTIMPL; }
   STDMETHODIMP Clone(IStream**) noexcept override { return E_NOTIMPL; }
 
+ protected:
+  // Of a stream that shows its memory.
+  virtual IStreamWindow* Window() noexcept { return nullptr; }
+
  private:
   std::atomic<ULONG> references_{0};
 };
 
 // Reads the bytes of a Holder, which tells them by bytes().
 template <class Holder>
-class ByteView final : public StreamObject<ByteView<Holder>> {
+class ByteView final : public StreamObject<ByteView<Holder>>, public IStreamWindow {
  public:
   explicit ByteView(Holder holder) noexcept : holder_(std::move(holder)) {}
 
@@ -93,8 +99,20 @@ class ByteView final : public StreamObject<ByteView<Holder>> {
     stat->cbSize.QuadPart = holder_.bytes().size();
     return S_OK;
   }
+  STDMETHODIMP OpenToWrite(ULONG, ULONGLONG, BYTE**, ULONG*) noexcept override {
+    return STG_E_ACCESSDENIED;
+  }
+  STDMETHODIMP OpenToRead(const BYTE** bytes, ULONG* count) noexcept override {
+    const auto left = holder_.bytes().subspan((std::min)(position_, holder_.bytes().size()));
+    *bytes = reinterpret_cast<const BYTE*>(left.data());
+    *count = static_cast<ULONG>(std::min<std::size_t>(left.size(), 0xFFFFFFFF));
+    return S_OK;
+  }
+  STDMETHODIMP_(void) CloseWindow(ULONG moved) noexcept override { position_ += moved; }
 
  private:
+  IStreamWindow* Window() noexcept override { return this; }
+
   Holder holder_;
   std::size_t position_ = 0;
 };
@@ -188,7 +206,7 @@ class MappedFile {
 };
 
 // A new file, written through a buffer; Commit empties that.
-class FileWriter final : public StreamObject<FileWriter> {
+class FileWriter final : public StreamObject<FileWriter>, public IStreamWindow {
  public:
   explicit FileWriter(const std::filesystem::path& path)
 #ifdef _WIN32
@@ -197,14 +215,28 @@ class FileWriter final : public StreamObject<FileWriter> {
       : file_(std::fopen(path.c_str(), "wbe")) {
 #endif
     if (!file_) Raise(ResultOfErrno());
+    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
   }
+  ~FileWriter() { Flush(); }
+  FileWriter(const FileWriter&) = delete;
+  FileWriter& operator=(const FileWriter&) = delete;
 
   STDMETHODIMP Write(const void* data, ULONG bytes, ULONG* written) noexcept override {
-    const std::size_t count = std::fwrite(data, 1, bytes, file_.get());
+    if (written) *written = 0;
+    const bool isShort = bytes < kBufferBytes;
+    if (bytes > kBufferBytes - used_ && !Flush()) return ResultOfErrno();
+    std::size_t count = bytes;
+    if (isShort) {
+      std::copy_n(static_cast<const std::byte*>(data), bytes, buffer_.get() + used_);
+      used_ += bytes;
+    } else {
+      count = std::fwrite(data, 1, bytes, file_.get());
+    }
     if (written) *written = static_cast<ULONG>(count);
     return count == bytes ? S_OK : ResultOfErrno();
   }
   STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) noexcept override {
+    if (!Flush()) return ResultOfErrno();
 #ifdef _WIN32
     if (_fseeki64(file_.get(), move.QuadPart, static_cast<int>(origin)) != 0) {
       return STG_E_SEEKERROR;
@@ -216,15 +248,35 @@ class FileWriter final : public StreamObject<FileWriter> {
 #endif
     return S_OK;
   }
-  STDMETHODIMP Commit(DWORD) noexcept override {
-    return std::fflush(file_.get()) == 0 ? S_OK : ResultOfErrno();
+  STDMETHODIMP Commit(DWORD) noexcept override { return Flush() ? S_OK : ResultOfErrno(); }
+
+  STDMETHODIMP OpenToWrite(ULONG least, ULONGLONG, BYTE** bytes, ULONG* count) noexcept override {
+    if (least > kBufferBytes - used_ && (least > kBufferBytes || !Flush())) return E_FAIL;
+    *bytes = reinterpret_cast<BYTE*>(buffer_.get() + used_);
+    *count = static_cast<ULONG>(kBufferBytes - used_);
+    return S_OK;
   }
+  STDMETHODIMP OpenToRead(const BYTE**, ULONG*) noexcept override { return STG_E_ACCESSDENIED; }
+  STDMETHODIMP_(void) CloseWindow(ULONG moved) noexcept override { used_ += moved; }
 
  private:
   struct Close {
     void operator()(std::FILE* file) const noexcept { std::fclose(file); }
   };
+  static constexpr std::size_t kBufferBytes = 0x10000;
+
+  IStreamWindow* Window() noexcept override { return this; }
+  // False: errno says why, and the rest waits.
+  bool Flush() noexcept {
+    const std::size_t count = used_ > 0 ? std::fwrite(buffer_.get(), 1, used_, file_.get()) : 0;
+    std::copy(buffer_.get() + count, buffer_.get() + used_, buffer_.get());
+    used_ -= count;
+    return used_ == 0;
+  }
+
   std::unique_ptr<std::FILE, Close> file_;
+  const std::unique_ptr<std::byte[]> buffer_{new std::byte[kBufferBytes]};
+  std::size_t used_ = 0;
 };
 
 // Hands everything on and remembers the first call that moved less than was asked: objects pass
@@ -264,6 +316,8 @@ class WatchedStream final : public StreamObject<WatchedStream> {
   STDMETHODIMP Clone(IStream** clone) noexcept override { return stream_->Clone(clone); }
 
  private:
+  // What goes through one, goes whole.
+  IStreamWindow* Window() noexcept override { return platform::WindowOf(stream_.get()); }
   HRESULT Watch(HRESULT result, bool isWhole, HRESULT shortCode) noexcept {
     if (failure_ == S_OK && FAILED(result)) failure_ = result;
     if (failure_ == S_OK && !isWhole) failure_ = shortCode;
