@@ -3,9 +3,13 @@
 // say.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
+#include "platform/stream_window.h"
 #include "tests/host/host_operations.h"
 #include "tests/support/debug_capture.h"
 #include "tests/support/host_kind.h"
+#include "tests/support/streams.h"
 #include "tests/threads/many_threads.h"
 
 namespace tests {
@@ -29,6 +33,8 @@ class LastError final : public Double<IErrorInfo> {
 
 namespace {
 
+using platform::ComPtr;
+
 TEST(HostThreads, DoAsRowsSay) { facts::ExpectSection("threads"); }
 
 TEST(HostThreads, LetTheirErrorObjectsGoAtTheEnd) {
@@ -47,6 +53,31 @@ TEST(HostThreads, WriteDebugTextsWhileTheSinkChanges) {
     if (thread > 0) return OutputDebugStringA("text");
     const DebugCapture capture;
     for (const std::string& text : capture.Texts()) EXPECT_EQ(text, "text");
+  });
+}
+
+// Each at numbers of its own, while the block that they share grows, in large pages in the end.
+TEST(HostThreads, LookAtTheMemoryOfOneStream) {
+  if (!kEmbeddedHost) GTEST_SKIP();
+  const auto stream = NewStream();
+  OnManyThreads([&](int thread, int round) {
+    ComPtr<IStream> clone;
+    ASSERT_EQ(stream->Clone(clone.Put()), S_OK);
+    IStreamWindow* const window = platform::WindowOf(clone.Get());
+    const LONGLONG place = (round % 1000 * kThreads + thread) * LONGLONG{1024};
+    const int number = thread * 1000 + round;
+    BYTE* room = nullptr;
+    const BYTE* shown = nullptr;
+    ULONG count = 0;
+    SeekTo(clone.Get(), place);
+    ASSERT_EQ(window->OpenToWrite(sizeof number, 0, &room, &count), S_OK);
+    std::memcpy(room, &number, sizeof number);
+    window->CloseWindow(sizeof number);
+    SeekTo(clone.Get(), place);
+    ASSERT_EQ(window->OpenToRead(&shown, &count), S_OK);
+    const bool isThere = count >= sizeof number && !std::memcmp(shown, &number, sizeof number);
+    window->CloseWindow(0);
+    ASSERT_TRUE(isThere);
   });
 }
 
