@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "module/frame/catalogue.h"
 
-#include "module/frame/large_blocks.h"
+#include "module/frame/pixel_memory.h"
 #include "module/frame/reports.h"
 #include "platform/threading.h"
 

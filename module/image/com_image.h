@@ -22,7 +22,7 @@
 #include <utility>
 
 #include "interfaces/enums.h"
-#include "module/frame/large_blocks.h"
+#include "module/frame/pixel_memory.h"
 #include "module/image/buffer_geometry.h"
 #include "platform/com_ptr.h"
 #include "platform/platform.h"

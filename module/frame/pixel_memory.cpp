@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "module/frame/large_blocks.h"
+#include "module/frame/pixel_memory.h"
 
 #include <atomic>
 #include <cstdint>
