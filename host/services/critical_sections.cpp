@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "host/services/critical_sections.h"
 
-#if __has_include(<sys/single_threaded.h>)
-#include <sys/single_threaded.h>
-#endif
-
 #include <atomic>
 #include <cstddef>
 #include <new>
 
 #include "host/base/constants.h"
+#include "host/base/single_thread.h"
 
 namespace {
 
@@ -30,14 +27,6 @@ Section& SectionIn(LPCRITICAL_SECTION section) noexcept {
   return *std::launder(reinterpret_cast<Section*>(section->opaque));
 }
 
-bool IsAlone() noexcept {
-#if __has_include(<sys/single_threaded.h>)
-  return __libc_single_threaded;
-#else
-  return false;
-#endif
-}
-
 // The address of something that every thread has for itself, beside its other static data.
 std::uintptr_t ThisThread() noexcept {
   static constinit thread_local std::uintptr_t place = 0;
@@ -47,7 +36,7 @@ std::uintptr_t ThisThread() noexcept {
 bool EnterAtOnce(Section& section, std::uintptr_t thread) noexcept {
   std::uintptr_t owner = section.owner.load(std::memory_order_relaxed);
   if (owner == 0) {
-    if (IsAlone()) {
+    if (host::IsSingleThreaded()) {
       section.owner.store(thread, std::memory_order_relaxed);
       return true;
     }
@@ -99,7 +88,7 @@ void LeaveCriticalSection(LPCRITICAL_SECTION section) noexcept {
   if ((left.owner.load(std::memory_order_relaxed) & ~kIsAwaited) != ThisThread()) return;
   if (left.entriesMore != 0) {
     --left.entriesMore;
-  } else if (IsAlone()) {
+  } else if (host::IsSingleThreaded()) {
     left.owner.store(0, std::memory_order_relaxed);
   } else if ((left.owner.exchange(0, std::memory_order_release) & kIsAwaited) != 0) {
     left.owner.notify_one();

@@ -22,6 +22,13 @@ constexpr double ClampToElement(double value) noexcept {
 // 32 bits and 0 in the other integers, whose width cuts the indefinite value's low bits off.
 template <class T>
 constexpr T ElementFromDouble(double value) noexcept {
+  if constexpr (std::is_integral_v<T>) {
+    // What fits, as nearly all values do.
+    if (value >= static_cast<double>(std::numeric_limits<T>::lowest()) &&
+        value <= static_cast<double>(std::numeric_limits<T>::max())) {
+      return static_cast<T>(static_cast<std::int64_t>(value));
+    }
+  }
   const double clamped = ClampToElement<T>(value);
   if constexpr (std::is_integral_v<T>) {
     if (clamped != clamped) {

@@ -31,12 +31,15 @@ struct BufferGeometry {
   LONG width = 0;
   LONG height = 0;
   LONG margin = 0;
-  LONG stride = 0;  // width + 2 * margin, wrapped
-  LONG rows = 0;    // height + 2 * margin, wrapped
+  LONG stride = 0;         // width + 2 * margin, wrapped
+  LONG rows = 0;           // height + 2 * margin, wrapped
+  LONG planeElements = 0;  // elements of one: rows * stride, wrapped
 
   static constexpr BufferGeometry Of(LONG planes, LONG width, LONG height, LONG margin) noexcept {
     const LONG bothSides = WrapMul(2, margin);
-    return {planes, width, height, margin, WrapAdd(width, bothSides), WrapAdd(height, bothSides)};
+    const LONG stride = WrapAdd(width, bothSides);
+    const LONG rows = WrapAdd(height, bothSides);
+    return {planes, width, height, margin, stride, rows, WrapMul(rows, stride)};
   }
 
   // Wrapped index of a stored element in its plane.
@@ -44,22 +47,20 @@ struct BufferGeometry {
     return WrapAdd(WrapMul(row, stride), column);
   }
   // Wrapped index of the first element of a plane.
-  constexpr LONG PlaneStart(LONG plane) const noexcept {
-    return WrapMul(WrapMul(plane, rows), stride);
-  }
+  constexpr LONG PlaneStart(LONG plane) const noexcept { return WrapMul(plane, planeElements); }
   // planes * rows * stride, wrapped: the size of a block that a buffer allocates.
   constexpr LONG WrappedElements() const noexcept { return PlaneStart(planes); }
 
   // planes * rows * stride, not wrapped: 0 if it is negative, at most kMaxElements.
   constexpr std::int64_t CountedElements() const noexcept {
-    std::int64_t plane = static_cast<std::int64_t>(rows) * stride;
+    std::int64_t elements = static_cast<std::int64_t>(rows) * stride;
     std::int64_t count = planes;
-    if (plane < 0) {
-      plane = -plane;
+    if (elements < 0) {
+      elements = -elements;
       count = -count;
     }
-    if (plane == 0 || count <= 0) return 0;
-    return count > kMaxElements / plane ? kMaxElements : count * plane;
+    if (elements == 0 || count <= 0) return 0;
+    return count > kMaxElements / elements ? kMaxElements : count * elements;
   }
 
   // Whether stride and rows are the sums that they stand for.

@@ -132,7 +132,9 @@ class ComImageBase : public IUnknown {
   // A load has written up to there, or may have; gives how far loads went before.
   std::int64_t SetLoaded(std::int64_t end) noexcept { return std::exchange(loadedElements_, end); }
 
-  bool InBlock(std::int64_t index) const noexcept { return index >= 0 && index < blockElements_; }
+  bool InBlock(std::int64_t index) const noexcept {
+    return static_cast<std::uint64_t>(index) < static_cast<std::uint64_t>(blockElements_);
+  }
 
   // The part of `count` elements from `first` on that lies in block or tail; empty, at index 0, if
   // there is none or count is below 1.

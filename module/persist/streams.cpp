@@ -5,15 +5,11 @@
 #include <utility>
 
 #include "module/persist/nesting.h"
-#include "module/persist/zeroed_memory.h"
 
 namespace rastel {
 namespace {
 
 using platform::ComPtr;
-
-// A BSTR keeps its length in bytes in 32 bits, with its terminator in the same range.
-constexpr std::uint32_t kMostBstrChars = 0x7FFFFFFC;
 
 const void* SlotTableOf(IStream* stream) noexcept {
   const void* table = nullptr;
@@ -105,48 +101,6 @@ _bstr_t TextAt(const BYTE* text, std::uint32_t chars) {
                                           static_cast<UINT>(end * sizeof(OLECHAR)));
   if (!copy) _com_issue_error(E_OUTOFMEMORY);
   return _bstr_t::Attach(copy);
-}
-
-void WriteBstr(StreamWriter& writer, const _bstr_t& holder) {
-  const UINT length = holder.Length();
-  const std::uint64_t size = sizeof(UINT) + std::uint64_t{length} * sizeof(OLECHAR);
-  if (size <= kWindowBytes && writer.HasRoom(static_cast<ULONG>(size))) {
-    if (BYTE* place = writer.Take(static_cast<ULONG>(size))) {
-      place = writer.PutAt(place, std::uint32_t{length});
-      if (length > 0) std::memcpy(place, holder.Wide(), length * sizeof(OLECHAR));
-    }
-    return;
-  }
-  // A holder of our own: the stream may change the other one meanwhile.
-  const _bstr_t text(holder);
-  const UINT chars = text.Length();
-  writer.PutOrRaise(std::uint32_t{chars});
-  if (chars == 0) return;
-  CheckResult(
-      writer.Write(text.Wide(), static_cast<ULONG>(std::uint64_t{chars} * sizeof(OLECHAR))));
-}
-
-void ReadBstr(StreamReader& reader, _bstr_t& holder) {
-  std::uint32_t chars = 0;
-  reader.GetOrRaise(chars);
-  if (chars == 0) {
-    holder.Assign(OLESTR(""));
-    return;
-  }
-  if (chars > kMostBstrChars) _com_issue_error(E_OUTOFMEMORY);
-  const std::uint64_t bytes = std::uint64_t{chars} * sizeof(OLECHAR);
-  if (bytes <= kWindowBytes) {
-    if (const BYTE* const text = reader.Look(static_cast<ULONG>(bytes))) {
-      reader.Take(static_cast<ULONG>(bytes));
-      holder = TextAt(text, chars);
-      return;
-    }
-  }
-  // Not a BSTR: the platform does not zero those.
-  const auto text = AllocateZeroed<OLECHAR>(std::uint64_t{chars} + 1);
-  if (!text) _com_issue_error(E_OUTOFMEMORY);
-  CheckResult(reader.Read(text.get(), static_cast<ULONG>(bytes)));
-  holder = _bstr_t(text.get());
 }
 
 void WriteObject(StreamWriter& writer, IUnknown* object) {

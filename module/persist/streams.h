@@ -85,14 +85,6 @@ HRESULT ReadWideChars(StreamReader& reader, OLECHAR* destination, std::uint64_t 
 // _com_error.
 _bstr_t TextAt(const BYTE* text, std::uint32_t chars);
 
-// The count of characters as 4 bytes, 0 for a null holder or a null text, then the characters; no
-// second write for none.
-void WriteBstr(StreamWriter& writer, const _bstr_t& holder);
-
-// The holder gets the text up to its first null character; a count of 0 makes it empty and not
-// null. On a failure it keeps what it held. A text that cannot be had: E_OUTOFMEMORY.
-void ReadBstr(StreamReader& reader, _bstr_t& holder);
-
 // A presence mark of 1 byte, 1 or 0 for a null object, then by OleSaveToStream the object's class
 // identifier and its Save. An object without IPersistStream raises E_NOINTERFACE, behind the mark.
 void WriteObject(StreamWriter& writer, IUnknown* object);

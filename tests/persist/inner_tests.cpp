@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What no vector, map or picture reaches: slots of the counting stream that none of our writers
 // calls, and what only foreign objects could do.
-#include "module/frame/bstr.h"
 #include "module/persist/streams.h"
 #include "module/records/class_holder.h"
 #include "module/records/plain_records.h"
@@ -66,17 +65,6 @@ TEST(ClassHolder, IsFilledOnce) {
   ULARGE_INTEGER size{};
   EXPECT_EQ(holder->GetSizeMax(&size), S_OK);
   EXPECT_EQ(size.QuadPart, 3u);
-}
-
-// Our writers keep the text that the stream takes away.
-TEST(Texts, WriteBstr_KeepsItsText) {
-  const auto inner = NewStream();
-  FaultStream stream(inner.Get());
-  rastel::_bstr_t holder(OLESTR("ab"));
-  stream.onCall = [&] { holder.Release(); };
-  rastel::StreamWriter writer(&stream);
-  rastel::WriteBstr(writer, holder);
-  EXPECT_EQ(ContentOf(inner.Get()), "02 00 00 00 61 00 62 00");
 }
 
 }  // namespace
