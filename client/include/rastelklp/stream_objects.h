@@ -164,11 +164,12 @@ class MappedFile {
       const HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
       void* const view = mapping ? MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0) : nullptr;
       isMapped = view != nullptr;
+      if (mapping) CloseHandle(mapping);
       if (isMapped) {
         bytes_ = {static_cast<const std::byte*>(view), static_cast<std::size_t>(size.QuadPart)};
       }
     }
-    // The view keeps the file; closing what was never opened changes no error.
+    // The view keeps the file; closing changes no error.
     const DWORD error = isMapped ? ERROR_SUCCESS : GetLastError();
     // One code for a missing file, as on the other host, where its folder is missing too.
     const HRESULT result = HRESULT_FROM_WIN32(error == ERROR_PATH_NOT_FOUND ? 2 : error);
