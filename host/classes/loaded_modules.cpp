@@ -21,6 +21,10 @@ std::string ModulePath(RegistryTextView text) {
 
 }  // namespace
 
+ModuleCall::~ModuleCall() {
+  if (module_ != nullptr) TheOnly<ClassModules>().EndCall(*module_);
+}
+
 HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
   const std::uint64_t generation = TheOnly<RegistryStore>().generation();
   {
@@ -31,7 +35,7 @@ HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
     }
     const auto known = known_.find(classId);
     if (known != known_.end()) {
-      Start(*known->second, call);
+      Start(known->second, call);
       return S_OK;
     }
   }
@@ -56,7 +60,7 @@ HRESULT ClassModules::BeginCall(REFCLSID classId, ModuleCall& call) {
   if (generation_ == generation && TheOnly<RegistryStore>().generation() == generation) {
     known_.insert_or_assign(classId, module);
   }
-  Start(*module, call);
+  Start(module, call);
   return S_OK;
 }
 
@@ -68,10 +72,15 @@ HRESULT ClassModules::Load(const std::string& path, std::shared_ptr<ClassModule>
   return module->getClassObject != nullptr ? S_OK : CO_E_ERRORINDLL;
 }
 
-void ClassModules::Start(ClassModule& module, ModuleCall& call) noexcept {
-  ++module.callsStarted;
-  module.callsUnderWay.fetch_add(1, std::memory_order_relaxed);
-  call.module_ = &module;
+void ClassModules::Start(const std::shared_ptr<ClassModule>& module, ModuleCall& call) noexcept {
+  ++module->callsStarted;
+  ++module->callsUnderWay;
+  call.module_ = module;
+}
+
+void ClassModules::EndCall(ClassModule& module) noexcept {
+  std::lock_guard lock(mutex_);
+  --module.callsUnderWay;
 }
 
 void ClassModules::FreeUnused() {

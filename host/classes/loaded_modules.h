@@ -3,7 +3,6 @@
 // calls into them are under way, unloaded when they say that they can be.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -23,8 +22,7 @@ struct GuidHash {
   }
 };
 
-// One loaded module. Calls begin under the table's lock and end without it; the last owner
-// unloads.
+// One loaded module. The counts belong to the table's lock; the last owner unloads.
 struct ClassModule {
   using GetClassObjectFunction = HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**);
   using CanUnloadNowFunction = HRESULT STDAPICALLTYPE();
@@ -38,16 +36,14 @@ struct ClassModule {
   GetClassObjectFunction* const getClassObject;
   CanUnloadNowFunction* const canUnloadNow;
   std::uint64_t callsStarted = 0;
-  std::atomic<std::uint64_t> callsUnderWay{0};
+  std::uint64_t callsUnderWay = 0;
 };
 
 // A call into a module; as long as it lives, the module stays.
 class ModuleCall final {
  public:
   ModuleCall() noexcept = default;
-  ~ModuleCall() {
-    if (module_ != nullptr) module_->callsUnderWay.fetch_sub(1, std::memory_order_release);
-  }
+  ~ModuleCall();
   ModuleCall(const ModuleCall&) = delete;
   ModuleCall& operator=(const ModuleCall&) = delete;
 
@@ -55,7 +51,7 @@ class ModuleCall final {
 
  private:
   friend class ClassModules;
-  ClassModule* module_ = nullptr;  // in the table while a call is under way
+  std::shared_ptr<ClassModule> module_;
 };
 
 // The one of the process is never destroyed: modules that are still loaded when it ends stay so.
@@ -71,8 +67,10 @@ class ClassModules final {
   void FreeUnused();
 
  private:
+  friend class ModuleCall;
   HRESULT Load(const std::string& path, std::shared_ptr<ClassModule>& module);
-  static void Start(ClassModule& module, ModuleCall& call) noexcept;
+  static void Start(const std::shared_ptr<ClassModule>& module, ModuleCall& call) noexcept;
+  void EndCall(ClassModule& module) noexcept;
 
   std::mutex mutex_;
   std::unordered_map<std::string, std::shared_ptr<ClassModule>> modules_;
