@@ -373,10 +373,8 @@ class IAOIImpl : public AoiPrivateSlots<platform::IDispatchImpl<ITyped, LibraryI
 
   Image_t& Image() const noexcept { return static_cast<Image_t&>(*state_.image); }
 
-  // The pixel behind rectangle coordinates in the active plane. Does its own arithmetic on the
-  // fields, since this is the path of every single pixel.
-  // The shared checks of the operations on one pixel, which are to cost a virtual call and little
-  // more.
+  // act(pixel) with the pixel behind rectangle coordinates in the active plane. Does its own
+  // arithmetic on the fields: an operation on one pixel is to cost a virtual call and little more.
   template <class Act>
   [[gnu::always_inline]] HRESULT AtPixel(LONG x, LONG y, Act act) const noexcept {
     if (!state_.image) return state_.Report(Message::NoBuffer);

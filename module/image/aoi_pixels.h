@@ -154,7 +154,7 @@ void CopyRows(const Access<U>& from, const Image& sourceImage, const Access<U>& 
     }
   }
   const auto isWhole = [&](const Image& image, std::int64_t first, std::int64_t step) {
-    return first >= 0 && first + (rows - 1) * step + width <= image.reachableElements();
+    return first >= 0 && step > 0 && first + (rows - 1) * step + width <= image.reachableElements();
   };
   if (rows > 0 && isWhole(sourceImage, sourceFirst, from.Step()) &&
       (!targetImage || isWhole(*targetImage, targetFirst, to.Step()))) {
