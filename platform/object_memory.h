@@ -8,13 +8,16 @@
 #include <cstddef>
 #include <new>
 
+#include "host/base/single_thread.h"
 #include "platform/thread_cells.h"
 
 namespace platform {
 
 class ObjectMemory {
  public:
+  // While a process ends other threads may still make objects; their blocks stay then.
   ~ObjectMemory() {
+    if (!host::IsSingleThreaded()) return;
     for (Lists& lists : cells_.All()) {
       for (List& list : lists) {
         while (void* block = list.Take()) ::operator delete(block);
