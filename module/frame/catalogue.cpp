@@ -71,16 +71,13 @@ HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** out) noexcept {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!module.attached) return E_UNEXPECTED;
-  for (CatalogueRow* row = Catalogue(); row->classId; ++row) {
-    if (row->firstWord != classId.Data1 || !IsEqualCLSID(*row->classId, classId)) continue;
-    if (!row->classObjectCreator) continue;
-    if (!row->classObject.load(std::memory_order_acquire)) {
-      const HRESULT result = MakeClassObject(*row);
-      if (FAILED(result)) return result;
-    }
-    return row->classObject.load(std::memory_order_acquire)->QueryInterface(iid, out);
+  CatalogueRow* const row = FindRow(classId);
+  if (!row || !row->classObjectCreator) return CLASS_E_CLASSNOTAVAILABLE;
+  if (!row->classObject.load(std::memory_order_acquire)) {
+    const HRESULT result = MakeClassObject(*row);
+    if (FAILED(result)) return result;
   }
-  return CLASS_E_CLASSNOTAVAILABLE;
+  return row->classObject.load(std::memory_order_acquire)->QueryInterface(iid, out);
 }
 
 HRESULT CanUnloadNow() noexcept {

@@ -12,7 +12,6 @@ namespace rastel {
 // One creatable class.
 struct CatalogueRow {
   const CLSID* classId;  // null in the row that closes the table
-  DWORD firstWord;       // of the identifier, so that looking for one need not follow the pointers
   const char* name;
   WORD script;  // number of the class's registration script
   // Enters the class with the host (true) or removes it (false).
@@ -29,6 +28,8 @@ struct CatalogueRow {
 
 // The 21 rows and the closing one.
 CatalogueRow* Catalogue() noexcept;
+// The row of a class; null when there is none.
+CatalogueRow* FindRow(REFCLSID classId) noexcept;
 
 // Module entry and exit: the handle and the lock of the module, the rows' object mains, and on exit
 // the cached class objects.
