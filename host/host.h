@@ -4,6 +4,7 @@
 #pragma once
 
 #include "host/base/last_error.h"
+#include "host/classes/apartments.h"
 #include "host/classes/creation.h"
 #include "host/classes/free_threaded_marshaler.h"
 #include "host/classes/identifiers.h"

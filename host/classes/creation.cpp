@@ -39,15 +39,6 @@ class HostClassFactory final
 
 namespace {
 
-constexpr DWORD kApartmentFlag = COINIT_APARTMENTTHREADED;
-constexpr DWORD kIgnoredApartmentFlags = 0x4 | 0x8;
-
-struct Apartment {
-  std::size_t entries = 0;
-  DWORD kind = 0;
-};
-constinit thread_local Apartment apartment;
-
 template <class Body>
 HRESULT ClassCall(Body&& body) noexcept {
   return Guarded<HRESULT>(E_OUTOFMEMORY, E_UNEXPECTED, std::forward<Body>(body));
@@ -73,8 +64,10 @@ using OfferedFactoryPointer = std::shared_ptr<OfferedFactory>;
 // Never destroyed, as the factories' modules may be gone by then.
 class OfferedFactories {
  public:
+  bool AreNone() const noexcept { return count_.load(std::memory_order_acquire) == 0; }
+
   OfferedFactoryPointer Find(REFCLSID classId) noexcept {
-    if (count_.load(std::memory_order_acquire) == 0) return nullptr;
+    if (AreNone()) return nullptr;
     std::lock_guard lock(mutex_);
     for (const auto& [cookie, offered] : factories_) {
       const bool isInProcess = (offered->context & CLSCTX_INPROC_SERVER) != 0;
@@ -114,7 +107,9 @@ struct FoundClass {
   OfferedFactoryPointer offered;
 };
 
-HRESULT FindFactory(REFCLSID classId, FoundClass& found, REFIID iid, void** factory) {
+// One that does not come from a module at all or from one that is still to be found or loaded.
+[[gnu::noinline]] HRESULT LookForFactory(REFCLSID classId, FoundClass& found, REFIID iid,
+                                         void** factory) {
   found.offered = TheOnly<OfferedFactories>().Find(classId);
   if (found.offered != nullptr) return found.offered->factory->QueryInterface(iid, factory);
   if (CreateObject* create = FindHostClass(classId)) {
@@ -122,7 +117,14 @@ HRESULT FindFactory(REFCLSID classId, FoundClass& found, REFIID iid, void** fact
     return hostFactory->QueryInterface(iid, factory);
   }
   const HRESULT hr = TheOnly<ClassModules>().BeginCall(classId, found.module);
-  return FAILED(hr) ? hr : found.module.module().getClassObject(classId, iid, factory);
+  return FAILED(hr) ? hr : found.module.module().GetClassObject(classId, iid, factory);
+}
+
+HRESULT FindFactory(REFCLSID classId, FoundClass& found, REFIID iid, void** factory) {
+  const bool isKnown = TheOnly<OfferedFactories>().AreNone() &&
+                       TheOnly<ClassModules>().BeginKnownCall(classId, found.module);
+  return isKnown ? found.module.module().GetClassObject(classId, iid, factory)
+                 : LookForFactory(classId, found, iid, factory);
 }
 
 HRESULT CreateByFactory(REFCLSID classId, IUnknown* outer, REFIID iid, void** out) {
@@ -140,24 +142,6 @@ HRESULT CreateByFactory(REFCLSID classId, IUnknown* outer, REFIID iid, void** ou
 }  // namespace host
 
 using namespace host;
-
-HRESULT CoInitialize(LPVOID reserved) noexcept {
-  return CoInitializeEx(reserved, COINIT_APARTMENTTHREADED);
-}
-
-HRESULT CoInitializeEx(LPVOID reserved, DWORD flags) noexcept {
-  if (reserved != nullptr || (flags & ~(kApartmentFlag | kIgnoredApartmentFlags)) != 0) {
-    return E_INVALIDARG;
-  }
-  const DWORD kind = flags & kApartmentFlag;
-  if (apartment.entries > 0 && apartment.kind != kind) return RPC_E_CHANGED_MODE;
-  apartment.kind = kind;
-  return ++apartment.entries == 1 ? S_OK : S_FALSE;
-}
-
-void CoUninitialize() noexcept {
-  if (apartment.entries > 0) --apartment.entries;
-}
 
 HRESULT CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD context, REFIID iid,
                          LPVOID* out) noexcept {
@@ -205,7 +189,7 @@ HRESULT CoRevokeClassObject(DWORD cookie) noexcept {
 void CoFreeUnusedLibraries() noexcept {
   host::FreeSpareBlocks();
   ClassCall([]() -> HRESULT {
-    TheOnly<ClassModules>().FreeUnused();
+    TheOnly<ClassModules>().FreeUnused(std::chrono::steady_clock::now());
     return S_OK;
   });
 }

@@ -4,8 +4,7 @@
 // (HKEY_CLASSES_ROOT\CLSID\{...}\InprocServer32), whose module is loaded once and asked for
 // DllGetClassObject. Which module a class has is remembered until the registry changes; a change by
 // another process is noticed at the next look-up there. All classes live in the process and in
-// every thread: apartments are counted but have no effect, and every call here works on threads
-// that never called CoInitializeEx. No lock of the host is held while foreign code runs.
+// every thread. No lock of the host is held while foreign code runs.
 #pragma once
 
 #include "host/base/interfaces.h"
@@ -15,14 +14,6 @@
 struct COSERVERINFO;
 using LPUNKNOWN = IUnknown*;
 using LPDWORD = DWORD*;
-
-// Enters the calling thread into an apartment: S_OK the first time, S_FALSE afterwards,
-// RPC_E_CHANGED_MODE when the thread is in one of the other kind, E_INVALIDARG for a reserved
-// pointer or unknown flags. Each S_OK and S_FALSE is undone by one CoUninitialize. CoInitialize
-// asks for COINIT_APARTMENTTHREADED.
-RASTEL_HOST_API HRESULT CoInitialize(LPVOID reserved) noexcept;
-RASTEL_HOST_API HRESULT CoInitializeEx(LPVOID reserved, DWORD flags) noexcept;
-RASTEL_HOST_API void CoUninitialize() noexcept;
 
 // Makes an object by one CreateInstance(outer, iid) on the class's factory and passes its result
 // on. E_POINTER for a null out; on every failure *out is null. Only contexts with
@@ -48,10 +39,11 @@ RASTEL_HOST_API HRESULT CoRegisterClassObject(REFCLSID classId, LPUNKNOWN factor
 RASTEL_HOST_API HRESULT CoRevokeClassObject(DWORD cookie) noexcept;
 
 // Unloads the modules whose DllCanUnloadNow says S_OK and in which no call of this host is under
-// way. What a client calls by its own pointers is not known here: as a module's factories do not
-// keep it loaded, a client that holds one locks it with LockServer, and nobody may release the last
-// object of a module in one thread while another one is in here. Memory of streams that the host
-// keeps to use again goes back to the system.
+// way: at once what only the calling thread has called, in an apartment of its own. Other threads
+// may still be on their way out of a Release, which nobody counts, so what they may have called
+// goes ten minutes after it was first seen unused here. A module's factories do not keep it loaded:
+// a client that holds one locks it with LockServer. Memory of streams that the host keeps to use
+// again goes back to the system.
 RASTEL_HOST_API void CoFreeUnusedLibraries() noexcept;
 
 // The class behind a ProgID: its key's CLSID. CO_E_CLASSSTRING if there is none (*classId is zero),

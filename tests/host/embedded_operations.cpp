@@ -1,12 +1,32 @@
 // SPDX-License-Identifier: MIT
 // What only the embedded host has: resources by call, memory that runs out.
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <set>
 
 #include "tests/host/host_operations.h"
 #include "tests/host/registry_text.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/child_process.h"
+
+namespace tests::facts {
+namespace {
+
+// What rows have let go by on the program's clock.
+std::atomic<UINT> secondsAhead{0};
+
+}  // namespace
+}  // namespace tests::facts
+
+// Stands in front of the system's.
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
+  const auto result = syscall(SYS_clock_gettime, clock, now);
+  now->tv_sec += tests::facts::secondsAhead;
+  return static_cast<int>(result);
+}
 
 namespace tests::facts {
 namespace {
@@ -125,6 +145,7 @@ std::string Starved(Words& words) {
 
 const MoreOperations kOperations(Operations{
     {"Starved", Starved},
+    {"Later", Of(+[](UINT seconds) { return secondsAhead += seconds, 0; })},
     {"DecodeEverySequence", DecodeEverySequence},
     {"GetACP", Of(GetACP)},
     {"GetModuleFileNameW", ModuleFileName},
