@@ -142,6 +142,16 @@ void ReverseRun(std::byte* to, const std::byte* from, std::size_t runBytes) {
   });
 }
 
+// The ends of rows lie too far from each other for the processor to foresee them; asked for some
+// rows ahead, they are there when they are written. What lies behind the plane is asked for in
+// vain.
+constexpr std::size_t kRowsAhead = 16;
+
+void Foresee(const std::byte* end, std::size_t bytes) {
+  __builtin_prefetch(end, 1);
+  if (bytes > 16) __builtin_prefetch(end + bytes - 1, 1);
+}
+
 // The right margin of a row and the left margin of the next are one run.
 void ClearMargins(const PlaneBytes& plane) {
   const std::size_t wholeRows = plane.marginRows * plane.stride + plane.margin;
@@ -150,6 +160,7 @@ void ClearMargins(const PlaneBytes& plane) {
   WithChunkFor<1>(2 * plane.margin,
                   [&]<std::size_t kBytes>(std::integral_constant<std::size_t, kBytes>) {
                     for (std::size_t y = 1; y < plane.interiorRows; ++y, gap += plane.stride) {
+                      Foresee(gap + kRowsAhead * plane.stride, 2 * plane.margin);
                       ClearRun<kBytes>(gap, 2 * plane.margin);
                     }
                   });
@@ -160,6 +171,7 @@ template <class Side>
 void ForEachInteriorRow(const PlaneBytes& plane, const Side& fillSides) {
   std::byte* row = plane.Row(plane.marginRows);
   for (std::size_t y = 0; y < plane.interiorRows; ++y, row += plane.stride) {
+    Foresee(row + kRowsAhead * plane.stride - plane.margin, 2 * plane.margin);
     fillSides(row, row + plane.margin + plane.interior);
   }
 }
