@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -77,11 +78,20 @@ class Members {
   // The place of a name in the hash, or the empty one where it would stand. A getter and a putter
   // share name and id.
   UINT& PlaceOf(std::basic_string_view<OLECHAR> name) const noexcept {
+    // Names of one interface hardly agree in all of these.
     std::size_t hash = name.size();
-    for (const OLECHAR unit : name) hash = hash * 31 + unit;
+    if (!name.empty()) {
+      for (const OLECHAR unit : {name.front(), name[name.size() / 2], name.back()}) {
+        hash = hash * 31 + unit;
+      }
+    }
     std::size_t at = hash & lastPlace_;
-    while (places_[at] != 0 && rows_[places_[at] - 1].View() != name) at = (at + 1) & lastPlace_;
+    while (places_[at] != 0 && !IsSame(rows_[places_[at] - 1], name)) at = (at + 1) & lastPlace_;
     return places_[at];
+  }
+  static bool IsSame(const Member& row, std::basic_string_view<OLECHAR> name) noexcept {
+    return row.nameLength == name.size() &&
+           std::memcmp(row.name, name.data(), name.size() * sizeof(OLECHAR)) == 0;
   }
 
   const Member* begin() const noexcept { return rows_.get(); }

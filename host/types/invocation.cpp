@@ -6,6 +6,7 @@
 #include "host/services/error_objects.h"
 #include "host/values/conversion.h"
 #include "host/values/strings.h"
+#include "host/values/variant_types.h"
 #include "host/values/variants.h"
 
 namespace host {
@@ -274,6 +275,50 @@ void FillException(EXCEPINFO& exception, HRESULT code) {
   info->Release();
 }
 
+constexpr std::uint64_t kNumberTypes =
+    TypeRange(VT_I2, VT_DATE) | TypeRange(VT_BOOL, VT_BOOL) | TypeRange(VT_I1, VT_UINT);
+
+// Whether the member only gives a number: the commonest call of all.
+bool GivesNumber(const HostTypeMember& member) noexcept {
+  if (member.parameterCount != 1 || !IsReturned(member.parameters[0])) return false;
+  const HostTypeUse& use = member.parameters[0].use;
+  return use.pointers == 1 && !use.isArray && IsOneOf(use.type, kNumberTypes);
+}
+
+// Its bytes move as what they are: wider ones would wait for the callee's to reach memory.
+void GiveNumber(VARIANT& result, VARTYPE type, const LONGLONG& number) noexcept {
+  result = {};
+  result.vt = type == VT_INT ? VARTYPE{VT_I4} : type == VT_UINT ? VARTYPE{VT_UI4} : type;
+  switch (ValueBytes(type)) {
+    case 1:
+      std::memcpy(&result.llVal, &number, 1);
+      break;
+    case 2:
+      std::memcpy(&result.llVal, &number, 2);
+      break;
+    case 4:
+      std::memcpy(&result.llVal, &number, 4);
+      break;
+    default:
+      result.llVal = number;
+  }
+}
+
+HRESULT AskForNumber(const HostTypeMember& member, void* instance, VARIANT* result,
+                     EXCEPINFO* exception) {
+  LONGLONG number = 0;
+  void* reference = &number;
+  void* passed[] = {&reference};
+  const HRESULT made = member.call(instance, passed);
+  if (FAILED(made)) {
+    if (result != nullptr) VariantInit(result);
+    if (exception != nullptr) FillException(*exception, made);
+    return DISP_E_EXCEPTION;
+  }
+  if (result != nullptr) GiveNumber(*result, member.parameters[0].use.type, number);
+  return S_OK;
+}
+
 }  // namespace
 
 HRESULT InvokeMember(const TypeLibrary& library, const HostTypeMember& member, void* instance,
@@ -282,6 +327,9 @@ HRESULT InvokeMember(const TypeLibrary& library, const HostTypeMember& member, v
   if (member.kind == INVOKE_PROPERTYPUT &&
       (params.cNamedArgs == 0 || params.rgdispidNamedArgs[0] != DISPID_PROPERTYPUT)) {
     return DISP_E_PARAMNOTFOUND;
+  }
+  if (params.cArgs == 0 && GivesNumber(member)) {
+    return AskForNumber(member, instance, result, exception);
   }
   if (member.parameterCount > kHostMostParameters) return DISP_E_BADVARTYPE;
   Call call(library, member);
