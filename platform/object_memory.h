@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The memory of objects: clients make and drop small objects all the time, views of a picture above
-// all, and so a thread keeps a few blocks of each size for the next ones. Sanitizers see every
-// object's own allocation.
+// The memory of objects and of what they hold: clients make and drop small objects all the time,
+// views of a picture above all, and so a thread keeps some blocks of each size for the next ones.
+// Sanitizers see every object's own allocation.
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <new>
 
@@ -13,6 +14,28 @@
 
 namespace platform {
 
+// Which blocks lie in one list.
+struct BlockSizes {
+  static constexpr std::size_t kStep = 64;
+  // Up to here a list has blocks of one size; beyond, of sizes that differ by less than half.
+  static constexpr std::size_t kOneSizeBytes = 768;
+  // Larger blocks are not kept.
+  static constexpr std::size_t kMostBytes = 16 * 1024;
+
+  static constexpr std::size_t RoundedUp(std::size_t bytes) noexcept {
+    return (bytes + kStep - 1) / kStep * kStep;
+  }
+  static constexpr std::size_t ListOf(std::size_t bytes) noexcept {
+    const std::size_t steps = RoundedUp(bytes) / kStep;
+    constexpr std::size_t kOneSize = kOneSizeBytes / kStep;
+    if (steps <= kOneSize) return steps - 1;
+    // Two for each doubling.
+    const auto width = static_cast<std::size_t>(std::bit_width(steps));
+    constexpr std::size_t kFirst = std::size_t{std::bit_width(kOneSize + 1)} * 2;
+    return kOneSize + width * 2 + (steps >> (width - 2) & 1) - kFirst;
+  }
+};
+
 class ObjectMemory {
  public:
   // While a process ends other threads may still make objects; their blocks stay then.
@@ -20,65 +43,71 @@ class ObjectMemory {
     if (!host::IsSingleThreaded()) return;
     for (Lists& lists : cells_.All()) {
       for (List& list : lists) {
-        while (void* block = list.Take()) ::operator delete(block);
+        while (void* block = list.Take(0)) ::operator delete(block);
       }
     }
   }
 
   // Null without memory.
   void* Allocate(std::size_t bytes) noexcept {
-    if (List* const list = ListOf(bytes)) {
-      if (void* block = list->Take()) return block;
-      bytes = RoundedUp(bytes);
+    if (bytes <= kMostBytes) {
+      if (Lists* const lists = OwnLists()) {
+        if (void* block = (*lists)[BlockSizes::ListOf(bytes)].Take(BlockSizes::RoundedUp(bytes)))
+          return block;
+      }
+      bytes = BlockSizes::RoundedUp(bytes);
     }
     return ::operator new(bytes, std::nothrow);
   }
+  // Of as many bytes as it was allocated with.
   void Free(void* block, std::size_t bytes) noexcept {
-    List* const list = ListOf(bytes);
-    if (!list || !list->Keep(block)) ::operator delete(block);
+    if (bytes <= kMostBytes) {
+      Lists* const lists = OwnLists();
+      if (lists && (*lists)[BlockSizes::ListOf(bytes)].Keep(block, BlockSizes::RoundedUp(bytes)))
+        return;
+    }
+    ::operator delete(block);
   }
 
+  static constexpr std::size_t kMostBytes = BlockSizes::kMostBytes;
+
  private:
-  static constexpr std::size_t kStep = 64;
-  static constexpr std::size_t kSizes = 12;
   // As many as the tiles of a picture are.
-  static constexpr std::size_t kMostKept = 100;
+  static constexpr std::size_t kMostOfOneSize = 100;
+  static constexpr std::size_t kMostOfMany = 4;
 
   struct List {
     struct Block {
       Block* next;
+      std::size_t bytes;
     };
     Block* first = nullptr;
     std::size_t count = 0;
 
-    void* Take() noexcept {
+    void* Take(std::size_t bytes) noexcept {
       Block* const block = first;
-      if (!block) return nullptr;
+      if (!block || block->bytes < bytes) return nullptr;
       first = block->next;
       --count;
       return block;
     }
-    bool Keep(void* memory) noexcept {
-      if (count == kMostKept) return false;
-      first = new (memory) Block{first};
+    bool Keep(void* memory, std::size_t bytes) noexcept {
+      if (count >= (bytes <= BlockSizes::kOneSizeBytes ? kMostOfOneSize : kMostOfMany))
+        return false;
+      first = new (memory) Block{first, bytes};
       ++count;
       return true;
     }
   };
-  using Lists = std::array<List, kSizes>;
 
-  static constexpr std::size_t RoundedUp(std::size_t bytes) noexcept {
-    return (bytes + kStep - 1) / kStep * kStep;
-  }
-  // Null where blocks of the size are not kept.
-  List* ListOf([[maybe_unused]] std::size_t bytes) noexcept {
+  using Lists = std::array<List, BlockSizes::ListOf(kMostBytes) + 1>;
+
+  // Null where no blocks are kept.
+  Lists* OwnLists() noexcept {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     return nullptr;
 #else
-    const std::size_t size = (bytes - 1) / kStep;
-    if (size >= kSizes) return nullptr;
-    Lists* const own = cells_.Own();
-    return own ? &(*own)[size] : nullptr;
+    return cells_.Own();
 #endif
   }
 

@@ -4,10 +4,12 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <utility>
 
 #include "platform/large_pages.h"
+#include "platform/object_memory.h"
 
 namespace rastel {
 namespace {
@@ -88,10 +90,18 @@ class KeptBlocks {
 
 KeptBlocks keptBlocks;
 
+constexpr bool IsSmall(std::size_t bytes) noexcept {
+  return bytes <= platform::ObjectMemory::kMostBytes - kSlack;
+}
+
 MemoryBlock Allocate(std::size_t bytes, bool isZero) noexcept {
   if (bytes > SIZE_MAX - kSlack) return {};
-  const auto allocate = [&] {
-    return isZero ? std::calloc(bytes + kSlack, 1) : std::malloc(bytes + kSlack);
+  const auto allocate = [&]() -> void* {
+    if (!IsSmall(bytes)) {
+      return isZero ? std::calloc(bytes + kSlack, 1) : std::malloc(bytes + kSlack);
+    }
+    void* const block = platform::objectMemory.Allocate(bytes + kSlack);
+    return block && isZero ? std::memset(block, 0, bytes + kSlack) : block;
   };
   void* allocated = allocate();
   if (!allocated) {
@@ -119,7 +129,11 @@ MemoryBlock TakeZeroBlock(std::size_t bytes) noexcept { return Allocate(bytes, t
 
 void GiveBlockBack(MemoryBlock block) noexcept {
   if (block.bytes >= kLarge && keptBlocks.Keep(block)) return;
-  std::free(block.allocated);
+  if (block.allocated && IsSmall(block.bytes)) {
+    platform::objectMemory.Free(block.allocated, block.bytes + kSlack);
+  } else {
+    std::free(block.allocated);
+  }
 }
 
 void FreeKeptBlocks() noexcept { keptBlocks.Free(); }

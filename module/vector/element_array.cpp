@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "module/frame/exceptions.h"
+#include "platform/object_memory.h"
 
 namespace rastel {
 namespace {
@@ -16,6 +17,9 @@ constexpr std::byte kZeros[4096]{};
 bool IsZero(const std::byte* chunk, std::size_t bytes) noexcept {
   return bytes == sizeof kZeros && std::memcmp(chunk, kZeros, bytes) == 0;
 }
+
+// What is not large becomes resident anyway, and is written once only.
+constexpr bool IsLarge(std::size_t bytes) noexcept { return bytes >= std::size_t{1} << 20; }
 
 // Both leave alone what is zero already, so that nothing becomes resident for it.
 
@@ -49,15 +53,13 @@ void Release(VARIANT value) noexcept { VariantClear(&value); }
 SharedBlock SharedBlock::TryAllocate(std::size_t bytes, const void* content,
                                      std::size_t used) noexcept {
   SharedBlock block;
-  // What is not large becomes resident anyway, and is written once only.
-  constexpr std::size_t kLarge = std::size_t{1} << 20;
-  const bool isLarge = bytes >= kLarge;
+  const std::size_t allBytes = sizeof(Header) + bytes;
   void* const memory =
-      isLarge ? std::calloc(1, sizeof(Header) + bytes) : std::malloc(sizeof(Header) + bytes);
+      IsLarge(allBytes) ? std::calloc(1, allBytes) : platform::objectMemory.Allocate(allBytes);
   if (!memory) return block;
-  block.header_ = new (memory) Header{1};
+  block.header_ = new (memory) Header{1, allBytes};
   auto* const target = static_cast<std::byte*>(block.Get());
-  if (isLarge) {
+  if (IsLarge(allBytes)) {
     CopyToZeroed(target, content, used);
   } else {
     if (used > 0) std::memcpy(target, content, used);
@@ -69,9 +71,14 @@ SharedBlock SharedBlock::TryAllocate(std::size_t bytes, const void* content,
 SharedBlock::~SharedBlock() {
   if (!header_) return;
   // Nobody can take a count while the only one is here.
-  if (header_->holders.load(std::memory_order_acquire) == 1 ||
-      header_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+  if (header_->holders.load(std::memory_order_acquire) != 1 &&
+      header_->holders.fetch_sub(1, std::memory_order_acq_rel) != 1) {
+    return;
+  }
+  if (IsLarge(header_->bytes)) {
     std::free(header_);
+  } else {
+    platform::objectMemory.Free(header_, header_->bytes);
   }
 }
 

@@ -47,6 +47,7 @@ class SharedBlock {
  private:
   struct alignas(16) Header {
     std::atomic<std::size_t> holders;
+    std::size_t bytes;  // with the header
   };
 
   Header* header_ = nullptr;
