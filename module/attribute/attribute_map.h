@@ -205,6 +205,10 @@ class SpecialAttributeImpl : public MapSlots<Traits, Map> {
         other.attributes_.Share(held);
       } else {
         for (const Item& attribute : typename Store::AttributeRange(held)) {
+          if (!IsForeign(attribute.value)) {
+            other.attributes_.Share(attribute);
+            continue;
+          }
           CComVariant value = GetRealCopyOfVariant(attribute.value);
           other.attributes_.Add(Item::New(attribute.Key(), std::move(value)));
         }

@@ -101,6 +101,9 @@ class AttributeStore {
     return true;
   }
 
+  // Adds an attribute of another store, which keeps it as well.
+  void Share(const Item& attribute) { Add(ItemPointer(const_cast<Item*>(&attribute))); }
+
   // Adds an attribute; false if its key is there. Keys best come in order. Raises std::bad_alloc.
   bool Add(ItemPointer attribute) {
     const Sought sought = attribute->Key();
