@@ -7,6 +7,10 @@
 #include <limits>
 #include <type_traits>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace rastel {
 
 // Values outside the limits of T become the limit; limits are inclusive. NaN stays NaN.
@@ -18,15 +22,25 @@ constexpr double ClampToElement(double value) noexcept {
   return kHigh < value ? kHigh : value;
 }
 
+// Without the fraction; the lowest number for NaN and for what 64 bits do not hold.
+constexpr std::int64_t WholeOf(double value) noexcept {
+#ifdef __SSE2__
+  if (!std::is_constant_evaluated()) return _mm_cvttsd_si64(_mm_set_sd(value));
+#endif
+  constexpr double kEnd = 9223372036854775808.0;
+  return value >= -kEnd && value < kEnd ? static_cast<std::int64_t>(value)
+                                        : std::numeric_limits<std::int64_t>::lowest();
+}
+
 // Clamped, and truncated toward zero for integers. NaN becomes the lowest 32-bit value in signed
 // 32 bits and 0 in the other integers, whose width cuts the indefinite value's low bits off.
 template <class T>
 constexpr T ElementFromDouble(double value) noexcept {
   if constexpr (std::is_integral_v<T>) {
     // What fits, as nearly all values do.
-    if (value >= static_cast<double>(std::numeric_limits<T>::lowest()) &&
-        value <= static_cast<double>(std::numeric_limits<T>::max())) {
-      return static_cast<T>(static_cast<std::int64_t>(value));
+    const std::int64_t whole = WholeOf(value);
+    if (whole >= std::numeric_limits<T>::lowest() && whole <= std::numeric_limits<T>::max()) {
+      return static_cast<T>(whole);
     }
   }
   const double clamped = ClampToElement<T>(value);

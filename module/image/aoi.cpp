@@ -185,7 +185,8 @@ HRESULT AoiState::MoveTo(LONG x, LONG y) noexcept {
   return S_OK;
 }
 
-HRESULT AoiState::MoveBy(LONG dx, LONG dy) noexcept {
+// Dragging moves a rectangle in small steps: one call for all.
+[[gnu::flatten]] HRESULT AoiState::MoveBy(LONG dx, LONG dy) noexcept {
   return MoveTo(WrapAdd(rect.x, dx), WrapAdd(rect.y, dy));
 }
 

@@ -124,7 +124,7 @@ class ComImageBase : public IUnknown {
     return isWritten_.load(std::memory_order_relaxed) ? reachableElements_ : loadedElements_;
   }
   // To be called before anything but a load writes, or may write.
-  void MarkWritten() noexcept {
+  [[gnu::always_inline]] void MarkWritten() noexcept {
     if (!isWritten_.load(std::memory_order_relaxed)) {
       isWritten_.store(true, std::memory_order_relaxed);
     }
