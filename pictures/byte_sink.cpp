@@ -92,7 +92,7 @@ bool Settle(std::FILE* file) {
 void MemorySink::Write(const void* bytes, std::size_t count) {
   const auto at = static_cast<std::size_t>(position_);
   if (at + count > bytes_.size()) bytes_.resize(at + count);
-  std::memcpy(bytes_.data() + at, bytes, count);
+  if (count > 0) std::memcpy(bytes_.data() + at, bytes, count);
   position_ += count;
 }
 

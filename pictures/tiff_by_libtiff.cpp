@@ -171,7 +171,7 @@ std::optional<PixelType> TypeOf(int format, int bits) {
 class Reader final : public PictureReader {
  public:
   Reader(ByteSource& source, int page) : source_(source), file_(source) {
-    const int pages = TIFFNumberOfDirectories(file_.get());
+    const auto pages = static_cast<int>(TIFFNumberOfDirectories(file_.get()));
     if (page < 1 || page > pages || page > 0xFFFF) {
       source.Fail("has " + std::to_string(pages) + (pages == 1 ? " page" : " pages"));
     }
