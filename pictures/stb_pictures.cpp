@@ -5,6 +5,7 @@
 #include <span>
 
 #include "pictures/formats.h"
+#include "pictures/jpeg_tables.h"
 #include "pictures/stb_decoder.h"
 
 namespace pictures {
@@ -81,6 +82,7 @@ class Reader final : public PictureReader {
  public:
   explicit Reader(ByteSource& source) : source_(source) {
     const int first = source.Next();
+    if (first == 0xFF) CheckHuffmanTables(source);
     ReadStbSizes(source, header_);
     if (first == '#') header_.type = PixelType::kFloat;
     // Entropy coding stands for no more.
