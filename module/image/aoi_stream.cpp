@@ -90,6 +90,48 @@ class FieldWriter {
   HRESULT result_ = S_OK;
 };
 
+// What is written of each plane: rows of so many elements, so many apart.
+struct PlaneRows {
+  std::int64_t elements;
+  std::int64_t step;
+  LONG rows;
+};
+
+// Planes that lie in the block as a whole, from this one on, which begins at `first`, without a
+// look at each: a stream may state as many as it likes. Gives how many were written; none into a
+// stream that is called, and may call back, for each.
+LONG WriteWholePlanes(const AoiState& state, StreamWriter& writer, LONG plane, LONG first,
+                      const PlaneRows& each) {
+  const ComImageBase& image = *state.image;
+  const std::int64_t planeStep = image.geometry().planeElements;
+  if (!writer.CallsNobody() || !state.planeMask.AreAllSelected() || planeStep < 1 ||
+      each.elements < 1 || each.step < 1 || each.rows < 1) {
+    return 0;
+  }
+  const std::int64_t reach = (each.rows - 1) * each.step + each.elements;
+  const std::int64_t room =
+      (std::min)(image.reachableElements() - reach, image.blockElements() - 1) - first;
+  if (room < 0) return 0;
+  const std::int64_t left = (std::min)(state.planeCount, image.planes()) - plane;
+  const auto planes = static_cast<LONG>((std::min)(room / planeStep + 1, left));
+  const ULONG rowBytes = BytesOf({first, each.elements}, image);
+  if (CNullDeviceStream* const counter = writer.Counter()) {
+    counter->SetCount(counter->Count() + ULONGLONG{rowBytes} * static_cast<ULONG>(each.rows) *
+                                             static_cast<ULONG>(planes));
+    return planes;
+  }
+  const auto elementBytes = static_cast<std::ptrdiff_t>(image.elementBytes());
+  if (each.rows == 1) {
+    writer.WriteRows(image.Address(first), rowBytes, planeStep * elementBytes, planes);
+    return planes;
+  }
+  for (LONG i = 0; i < planes; ++i) {
+    writer.WriteRows(image.Address(first + i * planeStep), rowBytes, each.step * elementBytes,
+                     each.rows);
+  }
+  return planes;
+}
+
 // Results of the writes of pixels do not count.
 void WriteRectangle(const AoiState& state, StreamWriter& writer, const Place& place) {
   if (!state.image) writer.Close();  // that will be reported
@@ -108,6 +150,12 @@ void WriteRectangle(const AoiState& state, StreamWriter& writer, const Place& pl
       return;
     }
     const std::int64_t elements = ElementsOfCall(place.TotalWidth(), 1, image->elementBytes());
+    const LONG whole =
+        WriteWholePlanes(state, writer, plane, first, {elements, step, place.TotalHeight()});
+    if (whole > 0) {
+      plane += whole - 1;
+      continue;
+    }
     LONG row = 0;
     // Whole rows first; what the block cuts off of the others is clipped.
     const std::int64_t room = image->reachableElements() - first - elements;
@@ -142,8 +190,13 @@ HRESULT WriteBuffer(const AoiState& state, StreamWriter& writer) {
     LONG first = 0;
     if (FAILED(sibling.PixelIndex(0, 0, plane, &first))) break;
     const ComImageBase& image = *sibling.image;
-    const ElementRange run =
-        image.ClipRun(first, ElementsOfCall(width, height, image.elementBytes()));
+    const std::int64_t elements = ElementsOfCall(width, height, image.elementBytes());
+    const LONG whole = WriteWholePlanes(sibling, writer, plane, first, {elements, 1, 1});
+    if (whole > 0) {
+      plane += whole - 1;
+      continue;
+    }
+    const ElementRange run = image.ClipRun(first, elements);
     if (run.count > 0) writer.Write(image.Address(run.first), BytesOf(run, image));
   }
   return S_OK;

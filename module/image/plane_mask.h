@@ -20,6 +20,7 @@ class PlaneMask {
 
   // The plane must be in 0 .. planes - 1. Deselecting may raise std::bad_alloc.
   bool IsSelected(LONG plane) const noexcept;
+  bool AreAllSelected() const noexcept { return words_.empty(); }
   void Select(LONG plane, bool selected);
 
  private:

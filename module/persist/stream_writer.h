@@ -76,6 +76,8 @@ class StreamWriter {
   // So many bytes are still to come: memory that is had for the next of them may be had for all.
   void Expect(ULONGLONG bytes) noexcept { hoped_ = bytes; }
 
+  // Whether what is written goes to memory or is counted, and nobody can act meanwhile.
+  bool CallsNobody() const noexcept { return counter_ || memory_; }
   // The stream behind all that was written, for somebody else to write to.
   IStream* Stream() noexcept {
     Close();

@@ -6,6 +6,7 @@
 
 #include "module/persist/zeroed_memory.h"
 #include "platform/class_factory.h"
+#include "platform/com_ptr.h"
 #include "platform/platform.h"
 
 namespace rastel {
@@ -36,6 +37,17 @@ class CInternalClassHolder
   STDMETHODIMP Save(IStream* stream, BOOL clearDirty) override;
   STDMETHODIMP GetSizeMax(ULARGE_INTEGER* size) override;
 
+  // The holder that a pointer leads to, told by its slot table and without a call; null for any
+  // other object.
+  static CInternalClassHolder* Behind(IUnknown* object) noexcept;
+
+  REFCLSID ClassId() const noexcept { return m_ClassId; }
+  // As many as a Save writes.
+  ULONG SavedBytes() const noexcept { return static_cast<ULONG>(m_ByteCount); }
+  // Becomes, from a new holder, a copy of what the other one saves. The bytes are the other one's,
+  // so that those that a stream stated and did not bring are not touched.
+  void ShareBytes(CInternalClassHolder& other) noexcept;
+
   // Takes the next bytes of the stream, as many as size says cut to 32 bits, and gives the result
   // of that one Read; what it does not deliver is zero. Raises std::bad_alloc, and reads nothing,
   // if there is no room for size bytes. A holder that has bytes keeps their number and is filled
@@ -46,7 +58,10 @@ class CInternalClassHolder
   ~CInternalClassHolder() = default;
 
  private:
+  const BYTE* Bytes() const noexcept { return m_Owner ? m_Owner->Bytes() : m_Bytes.get(); }
+
   ZeroedMemory<BYTE> m_Bytes;
+  platform::ComPtr<CInternalClassHolder> m_Owner;  // of the bytes, where it is another one
   ULONGLONG m_ByteCount = 0;
   CLSID m_ClassId{};
 };

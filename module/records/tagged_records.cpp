@@ -159,6 +159,22 @@ HRESULT LoadObject(IStream* stream, IUnknown* object) {
   return persist->Load(stream);
 }
 
+// Null for a class that nobody has.
+ComPtr<IUnknown> MakeObject(REFCLSID classId) {
+  ComPtr<IUnknown> object;
+  CoCreateInstance(classId, nullptr, kCreationContext, IID_IUnknown, object.PutVoid());
+  return object;
+}
+
+// What stands in for an object of such a class.
+ComPtr<CInternalClassHolder> MakeHolder(REFCLSID classId) {
+  TellMissingClass(classId);
+  platform::CComObject<CInternalClassHolder>* made = nullptr;
+  platform::CComObject<CInternalClassHolder>::CreateInstance(&made);
+  if (!made) RaiseBadAllocation();
+  return ComPtr<CInternalClassHolder>(made);
+}
+
 HRESULT ReadTaggedObject(StreamReader& reader, VARIANT& variant) {
   IStream* const stream = reader.Stream();
   CLSID classId{};
@@ -170,16 +186,9 @@ HRESULT ReadTaggedObject(StreamReader& reader, VARIANT& variant) {
     return S_OK;
   }
 
-  ComPtr<IUnknown> object;
-  CoCreateInstance(classId, nullptr, kCreationContext, IID_IUnknown, object.PutVoid());
+  ComPtr<IUnknown> object = MakeObject(classId);
   ComPtr<CInternalClassHolder> holder;
-  if (!object) {
-    TellMissingClass(classId);
-    platform::CComObject<CInternalClassHolder>* made = nullptr;
-    platform::CComObject<CInternalClassHolder>::CreateInstance(&made);
-    if (!made) RaiseBadAllocation();
-    holder = ComPtr<CInternalClassHolder>(made);
-  }
+  if (!object) holder = MakeHolder(classId);
   ULONGLONG size = 0;
   result = reader.Get(size);
   if (FAILED(result)) return result;
@@ -256,9 +265,10 @@ ULONGLONG GetVariantStreamSize(const VARIANT& variant) {
   return counter.Count();
 }
 
-CComVariant GetRealCopyOfVariant(const VARIANT& source) {
-  if (!IsObjectType(source.vt)) return CComVariant(source);
-  const CComVariant counted(source);
+namespace {
+
+// Of a value that is an object, in a memory stream.
+ComPtr<IStream> TaggedRecordOf(const VARIANT& counted) {
   ULARGE_INTEGER bytes;
   bytes.QuadPart = GetVariantStreamSize(counted);
   ComPtr<IStream> stream;
@@ -271,8 +281,40 @@ CComVariant GetRealCopyOfVariant(const VARIANT& source) {
   WriteToStream(stream.Get(), counted);
   ULARGE_INTEGER position{};
   stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, &position);
+  return stream;
+}
+
+// As reading its record would be: the object, if its class is there by now.
+CComVariant CopyOfHolder(CInternalClassHolder& holder, const VARIANT& counted) {
+  ComPtr<IUnknown> object = MakeObject(holder.ClassId());
+  if (object) {
+    const ComPtr<IStream> stream = TaggedRecordOf(counted);
+    LARGE_INTEGER head{};
+    head.QuadPart = sizeof(VARTYPE) + sizeof(CLSID) + sizeof(ULONGLONG);
+    stream->Seek(head, STREAM_SEEK_SET, nullptr);
+    if (LoadObject(stream.Get(), object.Get()) != S_OK) return {};
+  } else {
+    const ComPtr<CInternalClassHolder> copy = MakeHolder(holder.ClassId());
+    copy->ShareBytes(holder);
+    copy->QueryInterface(IID_IUnknown, object.PutVoid());
+  }
+  CComVariant value;
+  value.vt = VT_UNKNOWN;
+  value.punkVal = object.Detach();
+  return value;
+}
+
+}  // namespace
+
+CComVariant GetRealCopyOfVariant(const VARIANT& source) {
+  if (!IsObjectType(source.vt)) return CComVariant(source);
+  const CComVariant counted(source);
+  CInternalClassHolder* const holder = CInternalClassHolder::Behind(counted.punkVal);
+  if (holder && holder->SavedBytes() > 0 && SUCCEEDED(NestedLevel().Result())) {
+    return CopyOfHolder(*holder, counted);
+  }
   CComVariant copy;
-  ReadFromStream(stream.Get(), copy);
+  ReadFromStream(TaggedRecordOf(counted).Get(), copy);
   return copy;
 }
 
