@@ -27,6 +27,9 @@ void RunAoi(Bytes input);
 void RunObjectReference(Bytes input);
 void RunRegistryFile(Bytes input);
 void RunRegistrationScript(Bytes input);
+// Whole files, as the tool is given them.
+void RunDump(Bytes input);
+void RunPicture(Bytes input);
 void RunCalls(Bytes input);
 
 inline constexpr Target kTargets[] = {
@@ -38,6 +41,8 @@ inline constexpr Target kTargets[] = {
     {"object_reference", RunObjectReference},
     {"registry_file", RunRegistryFile},
     {"registration_script", RunRegistrationScript},
+    {"dump", RunDump},
+    {"picture", RunPicture},
     {"calls", RunCalls},
 };
 

@@ -42,7 +42,7 @@ ROWS = {
     "bench": CLIENT + ["client", "module"],
     # As a program sees it.
     "bench/peers": CLIENT + ["client"],
-    "fuzz": CLIENT + ["module", "host", "tests"],
+    "fuzz": CLIENT + ["client", "module", "host", "tools", "picture_aoi", "pictures", "tests"],
     "tests": CLIENT + ["client", "module", "host", "types", "examples", "tools", "pictures", "picture_aoi"],
 }
 

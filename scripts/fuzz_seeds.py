@@ -41,6 +41,17 @@ def classes():
         yield name, struct.pack("<IHH8B", *n)
 
 
+def session_files(identifiers):
+    """Small files that sessions of the tool make by their command `bytes`."""
+    for path in sorted((DATA / "tool").iterdir()):
+        lines = re.sub("\n> {7}", " ", path.read_text())
+        for words in re.findall(r"^\$ bytes (.*) > \S+$", lines, re.MULTILINE):
+            words = re.sub(r"\b(\d+)x\( ([^()]*) \)", lambda m: (m[2] + " ") * int(m[1]), words)
+            words = "".join(identifiers[word].hex() if word in identifiers else word for word in words.split())
+            if re.fullmatch("([0-9A-Fa-f]{2}){1,4096}", words):
+                yield bytes.fromhex(words)
+
+
 def write_seeds(folder):
     known = list(classes())
     for target, (ending, samples) in KINDS.items():
@@ -48,8 +59,17 @@ def write_seeds(folder):
         kinds = [kind.removeprefix("attribute") for kind in kinds]
         for path in sorted((DATA / samples).iterdir()):
             kind = path.stem.split("_")[0]
-            keep(folder / target, bytes([kinds.index(kind) if kind in kinds else 0]) + path.read_bytes())
+            index = kinds.index(kind) if kind in kinds else 0
+            keep(folder / target, bytes([index]) + path.read_bytes())
+            identifier = [bytes_ for name, bytes_ in known if name.endswith(ending)][index]
+            keep(folder / "dump", identifier + path.read_bytes())
     identifiers = dict(known)
+    for file in session_files(identifiers):
+        keep(folder / "dump", file)
+        keep(folder / "picture", file)
+    for path in (DATA / "pictures").glob("**/*.png"):
+        if path.stat().st_size <= 4096:
+            keep(folder / "picture", path.read_bytes())
     objects = [identifiers["ByteVectorKLP"] + (DATA / "vectors/byte_0103.vec").read_bytes(),
                identifiers["AttributeBstrMapKLP"] + (DATA / "maps/bstr_values.map").read_bytes(),
                identifiers["ByteAOIKLP"] + next((DATA / "aois").glob("byte_514*")).read_bytes(),
