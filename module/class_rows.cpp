@@ -7,6 +7,7 @@
 #include "module/frame/catalogue.h"
 #include "module/frame/class_scripts.h"
 #include "module/image/aoi_classes.h"
+#include "module/persist/stream_classes.h"
 #include "module/vector/vector_classes.h"
 
 namespace rastel {
@@ -18,9 +19,8 @@ void NoObjectMain(bool) noexcept {}
 
 constexpr CatalogueRow LiveRow(const CLSID& classId, const char* name, WORD script,
                                platform::InstanceCreator instanceCreator) noexcept {
-  return {&classId,        name,    script, &UpdateRegistration, &platform::CreateClassObject,
-          instanceCreator, nullptr, 0,      &NoDescription,      &NoCategories,
-          &NoObjectMain};
+  return {&classId, name, script,         &UpdateRegistration, &CreateClassObject, instanceCreator,
+          nullptr,  0,    &NoDescription, &NoCategories,       &NoObjectMain};
 }
 
 // Complete before any code of the module runs: the module's entry walks it.

@@ -45,11 +45,12 @@ class CComClassFactory : public CComObjectRootEx<CComMultiThreadModel>, public I
   InstanceCreator creator_;
 };
 
-// The class-object creator that all rows share: a factory over the row's instance creator.
-inline HRESULT CreateClassObject(InstanceCreator creator, REFIID iid, void** out) noexcept {
+// A class object over an instance creator: the factory above, or one that is made of it.
+template <class Factory = CComClassFactory>
+HRESULT CreateClassObject(InstanceCreator creator, REFIID iid, void** out) noexcept {
   if (!out) return E_POINTER;
   *out = nullptr;
-  auto* factory = new (std::nothrow) CComObjectCached<CComClassFactory>(creator);
+  auto* factory = new (std::nothrow) CComObjectCached<Factory>(creator);
   if (!factory) return E_OUTOFMEMORY;
   HRESULT result = factory->InitialConstruct();
   if (SUCCEEDED(result)) result = factory->QueryInterface(iid, out);

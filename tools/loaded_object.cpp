@@ -2,7 +2,9 @@
 #include "tools/loaded_object.h"
 
 #include <algorithm>
+#include <mutex>
 
+#include "interfaces/stream_classes.h"
 #include "tools/byte_streams.h"
 #include "tools/module_registration.h"
 #include "tools/result_codes.h"
@@ -41,6 +43,15 @@ std::string Reason(HRESULT result) {
 // What was said before does not belong to the call that follows.
 void ForgetErrors() { SetErrorInfo(0, nullptr); }
 
+// Files come from anywhere: in them, objects of other classes than the module's stay bytes. A
+// module that is too old to be told so is used all the same.
+void KeepToItsClasses(REFCLSID classId) {
+  ComPtr<IStreamClassesKLP> classes;
+  CoGetClassObject(classId, CLSCTX_INPROC_SERVER, nullptr, IID_IStreamClassesKLP,
+                   classes.PutVoid());
+  if (classes) Check(classes->AllowOnly(nullptr, 0), "AllowOnly");
+}
+
 ComPtr<IPersistStream> Make(const KnownClass& known) {
   ForgetErrors();
   ComPtr<IPersistStream> persist;
@@ -56,6 +67,8 @@ ComPtr<IPersistStream> Make(const KnownClass& known) {
                      result);
   }
   Check(result, std::string("CoCreateInstance of ") + known.name);
+  static std::once_flag once;
+  std::call_once(once, KeepToItsClasses, known.classId);
   return persist;
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "module/persist/nesting.h"
+#include "module/persist/stream_classes.h"
 
 namespace rastel {
 namespace {
@@ -126,7 +127,7 @@ void ReadObject(StreamReader& reader, ComPtr<IDispatch>& pointer) {
   const NestedLevel level;
   CheckResult(level.Result());
   ComPtr<IDispatch> object;
-  CheckResult(OleLoadFromStream(stream, IID_IDispatch, object.PutVoid()));
+  CheckResult(LoadFromStream(stream, IID_IDispatch, object.PutVoid()));
   pointer = std::move(object);
 }
 

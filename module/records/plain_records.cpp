@@ -7,6 +7,7 @@
 
 #include "module/frame/variants.h"
 #include "module/persist/nesting.h"
+#include "module/persist/stream_classes.h"
 #include "module/persist/streams.h"
 
 namespace rastel {
@@ -101,7 +102,7 @@ HRESULT ReadObjectData(IStream* stream, VARTYPE vt, IUnknown** out) {
   ComPtr<IPersistStream> persist;
   HRESULT result = ReadClassStm(stream, &classId);
   if (SUCCEEDED(result)) {
-    result = CoCreateInstance(classId, nullptr, kCreationContext,
+    result = CreateFromStream(classId, kCreationContext,
                               vt == VT_DISPATCH ? IID_IDispatch : IID_IUnknown, object.PutVoid());
   }
   if (SUCCEEDED(result)) {

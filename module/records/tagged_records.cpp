@@ -4,6 +4,7 @@
 #include "module/frame/debug_texts.h"
 #include "module/frame/exceptions.h"
 #include "module/persist/nesting.h"
+#include "module/persist/stream_classes.h"
 #include "module/persist/streams.h"
 #include "module/records/class_holder.h"
 #include "platform/com_ptr.h"
@@ -162,7 +163,7 @@ HRESULT LoadObject(IStream* stream, IUnknown* object) {
 // Null for a class that nobody has.
 ComPtr<IUnknown> MakeObject(REFCLSID classId) {
   ComPtr<IUnknown> object;
-  CoCreateInstance(classId, nullptr, kCreationContext, IID_IUnknown, object.PutVoid());
+  CreateFromStream(classId, kCreationContext, IID_IUnknown, object.PutVoid());
   return object;
 }
 

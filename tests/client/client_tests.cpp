@@ -14,6 +14,7 @@
 #include "tests/support/module_client.h"
 #include "tests/support/registered_module.h"
 #include "tests/support/temp_file.h"
+#include "tests/support/test_object.h"
 
 namespace tests {
 namespace {
@@ -319,6 +320,21 @@ TEST_F(Client, ObjectsGoToFilesAndMemoryAndBack) {
   for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
     EXPECT_LT(CodeOf([&] { load(std::span(bytes).first(cut)); }), 0) << cut;
   }
+}
+
+TEST_F(Client, FilesNameOnlyTheClassesThatTheProgramAllows) {
+  Script script;
+  const RegisteredTestClass registered(script);
+  const auto bytes = save(Object(TestObject::New(script).Get()));
+  const auto loads = [&] { return CodeOf([&] { load(bytes); }); };
+  EXPECT_EQ(loads(), S_OK);
+  allow_only();
+  EXPECT_EQ(loads(), REGDB_E_CLASSNOTREG);
+  EXPECT_EQ(load<Map>(save(Map{{1, 2}})).size(), 1u);
+  EXPECT_EQ(CodeOf([] { load<Map>(save(Vector<float>(3))); }), E_NOINTERFACE);
+  allow_only(std::array{kTestClass});
+  EXPECT_EQ(loads(), S_OK);
+  allow_all();
 }
 
 TEST_F(Client, FilesFailWithTheirName) {

@@ -23,7 +23,7 @@ HRESULT MakeSlowly(platform::InstanceCreator creator, REFIID iid, void** out) no
   // The first one fails. While the second one is made, others ask for the same class.
   if (++created == 1) return E_ABORT;
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  return platform::CreateClassObject(creator, iid, out);
+  return platform::CreateClassObject<>(creator, iid, out);
 }
 
 TEST(Catalogue, MakesAClassObjectOnceAndKeepsIt) {

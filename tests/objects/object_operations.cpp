@@ -2,6 +2,7 @@
 // Operations on objects, and on elements that they lend or are lent.
 #include <cstring>
 
+#include "interfaces/stream_classes.h"
 #include "tests/objects/session.h"
 
 namespace tests::objects {
@@ -143,6 +144,25 @@ const Operations& ObjectOperations() {
        [](Session& s, Words& w) {
          const auto factory = s.As<IClassFactory>(w.Next());
          return Result(factory->LockServer(static_cast<BOOL>(w.Number())));
+       }},
+      {"allow",  // FACTORY all, or the classes that streams may name
+       [](Session& s, Words& w) {
+         const auto classes = s.As<IStreamClassesKLP>(w.Next());
+         if (w.Take("all")) return Result(classes->AllowAll());
+         if (w.Take("null")) return Result(classes->AllowOnly(nullptr, 1));
+         std::vector<CLSID> allowed;
+         while (w.HasMore()) allowed.push_back(w.Guid());
+         return Result(classes->AllowOnly(allowed.data(), static_cast<ULONG>(allowed.size())));
+       }},
+      {"load-allowed",  // FACTORY STREAM
+       [](Session& s, Words& w) {
+         const auto classes = s.As<IStreamClassesKLP>(w.Next());
+         NamedStream& stream = s.streams[w.Next()];
+         ComPtr<IPersist> object;
+         const HRESULT result =
+             classes->LoadFromStream(&stream.faults, IID_IPersist, object.PutVoid());
+         return Result(result) + (object ? ", object, " : ", null, ") +
+                std::to_string(PositionOf(stream.memory.Get()));
        }},
       {"unload", [](Session&, Words&) { return Result(ModuleClient::Get().CanUnloadNow()); }},
       {"references",

@@ -9,6 +9,8 @@
 
 #include <vector>
 
+#include "interfaces/identifiers.h"
+#include "interfaces/stream_classes.h"
 #include "rastelklp/path.h"
 #include "rastelklp/stream_objects.h"
 
@@ -26,7 +28,31 @@ auto Naming(const Path& path, Operation operation) {
   }
 }
 
+// Null where the module is not there, or is of a version without this.
+inline com_ptr<IStreamClassesKLP> StreamClasses() {
+  com_ptr<IStreamClassesKLP> classes;
+  CoGetClassObject(CLSID_ByteAOIKLP, CLSCTX_INPROC_SERVER, nullptr, IID_IStreamClassesKLP,
+                   classes.put_void());
+  return classes;
+}
+
 }  // namespace detail
+
+// For programs that load what strangers have made: from now on load, and the module's objects with
+// all that is in them, make no other classes than the module's and these. The data of others are
+// kept, and saved again. Once in main: see interfaces/stream_classes.h. E_NOINTERFACE: the module
+// does not know this.
+inline void allow_only(std::span<const CLSID> classes = {}) {
+  const auto all = detail::StreamClasses();
+  check_hresult(all ? all->AllowOnly(classes.data(), static_cast<ULONG>(classes.size()))
+                    : E_NOINTERFACE);
+}
+
+// Every class that is registered again.
+inline void allow_all() {
+  const auto all = detail::StreamClasses();
+  check_hresult(all ? all->AllowAll() : E_NOINTERFACE);
+}
 
 // An IStream on a file. A file that is read is mapped: it must not be made shorter meanwhile.
 class FileStream : public com_ptr<IStream> {
@@ -49,9 +75,10 @@ template <class Wanted = IUnknown>
 reference_to<Wanted> load(const com_ptr<IStream>& stream) {
   const com_ptr<detail::WatchedStream> watched = new detail::WatchedStream(stream);
   reference_to<Wanted> object(nullptr);
-  check_hresult(OleLoadFromStream(watched.get(),
-                                  platform::kIidOf<typename reference_to<Wanted>::interface_type>,
-                                  object.put_void()));
+  const IID& iid = platform::kIidOf<typename reference_to<Wanted>::interface_type>;
+  const auto classes = detail::StreamClasses();
+  check_hresult(classes ? classes->LoadFromStream(watched.get(), iid, object.put_void())
+                        : OleLoadFromStream(watched.get(), iid, object.put_void()));
   check_hresult(watched->failure());
   return object;
 }
