@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <thread>
 #include <utility>
@@ -62,6 +64,16 @@ bool WriteAll(int file, std::string_view content) noexcept {
     content.remove_prefix(static_cast<std::size_t>(count));
   }
   return true;
+}
+
+// Gives a file another time of change than the one before has. The system's own stands still for
+// milliseconds, and other processes would not notice a change that comes to the same size.
+void MakeLater(int file, const RegistryFileState& before) noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::int64_t time = (std::max)(Nanoseconds(now), before.modified + 1);
+  const timespec times[] = {{0, UTIME_OMIT}, {time / 1'000'000'000, time % 1'000'000'000}};
+  futimens(file, times);
 }
 
 const char* AbsoluteFolder(const char* variable) noexcept {
@@ -135,7 +147,9 @@ LSTATUS ReplaceRegistryFile(const std::string& path, const RegistryKey& root,
   unlink(beside.c_str());
   FileDescriptor file(open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   if (file.Get() < 0) return ERROR_CANTWRITE;
-  if (!WriteAll(file.Get(), content) || fsync(file.Get()) != 0 || !file.Close() ||
+  const bool isWritten = WriteAll(file.Get(), content);
+  MakeLater(file.Get(), state);
+  if (!isWritten || fsync(file.Get()) != 0 || !file.Close() ||
       rename(beside.c_str(), path.c_str()) != 0) {
     unlink(beside.c_str());
     return ERROR_CANTWRITE;

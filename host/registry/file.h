@@ -53,7 +53,8 @@ LSTATUS LookAtRegistryFile(const std::string& path, RegistryFileState& state) no
 LSTATUS ReadRegistryFile(const std::string& path, RegistryFileState& state,
                          RegistryKeyPointer& root);
 
-// Puts a tree in the place of the file, as a whole or not at all. ERROR_CANTWRITE.
+// Puts a tree in the place of the file, whose state is given, as a whole or not at all.
+// ERROR_CANTWRITE.
 LSTATUS ReplaceRegistryFile(const std::string& path, const RegistryKey& root,
                             RegistryFileState& state);
 
