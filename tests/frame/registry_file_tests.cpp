@@ -61,13 +61,15 @@ TEST_F(ModuleRegistryFile, WithoutMemory_HoldsWholeRows) {
     EXPECT_EQ(states.size(), 22u);
     bool isRefused = true;
     // Each one of the first row; the others are like it.
+    bool forGood = false;
     for (long long granted = 0; isRefused; granted += granted < 500 ? 1 : 499) {
+      forGood = !forGood;
       HostUseRegistryFile(nullptr);
       std::filesystem::remove(file_.path());
       if (!before.empty()) file_.Write(before);
       const long long blocks = LiveBlocks();
       ASSERT_EQ(HostUseRegistryFile(file_.path().c_str()), S_OK);
-      AllocationFaults faults(granted);
+      AllocationFaults faults(granted, forGood);
       const HRESULT result = enters ? module_.RegisterServer() : module_.UnregisterServer();
       isRefused = faults.Stop() > granted;
       EXPECT_EQ(result, enters && isRefused ? E_OUTOFMEMORY : S_OK) << granted;

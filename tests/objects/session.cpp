@@ -332,6 +332,19 @@ std::string Session::Repeat(const std::function<bool(int, std::string*)>& run, b
   return shown;
 }
 
+std::string Session::RepeatBoth(const std::function<bool(int, bool, std::string*)>& run,
+                                bool isNumbered) {
+  return Repeat(
+      [&](int number, std::string* said) {
+        std::string forGood;
+        const bool goesOn = run(number, false, said);
+        if (goesOn) run(number, true, &forGood);
+        if (goesOn && forGood != *said) *said += " (for good: " + forGood + ')';
+        return goesOn;
+      },
+      isNumbered);
+}
+
 NamedStream& Session::Renew(const std::string& name, std::string_view hex) {
   streams.erase(name);
   return streams.try_emplace(name, hex).first->second;
@@ -339,15 +352,15 @@ NamedStream& Session::Renew(const std::string& name, std::string_view hex) {
 
 // fail-each CALL STREAM CODE: operations; short-each CALL STREAM BYTES: operations
 template <class Fault>
-std::string Session::FaultEach(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault)) {
+std::string Session::FaultEach(Words& words, FaultSetter<Fault> set) {
   const StreamCall call = ParseCall(words.Next());
   const std::string name = words.Next();
   const auto fault = static_cast<Fault>(ParseCode(WithoutColon(words.Next())));
   const std::string operations = words.Rest();
   const std::string content = ContentOf(streams[name].memory.Get());
-  return Repeat([&](int number, std::string* said) {
+  return RepeatBoth([&](int number, bool forGood, std::string* said) {
     const auto at = static_cast<ULONG>(number);
-    (Renew(name, content).faults.*set)(call, at, fault);
+    (Renew(name, content).faults.*set)(call, at, fault, forGood);
     *said = Run(operations);
     return streams[name].faults.Calls(call) >= at;
   });
@@ -373,10 +386,11 @@ std::string Session::RefuseEach(Words& words, bool isNumbered) {
   const std::string all = words.Rest();
   const std::size_t then = (std::min)(all.find(kThen), all.size());
   const std::size_t end = all.rfind(';', then) + 1;
-  return Repeat(
-      [&](int number, std::string* said) {
+  return RepeatBoth(
+      [&](int number, bool forGood, std::string* said) {
         Run(all.substr(0, end));
         granted_ = number - 1;
+        refusesForGood_ = forGood;
         *said = Run(all.substr(end, then - end));
         granted_ = AllocationFaults::kNone;
         const bool wasRefused = std::exchange(wasRefused_, false);
@@ -405,13 +419,13 @@ std::string Session::Elsewhere(Words& words) {
   return isDone ? said.get() : "waits";
 }
 
-IStream* Session::StreamOf(Words& words, std::optional<NamedStream>& unnamed) {
+NamedStream* Session::StreamOf(Words& words, std::optional<NamedStream>& unnamed) {
   if (words.Take("null")) return nullptr;
   const std::string rest = words.Rest();
   const std::string first = rest.substr((std::min)(rest.find_first_not_of(' '), rest.size()));
   const bool isHex = first.find_first_not_of("0123456789ABCDEF ") == first.npos;
-  if (!first.empty() && !isHex) return &streams[first.substr(0, first.find(' '))].faults;
-  return &unnamed.emplace(first).faults;
+  if (!first.empty() && !isHex) return &streams[first.substr(0, first.find(' '))];
+  return &unnamed.emplace(first);
 }
 
 // save OBJECT [clear] [STREAM]: without a stream what was written is shown.
@@ -420,8 +434,9 @@ std::string Session::Save(Words& words) {
   const BOOL clearDirty = words.Take("clear");
   std::optional<NamedStream> unnamed;
   const bool isShown = !words.HasMore();
-  IStream* const stream = StreamOf(words, unnamed);
-  const HRESULT result = Guarded([&] { return persist->Save(stream, clearDirty); });
+  NamedStream* const stream = StreamOf(words, unnamed);
+  const HRESULT result =
+      Guarded([&] { return persist->Save(stream ? &stream->faults : nullptr, clearDirty); });
   return Result(result) + (isShown ? ", " + ContentOf(unnamed->memory.Get()) : "");
 }
 
@@ -429,12 +444,15 @@ std::string Session::Save(Words& words) {
 std::string Session::Load(Words& words) {
   IPersistStream* const persist = As<IPersistStream>(words.Next()).Get();
   std::optional<NamedStream> unnamed;
-  IStream* const stream = StreamOf(words, unnamed);
-  const HRESULT result = Guarded([&] { return persist->Load(stream); });
+  NamedStream* const stream = StreamOf(words, unnamed);
+  const HRESULT result = Guarded([&] { return persist->Load(stream ? &stream->faults : nullptr); });
   if (!stream) return Result(result);
   STATSTG stat{};
-  stream->Stat(&stat, STATFLAG_NONAME);
-  const ULONGLONG position = PositionOf(stream);
+  // Through the stream, as rows count that, and past its faults.
+  stream->faults.Stat(&stat, STATFLAG_NONAME);
+  PositionOf(&stream->faults);
+  stream->memory->Stat(&stat, STATFLAG_NONAME);
+  const ULONGLONG position = PositionOf(stream->memory.Get());
   if (position == stat.cbSize.QuadPart) return Result(result) + ", all read";
   return Result(result) + ", " + std::to_string(position) + " of " +
          std::to_string(stat.cbSize.QuadPart) + " read";
@@ -491,11 +509,11 @@ std::string Session::SetScript(Words& words) {
 
 // STREAM CALL N, and a code or a number of bytes
 template <class Fault>
-std::string Session::SetFault(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault)) {
+std::string Session::SetFault(Words& words, FaultSetter<Fault> set, bool forGood) {
   FaultStream& stream = streams[words.Next()].faults;
   const StreamCall call = ParseCall(words.Next());
   const auto at = static_cast<ULONG>(words.Number());
-  (stream.*set)(call, at, static_cast<Fault>(ParseCode(words.Next())));
+  (stream.*set)(call, at, static_cast<Fault>(ParseCode(words.Next())), forGood);
   return "";
 }
 
@@ -562,7 +580,7 @@ std::string Session::Perform(const std::string& name, Words& words) {
          return std::string();
        }},
       {"fail", [](Session& s, Words& w) { return s.SetFault(w, &FaultStream::FailAt); }},
-      {"fail-from", [](Session& s, Words& w) { return s.SetFault(w, &FaultStream::FailFrom); }},
+      {"fail-from", [](Session& s, Words& w) { return s.SetFault(w, &FaultStream::FailAt, true); }},
       {"shorten", [](Session& s, Words& w) { return s.SetFault(w, &FaultStream::ShortenAt); }},
       {"calls",  // and forgets them and the faults
        [](Session& s, Words& w) {

@@ -107,7 +107,7 @@ class Session {
   auto Guarded(Call call) {
     const long long granted = std::exchange(granted_, AllocationFaults::kNone);
     if (granted == AllocationFaults::kNone) return call();
-    AllocationFaults faults(granted);
+    AllocationFaults faults(granted, refusesForGood_);
     const auto result = call();
     wasRefused_ = faults.Stop() > granted;
     return result;
@@ -134,16 +134,22 @@ class Session {
   // together.
   std::string Repeat(const std::function<bool(int number, std::string* said)>& run,
                      bool isNumbered = true);
+  // The same with a fault that happens once and one that stays, told where it makes a difference.
+  std::string RepeatBoth(
+      const std::function<bool(int number, bool forGood, std::string* said)>& run,
+      bool isNumbered = true);
   template <class Fault>
-  std::string FaultEach(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault));
+  using FaultSetter = void (FaultStream::*)(StreamCall, ULONG, Fault, bool);
   template <class Fault>
-  std::string SetFault(Words& words, void (FaultStream::*set)(StreamCall, ULONG, Fault));
+  std::string FaultEach(Words& words, FaultSetter<Fault> set);
+  template <class Fault>
+  std::string SetFault(Words& words, FaultSetter<Fault> set, bool forGood = false);
   std::string CutEach(Words& words);
   std::string RefuseEach(Words& words, bool isNumbered);
   std::string Times(Words& words);
   std::string Elsewhere(Words& words);
   NamedStream& Renew(const std::string& name, std::string_view hex);
-  IStream* StreamOf(Words& words, std::optional<NamedStream>& unnamed);
+  NamedStream* StreamOf(Words& words, std::optional<NamedStream>& unnamed);
   std::string Save(Words& words);
   std::string Load(Words& words);
   std::string SetHook(Words& words);
@@ -170,6 +176,7 @@ class Session {
   DebugCapture debug_;
   std::string hookLog_, lastError_;
   long long granted_ = AllocationFaults::kNone;
+  bool refusesForGood_ = false;
   bool wasRefused_ = false;
 };
 

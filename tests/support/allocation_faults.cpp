@@ -25,12 +25,16 @@ namespace {
 constexpr long long kOff = -2;
 
 std::atomic<long long> refused{kOff};  // index of the allocation that fails
+std::atomic<bool> refusesForGood{false};
 std::atomic<long long> seen{0};
 std::atomic<long long> liveBlocks{0};
 
 bool Refuse() noexcept {
   const long long index = refused.load(std::memory_order_relaxed);
-  return index != kOff && seen.fetch_add(1, std::memory_order_relaxed) == index;
+  if (index == kOff) return false;
+  const long long number = seen.fetch_add(1, std::memory_order_relaxed);
+  return number == index ||
+         (number > index && index >= 0 && refusesForGood.load(std::memory_order_relaxed));
 }
 
 void* Allocate(std::size_t bytes) noexcept {
@@ -54,8 +58,9 @@ void Free(void* block) noexcept {
 
 long long LiveBlocks() noexcept { return liveBlocks.load(std::memory_order_relaxed); }
 
-AllocationFaults::AllocationFaults(long long granted) noexcept {
+AllocationFaults::AllocationFaults(long long granted, bool forGood) noexcept {
   seen.store(0, std::memory_order_relaxed);
+  refusesForGood.store(forGood, std::memory_order_relaxed);
   refused.store(granted, std::memory_order_relaxed);
 }
 

@@ -30,18 +30,14 @@ class FaultStream final : public IStream, public IStreamWindow {
   FaultStream(const FaultStream&) = delete;
   FaultStream& operator=(const FaultStream&) = delete;
 
-  // The n-th call of the kind, from 1, fails with the code and does nothing else. A Read or Write
-  // is carried out if the code is no failure, and then gives it.
-  void FailAt(StreamCall kind, ULONG number, HRESULT code) {
-    fault_ = {kind, number, number, code};
+  // The n-th call of the kind, from 1, fails with the code and does nothing else; for good: and all
+  // that follow. A Read or Write is carried out if the code is no failure, and then gives it.
+  void FailAt(StreamCall kind, ULONG number, HRESULT code, bool forGood = false) {
+    fault_ = {kind, number, forGood ? kNever : number, code};
   }
-  // That one and all that follow.
-  void FailFrom(StreamCall kind, ULONG number, HRESULT code) {
-    fault_ = {kind, number, kNever, code};
-  }
-  // The n-th call of the kind moves at most so many bytes; the result stays the inner stream's.
-  void ShortenAt(StreamCall kind, ULONG number, ULONG bytes) {
-    fault_ = {kind, number, number, S_OK, bytes};
+  // It moves at most so many bytes; the result stays the inner stream's.
+  void ShortenAt(StreamCall kind, ULONG number, ULONG bytes, bool forGood = false) {
+    fault_ = {kind, number, forGood ? kNever : number, S_OK, bytes};
   }
   // Windows of so many bytes, or more where more are asked for; none while a fault is set. Nothing
   // is written beyond the limit.
