@@ -10,6 +10,8 @@
 
 namespace platform {
 
+using host::IsSingleThreaded;
+
 // A critical section that may not exist: initialising it can fail, and then it is not deleted.
 class CComCriticalSection {
  public:

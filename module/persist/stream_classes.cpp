@@ -6,11 +6,11 @@
 #include <memory>
 #include <vector>
 
-#include "host/base/single_thread.h"
 #include "interfaces/stream_classes.h"
 #include "module/frame/boundary.h"
 #include "module/frame/catalogue.h"
 #include "platform/com_ptr.h"
+#include "platform/threading.h"
 
 namespace rastel {
 namespace {
@@ -29,7 +29,7 @@ class Rules {
  public:
   // While a process ends other threads may still read them.
   ~Rules() {
-    if (!host::IsSingleThreaded()) return;
+    if (!platform::IsSingleThreaded()) return;
     for (const Rule* rule = latest_.exchange(nullptr); rule;) {
       const Rule* const before = rule->before;
       delete rule;
