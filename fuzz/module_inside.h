@@ -9,6 +9,9 @@
 
 namespace fuzz {
 
+// What is larger is not written or copied: a stream may state more than there is time for.
+inline constexpr ULONGLONG kMostSavedBytes = ULONGLONG{1} << 22;
+
 // Once, before the first input.
 void PublishModule();
 

@@ -115,6 +115,7 @@ void LoadAndUse(REFCLSID classId, Bytes input) {
   if (Elements(object) > kMostElements) return;
   ULARGE_INTEGER size{};
   object->GetSizeMax(&size);
+  if (size.QuadPart > kMostSavedBytes) return;
   const Content saved = Saved(object);
   // A stream that shows no memory.
   const auto other = Create<IPersistStream>(classId);

@@ -17,9 +17,9 @@ void ReadAndUse(Bytes input, Read read) {
     rastel::CComVariant value;
     const auto stream = StreamOf(input);
     const HRESULT result = read(stream.Get(), value);
+    if (rastel::GetVariantStreamSize(value) > kMostSavedBytes) return result;
     rastel::WritePlainVariant(value, StreamOf({}).Get());
     const rastel::CComVariant copy = rastel::GetRealCopyOfVariant(value);
-    rastel::GetVariantStreamSize(copy);
     rastel::WriteToStream(StreamOf({}).Get(), copy);
     return result;
   });

@@ -12,6 +12,7 @@ namespace {
 // Nothing is thrown through the library.
 struct Input {
   ByteSource& source;
+  bool isEndless;  // whether bytes come behind the end
   std::exception_ptr thrown;
 
   template <class Use>
@@ -28,9 +29,13 @@ struct Input {
 constexpr stbi_io_callbacks kCallbacks = {
     [](void* user, char* to, int count) {
       auto& input = *static_cast<Input*>(user);
-      return input.Try([&] {
-        return static_cast<int>(input.source.ReadSome(to, static_cast<std::size_t>(count)));
-      });
+      const auto bytes = static_cast<std::size_t>(count);
+      const int read =
+          input.Try([&] { return static_cast<int>(input.source.ReadSome(to, bytes)); });
+      if (read > 0 || !input.isEndless) return read;
+      input.Try([&]() -> int { input.source.Fail("ends early"); });
+      std::memset(to, 0xFF, bytes);
+      return count;
     },
     [](void* user, int count) {
       auto& input = *static_cast<Input*>(user);
@@ -56,7 +61,9 @@ constexpr stbi_io_callbacks kCallbacks = {
 StbDecoder::StbDecoder(ByteSource& source, const PictureHeader& header)
     : samples_(nullptr, &stbi_image_free), rowBytes_(header.RowBytes()) {
   source.Seek(0);
-  Input input{source, nullptr};
+  // The runs of floats end where one is too long: behind the end the library would read empty ones
+  // for ever.
+  Input input{source, header.type == PixelType::kFloat, nullptr};
   int width = 0, height = 0, channels = 0;
   // The channels are asked for, since the library has its own ways of telling transparent colours.
   const auto by = [&](auto load) {
@@ -80,7 +87,7 @@ void StbDecoder::TakeRows(int count, std::byte* samples) {
 
 void ReadStbSizes(ByteSource& source, PictureHeader& header) {
   source.Seek(0);
-  Input input{source, nullptr};
+  Input input{source, false, nullptr};
   if (!stbi_info_from_callbacks(&kCallbacks, &input, &header.width, &header.height,
                                 &header.channels)) {
     Refuse(input);
