@@ -95,9 +95,18 @@ Content Reloaded(REFCLSID classId, const Content& saved) {
   return Saved(object);
 }
 
-// A value that has no text, as those of other types are saved, breaks its record off. A vector
-// saves the next ones all the same, and what is read there is out of step.
+// A value that has no text, as those of other types are saved, breaks its record off. A vector and
+// an AOI save what follows all the same, and what is read there is out of step.
 bool MayBreakOff(const ComPtr<IPersistStream>& object) {
+  if (const auto aoi = object.As<IAoiKLP>()) {
+    ComPtr<IAttributeMapKLP> map;
+    VARIANT tag{};
+    aoi->get_AttributeMap(map.Put());
+    aoi->get_Tag(&tag);
+    const VARTYPE type = tag.vt;
+    VariantClear(&tag);
+    return map || type == VT_NULL || type == VT_DISPATCH || type > VT_BOOL;
+  }
   const auto vector = object.As<IVectorKLP>();
   VARIANT_BOOL hasTags = VARIANT_FALSE;
   ElementTypeKLP type{};
