@@ -34,7 +34,7 @@ fuzz_one() {
     -artifact_prefix="fuzz/inputs/$target/" -print_final_stats=1 >"$work/$target.log" 2>&1 || result=1
   grep -E 'stat::number_of_executed_units|^==.*ERROR|^SUMMARY|broken promise' "$work/$target.log" |
     sed "s/^/$target: /"
-  "$program" -set_cover_merge=1 "$work/least_$target" "$work/$target" "$work/seeds/$target" >"$work/$target.merge" 2>&1
+  "$program" -set_cover_merge=1 -use_counters=0 "$work/least_$target" "$work/$target" "$work/seeds/$target" >"$work/$target.merge" 2>&1
   scripts/fuzz_seeds.py --pack "$work/least_$target" "fuzz/inputs/$target.inputs"
   rmdir "fuzz/inputs/$target" 2>/dev/null || true
   return $result
