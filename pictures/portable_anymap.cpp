@@ -46,10 +46,12 @@ class Words {
     Advance();
     return digit - '0';
   }
+  // Of a very long one no more than the beginning is kept.
   std::string RestOfLine() {
+    constexpr std::size_t kMostKept = 1 << 16;
     std::string line;
-    for (; !AtEnd() && now_ != '\n' && line.size() < 4096; Advance()) {
-      line += static_cast<char>(now_);
+    for (; !AtEnd() && now_ != '\n'; Advance()) {
+      if (line.size() < kMostKept) line += static_cast<char>(now_);
     }
     return line;
   }
