@@ -142,9 +142,10 @@ constexpr void (*kOperations[])(Everything& all, int thread, unsigned number) = 
       const auto vector = Everything::New<IPersistStream>(CLSID_VariantVectorKLP);
       EXPECT_EQ(vector->Load(stream.Get()), S_OK);
     },
-    // One enters again what is entered, in which all others look; rarely, as it goes to a disk.
+    // One enters again what is entered, in which all others look; rarely, as it goes to a disk. The
+    // script removes a class before it enters it, and the registry of Windows shows that.
     [](Everything&, int thread, unsigned number) {
-      if (thread > 0 || number % 16 > 0) return;
+      if (!kEmbeddedHost || thread > 0 || number % 16 > 0) return;
       EXPECT_EQ(ModuleClient::Get().RegisterServer(), S_OK);
     },
 };
