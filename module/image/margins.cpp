@@ -145,7 +145,7 @@ void ReverseRun(std::byte* to, const std::byte* from, std::size_t runBytes) {
 // The ends of rows lie too far from each other for the processor to foresee them; asked for some
 // rows ahead, they are there when they are written. What lies behind the plane is asked for in
 // vain.
-constexpr std::size_t kRowsAhead = 16;
+constexpr std::size_t kRowsAhead = 32;
 
 void Foresee(const std::byte* end, std::size_t bytes) {
   __builtin_prefetch(end, 1);
