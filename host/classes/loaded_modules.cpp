@@ -117,8 +117,7 @@ void ClassModules::FreeUnused(const std::chrono::steady_clock::time_point now) {
 }
 
 // The library of a module that said after so many calls that it can be unloaded; null when it has
-// to stay. Under the lock; what is taken ends
-// the question.
+// to stay. Under the lock; what is taken ends the question.
 LoadedLibrary ClassModules::TakeUnused(ClassModule& module, std::uint64_t calls,
                                        std::chrono::steady_clock::time_point now) noexcept {
   const void* const apartment = module.apartment_.load(std::memory_order_relaxed);

@@ -151,8 +151,8 @@ class ClassModules final {
     call.module_ = known;
     return true;
   }
-  // The same for every class: REGDB_E_CLASSNOTREG, REGDB_E_READREGDB,
-  // CO_E_DLLNOTFOUND, CO_E_ERRORINDLL. Throws std::bad_alloc.
+  // The same for every class: REGDB_E_CLASSNOTREG, REGDB_E_READREGDB, CO_E_DLLNOTFOUND,
+  // CO_E_ERRORINDLL. Throws std::bad_alloc.
   HRESULT BeginCall(REFCLSID classId, ModuleCall& call);
 
   // See CoFreeUnusedLibraries. Throws std::bad_alloc.
