@@ -50,8 +50,8 @@ class ObjectMemory {
 
   // Null without memory.
   void* Allocate(std::size_t bytes) noexcept {
-    if (bytes <= kMostBytes) {
-      if (Lists* const lists = OwnLists()) {
+    if (kKeepsBlocks && bytes <= kMostBytes) {
+      if (Lists* const lists = cells_.Own()) {
         if (void* block = (*lists)[BlockSizes::ListOf(bytes)].Take(BlockSizes::RoundedUp(bytes)))
           return block;
       }
@@ -61,8 +61,8 @@ class ObjectMemory {
   }
   // Of as many bytes as it was allocated with.
   void Free(void* block, std::size_t bytes) noexcept {
-    if (bytes <= kMostBytes) {
-      Lists* const lists = OwnLists();
+    if (kKeepsBlocks && bytes <= kMostBytes) {
+      Lists* const lists = cells_.Own();
       if (lists && (*lists)[BlockSizes::ListOf(bytes)].Keep(block, BlockSizes::RoundedUp(bytes)))
         return;
     }
@@ -72,6 +72,12 @@ class ObjectMemory {
   static constexpr std::size_t kMostBytes = BlockSizes::kMostBytes;
 
  private:
+  // Where not, a block has just the bytes that are asked for, so that nobody may go beyond.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  static constexpr bool kKeepsBlocks = false;
+#else
+  static constexpr bool kKeepsBlocks = true;
+#endif
   // As many as the tiles of a picture are.
   static constexpr std::size_t kMostOfOneSize = 100;
   static constexpr std::size_t kMostOfMany = 4;
@@ -101,15 +107,6 @@ class ObjectMemory {
   };
 
   using Lists = std::array<List, BlockSizes::ListOf(kMostBytes) + 1>;
-
-  // Null where no blocks are kept.
-  Lists* OwnLists() noexcept {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return nullptr;
-#else
-    return cells_.Own();
-#endif
-  }
 
   ThreadCells<Lists> cells_;
 };

@@ -9,6 +9,7 @@ cd -- "$(dirname -- "$0")/.."
 need_packages clang cmake ninja-build googletest python3
 
 seconds=${1:-60}
+[[ $seconds =~ ^[0-9]+$ ]] || { sed -n '3,5s/^# \{0,1\}//p' "$0"; exit 2; }
 shift || true
 all=$(sed -n 's/^    {"\(.*\)", Run.*/\1/p' fuzz/targets.h)
 targets=${*:-$all}

@@ -123,5 +123,7 @@ if sys.argv[1] == "--pack":
     pack(pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3]))
 elif sys.argv[1] == "--unpack":
     unpack(pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3]))
+elif sys.argv[1].startswith("-"):
+    sys.exit(__doc__)
 else:
     write_seeds(pathlib.Path(sys.argv[1]))
