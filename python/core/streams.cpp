@@ -95,6 +95,17 @@ py::object Load(const py::object& source) {
   return Wrap(WithOthers(true, [&] { return rastelklp::load<IUnknown>(*path); }));
 }
 
+// Names of classes, or their identifiers in braces. All are looked up before anything changes.
+void AllowOnly(const py::iterable& names) {
+  std::vector<CLSID> classes;
+  for (const py::handle name : names) {
+    const auto text = name.cast<std::string>();
+    const HRESULT found = CLSIDFromString(rastelklp::Text(text).get(), &classes.emplace_back());
+    if (FAILED(found)) throw rastelklp::Error(found, text + ": " + rastelklp::Error(found).text());
+  }
+  rastelklp::allow_only(classes);
+}
+
 // Loads into an object of the same class. The interpreter is held: others may use the object.
 void LoadInto(const PyObjectRef& self, const py::object& data) {
   RefuseIfPinned(self.object);
@@ -388,6 +399,8 @@ void RegisterStreams(py::module_& m) {
   m.def("_load", &Load);
   m.def("_dumps", &Dumps);
   m.def("_loads", &Loads);
+  m.def("_allow_only", &AllowOnly);
+  m.def("_allow_all", &rastelklp::allow_all);
   m.def("_picture_from_pixels", &FromPixels);
   m.def("_picture_from_stream", &FromStream);
   m.def("_vector_from_elements", &FromElements);

@@ -13,7 +13,8 @@ The objects are those that C++ programs and all others use: `Aoi`, a picture or 
 from rastel._core import Aoi, Dispatch, Map, Object, Vector, __version__
 from rastel._errors import Error
 from rastel._classes import Rect
-from rastel._functions import array, attach, dumps, empty, imread, imwrite, load, loads, save
+from rastel._functions import (allow_all, allow_only, array, attach, dumps, empty, imread, imwrite, load, loads,
+                               save)
 
-__all__ = ["Aoi", "Dispatch", "Error", "Map", "Object", "Rect", "Vector", "array", "attach", "dumps", "empty",
-           "imread", "imwrite", "load", "loads", "save"]
+__all__ = ["Aoi", "Dispatch", "Error", "Map", "Object", "Rect", "Vector", "allow_all", "allow_only", "array", "attach",
+           "dumps", "empty", "imread", "imwrite", "load", "loads", "save"]

@@ -7,6 +7,7 @@ from rastel import _core
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     import os
+    import uuid
     from collections.abc import Iterable
     from typing import Any, BinaryIO, Union
 
@@ -69,7 +70,7 @@ def load(source: Path | BinaryIO) -> Any:
     source: a path, or an open binary file, which is read to its end.
 
     Raises FileNotFoundError and the like for the file; OSError where it ends too early; Error where no class of
-    its identifier is registered.
+    its identifier is registered, or `allow_only` leaves it out.
     """
     return _core._load(source)
 
@@ -90,6 +91,31 @@ def dumps(object: _core.Object) -> bytes:
 def loads(data: Any) -> Any:
     """The object that `dumps` made bytes of. data: anything with the buffer protocol."""
     return _core._loads(data)
+
+
+def allow_only(*classes: str | uuid.UUID) -> None:
+    """From now on streams make no objects but the package's own, and those of these classes: for files of strangers.
+
+    A stream names the classes of what is in it, and each that is registered on the machine is made and given the
+    bytes. Behind this call all others are as if they were not registered: `load` and `loads` raise Error for such
+    an object, and where it is a value in another its bytes are kept, and saved again. The package's own pictures,
+    vectors and maps are always made.
+
+    classes: names ("Maker.Class"), identifiers ("{...}") or `uuid.UUID`s; none for the package's own alone.
+
+    It holds for the process, in all its threads and for its C++ as well, and takes the place of what was said before.
+    Lists are kept until the process ends, so say it once, when the program begins. Processes that it starts, Dask's
+    workers too, say it for themselves. A pickle runs what it likes all the same.
+
+    Raises Error for a name that no class has: nothing has changed then.
+    """
+    from uuid import UUID
+    _core._allow_only(f"{{{name}}}" if isinstance(name, UUID) else name for name in classes)
+
+
+def allow_all() -> None:
+    """Takes `allow_only` back: every class that is registered is made again, as at the beginning."""
+    _core._allow_all()
 
 
 def imread(path: Path, *, margin: int = 0) -> _core.Aoi:

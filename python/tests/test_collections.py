@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Vectors and maps as Python's own sequences and mappings, and values on their way."""
 import datetime
+import uuid
 from collections.abc import MutableMapping, MutableSequence
 
 import pytest
@@ -95,3 +96,18 @@ def test_containers_become_objects(value, check):
 def test_values_that_nobody_keeps(value):
     with pytest.raises((TypeError, OverflowError)):
         rastel.Map({"key": value})
+
+
+def test_streams_make_only_what_the_program_allows():
+    other = uuid.UUID("44EC053A-400F-11D0-9DCD-00A0C90391D3")  # the host's own; it is made, and cannot load
+    own, stream = rastel.dumps(rastel.Vector([], "uint8"))[:16], rastel.dumps(rastel.Map({"a": rastel.Vector(b"12")}))
+    only, made, refused = rastel.allow_only, "NOINTERFACE", "CLASSNOTREG"
+    for say, words in ((lambda: only(other), made), (only, refused), (lambda: only(f"{{{other}}}"), made),
+                       (lambda: only("AOIKLP.ByteKLP"), refused), (rastel.allow_all, made), (only, refused)):
+        say()
+        with pytest.raises(rastel.Error, match=words):
+            rastel.loads(other.bytes_le)
+    with pytest.raises(rastel.Error, match="No.Class: CO_E_CLASSSTRING"):
+        only(other, "No.Class")
+    kept = rastel.dumps(rastel.loads(stream.replace(own, other.bytes_le)))
+    assert other.bytes_le in kept and bytes(rastel.loads(kept.replace(other.bytes_le, own))["a"]) == b"12"
