@@ -43,7 +43,7 @@ template struct KeyKind<LONG>;
 template struct KeyKind<DOUBLE>;
 
 ReadText::ReadText(std::size_t length) {
-  if (length < std::size(stack_)) {
+  if (length < kShort) {
     std::fill_n(stack_, length + 1, OLECHAR{0});
     return;
   }
@@ -64,7 +64,7 @@ BSTR KeyKind<BSTR>::ToElement(KeyText key) {
   return text;
 }
 
-void KeyKind<BSTR>::Write(StreamWriter& writer, KeyText key) {
+void KeyKind<BSTR>::WriteByCalls(StreamWriter& writer, KeyText key) {
   writer.PutOrRaise(static_cast<std::uint32_t>(key.length));
   if (key.length == 0) return;
   CheckResult(writer.Write(key.units, static_cast<ULONG>(BytesBehind(key))));
@@ -74,9 +74,13 @@ ReadText KeyKind<BSTR>::Read(StreamReader& reader) {
   std::uint32_t length = 0;
   reader.GetOrRaise(length);
   if (length > kMostUnits) _com_issue_error(E_OUTOFMEMORY);
+  const auto bytes = static_cast<ULONG>(length * sizeof(OLECHAR));
+  if (length < ReadText::kShort) {
+    if (reader.Look(bytes)) return {reader.Take(bytes), length};
+  }
   ReadText text(length);
   if (length == 0) return text;
-  CheckResult(reader.Read(text.Units(), static_cast<ULONG>(length * sizeof(OLECHAR))));
+  CheckResult(reader.Read(text.Units(), bytes));
   return text;
 }
 

@@ -105,10 +105,17 @@ class ReadText {
  public:
   // Room for so many units, which are zero. Raises _com_error E_OUTOFMEMORY.
   explicit ReadText(std::size_t length);
+  // Of fewer than kShort units, which stand anywhere.
+  static constexpr std::size_t kShort = 64;
+  ReadText(const BYTE* units, std::size_t length) noexcept {
+    StreamWriter::PutAt(reinterpret_cast<BYTE*>(stack_), units,
+                        static_cast<ULONG>(length * sizeof(OLECHAR)));
+    stack_[length] = 0;
+  }
   OLECHAR* Units() noexcept { return heap_ ? heap_.get() : stack_; }
 
  private:
-  OLECHAR stack_[64];
+  OLECHAR stack_[kShort];
   ZeroedMemory<OLECHAR> heap_;
 };
 
@@ -165,7 +172,18 @@ struct KeyKind<BSTR> {
 
   // The count of characters as 4 bytes, then the characters; no second write for none. A failing
   // call raises _com_error.
-  static void Write(StreamWriter& writer, KeyText key);
+  static void Write(StreamWriter& writer, KeyText key) {
+    constexpr ULONG kCountBytes = sizeof(std::uint32_t);
+    const std::size_t bytes = BytesBehind(key);
+    if (bytes > kWindowBytes - kCountBytes ||
+        !writer.HasRoom(kCountBytes + static_cast<ULONG>(bytes))) {
+      return WriteByCalls(writer, key);
+    }
+    BYTE* const place = writer.Take(kCountBytes + static_cast<ULONG>(bytes));
+    if (!place) return;
+    writer.PutAt(writer.PutAt(place, static_cast<std::uint32_t>(key.length)), key.units,
+                 static_cast<ULONG>(bytes));
+  }
   // A key ends at its first null character here too. What cannot be had is E_OUTOFMEMORY.
   static ReadText Read(StreamReader& reader);
   static KeyText Seek(ReadText& text) noexcept { return Seek(text.Units()); }
@@ -174,6 +192,8 @@ struct KeyKind<BSTR> {
   static ULONGLONG CountedBytes(KeyText key);
 
  private:
+  static void WriteByCalls(StreamWriter& writer, KeyText key);
+
   // A BSTR keeps its length in bytes in 32 bits, with its terminator in the same range.
   static constexpr std::size_t kMostUnits = 0x7FFFFFFC;
 };

@@ -74,22 +74,6 @@ class SavedName {
   const _bstr_t held_;
 };
 
-// Fields in a row; behind the first one that fails nothing is written.
-class FieldWriter {
- public:
-  explicit FieldWriter(StreamWriter& writer) noexcept : writer_(writer) {}
-  template <class T>
-  FieldWriter& Put(const T& value) {
-    if (SUCCEEDED(result_)) result_ = writer_.Put(value);
-    return *this;
-  }
-  HRESULT Result() const noexcept { return result_; }
-
- private:
-  StreamWriter& writer_;
-  HRESULT result_ = S_OK;
-};
-
 // What is written of each plane: rows of so many elements, so many apart.
 struct PlaneRows {
   std::int64_t elements;
@@ -183,7 +167,7 @@ HRESULT WriteBuffer(const AoiState& state, StreamWriter& writer) {
   LONG height = 0;
   sibling.GetWidth(&width);
   sibling.GetHeight(&height);
-  const HRESULT written = FieldWriter(writer).Put(planes).Put(width).Put(height).Result();
+  const HRESULT written = writer.PutEach(planes, width, height);
   if (FAILED(written)) return written;
   if (!sibling.image) writer.Close();
   for (LONG plane = 0; plane < planes; ++plane) {
@@ -567,20 +551,10 @@ HRESULT SaveAoi(const AoiState& state, IStream* stream) {
   const Place place(state);
   const MarshalFlagsKLP flags = state.marshalFlags;
   const SavedName name(state);
-  result = FieldWriter(writer)
-               .Put(place.TotalWidth())
-               .Put(place.TotalHeight())
-               .Put(place.rect.x)
-               .Put(place.rect.y)
-               .Put(place.rect.width)
-               .Put(place.rect.height)
-               .Put(place.marginX)
-               .Put(place.marginY)
-               .Put(state.planeCount)
-               .Put(static_cast<WORD>(flags))
-               .Put(state.elementType)
-               .Put(name.Chars())
-               .Result();
+  result =
+      writer.PutEach(place.TotalWidth(), place.TotalHeight(), place.rect.x, place.rect.y,
+                     place.rect.width, place.rect.height, place.marginX, place.marginY,
+                     state.planeCount, static_cast<WORD>(flags), state.elementType, name.Chars());
   if (FAILED(result)) return result;
   result = WriteWideString(writer, name.Text());
   if (FAILED(result)) return result;

@@ -56,10 +56,34 @@ class StreamWriter {
     std::memcpy(place, &value, sizeof(T));
     return place + sizeof(T);
   }
+  // The same for bytes, which are mostly few: a call takes longer than moving a key.
+  static BYTE* PutAt(BYTE* place, const void* data, ULONG bytes) noexcept {
+    constexpr ULONG kStep = 16;
+    if (bytes < kStep || bytes > 4 * kStep) {
+      if (bytes > 0) std::memcpy(place, data, bytes);
+      return place + bytes;
+    }
+    const auto* const from = static_cast<const BYTE*>(data);
+    for (ULONG i = 0; i + kStep < bytes; i += kStep) std::memcpy(place + i, from + i, kStep);
+    std::memcpy(place + bytes - kStep, from + bytes - kStep, kStep);
+    return place + bytes;
+  }
   // Raises _com_error.
   template <StreamScalar T>
   void PutOrRaise(const T& value) {
     CheckResult(Put(value));
+  }
+  // Each by one Write of its width; behind the first one that fails nothing is written.
+  template <StreamScalar... Fields>
+  HRESULT PutEach(const Fields&... fields) {
+    constexpr ULONG kBytes = (sizeof(Fields) + ...);
+    HRESULT result = S_OK;
+    if (!HasRoom(kBytes)) {
+      (void)(SUCCEEDED(result = Put(fields)) && ...);
+    } else if (BYTE* place = Take(kBytes)) {
+      ((place = PutAt(place, fields)), ...);
+    }
+    return result;
   }
   // Rows of so many bytes, `step` bytes apart, by one Write each. Failures are passed over.
   void WriteRows(const std::byte* first, ULONG bytes, std::ptrdiff_t step, LONG rows);

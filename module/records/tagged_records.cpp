@@ -50,8 +50,7 @@ bool WriteTextInPlace(StreamWriter& writer, VARTYPE vt, BSTR text) {
   if (!place) return true;
   place = writer.PutAt(writer.PutAt(place, vt), vt);
   place = writer.PutAt(place, static_cast<std::uint32_t>(bytes + kTerminatorBytes));
-  if (bytes > 0) std::memcpy(place, text, bytes);
-  writer.PutAt(place + bytes, OLECHAR{0});
+  writer.PutAt(writer.PutAt(place, text, bytes), OLECHAR{0});
   return true;
 }
 
@@ -148,7 +147,11 @@ bool ReadInPlace(StreamReader& reader, VARIANT& variant) {
   } else {
     return false;
   }
-  MoveVariantTo(&variant, value);
+  if (variant.vt == VT_EMPTY) {
+    variant = value;
+  } else {
+    MoveVariantTo(&variant, value);
+  }
   return true;
 }
 
