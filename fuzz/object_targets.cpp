@@ -134,9 +134,12 @@ void LoadAndUse(REFCLSID classId, Bytes input) {
   Require(tests::PositionOf(memory.Get()) == tests::PositionOf(stream.Get()), "where it does");
   Require(Saved(other) == saved, "with the same object");
   if (!MayBreakOff(object)) {
-    // The first time odd things become plain: null objects VT_EMPTY, old values new ones.
-    const Content plain = Reloaded(classId, saved);
-    Require(Reloaded(classId, plain) == plain, "what is loaded is saved as it was");
+    // Odd things become plain: null objects VT_EMPTY, old values new ones. An AOI in a map that did
+    // not get the memory it stated may then get some for less.
+    const Content plain = Reloaded(classId, Reloaded(classId, saved));
+    if (plain.size() <= kMostSavedBytes) {
+      Require(Reloaded(classId, plain) == plain, "what is loaded is saved as it was");
+    }
   }
   Change(object);
 }
