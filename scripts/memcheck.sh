@@ -15,7 +15,7 @@ targets=${*:-aoi vector map plain_record tagged_record object_reference}
 build=${RASTEL_BUILD:-build/memcheck}
 # What is kept for the next object would hide who wrote it: not kept, as under that sanitizer.
 [ -f "$build/build.ninja" ] ||
-  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS="-O1 -D__SANITIZE_ADDRESS__" >/dev/null
+  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 -DRASTEL_BARE_MEMORY=ON >/dev/null
 cmake --build "$build" --target fuzz_replay
 
 work=$build/beginnings

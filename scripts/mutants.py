@@ -58,16 +58,15 @@ def changes_of(line):
 
 def candidates(only):
     covered = json.loads((ROOT / "build/coverage/lines.json").read_text())
-    for file in covered["files"]:
-        name = file["file"]
+    for name, lines in sorted(covered.items()):
         if only and not name.startswith(only):
             continue
         text = (ROOT / name).read_text().splitlines()
-        for line in file["lines"]:
-            number = line["line_number"]
-            if line["count"]:
-                for changed in changes_of(text[number - 1]):
-                    yield name, number, text[number - 1], changed
+        for number, count in lines.items():
+            if count:
+                line = text[int(number) - 1]
+                for changed in changes_of(line):
+                    yield name, int(number), line, changed
 
 
 def run(*command, seconds, cwd):

@@ -156,9 +156,9 @@ void WalkNewer(StreamWalk& walk, const ElementKind& kind, const Version& version
                  Number{NumberText(code)}});
     WalkName(walk);
   }
-  if (version.walkTag || version.hasMap) {
+  if (version.walkTag) {
     try {
-      if (version.walkTag) version.walkTag(walk, "tag");
+      version.walkTag(walk, "tag");
       if (version.hasMap) WalkMap(walk);
     } catch (const BrokenStream&) {
       // Readers go on where the record failed.

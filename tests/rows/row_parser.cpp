@@ -14,11 +14,9 @@ template <class Char>
 std::basic_string<Char> Unquoted(std::string_view word) {
   std::basic_string<Char> text;
   for (std::size_t i = word.find('"') + 1; i + 1 < word.size(); ++i) {
-    if (word[i] == '\\') ++i;
-    const std::size_t digits = word[i - 1] != '\\' ? 0
-                               : word[i] == 'x'    ? 2
-                               : word[i] == 'u'    ? 4
-                                                   : 0;
+    const bool isEscaped = word[i] == '\\';
+    if (isEscaped) ++i;
+    const std::size_t digits = !isEscaped ? 0 : word[i] == 'x' ? 2 : word[i] == 'u' ? 4 : 0;
     const std::string code(word.substr(i + 1, digits));
     text += digits ? static_cast<Char>(std::strtoul(code.c_str(), nullptr, 16))
                    : static_cast<Char>(word[i]);

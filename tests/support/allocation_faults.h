@@ -6,6 +6,7 @@
 // end.
 #pragma once
 
+#include <initializer_list>
 #include <type_traits>
 
 namespace tests {
