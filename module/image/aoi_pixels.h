@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <utility>
 
 #include "module/image/com_image.h"
 
@@ -55,10 +56,56 @@ void CopyShortRows(const std::byte* from, std::int64_t fromStep, std::byte* to, 
   }
 }
 
-// Copies rows of so many bytes that lie in memory, the first one first. What is as short as a cache
-// line costs no call.
+// The compiler for the other system spills wide registers to places that are not aligned for it.
+#if defined(__x86_64__) && !defined(_WIN32)
+using Wide = long long __attribute__((vector_size(32)));
+using WideInMemory = long long __attribute__((vector_size(32), aligned(1), may_alias));
+
+inline bool HasWideRegisters() noexcept {
+  static const bool has = __builtin_cpu_supports("avx2") != 0;
+  return has;
+}
+
+// The same where a chunk takes so many wide registers as there are indexes.
+template <std::size_t... kIndex>
+__attribute__((target("avx2"))) void CopyWideRows(const std::byte* from, std::int64_t fromStep,
+                                                  std::byte* to, std::int64_t toStep,
+                                                  std::size_t bytes, std::int64_t rows,
+                                                  std::index_sequence<kIndex...>) noexcept {
+  const std::size_t last = bytes - sizeof...(kIndex) * sizeof(Wide);
+  for (; rows > 0; --rows, from += fromStep, to += toStep) {
+    const auto* const head = reinterpret_cast<const WideInMemory*>(from);
+    const auto* const tail = reinterpret_cast<const WideInMemory*>(from + last);
+    const Wide heads[] = {head[kIndex]...};
+    const Wide tails[] = {tail[kIndex]...};
+    ((reinterpret_cast<WideInMemory*>(to)[kIndex] = heads[kIndex]), ...);
+    ((reinterpret_cast<WideInMemory*>(to + last)[kIndex] = tails[kIndex]), ...);
+  }
+}
+
+// False: it is left to do.
+inline bool CopyRowsWidely(const std::byte* from, std::int64_t fromStep, std::byte* to,
+                           std::int64_t toStep, std::size_t bytes, std::int64_t rows) noexcept {
+  if (bytes < 64 || bytes > 256 || !HasWideRegisters()) return false;
+  if (bytes <= 128) {
+    CopyWideRows(from, fromStep, to, toStep, bytes, rows, std::make_index_sequence<2>());
+  } else {
+    CopyWideRows(from, fromStep, to, toStep, bytes, rows, std::make_index_sequence<4>());
+  }
+  return true;
+}
+#else
+constexpr bool CopyRowsWidely(const std::byte*, std::int64_t, std::byte*, std::int64_t, std::size_t,
+                              std::int64_t) noexcept {
+  return false;
+}
+#endif
+
+// Copies rows of so many bytes that lie in memory, the first one first. What is as short as a few
+// cache lines costs no call.
 inline void CopyWholeRows(const std::byte* from, std::int64_t fromStep, std::byte* to,
                           std::int64_t toStep, std::size_t bytes, std::int64_t rows) noexcept {
+  if (CopyRowsWidely(from, fromStep, to, toStep, bytes, rows)) return;
   if (bytes <= 64) {
     const auto copy = bytes > 32   ? &CopyShortRows<32>
                       : bytes > 16 ? &CopyShortRows<16>
