@@ -59,7 +59,6 @@ void CopyShortRows(const std::byte* from, std::int64_t fromStep, std::byte* to, 
 // The compiler for the other system spills wide registers to places that are not aligned for it.
 #if defined(__x86_64__) && !defined(_WIN32)
 using Wide = long long __attribute__((vector_size(32)));
-using WideInMemory = long long __attribute__((vector_size(32), aligned(1), may_alias));
 
 inline bool HasWideRegisters() noexcept {
   static const bool has = __builtin_cpu_supports("avx2") != 0;
@@ -74,12 +73,12 @@ __attribute__((target("avx2"))) void CopyWideRows(const std::byte* from, std::in
                                                   std::index_sequence<kIndex...>) noexcept {
   const std::size_t last = bytes - sizeof...(kIndex) * sizeof(Wide);
   for (; rows > 0; --rows, from += fromStep, to += toStep) {
-    const auto* const head = reinterpret_cast<const WideInMemory*>(from);
-    const auto* const tail = reinterpret_cast<const WideInMemory*>(from + last);
-    const Wide heads[] = {head[kIndex]...};
-    const Wide tails[] = {tail[kIndex]...};
-    ((reinterpret_cast<WideInMemory*>(to)[kIndex] = heads[kIndex]), ...);
-    ((reinterpret_cast<WideInMemory*>(to + last)[kIndex] = tails[kIndex]), ...);
+    Wide heads[sizeof...(kIndex)];
+    Wide tails[sizeof...(kIndex)];
+    (std::memcpy(&heads[kIndex], from + kIndex * sizeof(Wide), sizeof(Wide)), ...);
+    (std::memcpy(&tails[kIndex], from + last + kIndex * sizeof(Wide), sizeof(Wide)), ...);
+    (std::memcpy(to + kIndex * sizeof(Wide), &heads[kIndex], sizeof(Wide)), ...);
+    (std::memcpy(to + last + kIndex * sizeof(Wide), &tails[kIndex], sizeof(Wide)), ...);
   }
 }
 
