@@ -59,6 +59,15 @@ void Free(void* block) noexcept {
 long long LiveBlocks() noexcept { return liveBlocks.load(std::memory_order_relaxed); }
 
 AllocationFaults::AllocationFaults(long long granted, bool forGood) noexcept {
+  // The first exception that gets no memory locks the reserve that exceptions have, and on Windows
+  // a lock's first use takes memory: without that the program would throw until its stack ends.
+  refusesForGood.store(false, std::memory_order_relaxed);
+  seen.store(0, std::memory_order_relaxed);
+  refused.store(0, std::memory_order_relaxed);
+  try {
+    throw 0;
+  } catch (int) {
+  }
   seen.store(0, std::memory_order_relaxed);
   refusesForGood.store(forGood, std::memory_order_relaxed);
   refused.store(granted, std::memory_order_relaxed);
