@@ -16,7 +16,6 @@ namespace tests::facts {
 namespace {
 
 Script script;
-thread_local std::map<std::string, DWORD> cookies;
 std::deque<FaultStream> faultStreams;
 
 void EndScript() {
@@ -46,7 +45,7 @@ std::string RegisterClass(Words& words) {
   DWORD cookie = 0;
   const HRESULT result = CoRegisterClassObject(classId, factory.Get(), context, REGCLS_MULTIPLEUSE,
                                                name == "null" ? nullptr : &cookie);
-  if (cookie) cookies[name] = cookie;
+  if (cookie) words.row.cookies[name] = cookie;
   return Shown(result, words) + (cookie ? ", a cookie" : ", none");
 }
 
@@ -220,9 +219,8 @@ const MoreOperations kOperations(Operations{
     {"CoRegisterClassObject", RegisterClass},
     {"CoRevokeClassObject",
      [](Words& words) {
-       const auto known = cookies.find(words.Next());
-       return Shown(CoRevokeClassObject(known == cookies.end() ? 0x7FFFFFF1 : known->second),
-                    words);
+       const auto known = words.row.cookies.extract(words.Next());
+       return Shown(CoRevokeClassObject(known ? known.mapped() : 0x7FFFFFF1), words);
      }},
     {"CoFreeUnusedLibraries", Of(+[] { return CoFreeUnusedLibraries(), 0; })},
     {"RegisterModule", Of(+[](const OLECHAR* classId, Path module) {
@@ -281,8 +279,6 @@ const MoreOperations kOperations(Operations{
 }  // namespace
 
 void EndObjects() {
-  for (const auto& [name, cookie] : cookies) CoRevokeClassObject(cookie);
-  cookies.clear();
   faultStreams.clear();
   // Others of the platform keep an object that fails.
   EXPECT_TRUE(script.objects == 0 || !kEmbeddedHost);

@@ -51,6 +51,7 @@ std::vector<Line> ReadLines(const std::string& path) {
 }
 
 State::~State() {
+  for (const auto& [name, cookie] : cookies) CoRevokeClassObject(cookie);
   for (VARIANT& variant : variants) {
     const bool isArray = (variant.vt & VT_ARRAY) != 0 && (variant.vt & VT_BYREF) == 0;
     while (isArray && variant.parray && SUCCEEDED(SafeArrayUnlock(variant.parray))) {

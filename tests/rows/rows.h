@@ -47,6 +47,7 @@ struct State {
   std::deque<std::string> bytes;
   SAFEARRAY* array = nullptr;
   std::map<std::string, platform::ComPtr<IStream>> streams;
+  std::map<std::string, DWORD> cookies;  // of class objects that are registered
   // `root` is of the row alone, `classes` has all classes, `wild` was never given out.
   std::map<std::string, HKEY> keys;
   // The object that @name stands for, with a count for the caller.
