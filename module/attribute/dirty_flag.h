@@ -10,8 +10,8 @@ class DirtyFlagInterface {
  public:
   virtual void ClearDirty() = 0;
   virtual void SetDirty() = 0;
-  virtual bool IsDirtyFlag() = 0;
-  // S_OK if the flag is set, else S_FALSE. Nothing calls it; it stays as one of the four.
+  virtual bool IsDirtyFlag() = 0;  // nothing calls it; it stays as one of the four
+  // S_OK if the flag is set, else S_FALSE.
   virtual HRESULT GetDirtyResult() = 0;
 
  protected:

@@ -50,8 +50,8 @@ class IPersistStreamAttributeMapImpl : public IPersistStream,
       const OperationLevel level;
       if (FAILED(level.Result())) return level.Result();
       const LockedContent content(*this, this->attributes_);
-      if (this->IsDirtyFlag()) return S_OK;
-      if (!this->attributes_.HasForeignValues()) return S_FALSE;
+      const HRESULT own = this->GetDirtyResult();
+      if (own == S_OK || !this->attributes_.HasForeignValues()) return own;
       for (const auto& attribute : content.Attributes()) {
         if (IsValueDirty(attribute.value)) return S_OK;
       }

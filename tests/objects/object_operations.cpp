@@ -154,13 +154,15 @@ const Operations& ObjectOperations() {
          while (w.HasMore()) allowed.push_back(w.Guid());
          return Result(classes->AllowOnly(allowed.data(), static_cast<ULONG>(allowed.size())));
        }},
-      {"load-allowed",  // FACTORY STREAM
+      {"load-allowed",  // FACTORY STREAM [null, for no place]
        [](Session& s, Words& w) {
          const auto classes = s.As<IStreamClassesKLP>(w.Next());
-         NamedStream& stream = s.streams[w.Next()];
+         const bool hasStream = !w.Take("null");
+         NamedStream& stream = s.streams[hasStream ? w.Next() : "none"];
          ComPtr<IPersist> object;
+         void** const place = w.Take("null") ? nullptr : object.PutVoid();
          const HRESULT result =
-             classes->LoadFromStream(&stream.faults, IID_IPersist, object.PutVoid());
+             classes->LoadFromStream(hasStream ? &stream.faults : nullptr, IID_IPersist, place);
          return Result(result) + (object ? ", object, " : ", null, ") +
                 std::to_string(PositionOf(stream.memory.Get()));
        }},

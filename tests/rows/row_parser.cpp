@@ -10,9 +10,10 @@
 namespace tests::facts {
 namespace {
 
+// A number before the quotes repeats what is in them.
 template <class Char>
 std::basic_string<Char> Unquoted(std::string_view word) {
-  std::basic_string<Char> text;
+  std::basic_string<Char> text, all;
   for (std::size_t i = word.find('"') + 1; i + 1 < word.size(); ++i) {
     const bool isEscaped = word[i] == '\\';
     if (isEscaped) ++i;
@@ -22,7 +23,8 @@ std::basic_string<Char> Unquoted(std::string_view word) {
                    : static_cast<Char>(word[i]);
     i += digits;
   }
-  return text;
+  for (int times = std::atoi(std::string(word).c_str()); times > 1; --times) all += text;
+  return all + text;
 }
 
 BSTR ParseString(std::string_view literal) {
