@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <cstdio>
-#include <memory>
 
 #include "tools/commands/commands.h"
 #include "tools/json.h"
@@ -21,9 +20,11 @@ void PrintJson(const std::vector<RegisteredClass>& classes) {
   std::printf("%s\n", JsonText(rows, 1).c_str());
 }
 
-ExitCode List(bool isJson) {
+}  // namespace
+
+ExitCode Classes(const ClassesOptions& options) {
   const std::vector<RegisteredClass> classes = RegisteredClasses();
-  if (isJson) {
+  if (options.isJson) {
     PrintJson(classes);
   } else {
     for (const RegisteredClass& each : classes) {
@@ -33,15 +34,6 @@ ExitCode List(bool isJson) {
     std::printf("%zu of %zu classes are registered\n", classes.size(), KnownClasses().size());
   }
   return classes.empty() ? kBroken : kWhole;
-}
-
-}  // namespace
-
-void AddClasses(CLI::App& app, Action& action) {
-  const auto isJson = std::make_shared<bool>(false);
-  CLI::App* const command = app.add_subcommand("classes", "The classes that are registered");
-  command->add_flag("--json", *isJson, "For programs");
-  command->callback([=, &action] { action = [=] { return List(*isJson); }; });
 }
 
 }  // namespace tools

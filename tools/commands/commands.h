@@ -1,39 +1,70 @@
 // SPDX-License-Identifier: MIT
-// The commands of the program, one file each. A command adds itself with its options; when it was
-// parsed, its action is what the program does.
+// The commands of the program, one file each: what they are told, and what they do. Failures leave
+// them as std::exception. Import and export are told as tools/pictures.h says.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "tools/progress.h"
 #include "tools/stream_options.h"
 
 namespace tools {
 
 enum ExitCode { kWhole = 0, kBroken = 1, kWrongUsage = 2 };
 
-// Failures leave it as std::exception.
-using Action = std::function<ExitCode()>;
+struct InfoOptions : StreamsOptions {
+  bool isJson = false;
+  bool hasStatistics = false;
+};
+ExitCode Info(const InfoOptions& options);
 
-void AddInfo(CLI::App& app, Action& action);
-void AddDump(CLI::App& app, Action& action);
-void AddReport(CLI::App& app, Action& action);
-void AddSum(CLI::App& app, Action& action);
-void AddVerify(CLI::App& app, Action& action);
-void AddUpgrade(CLI::App& app, Action& action);
-void AddRegister(CLI::App& app, Action& action);
-void AddUnregister(CLI::App& app, Action& action);
-void AddClasses(CLI::App& app, Action& action);
-void AddImport(CLI::App& app, Action& action);
-void AddExport(CLI::App& app, Action& action);
+struct DumpOptions : StreamsOptions {
+  bool isAll = false;
+  bool isJson = false;
+};
+ExitCode Dump(const DumpOptions& options);
 
-// Adds a command that reads a file with a stream, or several.
-CLI::App* AddStreamCommand(CLI::App& app, const char* name, const char* what,
-                           StreamOptions& options);
-CLI::App* AddStreamsCommand(CLI::App& app, const char* name, const char* what,
-                            StreamsOptions& options);
+struct ReportOptions : StreamOptions {
+  std::string page;
+};
+ExitCode Report(const ReportOptions& options);
+
+struct SumOptions {
+  std::vector<std::string> files;
+  ProgressMode progress = ProgressMode::kTerminal;
+};
+ExitCode Sum(const SumOptions& options);
+
+struct VerifyOptions : SumOptions {
+  std::string with;  // empty: beside each file
+};
+ExitCode Verify(const VerifyOptions& options);
+
+struct UpgradeOptions : StreamOptions {
+  std::string newFile;
+  ProgressMode progress = ProgressMode::kTerminal;
+};
+ExitCode Upgrade(const UpgradeOptions& options);
+
+struct ModuleOptions {
+  std::string module;  // empty: the one of this program
+  bool isForUser = false;
+};
+struct RegisterOptions : ModuleOptions {
+  std::string package;  // not on Windows
+};
+ExitCode Register(const RegisterOptions& options);
+struct UnregisterOptions : ModuleOptions {
+  bool isForced = false;
+};
+ExitCode Unregister(const UnregisterOptions& options);
+
+struct ClassesOptions {
+  bool isJson = false;
+};
+ExitCode Classes(const ClassesOptions& options);
 
 // Says on standard error why something failed.
 void SayFailure(const std::string& text);

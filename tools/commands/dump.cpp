@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <iostream>
-#include <memory>
 
 #include "tools/answers.h"
 #include "tools/commands/commands.h"
@@ -11,23 +10,18 @@
 namespace tools {
 namespace {
 
-struct Options : StreamsOptions {
-  bool isAll = false;
-  bool isJson = false;
+const Extent& HowMuch(const DumpOptions& options) { return options.isAll ? kAll : kShort; }
 
-  const Extent& HowMuch() const { return isAll ? kAll : kShort; }
-};
-
-FileFindings DumpText(Bytes file, const Options& options) {
-  TextListing listing(std::cout, options.HowMuch());
+FileFindings DumpText(Bytes file, const DumpOptions& options) {
+  TextListing listing(std::cout, HowMuch(options));
   FileFindings found = WalkFile(file, options.BareClass(), listing);
   std::cout << CountText(file.size(), "byte") << ", " << StateText(found) << '\n';
   return found;
 }
 
-FileFindings DumpJson(Bytes file, const std::string& name, const Options& options) {
+FileFindings DumpJson(Bytes file, const std::string& name, const DumpOptions& options) {
   std::cout << "{\"file\":" << JsonText(name) << ",\"bytes\":" << file.size() << ",\"fields\":";
-  JsonListing listing(std::cout, options.HowMuch());
+  JsonListing listing(std::cout, HowMuch(options));
   FileFindings found = WalkFile(file, options.BareClass(), listing);
   listing.End();
   std::cout << ",\"isWhole\":" << (found.IsWhole() ? "true" : "false")
@@ -36,7 +30,9 @@ FileFindings DumpJson(Bytes file, const std::string& name, const Options& option
   return found;
 }
 
-ExitCode Dump(const Options& options) {
+}  // namespace
+
+ExitCode Dump(const DumpOptions& options) {
   bool isFirst = true;
   const auto separate = [&] {
     if (options.isJson) std::cout << (isFirst ? "[" : ",\n");
@@ -58,16 +54,6 @@ ExitCode Dump(const Options& options) {
       });
   if (options.isJson) std::cout << "]\n";
   return code;
-}
-
-}  // namespace
-
-void AddDump(CLI::App& app, Action& action) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const command = AddStreamsCommand(app, "dump", "Every field of the stream", *options);
-  command->add_flag("--all", options->isAll, "Do not shorten long texts, blocks and lists");
-  command->add_flag("--json", options->isJson, "For programs");
-  command->callback([=, &action] { action = [=] { return Dump(*options); }; });
 }
 
 }  // namespace tools

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <iostream>
-#include <memory>
 
 #include "tools/commands/commands.h"
 #include "tools/file_answers.h"
@@ -8,11 +7,6 @@
 
 namespace tools {
 namespace {
-
-struct Options : StreamsOptions {
-  bool isJson = false;
-  bool hasStatistics = false;
-};
 
 void Print(const std::string& file, const Answers& answers) {
   constexpr std::size_t kLabelColumn = 16;
@@ -32,7 +26,9 @@ void PrintJson(const std::string& file, const Answers& answers, const std::strin
   std::cout << (isFirst ? "[\n" : ",\n") << JsonText(json);
 }
 
-ExitCode Info(const Options& options) {
+}  // namespace
+
+ExitCode Info(const InfoOptions& options) {
   bool isFirst = true;
   const auto print = [&](const std::string& file, const Answers& answers,
                          const std::string& failure) {
@@ -62,18 +58,6 @@ ExitCode Info(const Options& options) {
   });
   if (options.isJson) std::cout << "\n]\n";
   return code;
-}
-
-}  // namespace
-
-void AddInfo(CLI::App& app, Action& action) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      AddStreamsCommand(app, "info", "What there is to say of the object", *options);
-  command->add_flag("--json", options->isJson, "For programs");
-  command->add_flag("--stats", options->hasStatistics,
-                    "Minimum, maximum, mean and count of NaN of each plane, as it is stored");
-  command->callback([=, &action] { action = [=] { return Info(*options); }; });
 }
 
 }  // namespace tools

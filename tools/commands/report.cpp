@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <memory>
-
 #include "tools/commands/commands.h"
 #include "tools/file_answers.h"
 #include "tools/file_bytes.h"
@@ -8,13 +6,8 @@
 #include "tools/report/page.h"
 
 namespace tools {
-namespace {
 
-struct Options : StreamOptions {
-  std::string page;
-};
-
-ExitCode Report(const Options& options) {
+ExitCode Report(const ReportOptions& options) {
   const InputFile file(options.file);
   FieldTree tree;
   const FileFindings found = WalkFile(file.bytes(), options.BareClass(), tree);
@@ -37,17 +30,6 @@ ExitCode Report(const Options& options) {
     std::printf("%s: %s\n", options.page.c_str(), SizeText(page.size()).c_str());
   }
   return found.IsWhole() ? kWhole : kBroken;
-}
-
-}  // namespace
-
-void AddReport(CLI::App& app, Action& action) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      AddStreamCommand(app, "report", "A page to look at: pictures, plots, the stream", *options);
-  command->add_option("-o,--output", options->page, "HTML file to write; - is standard output")
-      ->required();
-  command->callback([=, &action] { action = [=] { return Report(*options); }; });
 }
 
 }  // namespace tools

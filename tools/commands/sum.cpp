@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <memory>
 
 #include "tools/checksum.h"
 #include "tools/commands/commands.h"
-#include "tools/commands/progress_options.h"
 #include "tools/file_bytes.h"
 #include "tools/input_file.h"
 #include "tools/paths.h"
@@ -15,14 +13,8 @@
 namespace tools {
 namespace {
 
-struct Options {
-  std::vector<std::string> files;
-  std::string with;
-  ProgressOptions progress;
-
-  // What goes well is not said either.
-  bool IsQuiet() const { return progress.Mode() == ProgressMode::kNever; }
-};
+// What goes well is not said either.
+bool IsQuiet(const SumOptions& options) { return options.progress == ProgressMode::kNever; }
 
 std::string SumOf(const std::string& name, ProgressMode mode) {
   constexpr std::size_t kWindowBytes = 1 << 20;
@@ -40,13 +32,12 @@ std::string SumOf(const std::string& name, ProgressMode mode) {
 
 std::string SumFile(const std::string& file) { return file + ".sha256"; }
 
-ExitCode Sum(const Options& options, const std::string& file) {
-  const std::string sum = SumOf(file, options.progress.Mode());
+ExitCode SumOne(const SumOptions& options, const std::string& file) {
+  const std::string sum = SumOf(file, options.progress);
   const std::string line = sum + "  " + (file == "-" ? file : Utf8(PathOf(file).filename())) + "\n";
   const Bytes bytes(reinterpret_cast<const std::uint8_t*>(line.data()), line.size());
   WriteWholeFile(file == "-" ? file : SumFile(file), bytes);
-  if (file != "-" && !options.IsQuiet())
-    std::printf("%s: %s\n", SumFile(file).c_str(), sum.c_str());
+  if (file != "-" && !IsQuiet(options)) std::printf("%s: %s\n", SumFile(file).c_str(), sum.c_str());
   return kWhole;
 }
 
@@ -62,49 +53,27 @@ std::string StatedSum(const std::string& name) {
   return digits;
 }
 
-ExitCode Verify(const Options& options, const std::string& file) {
+ExitCode VerifyOne(const VerifyOptions& options, const std::string& file) {
   if (file == "-" && options.with.empty()) {
     throw std::runtime_error("standard input: --with names its checksum file");
   }
   const std::string stated = StatedSum(options.with.empty() ? SumFile(file) : options.with);
-  const bool isSame = SumOf(file, options.progress.Mode()) == stated;
-  if (!isSame || !options.IsQuiet()) {
+  const bool isSame = SumOf(file, options.progress) == stated;
+  if (!isSame || !IsQuiet(options)) {
     std::printf("%s: %s\n", file.c_str(),
                 isSame ? "as it was" : "has changed since its checksum was written");
   }
   return isSame ? kWhole : kBroken;
 }
 
-std::pair<CLI::App*, std::shared_ptr<Options>> AddFilesCommand(CLI::App& app, const char* name,
-                                                               const char* what) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand(name, what);
-  command->add_option("FILE", options->files, "Any files; - is standard input")->required();
-  options->progress.AddTo(*command);
-  return {command, options};
-}
-
 }  // namespace
 
-void AddSum(CLI::App& app, Action& action) {
-  const auto [command, options] =
-      AddFilesCommand(app, "sum", "Writes a checksum file, FILE.sha256, beside each file");
-  command->callback([options = options, &action] {
-    action = [=] {
-      return ForEachFile(options->files, [&](const auto& file) { return Sum(*options, file); });
-    };
-  });
+ExitCode Sum(const SumOptions& options) {
+  return ForEachFile(options.files, [&](const auto& file) { return SumOne(options, file); });
 }
 
-void AddVerify(CLI::App& app, Action& action) {
-  const auto [command, options] =
-      AddFilesCommand(app, "verify", "Checks files against their checksum files");
-  command->add_option("--with", options->with, "The checksum file, where it is not FILE.sha256");
-  command->callback([options = options, &action] {
-    action = [=] {
-      return ForEachFile(options->files, [&](const auto& file) { return Verify(*options, file); });
-    };
-  });
+ExitCode Verify(const VerifyOptions& options) {
+  return ForEachFile(options.files, [&](const auto& file) { return VerifyOne(options, file); });
 }
 
 }  // namespace tools

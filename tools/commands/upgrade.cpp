@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cstdio>
-#include <memory>
 #include <optional>
 
 #include "tools/commands/commands.h"
-#include "tools/commands/progress_options.h"
 #include "tools/file_bytes.h"
 #include "tools/input_file.h"
 #include "tools/loaded_aoi.h"
@@ -14,11 +12,6 @@
 
 namespace tools {
 namespace {
-
-struct Options : StreamOptions {
-  std::string newFile;
-  ProgressOptions progress;
-};
 
 // Whether nothing is missing in the new stream of an object: elements that no record can hold are
 // left out by Save without a failure.
@@ -45,11 +38,13 @@ FileFindings WalkWritten(pictures::OutputFile& out, const KnownClass* bareClass)
   return WalkFile(part.bytes(), bareClass, silent);
 }
 
-ExitCode Upgrade(const Options& options) {
+}  // namespace
+
+ExitCode Upgrade(const UpgradeOptions& options) {
   std::optional<InputFile> file(std::in_place, options.file);
   SilentListing silent;
   const FileFindings found = WalkFile(file->bytes(), options.BareClass(), silent);
-  Progress progress(file->bytes().size(), options.progress.Mode());
+  Progress progress(file->bytes().size(), options.progress);
   const auto load = [&] {
     if (found.aoi && found.IsWhole()) {
       LoadedObject seen = Load(file->bytes(), found, false);
@@ -90,19 +85,6 @@ ExitCode Upgrade(const Options& options) {
                  CountText(found.lostPointers, "element").c_str());
   }
   return kWhole;
-}
-
-}  // namespace
-
-void AddUpgrade(CLI::App& app, Action& action) {
-  const auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      AddStreamCommand(app, "upgrade", "Writes the object's newest version", *options);
-  command
-      ->add_option("OUT", options->newFile, "File to write, in the same form; - is standard output")
-      ->required();
-  options->progress.AddTo(*command);
-  command->callback([=, &action] { action = [=] { return Upgrade(*options); }; });
 }
 
 }  // namespace tools
