@@ -113,12 +113,13 @@ add_executable(client client.cpp)
 target_compile_features(client PRIVATE cxx_std_20)
 target_link_libraries(client PRIVATE RastelKLP::Client)
 END
-cmake -S "$stage" -B "$stage/around" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S "$stage" -B "$stage/around" -G Ninja -DCMAKE_BUILD_TYPE=Debug >/dev/null
 cmake --build "$stage/around" --target client >/dev/null
 [ "$("$stage/around/client")" = 255 ] || fail "add_subdirectory: the client says something else."
 
 echo "Debian packages"
-cmake build/release -D RASTEL_PYTHON=ON -D Python3_EXECUTABLE=/usr/bin/python3 >/dev/null
+cmake build/release -D RASTEL_PYTHON=ON -D RASTEL_PYTHON_FOLDER=lib/python3/dist-packages \
+  -D Python3_EXECUTABLE=/usr/bin/python3 >/dev/null
 cmake --build build/release --target package >/dev/null
 for package in build/release/{rastelklp,rastelklp-dev,python3-rastel}_*.deb; do
   dpkg-deb -x "$package" "$stage/debian"

@@ -12,7 +12,9 @@ export PIP_NO_INDEX=1 PIP_DISABLE_PIP_VERSION_CHECK=1 PYTHONDONTWRITEBYTECODE=1 
 unset PYTHONPATH
 
 echo "the wheel"
-"$python" -m pip wheel -q --no-deps --no-build-isolation -w "$stage/wheels" .
+# In the tree of the release, as it was built: what is compiled there is not compiled again.
+"$python" -m pip wheel -q --no-deps --no-build-isolation -w "$stage/wheels" \
+  --config-settings build-dir=build/release --config-settings cmake-args=-DRASTEL_WERROR=ON .
 "$python" -m venv "$stage/venv"
 "$stage/venv/bin/pip" install -q --no-deps "$stage"/wheels/rastel-*.whl
 system=$("$python" -c 'import pytest, os; print(os.path.dirname(os.path.dirname(pytest.__file__)))')
