@@ -126,6 +126,13 @@ const Operations& ObjectOperations() {
          const HRESULT result = marshal->UnmarshalInterface(stream, IID_IUnknown, out.PutVoid());
          return Result(result) + (out ? ", object" : ", null");
        }},
+      {"marshal-into",  // OBJECT STREAM, the same
+       [](Session& s, Words& w) {
+         const auto marshal = s.As<IMarshal>(w.Next());
+         IStream* const stream = &s.streams[w.Next()].faults;
+         return Result(
+             marshal->MarshalInterface(stream, IID_IUnknown, marshal.Get(), 2, nullptr, 0));
+       }},
       {"marshal-size",
        [](Session& s, Words& w) {
          const auto marshal = s.As<IMarshal>(w.Next());

@@ -12,8 +12,8 @@
 namespace tests {
 namespace {
 
-// Of a window: none, smaller than most fields, and larger than a stream.
-constexpr ULONG kSizes[] = {0, 5, 0x10000};
+// Of a window: none, smaller than most fields, larger than a stream, and one that cannot be opened.
+constexpr ULONG kSizes[] = {0, 5, 0x10000, 0xFFFFFFFF};
 
 class Windows : public ClientTest {
  protected:

@@ -39,8 +39,8 @@ class FaultStream final : public IStream, public IStreamWindow {
   void ShortenAt(StreamCall kind, ULONG number, ULONG bytes, bool forGood = false) {
     fault_ = {kind, number, forGood ? kNever : number, S_OK, bytes};
   }
-  // Windows of so many bytes, or more where more are asked for; none while a fault is set. Nothing
-  // is written beyond the limit.
+  // Windows of so many bytes, or more where more are asked for; none while a fault is set. kNever:
+  // none can be opened. Nothing is written beyond the limit.
   void ShowMemory(ULONG windowBytes, ULONGLONG limit = kNever) {
     windowBytes_ = windowBytes;
     limit_ = limit;
@@ -116,6 +116,7 @@ class FaultStream final : public IStream, public IStreamWindow {
 
   STDMETHODIMP OpenToWrite(ULONG least, ULONGLONG, BYTE** bytes, ULONG* count) override {
     Enter(StreamCall::kEvery);
+    if (windowBytes_ == kNever) return E_FAIL;
     if (limit_ != kNever && Position() + least > limit_) return E_OUTOFMEMORY;
     const ULONGLONG most = limit_ == kNever ? kNever : limit_ - Position();
     const auto size = (std::min<ULONGLONG>)((std::max)(least, windowBytes_), most);
@@ -124,6 +125,7 @@ class FaultStream final : public IStream, public IStreamWindow {
   }
   STDMETHODIMP OpenToRead(const BYTE** bytes, ULONG* count) override {
     Enter(StreamCall::kEvery);
+    if (windowBytes_ == kNever) return E_FAIL;
     window_.resize(windowBytes_);
     const ULONGLONG position = Position();
     ULONG delivered = 0;
