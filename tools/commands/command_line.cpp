@@ -49,9 +49,8 @@ class Parser {
   std::string Mistyped(const std::vector<std::string>& words) const;
 
   CLI::App app_{
-      "Tells what is in the streams of objects, shows and checks them, turns pictures into AOIs "
-      "and "
-      "back, and registers the module.",
+      "Tells what is in the streams of objects, shows and checks them, turns pictures into "
+      "AOIs and back, and registers the module.",
       "rastel"};
   std::function<ExitCode()> asked_;
 };
